@@ -97,7 +97,7 @@ int format_report_line(const TestRecord &r, char (&line)[REPORT_LINE_MAX]) {
 }
 
 void status_report() {
-    char text[TEST_RECORDS * 160 + 2]; // the longest line has some 150 characters
+    char text[TEST_RECORDS * 200 + 2]; // the longest line has less than 200 characters
     size_t length = 0;
 
     (void)gettimeofday(&report_start_time, nullptr);
