@@ -1,0 +1,268 @@
+// Tests the cable between two ports of the board: writes the same frame to both ports, reads it at
+// the other end of the cable in each direction, and checks once that the RTS of each port drives
+// the CTS and DCD of the other. With one port it is a loopback test: x and y are then the same
+// port, the same descriptor and the same record.
+//
+// What arrives on y is counted in x's record and the other way round, as each record speaks of its
+// port's transmitter; stop, hold and time-outs stand in y's record.
+
+#include "serial/crossover_test.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/time.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "serial/port_access.h"
+#include "serial/port_io.h"
+#include "supervisor/settings.h"
+#include "supervisor/sleep.h"
+#include "supervisor/system_log.h"
+#include "supervisor/test_process.h"
+
+namespace {
+
+constexpr int32_t GENERATE_LENGTH = 100; // of the pattern: where in its table a frame may begin
+constexpr int32_t LINE_EXTRA_CHARS = 33; // line time allowed on top of the frame's own
+constexpr int32_t DELAY_MIN_US = 2000;
+constexpr int32_t POLL_MAX_MS = 999;
+constexpr int32_t LINES_SETTLE_US = 9000;
+constexpr int32_t CLEARED_BYTES = 100; // of the receive buffer, before each read
+constexpr int32_t SILENCE_ALLOWED = 3; // failed reads in a row that are not yet a fault
+constexpr uint32_t GRACE_WRITES = 3;   // frames in which x to y may still be out of step
+constexpr int32_t DEADLINE_TRIES = 3;
+constexpr int32_t US_PER_S = 1000000;
+
+struct crossover {
+    const char *x;
+    const char *y;
+    TestRecord &x_record;
+    TestRecord &y_record;
+    PatternSource pattern;
+    int x_port = -1;
+    int y_port = -1;
+    int32_t silence = 0; // failed reads since the last good one
+    int32_t length = 0;  // of the frame in hand
+
+    bool two_ports() const {
+        return &x_record != &y_record;
+    }
+};
+
+struct pace {
+    int32_t delay_us;
+    int32_t poll_ms;
+    timeval deadline;
+};
+
+void give_up(crossover &test, const char *port) {
+    log_format("Couldn't open SP%s", port);
+    set_shared_word(test.y_record.pid, PID_STOP);
+}
+
+void open_ports(crossover &test) {
+    test.x_port = open_async_port(test.x, O_RDWR);
+    if (test.x_port < 0)
+        return give_up(test, test.x);
+    test.y_record.unit = atoi(test.x);
+    if (!test.two_ports()) {
+        test.y_port = test.x_port;
+        return;
+    }
+    test.y_port = open_async_port(test.y, O_RDWR);
+    if (test.y_port < 0)
+        return give_up(test, test.y);
+    test.x_record.unit = atoi(test.x);
+    test.y_record.unit = atoi(test.y);
+    set_shared_word(test.x_record.pid, shared_word(test.y_record.pid));
+}
+
+// The far end's RTS is `expected`: CTS and DCD of this port must follow it.
+void expect_lines(int port, int expected, TestRecord &record) {
+    if (get_cts(port) != expected)
+        ++record.errors2;
+    if (get_dcd(port) != expected)
+        ++record.errors2;
+}
+
+void check_modem_lines(crossover &test) {
+    // The sync port and the front panel's port have no modem lines.
+    if (test.x[0] == '5' || test.x[0] == '6')
+        return;
+    for (const int level : {0, 1}) {
+        (void)set_rts(test.x_port, level);
+        (void)set_rts(test.y_port, level);
+        expect_lines(test.y_port, level, test.y_record);
+        if (test.two_ports())
+            expect_lines(test.x_port, level, test.x_record);
+    }
+}
+
+void add_silence(crossover &test) {
+    if (test.silence > SILENCE_ALLOWED) {
+        test.y_record.errors2 += test.silence;
+        test.silence = 0;
+    }
+}
+
+// Writes one new frame to both ports. The driver may not change the reference.
+void send_frame(crossover &test) {
+    test.length = test.pattern(nullptr, tx_buffer.data(), GENERATE_LENGTH);
+    xfer_length = test.length;
+    const std::array<uint8_t, TRANSFER_BYTES> frame = tx_buffer;
+    const auto bytes = static_cast<size_t>(test.length);
+
+    const ssize_t sent = write(test.x_port, tx_buffer.data(), bytes);
+    tx_buffer = frame;
+    if (test.two_ports()) {
+        (void)!write(test.y_port, tx_buffer.data(), bytes); // its loss shows at the other end
+        tx_buffer = frame;
+    }
+    if (sent != -1)
+        ++test.y_record.write_count;
+    test.x_record.write_count = test.y_record.write_count;
+}
+
+// Sleeps for the line time of the frame and says how long to wait for it.
+pace wait_for_line(const crossover &test) {
+    pace wait = {};
+    wait.delay_us =
+        (test.length + LINE_EXTRA_CHARS) * 10 * US_PER_S / speed_code_to_baud(port_speed_code);
+    (void)tcdrain(test.x_port);
+    if (test.two_ports())
+        (void)tcdrain(test.y_port);
+    wait.delay_us = std::max(wait.delay_us, DELAY_MIN_US);
+    sleep_us(wait.delay_us);
+
+    (void)gettimeofday(&wait.deadline, nullptr);
+    wait.deadline.tv_usec += wait.delay_us;
+    if (wait.deadline.tv_usec > US_PER_S) {
+        wait.deadline.tv_usec -= US_PER_S;
+        ++wait.deadline.tv_sec;
+    }
+    wait.poll_ms = std::max(wait.delay_us / 1000, 1);
+    wait.poll_ms = wait.poll_ms <= 997 ? wait.poll_ms + 1 : POLL_MAX_MS;
+    return wait;
+}
+
+bool has_passed(const timeval &deadline) {
+    timeval now;
+    (void)gettimeofday(&now, nullptr);
+    return now.tv_sec > deadline.tv_sec ||
+           (now.tv_sec == deadline.tv_sec && now.tv_usec >= deadline.tv_usec);
+}
+
+// An empty poll uses up a try only once the deadline has passed.
+bool input_before_deadline(int port, const pace &wait) {
+    for (int32_t tries = DEADLINE_TRIES; tries > 0;) {
+        if (input_within(port, wait.poll_ms))
+            return true;
+        if (has_passed(wait.deadline))
+            --tries;
+    }
+    return false;
+}
+
+// Nothing came for the transmitter of `record`.
+void count_silence(crossover &test, TestRecord &record) {
+    if (record.read_count != 0)
+        ++test.silence;
+    ++record.errors;
+}
+
+// Direction x to y.
+void receive_on_y(crossover &test, const pace &wait) {
+    TestRecord &record = test.x_record;
+    const bool ready = input_before_deadline(test.y_port, wait);
+    if (!ready) {
+        const int32_t timeouts = test.y_record.errors3;
+        record.errors3 = timeouts;
+        test.y_record.errors3 = timeouts + 1;
+    }
+    clear_rx_buffer(CLEARED_BYTES);
+    const int32_t count = ready ? read_block(test.y_port) : 0;
+    if (count <= 0)
+        return count_silence(test, record);
+
+    test.silence = 0;
+    const int32_t bad = test.pattern(rx_buffer.data(), tx_buffer.data(), count);
+    if (bad > 0 && test.y_record.write_count > GRACE_WRITES) {
+        ++record.errors2;
+        record_sample(record, test.length, rx_buffer[static_cast<size_t>(bad - 1)]);
+    } else {
+        ++record.read_count;
+    }
+}
+
+// Direction y to x; the frame has waited in x's queue meanwhile.
+void receive_on_x(crossover &test, const pace &wait) {
+    TestRecord &record = test.y_record;
+    const bool ready = input_within(test.x_port, wait.poll_ms);
+    clear_rx_buffer(CLEARED_BYTES);
+    const int32_t count = ready ? read_block(test.x_port) : 0;
+    if (count <= 0)
+        return count_silence(test, record);
+
+    test.silence = 0;
+    const int32_t bad = test.pattern(rx_buffer.data(), tx_buffer.data(), count);
+    if (bad <= 0) {
+        ++record.read_count;
+        return;
+    }
+    // The slot is x's next one, and it is x's index that wraps when y's runs over: the two records
+    // share the ring's bookkeeping in this direction.
+    ++record.errors2;
+    record.hist[static_cast<size_t>(test.x_record.hist_next)] = {
+        test.length, rx_buffer[static_cast<size_t>(bad - 1)]};
+    if (++record.hist_next >= RING_SLOTS)
+        test.x_record.hist_next = 0;
+}
+
+void exchange_frame(crossover &test) {
+    send_frame(test);
+    const pace wait = wait_for_line(test);
+    receive_on_y(test, wait);
+    if (test.two_ports())
+        receive_on_x(test, wait);
+}
+
+void run_crossover(crossover &test) {
+    TestRecord &record = test.y_record;
+    set_shared_word(record.pid, getpid());
+    open_ports(test);
+    check_modem_lines(test);
+    sleep_us(LINES_SETTLE_US);
+
+    while (!told_to_stop(record)) {
+        add_silence(test);
+        if (is_held(record)) {
+            test.silence = 0;
+            hold_nap(record, HOLD_NAP_US);
+            continue;
+        }
+        exchange_frame(test);
+    }
+    record.errors2 += test.silence;
+    mark_finished(record);
+}
+
+} // namespace
+
+pid_t crossover_test(int no_fork, const char *x, const char *y, PatternSource pattern) {
+    TestRecord &first = claim_record('N');
+    const bool two_ports = strcmp(x, y) != 0;
+    TestRecord &last = two_ports ? claim_record('N') : first;
+    if (no_fork != 0)
+        return no_fork;
+
+    const pid_t child = start_test();
+    if (child != 0)
+        return child;
+    crossover test = {x, y, first, last, pattern};
+    run_crossover(test);
+    exit(TEST_EXIT_STATUS);
+}

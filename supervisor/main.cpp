@@ -1,0 +1,92 @@
+// hk_stress: the hardware stress test of the controller board. The command line is the test plan,
+// see option_table.cpp; each test runs in a process of its own and counts into the status table.
+
+#include <algorithm>
+#include <cstdio>
+#include <sched.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "supervisor/led.h"
+#include "supervisor/mac_address.h"
+#include "supervisor/option_table.h"
+#include "supervisor/run_loop.h"
+#include "supervisor/settings.h"
+#include "supervisor/status_table.h"
+#include "supervisor/system_log.h"
+
+namespace {
+
+constexpr int ARGUMENTS_MAX = 49; // the program's name and 48 arguments; later ones are not read
+
+void print(int fd, const char *text, int length) {
+    (void)!write(fd, text, static_cast<size_t>(length)); // nowhere to report a failure
+}
+
+bool create_table() {
+    status_table = status_table_attach(TABLE_RECORDS);
+    if (status_table == nullptr) {
+        constexpr char message[] = "hk_stress: no shared memory for the status table (see ipcs -lm "
+                                   "and ipcs -m), nothing started\n";
+        print(STDERR_FILENO, message, sizeof message - 1);
+        return false;
+    }
+    *status_table = {};
+    sync_owner = 0;
+    status_table->records[0].pid = getpid();
+    return true;
+}
+
+void prepare_board() {
+    name_board();
+    tx_buffer.fill(0xAA);
+    (void)led_toggle();
+    (void)mlockall(MCL_CURRENT); // best effort; each test repeats it after its fork
+}
+
+// The plan has been read: take the settings as they stand now.
+void close_plan() {
+    // Before the handler can need it: a stop signal kills records 1..process_count + bogus_count.
+    process_count = record_count - bogus_count;
+    install_signals();
+
+    sched_param priority = {};
+    (void)sched_getparam(0, &priority);
+    priority.sched_priority = 2; // not applied: the supervisor stays under the default policy
+
+    open_system_log();
+    led_period = std::min(led_period, 60);
+    led_period = led_period <= 0 ? 1 : led_period;
+    log_period = std::clamp(log_period, 5, 600);
+}
+
+void start_run() {
+    char line[64];
+    print(STDERR_FILENO, line,
+          snprintf(line, sizeof line, "proc %d bogus %d\n", record_count, bogus_count));
+    record_count = 1; // from here on it counts ended processes, plus one
+    start_timer();
+    print(STDERR_FILENO, line,
+          snprintf(line, sizeof line, "numproc %d indx %d\n", process_count, record_count));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (!create_table())
+        return 1;
+    prepare_board();
+
+    argc = std::min(argc, ARGUMENTS_MAX);
+    if (argc == 1) {
+        print_usage(argv[0]);
+        return 0;
+    }
+    walk_options(argc, argv);
+
+    close_plan();
+    start_run();
+    run_until_reaped();
+    status_table_detach();
+    return 0;
+}

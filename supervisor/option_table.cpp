@@ -1,0 +1,153 @@
+// The test plan: what each option of the command line does.
+
+#include "supervisor/option_table.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+#include "serial/crossover_test.h"
+#include "serial/patterns.h"
+#include "serial/port_access.h"
+#include "supervisor/settings.h"
+#include "supervisor/status_table.h"
+#include "supervisor/system_log.h"
+
+namespace {
+
+constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
+
+int32_t number(const char *text) {
+    return static_cast<int32_t>(atol(text));
+}
+
+// True when `records` more records fit into the table. If not, says which option is dropped.
+bool records_fit(int32_t records, char letter, const char *argument) {
+    if (records_left() >= records)
+        return true;
+    char line[160];
+    const int length = snprintf(line, sizeof line,
+                                "hk_stress: -%c%.80s dropped: needs %d record(s) of the status "
+                                "table, %d left\n",
+                                letter, argument, records, records_left());
+    (void)!write(STDERR_FILENO, line, static_cast<size_t>(length));
+    return false;
+}
+
+void set_kind(int32_t kind_code) {
+    last_claimed_record().kind_code = kind_code;
+}
+
+void start_crossover(const char *argument) {
+    const char x[2] = {argument[0], '\0'};
+    const bool two_ports = x[0] != '\0' && argument[1] != '\0' && argument[1] != x[0];
+    const char y[2] = {two_ports ? argument[1] : x[0], '\0'};
+    if (!records_fit(two_ports ? 2 : 1, 'E', argument))
+        return;
+    if (two_ports)
+        ++bogus_count;
+    (void)crossover_test(0, x, y, frame_sample_pattern);
+    set_kind(5);
+    (void)usleep(START_PAUSE_US);
+}
+
+void set_speed(const char *argument) {
+    port_speed_code = baud_to_speed_code(number(argument));
+}
+
+void set_led_period(const char *argument) {
+    led_period = number(argument);
+}
+
+void set_log_period(const char *argument) {
+    log_period = number(argument);
+}
+
+void set_transfer_length(const char *argument) {
+    xfer_length = number(argument);
+}
+
+void set_error_flag(const char *) {
+    error_flag = 1;
+}
+
+void clear_error_flag(const char *) {
+    error_flag = 0;
+}
+
+void toggle_hdlc_mode(const char *) {
+    hdlc_mode = hdlc_mode == 0 ? 1 : 0;
+}
+
+struct option_row {
+    char letter;
+    void (*run)(const char *argument); // null: nothing is started
+};
+
+constexpr option_row OPTIONS[] = {
+    {'C', nullptr},             // PORT      serial receiver
+    {'D', nullptr},             //           DRAM
+    {'E', start_crossover},     // XY        crossover between ports X and Y
+    {'F', nullptr},             //           field I/O modules on the sync port
+    {'I', set_log_ident},       // TEXT      name of the run in the system log
+    {'K', nullptr},             //           front panel
+    {'L', nullptr},             //           field I/O module on SPI
+    {'M', nullptr},             // SRC:DST:N battery-backed file copy
+    {'P', nullptr},             // PORT      serial producer
+    {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
+    {'Y', nullptr},             // DIR       filesystem
+    {'b', set_speed},           // BITS/S    speed of asynchronous ports
+    {'d', set_led_period},      // SECONDS   LED period
+    {'e', set_error_flag},      //
+    {'f', set_transfer_length}, // BYTES     transfer length
+    {'h', toggle_hdlc_mode},    //           HDLC on, off, on, ...
+    {'i', clear_error_flag},    //
+    {'l', set_log_period},      // SECONDS   period of the results list
+};
+
+constexpr const option_row *find_option(int letter) {
+    for (const option_row &row : OPTIONS)
+        if (row.letter == letter)
+            return &row;
+    return nullptr;
+}
+
+constexpr bool every_letter_has_a_row() {
+    size_t letters = 0;
+    for (const char *letter = OPTION_STRING; *letter != '\0'; ++letter) {
+        if (*letter == ':')
+            continue;
+        ++letters;
+        if (find_option(*letter) == nullptr)
+            return false;
+    }
+    return letters == sizeof OPTIONS / sizeof OPTIONS[0];
+}
+static_assert(every_letter_has_a_row());
+
+} // namespace
+
+void print_usage(const char *program) {
+    char text[1024];
+    const int length = snprintf(text, sizeof text,
+                                "Options...<%s>\n"
+                                "-L for spifio   -F for fio\n"
+                                "-h for hdlc -b9600 for 9600 baud\n"
+                                "-S1 datakey  -S2 eeprom -D dram -K keyboard/display \n"
+                                "-Exy serial test for port x to y and y to x\n"
+                                "---------example:\n"
+                                "set led to 1sec, logging to 10sec\n"
+                                "crossover for SP2 and SP8, hdlc loopback on SP5s\n"
+                                "%.400s -d1 -l10 -E28 -h -E55\n",
+                                OPTION_STRING, program);
+    (void)!write(STDOUT_FILENO, text, static_cast<size_t>(length));
+}
+
+void walk_options(int argc, char **argv) {
+    for (int letter; (letter = getopt(argc, argv, OPTION_STRING)) != -1;) {
+        const option_row *row = find_option(letter);
+        if (row != nullptr && row->run != nullptr)
+            row->run(optarg != nullptr ? optarg : "");
+    }
+}

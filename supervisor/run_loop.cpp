@@ -1,0 +1,138 @@
+#include "supervisor/run_loop.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <sched.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+
+#include "supervisor/led.h"
+#include "supervisor/results_log.h"
+#include "supervisor/settings.h"
+#include "supervisor/sleep.h"
+#include "supervisor/status_report.h"
+#include "supervisor/status_table.h"
+#include "supervisor/test_process.h"
+
+int32_t log_countdown = 10;
+
+namespace {
+
+// The numbers are the board's own interface: production scripts send them as numbers.
+constexpr int HANDLED_SIGNALS[] = {
+    10, // SIGUSR1  results list now
+    12, // SIGUSR2  stop
+    14, // SIGALRM  LED and countdown
+    3,  // SIGQUIT  stop
+    19, // SIGSTOP  cannot be caught: the call fails
+    15, // SIGTERM  stop
+    20, // SIGTSTP  stop
+};
+constexpr int LAST_SIGNAL = 20;
+constexpr uint32_t STOP_SIGNALS = 0x189008; // bits 3, 12, 15, 19 and 20
+static_assert(SIGUSR1 == 10 && SIGUSR2 == 12 && SIGALRM == 14 && SIGQUIT == 3);
+static_assert(SIGSTOP == 19 && SIGTERM == 15 && SIGTSTP == 20);
+
+constexpr int32_t NO_CHILD_NAP_US = 5000;
+
+// A test that was forked a moment ago may not have written its id yet: it is known all the same.
+int32_t process_of_record(int32_t index) {
+    const int32_t pid = shared_word(status_table->records[static_cast<size_t>(index)].pid);
+    return pid == PID_NONE ? started_process(index) : pid;
+}
+
+void kill_all_tests() {
+    std::array<int32_t, TABLE_RECORDS> pids = {};
+    const int32_t claimed = process_count + bogus_count;
+    for (int32_t i = 1; i <= claimed; ++i)
+        pids[static_cast<size_t>(i)] = process_of_record(i);
+    (void)sched_yield();
+    (void)sched_yield();
+    for (const int32_t pid : pids)
+        if (pid > 0)
+            (void)kill(pid, SIGKILL); // ESRCH: it has ended already
+}
+
+void log_and_restart_countdown() {
+    results_log();
+    log_countdown = log_period;
+}
+
+} // namespace
+
+void install_signals() {
+    struct sigaction action = {};
+    action.sa_handler = stress_signal;
+    for (const int number : HANDLED_SIGNALS)
+        (void)sigaction(number, &action, nullptr);
+}
+
+void stress_signal(int signal_number) {
+    if (status_table == nullptr)
+        return; // the run has ended and let go of the table
+    const int interrupted_errno = errno;
+
+    if (log_countdown <= 0)
+        log_countdown = log_period;
+    if (log_countdown > log_period)
+        log_countdown = log_period;
+
+    if (signal_number > LAST_SIGNAL) {
+        status_table_detach();
+        exit(1);
+    }
+    if ((STOP_SIGNALS & 1u << signal_number) != 0) {
+        kill_all_tests();
+        results_log();
+    } else if (signal_number == SIGALRM) {
+        (void)led_toggle();
+        log_countdown -= led_period;
+        if (log_countdown <= 0)
+            log_and_restart_countdown();
+    } else if (signal_number == SIGUSR1) {
+        log_and_restart_countdown();
+    } else {
+        status_table_detach();
+        exit(1);
+    }
+    errno = interrupted_errno;
+}
+
+void start_timer() {
+    itimerval timer = {};
+    timer.it_interval.tv_sec = led_period;
+    timer.it_value.tv_usec = 10;
+    (void)setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+void reap_records(int32_t ended) {
+    bool matched = false; // one process ends one record, even where two hold its id
+    for (int32_t i = 1; i <= process_count; ++i) {
+        TestRecord &record = status_table->records[static_cast<size_t>(i)];
+        const int32_t pid = shared_word(record.pid);
+        const bool is_ended = !matched && pid == ended;
+        if (!is_ended && pid != PID_FINISHED)
+            continue;
+        ++record_count;
+        set_shared_word(record.pid, PID_REAPED);
+        matched = true;
+    }
+}
+
+void run_until_reaped() {
+    (void)gettimeofday(&last_report_time, nullptr);
+    while (process_count >= record_count) {
+        const pid_t ended = wait(nullptr);
+        const bool no_child = ended < 0 && errno == ECHILD;
+        forget_process(ended);
+        reap_records(ended);
+        // Without a child left wait fails at once: a record that can no longer be counted must
+        // not make the supervisor spin.
+        if (no_child)
+            sleep_us(NO_CHILD_NAP_US);
+    }
+    results_log();
+    status_report();
+}

@@ -1,0 +1,54 @@
+// What every test process does alike: start, look at its stop and hold words, nap, end.
+//
+// A test routine reads: claim its record, `start_test`, and in the child set-up, loop, end. Its
+// loop has this shape:
+//
+//     while (!told_to_stop(record)) {
+//         if (is_held(record)) {
+//             hold_nap(record, HOLD_NAP_US);
+//             continue;
+//         }
+//         ... one turn ...
+//     }
+//     mark_finished(record);
+//     exit(TEST_EXIT_STATUS);
+
+#pragma once
+
+#include <cstdint>
+#include <sys/types.h>
+
+#include "supervisor/status_table.h"
+
+constexpr int32_t HOLD_NAP_US = 50000;
+constexpr int32_t SHORT_HOLD_NAP_US = 5000; // the serial receiver and producer resume faster
+constexpr int TEST_EXIT_STATUS = 2;         // of every test process that ends by itself
+
+// Forks the test's process. Returns the child's id in the supervisor (-1 when fork(2) failed: the
+// record then has no process) and 0 in the child, whose present pages are locked in memory and
+// whose messages go to the system log under the run's ident.
+pid_t start_test();
+
+// The process started for a record, also before it has written its own id there; 0 when there was
+// none or it has been reaped.
+pid_t started_process(int32_t record_index);
+
+// A process has been reaped: its id may soon be another's.
+void forget_process(pid_t pid);
+
+// True once the stop word stands in the record.
+inline bool told_to_stop(const TestRecord &record) {
+    return shared_word(record.pid) == PID_STOP;
+}
+
+// True while the record is held.
+inline bool is_held(const TestRecord &record) {
+    return shared_word(record.hold) != HOLD_NONE;
+}
+
+// Acknowledges the hold and naps.
+void hold_nap(TestRecord &record, int32_t nap_us);
+
+// Writes PID_FINISHED and gives the supervisor 5 ms to see it. The caller then releases what it
+// opened and exits with TEST_EXIT_STATUS.
+void mark_finished(TestRecord &record);
