@@ -68,7 +68,7 @@ void serial_port::send_written() {
 }
 
 bool serial_port::fault_strikes(const fault &present) const {
-    return present.numbers.empty() || chunks_sent % static_cast<uint64_t>(present.numbers[0]) == 0;
+    return present.numbers.empty() || chunks_sent % static_cast<uint32_t>(present.numbers[0]) == 0;
 }
 
 void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
