@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
+#include "fio/fio_loop_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
@@ -52,6 +53,16 @@ void start_crossover(const char *argument) {
     (void)usleep(START_PAUSE_US);
 }
 
+void start_fio_loop(const char *argument) {
+    if (sync_owner != 0 || !records_fit(2, 'F', argument))
+        return;
+    (void)fio_loop_test(0, "5");
+    sync_owner = record_count;
+    status_table->records[static_cast<size_t>(record_count - 1)].kind_code = 10;
+    set_kind(1);
+    ++bogus_count;
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -89,7 +100,7 @@ constexpr option_row OPTIONS[] = {
     {'C', nullptr},             // PORT      serial receiver
     {'D', nullptr},             //           DRAM
     {'E', start_crossover},     // XY        crossover between ports X and Y
-    {'F', nullptr},             //           field I/O modules on the sync port
+    {'F', start_fio_loop},      //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
     {'K', nullptr},             //           front panel
     {'L', nullptr},             //           field I/O module on SPI
