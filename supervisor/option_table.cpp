@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "fio/fio_loop_test.h"
+#include "fio/spi_fio_loop_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
@@ -63,6 +64,13 @@ void start_fio_loop(const char *argument) {
     ++bogus_count;
 }
 
+void start_spi_fio_loop(const char *argument) {
+    if (!records_fit(1, 'L', argument))
+        return;
+    (void)spi_fio_loop_test(0, "/dev/manufacturer");
+    set_kind(9);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -103,7 +111,7 @@ constexpr option_row OPTIONS[] = {
     {'F', start_fio_loop},      //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
     {'K', nullptr},             //           front panel
-    {'L', nullptr},             //           field I/O module on SPI
+    {'L', start_spi_fio_loop},  //           field I/O module on SPI
     {'M', nullptr},             // SRC:DST:N battery-backed file copy
     {'P', nullptr},             // PORT      serial producer
     {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
