@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "fio/fio_loop_test.h"
+#include "fio/spi_device_test.h"
 #include "fio/spi_fio_loop_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
@@ -71,6 +72,14 @@ void start_spi_fio_loop(const char *argument) {
     set_kind(9);
 }
 
+void start_spi_device(const char *argument) {
+    if (!records_fit(1, 'S', argument))
+        return;
+    const int32_t selector = number(argument);
+    (void)spi_device_test(0, selector);
+    set_kind(selector == 1 ? 6 : 7);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -114,7 +123,7 @@ constexpr option_row OPTIONS[] = {
     {'L', start_spi_fio_loop},  //           field I/O module on SPI
     {'M', nullptr},             // SRC:DST:N battery-backed file copy
     {'P', nullptr},             // PORT      serial producer
-    {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
+    {'S', start_spi_device},    // NUMBER    datakey, eeprom, SPI loopback
     {'Y', nullptr},             // DIR       filesystem
     {'b', set_speed},           // BITS/S    speed of asynchronous ports
     {'d', set_led_period},      // SECONDS   LED period
