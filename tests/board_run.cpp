@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -182,8 +183,13 @@ void board_run::start(std::vector<std::string> &arguments) {
         ADD_FAILURE() << "no pipes";
         return;
     }
+    const pid_t test = getpid();
     board = fork();
     if (board == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a case that is killed cannot end its board itself
+        if (getppid() != test) {
+            _exit(127);
+        }
         dup2(output_ends[1], STDOUT_FILENO);
         dup2(error_ends[1], STDERR_FILENO);
         execv(words[0], words.data());
