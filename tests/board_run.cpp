@@ -31,17 +31,6 @@ std::vector<std::string> whole_command(std::vector<std::string> board_options,
     return all;
 }
 
-// One of the project's own programs, which may be for another processor than the machine's.
-std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments) {
-    std::vector<std::string> command;
-    if (sizeof(HK_EMULATOR) > 1) {
-        command.emplace_back(HK_EMULATOR);
-    }
-    command.emplace_back(path);
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
 // Appends what has come. False once the other side has closed.
 bool append_from(int descriptor, std::string &text) {
     char bytes[4096];
@@ -138,6 +127,16 @@ std::optional<result_line> parse_result_line(const std::string &text) {
         line.name += (i > 2 ? " " : "") + words[i];
     }
     return line;
+}
+
+std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments) {
+    std::vector<std::string> command;
+    if (sizeof(HK_EMULATOR) > 1) {
+        command.emplace_back(HK_EMULATOR);
+    }
+    command.emplace_back(path);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
 }
 
 board_run board_run::stress(std::vector<std::string> board_options,
