@@ -63,6 +63,10 @@ bool take_port(board_options &options, const char *text) {
     return check_port(text);
 }
 
+bool take_fio(board_options &options, const char *text) {
+    return take_modules(options.field_io, text);
+}
+
 bool take_fault(board_options &options, const char *text) {
     options.faults.emplace_back();
     return parse_fault(text, options.faults.back());
@@ -128,6 +132,8 @@ constexpr option_row OPTIONS[] = {
      "join two ports by a crossed cable (2s-8s: synchronous ones)", take_cable},
     {"loop", "PORT", "--loop 5s", "plug a port into itself", take_loop},
     {"port", "PORT", "--port 3", "have a port with nothing plugged in", take_port},
+    {"fio", "ADDRESS=TYPE,...", "--fio 20=221,16=2",
+     "put field I/O modules with loopback harnesses on port 5s", take_fio},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},

@@ -3,6 +3,7 @@
 
 #include "simulator/event_loop.h"
 #include "simulator/fault.h"
+#include "simulator/field_io_options.h"
 #include "simulator/network.h"
 
 #include <string>
@@ -15,6 +16,7 @@ struct board_options {
     std::vector<std::pair<std::string, std::string>> cables; // two port names each
     std::vector<std::string> loops;
     std::vector<std::string> ports; // there, with nothing plugged in
+    field_io_options field_io;
     std::vector<fault> faults;
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
     int64_t run_us = NEVER; // after which the program gets SIGTERM

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <asm/termbits.h>
 #include <asm/termios.h>
+#include <cstring>
 
 namespace simulator {
 
@@ -220,7 +221,7 @@ bool serial_port::take_fault(const fault &wanted) {
         lines_wired = false;
         return true;
     }
-    if (wanted.target != name) {
+    if (wanted.target != name || strcmp(wanted.kind->device, "port") != 0) {
         return false;
     }
     faults.push_back(wanted);
