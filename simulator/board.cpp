@@ -1,6 +1,7 @@
 #include "simulator/board.h"
 
 #include "simulator/board_output.h"
+#include "simulator/field_io.h"
 #include "simulator/fio_line.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
@@ -131,6 +132,7 @@ bool build_board(const board_options &options, board &built) {
     }
     built.devices.push_back(std::make_unique<system_log>());
     built.devices.push_back(std::make_unique<led>(options.show_led));
+    add_spi(options.field_io, built);
     for (auto &[name, port] : ports) {
         built.devices.push_back(std::move(port));
     }

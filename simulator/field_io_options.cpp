@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace simulator {
@@ -53,6 +53,53 @@ bool take_modules(field_io_options &options, const char *text) {
         }
         begin = end + 1;
     }
+    return true;
+}
+
+bool take_spi(field_io_options &options, const char *text) {
+    const std::string whole = text;
+    const size_t sign = whole.find('=');
+    const bool named = sign != std::string::npos;
+    spi_plug plug{named ? whole.substr(0, sign) : "manufacturer", 0};
+    const std::string what = named ? whole.substr(sign + 1) : whole;
+    if ((plug.node != "manufacturer" && plug.node != "reserved") ||
+        (what != "loop" && !read_byte(what, plug.module_type))) {
+        dprintf(STDERR_FILENO,
+                "hk_board: --spi takes \"loop\" or the type of a module (1 to 255), for "
+                "/dev/manufacturer or after \"reserved=\" for /dev/reserved, not \"%s\"\n",
+                text);
+        return false;
+    }
+    for (const spi_plug &other : options.spi) {
+        if (other.node == plug.node) {
+            dprintf(STDERR_FILENO, "hk_board: --spi: /dev/%s is taken already\n",
+                    plug.node.c_str());
+            return false;
+        }
+    }
+    options.spi.push_back(plug);
+    return true;
+}
+
+bool take_datakey(field_io_options &options, const char *text) {
+    const std::string_view state = text;
+    if (state != "present" && state != "absent") {
+        dprintf(STDERR_FILENO, "hk_board: --datakey is present or absent, not \"%s\"\n", text);
+        return false;
+    }
+    options.datakey = state == "present" ? datakey_state::present : datakey_state::absent;
+    return true;
+}
+
+bool take_eeprom(field_io_options &options, const char *text) {
+    const std::string_view state = text;
+    if (state != "good" && state != "short" && state != "missing") {
+        dprintf(STDERR_FILENO, "hk_board: --eeprom is good, short or missing, not \"%s\"\n", text);
+        return false;
+    }
+    options.eeprom = state == "good"    ? eeprom_state::good
+                     : state == "short" ? eeprom_state::short_one
+                                        : eeprom_state::missing;
     return true;
 }
 

@@ -67,6 +67,18 @@ bool take_fio(board_options &options, const char *text) {
     return take_modules(options.field_io, text);
 }
 
+bool take_spi(board_options &options, const char *text) {
+    return take_spi(options.field_io, text);
+}
+
+bool take_datakey(board_options &options, const char *text) {
+    return take_datakey(options.field_io, text);
+}
+
+bool take_eeprom(board_options &options, const char *text) {
+    return take_eeprom(options.field_io, text);
+}
+
 bool take_fault(board_options &options, const char *text) {
     options.faults.emplace_back();
     return parse_fault(text, options.faults.back());
@@ -134,6 +146,12 @@ constexpr option_row OPTIONS[] = {
     {"port", "PORT", "--port 3", "have a port with nothing plugged in", take_port},
     {"fio", "ADDRESS=TYPE,...", "--fio 20=221,16=2",
      "put field I/O modules with loopback harnesses on port 5s", take_fio},
+    {"spi", "[reserved=]TYPE|loop", "--spi 219",
+     "put a field I/O module, or a loopback, behind /dev/manufacturer (or /dev/reserved)",
+     take_spi},
+    {"datakey", "present|absent", "--datakey present", "have a holder for the datakey",
+     take_datakey},
+    {"eeprom", "good|short|missing", "--eeprom good", "have an eeprom", take_eeprom},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
