@@ -10,6 +10,7 @@
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "supervisor/serial_plan.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
 #include "supervisor/system_log.h"
@@ -52,6 +53,18 @@ void start_crossover(const char *argument) {
     (void)usleep(START_PAUSE_US);
 }
 
+// The pause comes after a skipped receiver too.
+void start_receiver(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'C', argument))
+        (void)consume_dispatch(argument, 0, paren_pattern);
+    (void)usleep(START_PAUSE_US);
+}
+
+void start_producer(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'P', argument))
+        (void)produce_dispatch(argument, 0, paren_pattern);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -86,7 +99,7 @@ struct option_row {
 };
 
 constexpr option_row OPTIONS[] = {
-    {'C', nullptr},             // PORT      serial receiver
+    {'C', start_receiver},      // PORT      serial receiver
     {'D', nullptr},             //           DRAM
     {'E', start_crossover},     // XY        crossover between ports X and Y
     {'F', nullptr},             //           field I/O modules on the sync port
@@ -94,7 +107,7 @@ constexpr option_row OPTIONS[] = {
     {'K', nullptr},             //           front panel
     {'L', nullptr},             //           field I/O module on SPI
     {'M', nullptr},             // SRC:DST:N battery-backed file copy
-    {'P', nullptr},             // PORT      serial producer
+    {'P', start_producer},      // PORT      serial producer
     {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
     {'Y', nullptr},             // DIR       filesystem
     {'b', set_speed},           // BITS/S    speed of asynchronous ports
