@@ -14,6 +14,7 @@
 #include "supervisor/sleep.h"
 #include "supervisor/status_report.h"
 #include "supervisor/status_table.h"
+#include "supervisor/test_process.h"
 
 int32_t log_countdown = 10;
 
@@ -36,12 +37,17 @@ static_assert(SIGSTOP == 19 && SIGTERM == 15 && SIGTSTP == 20);
 
 constexpr int32_t NO_CHILD_NAP_US = 5000;
 
+// A test that was forked a moment ago may not have written its id yet: it is known all the same.
+int32_t process_of_record(int32_t index) {
+    const int32_t pid = shared_word(status_table->records[static_cast<size_t>(index)].pid);
+    return pid == PID_NONE ? started_process(index) : pid;
+}
+
 void kill_all_tests() {
     std::array<int32_t, TABLE_RECORDS> pids = {};
     const int32_t claimed = process_count + bogus_count;
     for (int32_t i = 1; i <= claimed; ++i)
-        pids[static_cast<size_t>(i)] =
-            shared_word(status_table->records[static_cast<size_t>(i)].pid);
+        pids[static_cast<size_t>(i)] = process_of_record(i);
     (void)sched_yield();
     (void)sched_yield();
     for (const int32_t pid : pids)
@@ -120,6 +126,7 @@ void run_until_reaped() {
     while (process_count >= record_count) {
         const pid_t ended = wait(nullptr);
         const bool no_child = ended < 0 && errno == ECHILD;
+        forget_process(ended);
         reap_records(ended);
         // Without a child left wait fails at once: a record that can no longer be counted must
         // not make the supervisor spin.

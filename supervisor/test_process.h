@@ -29,6 +29,13 @@ constexpr int TEST_EXIT_STATUS = 2;         // of every test process that ends b
 // whose messages go to the system log under the run's ident.
 pid_t start_test();
 
+// The process started for a record, also before it has written its own id there; 0 when there was
+// none or it has been reaped.
+pid_t started_process(int32_t record_index);
+
+// A process has been reaped: its id may soon be another's.
+void forget_process(pid_t pid);
+
 // True once the stop word stands in the record.
 inline bool told_to_stop(const TestRecord &record) {
     return shared_word(record.pid) == PID_STOP;

@@ -5,6 +5,7 @@
 
 #include "supervisor/run_loop.h"
 #include "supervisor/settings.h"
+#include "supervisor/test_process.h"
 #include "tests/table_fixture.h"
 
 namespace {
@@ -151,6 +152,23 @@ TEST_F(StopSignals, each_kill_every_claimed_test_and_no_other_process) {
         ASSERT_EQ(kill(children[2], SIGKILL), 0);
         ASSERT_EQ(waitpid(children[2], nullptr, 0), children[2]);
     }
+}
+
+TEST_F(StopSignals, reach_a_test_that_has_not_written_its_id_yet) {
+    claim_record('P');
+    const pid_t child = start_test();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    process_count = 1;
+    bogus_count = 0;
+    stress_signal(SIGTERM);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    forget_process(child);
+    EXPECT_EQ(started_process(1), 0) << "its id may be another's from now on";
 }
 
 TEST_F(StopSignals, that_come_after_the_table_is_gone_do_nothing) {
