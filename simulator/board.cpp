@@ -1,0 +1,153 @@
+#include "simulator/board.h"
+
+#include "simulator/board_output.h"
+#include "simulator/led.h"
+#include "simulator/namespaces.h"
+#include "simulator/network.h"
+#include "simulator/program_run.h"
+#include "simulator/request_channel.h"
+#include "simulator/root.h"
+#include "simulator/serial_port.h"
+#include "simulator/system_log.h"
+
+#include <cstdio>
+#include <map>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int64_t FINISH_US = 2'000'000; // for a reader of the output that is slow
+constexpr int LAST_TURNS = 100;          // for what the program wrote just before it ended
+
+using port_map = std::map<std::string, std::unique_ptr<serial_port>>;
+
+serial_port &port_named(port_map &ports, const std::string &name) {
+    std::unique_ptr<serial_port> &port = ports[name];
+    if (port == nullptr) {
+        port = std::make_unique<serial_port>(name);
+    }
+    return *port;
+}
+
+bool plug(serial_port &port, serial_port &partner) {
+    if (port.partner != nullptr) {
+        dprintf(STDERR_FILENO, "hk_board: something is plugged into port %s already\n",
+                port.name.c_str());
+        return false;
+    }
+    port.partner = &partner;
+    port.partner_name = partner.name;
+    port.lines_wired = true;
+    return true;
+}
+
+bool plug_everything(const board_options &options, port_map &ports) {
+    for (const auto &[one, other] : options.cables) {
+        serial_port &first = port_named(ports, one);
+        serial_port &second = port_named(ports, other);
+        if (!plug(first, second) || !plug(second, first)) {
+            return false;
+        }
+    }
+    for (const std::string &name : options.loops) {
+        serial_port &port = port_named(ports, name);
+        if (!plug(port, port)) {
+            return false;
+        }
+    }
+    for (const std::string &name : options.ports) {
+        (void)port_named(ports, name);
+    }
+    return true;
+}
+
+bool deal_out_faults(const board_options &options, const port_map &ports, board &built) {
+    for (const fault &wanted : options.faults) {
+        bool taken = false;
+        for (const std::unique_ptr<device> &candidate : built.devices) {
+            taken = candidate->take_fault(wanted) || taken; // a cable has two ends
+        }
+        if (taken) {
+            continue;
+        }
+        dprintf(STDERR_FILENO, "hk_board: --fault %s: this board has no %s %s; its ports are:",
+                wanted.text.c_str(), wanted.kind->device, wanted.target.c_str());
+        for (const auto &[name, port] : ports) {
+            dprintf(STDERR_FILENO, " %s", name.c_str());
+        }
+        dprintf(STDERR_FILENO, "\n");
+        return false;
+    }
+    return true;
+}
+
+// The board must not be late when the machine is busy. Only a privileged one may ask for it, and
+// the program under test keeps the ordinary priority in any case.
+void raise_priority() {
+    sched_param lowest{};
+    lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);
+    if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowest) != 0) {
+        const sched_param none{};
+        if (sched_setscheduler(0, SCHED_OTHER | SCHED_RESET_ON_FORK, &none) == 0) {
+            (void)setpriority(PRIO_PROCESS, 0, -10);
+        }
+    }
+    (void)mlockall(MCL_CURRENT);
+}
+
+bool open_nodes(const board &built) {
+    for (const std::unique_ptr<device> &each : built.devices) {
+        if (!each->open_nodes()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool build_board(const board_options &options, board &built) {
+    port_map ports;
+    if (!plug_everything(options, ports)) {
+        return false;
+    }
+    built.devices.push_back(std::make_unique<system_log>());
+    built.devices.push_back(std::make_unique<led>(options.show_led));
+    for (auto &[name, port] : ports) {
+        built.devices.push_back(std::move(port));
+    }
+    return deal_out_faults(options, ports, built);
+}
+
+int run_board(board &built, const board_options &options, const char *directory) {
+    raise_priority();
+    bring_up_network(options.mac);
+    if (!build_root() || !open_nodes(built)) {
+        return STATUS_NO_BOARD;
+    }
+    program_run program;
+    program.run_us = options.run_us;
+    request_channel requests;
+    requests.devices = &built.devices;
+    if (!program.start(options.program, directory, requests.listener)) {
+        return STATUS_NO_BOARD;
+    }
+
+    std::vector<event_source *> sources = {&program, &requests, &output};
+    for (const std::unique_ptr<device> &each : built.devices) {
+        sources.push_back(each.get());
+    }
+    while (!program.ended) {
+        turn(sources, NEVER);
+    }
+    for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
+    }
+    output.finish(FINISH_US);
+    return program.status;
+}
+
+} // namespace simulator

@@ -1,0 +1,24 @@
+// The simulated board: its devices as the command line asks for them.
+#pragma once
+
+#include "simulator/device.h"
+#include "simulator/options.h"
+
+#include <memory>
+#include <vector>
+
+namespace simulator {
+
+struct board {
+    std::vector<std::unique_ptr<device>> devices;
+};
+
+// Builds the devices, plugs in the cables and deals out the faults. False after a message when the
+// options contradict each other or a fault finds nothing to break.
+bool build_board(const board_options &options, board &built);
+
+// The first process of the board's namespaces: sets everything up, runs the program and the devices
+// until it has ended. Returns the exit status of the run.
+int run_board(board &built, const board_options &options, const char *directory);
+
+} // namespace simulator

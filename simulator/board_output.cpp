@@ -1,0 +1,114 @@
+#include "simulator/board_output.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+namespace simulator {
+
+board_output output;
+
+namespace {
+
+constexpr size_t WAITING_BYTES = 1 << 20;
+
+std::string time_of_day() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const time_t seconds = now.tv_sec;
+    tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 48> text{};
+    snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d ", local.tm_hour, local.tm_min,
+             local.tm_sec, static_cast<int>(now.tv_nsec / 1'000'000));
+    return text.data();
+}
+
+std::string whole_line(std::string_view text) {
+    std::string line = time_of_day();
+    const size_t start = line.size();
+    line += text;
+    std::replace_if(
+        line.begin() + static_cast<std::ptrdiff_t>(start), line.end(),
+        [](char letter) { return static_cast<unsigned char>(letter) < ' '; }, ' ');
+    return line + '\n';
+}
+
+} // namespace
+
+void board_output::add_polls(std::vector<pollfd> &polls) const {
+    if (!waiting.empty() && !closed) {
+        polls.push_back({STDOUT_FILENO, POLLOUT, 0});
+    }
+}
+
+void board_output::ready(const pollfd &) {
+    write_waiting();
+}
+
+void board_output::show(std::string_view text) {
+    const std::string line = whole_line(text);
+    if (log_file.is_open()) {
+        (void)!write(log_file.get(), line.data(),
+                     line.size()); // a full disk must not stop the board
+    }
+    if (quiet || closed) {
+        return;
+    }
+    if (waiting.size() + line.size() > WAITING_BYTES) {
+        lost_lines++;
+        return;
+    }
+    waiting += line;
+    write_waiting();
+}
+
+// The descriptor is shared with the program and may be in blocking mode: a pipe that poll reports
+// as writable takes PIPE_BUF bytes without blocking.
+void board_output::write_waiting() {
+    while (!waiting.empty()) {
+        pollfd out{STDOUT_FILENO, POLLOUT, 0};
+        if (poll(&out, 1, 0) != 1) {
+            return;
+        }
+        const ssize_t written =
+            write(STDOUT_FILENO, waiting.data(), std::min<size_t>(waiting.size(), PIPE_BUF));
+        if (written < 0) {
+            if (errno != EAGAIN && errno != EINTR) {
+                closed = true;
+                waiting.clear();
+            }
+            return;
+        }
+        waiting.erase(0, static_cast<size_t>(written));
+    }
+    if (lost_lines > 0) {
+        const size_t lost = std::exchange(lost_lines, 0);
+        board_note("%zu lines could not be shown in time", lost);
+    }
+}
+
+void board_output::finish(int64_t limit_us) {
+    const int64_t latest_us = monotonic_us() + limit_us;
+    write_waiting();
+    while (!waiting.empty() && !closed && monotonic_us() < latest_us) {
+        pollfd out{STDOUT_FILENO, POLLOUT, 0};
+        (void)poll(&out, 1, 50);
+        write_waiting();
+    }
+}
+
+void board_note(const char *format, ...) {
+    std::array<char, 512> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    output.show(std::string("board: ") + text.data());
+}
+
+} // namespace simulator

@@ -1,0 +1,42 @@
+// What the board tells the operator: the system log and its own notes, line by line with the time
+// of day, on standard output and in the file of --log.
+//
+// Standard output may be a pipe that nobody empties. The board must go on then, so lines wait in a
+// bounded store until they can be written; what does not fit is counted and the count is shown.
+#pragma once
+
+#include "simulator/event_loop.h"
+#include "simulator/unique_fd.h"
+
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+struct board_output final : event_source {
+    unique_fd log_file;  // none: only shown
+    bool quiet = false;  // nothing on standard output
+    bool closed = false; // standard output was closed by its reader
+
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
+
+    // Shows one line; control characters in it become blanks.
+    void show(std::string_view text);
+    // Writes what waits, for at most `limit_us`.
+    void finish(int64_t limit_us);
+
+private:
+    void write_waiting();
+
+    std::string waiting;
+    size_t lost_lines = 0;
+};
+
+// The board's one output.
+extern board_output output;
+
+// Shows a line of the board itself: "HH:MM:SS.mmm board: text".
+void board_note(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+} // namespace simulator

@@ -1,0 +1,34 @@
+// The heartbeat LED, /dev/cpuactive: reading gives its state as one byte (0 or 1), writing a byte
+// sets it. The board knows each change and its time.
+//
+// One state byte waits in the node to be read. A program that blinks the LED reads the byte and
+// writes the new one; if the board replaced a byte the moment it was read, the program could read
+// the old state after writing the new one. So a byte that was read is replaced by the write that
+// follows it, or, if none follows, a little later.
+#pragma once
+
+#include "simulator/device.h"
+#include "simulator/pty.h"
+
+namespace simulator {
+
+struct led final : device {
+    explicit led(bool print_changes) : show_changes(print_changes) {}
+
+    bool open_nodes() override;
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
+    int64_t wake_time_us() const override;
+    void wake(int64_t now_us) override;
+
+private:
+    void offer_state();
+
+    pty line;
+    bool show_changes;
+    uint8_t state = 0;
+    unique_fd reader_watch;
+    int64_t refill_us = NEVER;
+};
+
+} // namespace simulator

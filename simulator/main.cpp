@@ -1,0 +1,62 @@
+// hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
+#include "simulator/board.h"
+#include "simulator/board_output.h"
+#include "simulator/namespaces.h"
+#include "simulator/reboot_stand_in.h"
+#include "simulator/root.h"
+
+#include <climits>
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace simulator;
+
+namespace {
+
+bool open_output(const board_options &options) {
+    output.quiet = options.quiet;
+    if (options.log_path.empty()) {
+        return true;
+    }
+    output.log_file.reset(
+        open(options.log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
+    return output.log_file.is_open() || cannot("write", options.log_path);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const std::string_view own_name = file_name(argv[0]);
+    if (is_restart_command(own_name)) {
+        return report_restart(own_name);
+    }
+    board_options options;
+    if (!parse_options(argc, argv, options)) {
+        return STATUS_USAGE;
+    }
+    if (options.help) {
+        print_help();
+        return 0;
+    }
+    board built;
+    if (!build_board(options, built)) {
+        return STATUS_USAGE;
+    }
+    char directory[PATH_MAX];
+    if (getcwd(directory, sizeof directory) == nullptr) {
+        cannot("find", "the current directory");
+        return STATUS_NO_BOARD;
+    }
+    if (!open_output(options)) {
+        return STATUS_NO_BOARD;
+    }
+
+    const pid_t inside = enter_namespaces();
+    if (inside < 0) {
+        return STATUS_NO_BOARD;
+    }
+    if (inside > 0) {
+        return wait_outside(inside);
+    }
+    _exit(run_board(built, options, directory)); // ends every process of the board
+}

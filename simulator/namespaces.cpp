@@ -1,0 +1,122 @@
+#include "simulator/namespaces.h"
+
+#include "simulator/unique_fd.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/sched.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr uint64_t NAMESPACES = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWNET;
+constexpr int PASSED_ON[] = {SIGHUP, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGTERM, SIGTSTP};
+
+void block_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : PASSED_ON) {
+        sigaddset(&signals, number);
+    }
+    sigaddset(&signals, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
+    signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
+}
+
+pid_t fork_into(uint64_t flags) {
+    clone_args arguments{};
+    arguments.flags = flags;
+    arguments.exit_signal = SIGCHLD;
+    return static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof arguments));
+}
+
+bool write_text(const char *path, const char *text) {
+    const unique_fd file(open(path, O_WRONLY | O_CLOEXEC));
+    return file.is_open() && write(file.get(), text, strlen(text)) > 0;
+}
+
+// An ordinary user becomes root of the board, and only of the board; see user_namespaces(7).
+bool become_root_inside(uid_t user, gid_t group) {
+    char user_map[40];
+    char group_map[40];
+    snprintf(user_map, sizeof user_map, "0 %u 1", user);
+    snprintf(group_map, sizeof group_map, "0 %u 1", group);
+    return write_text("/proc/self/setgroups", "deny") &&
+           write_text("/proc/self/uid_map", user_map) &&
+           write_text("/proc/self/gid_map", group_map);
+}
+
+// Dies with the outer process. One that ended before this call would not be noticed; its end of the
+// pipe is then closed already.
+void die_with_outer(int pipe_end) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    pollfd outer{pipe_end, 0, 0};
+    if (poll(&outer, 1, 0) == 1) {
+        _exit(STATUS_NO_BOARD);
+    }
+}
+
+} // namespace
+
+pid_t enter_namespaces() {
+    static int alive[2]; // [1] stays open in the outer process for as long as it lives
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    block_signals();
+    if (pipe2(alive, O_CLOEXEC) != 0) {
+        perror("hk_board: pipe");
+        return -1;
+    }
+    bool own_users = user != 0;
+    pid_t inside = fork_into(NAMESPACES | (own_users ? CLONE_NEWUSER : 0));
+    if (inside < 0 && !own_users && errno == EPERM) { // root without rights, as in a container
+        own_users = true;
+        inside = fork_into(NAMESPACES | CLONE_NEWUSER);
+    }
+    if (inside < 0) {
+        dprintf(STDERR_FILENO,
+                "hk_board: the kernel refuses the board's namespaces: %s\n"
+                "hk_board: run it as root, or allow user namespaces for ordinary users\n",
+                strerror(errno));
+        return -1;
+    }
+    if (inside > 0) {
+        (void)close(alive[0]);
+        return inside;
+    }
+    (void)close(alive[1]);
+    die_with_outer(alive[0]);
+    (void)setpgid(0, 0); // the terminal's signals are for the outer process alone
+    if (own_users && !become_root_inside(user, group)) {
+        dprintf(STDERR_FILENO, "hk_board: cannot become root of the board: %s\n", strerror(errno));
+        _exit(STATUS_NO_BOARD);
+    }
+    return 0;
+}
+
+int wait_outside(pid_t inside) {
+    sigset_t signals;
+    sigprocmask(SIG_BLOCK, nullptr, &signals);
+    for (;;) {
+        int status = 0;
+        if (waitpid(inside, &status, WNOHANG) == inside) {
+            return WIFEXITED(status) ? WEXITSTATUS(status) : STATUS_NO_BOARD;
+        }
+        const int number = sigwaitinfo(&signals, nullptr);
+        if (number > 0 && number != SIGCHLD) {
+            (void)kill(inside, number); // it may be ending just now
+        }
+    }
+}
+
+} // namespace simulator

@@ -1,0 +1,24 @@
+// The board's own world: private mount, process, IPC and network namespaces. They end with their
+// first process, and that one is killed when the hk_board the operator started ends in any way; so
+// nothing that happens on the board outlives it. See namespaces(7), pid_namespaces(7).
+#pragma once
+
+#include <sys/types.h>
+
+namespace simulator {
+
+// hk_board's own exit statuses; any other is the program's (128 + n when signal n ended it).
+constexpr int STATUS_USAGE = 2;
+constexpr int STATUS_HANG = 124;
+constexpr int STATUS_NO_BOARD = 125;
+
+// Splits into the process outside (returns the inner one's id) and the first process of the new
+// namespaces (returns 0). -1 after a message when the kernel refuses. All signals that the operator
+// may send are blocked in both from then on.
+pid_t enter_namespaces();
+
+// The outer process from then on: passes signals on to the inner one and waits for its end.
+// Returns the exit status of the run.
+int wait_outside(pid_t inside);
+
+} // namespace simulator

@@ -1,0 +1,34 @@
+// hk_board's command line.
+#pragma once
+
+#include "simulator/event_loop.h"
+#include "simulator/fault.h"
+#include "simulator/network.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace simulator {
+
+struct board_options {
+    std::vector<std::pair<std::string, std::string>> cables; // two port names each
+    std::vector<std::string> loops;
+    std::vector<std::string> ports; // there, with nothing plugged in
+    std::vector<fault> faults;
+    mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
+    int64_t run_us = NEVER; // after which the program gets SIGTERM
+    std::string log_path;   // empty: none
+    bool quiet = false;
+    bool show_led = false;
+    bool help = false;
+    char *const *program = nullptr; // its name and arguments
+};
+
+// Reads the command line. False when it is not valid, after saying on standard error what would be.
+bool parse_options(int argc, char *const *argv, board_options &options);
+
+// Writes the help text to standard output.
+void print_help();
+
+} // namespace simulator

@@ -1,0 +1,154 @@
+#include "simulator/program_run.h"
+
+#include "simulator/namespaces.h"
+#include "simulator/request_filter.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int64_t GRACE_US = 5'000'000; // from SIGTERM to giving up
+constexpr int CANNOT_EXECUTE = 126;     // as a shell reports them
+constexpr int NOT_FOUND = 127;
+
+void restore_signals() {
+    sigset_t none;
+    sigemptyset(&none);
+    signal(SIGPIPE, SIG_DFL);
+    signal(SIGTTOU, SIG_DFL);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// The child between fork and exec. A group and not a session of its own: a session leader would
+// make the first port it opens its controlling terminal.
+[[noreturn]] void become_program(char *const *arguments, const char *directory, int board) {
+    (void)setpgid(0, 0);
+    (void)prctl(PR_CAPBSET_DROP, CAP_SYS_BOOT); // nothing on the board can restart the machine
+    if (chdir(directory) != 0) {
+        dprintf(
+            STDERR_FILENO,
+            "hk_board: cannot enter %s: %s\nhk_board: /opt and /run on the board are its own and "
+            "empty; start from another directory\n",
+            directory, strerror(errno));
+        _exit(STATUS_NO_BOARD);
+    }
+    const unique_fd listener = install_request_filter();
+    if (!listener.is_open() || !send_descriptor(board, listener.get())) {
+        dprintf(STDERR_FILENO, "hk_board: the kernel refuses the request filter: %s\n",
+                strerror(errno));
+        _exit(STATUS_NO_BOARD);
+    }
+    restore_signals();
+    execvp(arguments[0], arguments);
+    const int reason = errno;
+    dprintf(
+        STDERR_FILENO,
+        "hk_board: cannot start %s: %s\nhk_board: the program and its interpreter are looked for "
+        "on the board, where /opt and /run are empty\n",
+        arguments[0], strerror(reason));
+    _exit(reason == ENOENT || reason == ENOTDIR ? NOT_FOUND : CANNOT_EXECUTE);
+}
+
+} // namespace
+
+bool program_run::start(char *const *arguments, const char *directory, unique_fd &listener) {
+    sigset_t blocked; // what the outer process passes on, and SIGCHLD
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
+    int ends[2];
+    if (!signals.is_open() || socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        perror("hk_board: cannot start the program");
+        return false;
+    }
+    unique_fd board_end(ends[0]);
+    unique_fd program_end(ends[1]);
+    program = fork();
+    if (program < 0) {
+        perror("hk_board: cannot start the program");
+        return false;
+    }
+    if (program == 0) {
+        become_program(arguments, directory, program_end.get());
+    }
+    (void)setpgid(program, program);
+    program_end.reset();
+    listener = receive_descriptor(board_end.get());
+    if (run_us != NEVER) {
+        end_us = monotonic_us() + run_us;
+    }
+    return true; // without a listener the child has said why and ends
+}
+
+void program_run::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({signals.get(), POLLIN, 0});
+}
+
+void program_run::ready(const pollfd &) {
+    signalfd_siginfo arrived{};
+    while (read(signals.get(), &arrived, sizeof arrived) == sizeof arrived) {
+        const int number = static_cast<int>(arrived.ssi_signo);
+        if (number == SIGCHLD) {
+            reap();
+        } else if (number == SIGINT || number == SIGHUP) {
+            request_end();
+        } else {
+            pass_on(number);
+        }
+    }
+}
+
+int64_t program_run::wake_time_us() const {
+    return end_us < give_up_us ? end_us : give_up_us;
+}
+
+void program_run::wake(int64_t now_us) {
+    if (ended) {
+        end_us = give_up_us = NEVER;
+    } else if (now_us >= give_up_us) {
+        dprintf(STDERR_FILENO,
+                "hk_board: the program did not end within %d s of SIGTERM; "
+                "ending everything on the board\n",
+                static_cast<int>(GRACE_US / 1'000'000));
+        ended = true;
+        status = STATUS_HANG;
+    } else {
+        request_end();
+    }
+}
+
+void program_run::request_end() {
+    end_us = NEVER;
+    if (give_up_us == NEVER) {
+        pass_on(SIGTERM);
+        give_up_us = monotonic_us() + GRACE_US;
+    }
+}
+
+void program_run::pass_on(int number) {
+    if (!ended) {
+        (void)kill(program, number);
+    }
+}
+
+void program_run::reap() {
+    int how = 0;
+    pid_t child = 0;
+    while ((child = waitpid(-1, &how, WNOHANG)) > 0) {
+        if (child == program && !ended) {
+            ended = true;
+            status = WIFEXITED(how) ? WEXITSTATUS(how) : 128 + WTERMSIG(how);
+        }
+    }
+}
+
+} // namespace simulator

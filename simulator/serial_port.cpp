@@ -1,0 +1,229 @@
+#include "simulator/serial_port.h"
+
+#include <algorithm>
+#include <asm/termbits.h>
+#include <asm/termios.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int64_t DRAIN_LOOK_US = 500;      // between two looks whether the partner has got it
+constexpr int64_t DRAIN_LIMIT_US = 200'000; // a drain takes no longer, whatever happens
+constexpr int64_t FRAME_LOOK_US = 20'000;   // a reader that flushed its input is noticed this late
+constexpr size_t FRAMES_KEPT = 64;          // as a driver's receive ring; further frames are lost
+constexpr uint32_t OUTPUT_LINES = TIOCM_RTS | TIOCM_DTR;
+
+} // namespace
+
+serial_port::serial_port(std::string port_name)
+    : name(std::move(port_name)), synchronous(name.back() == 's') {}
+
+bool serial_port::open_nodes() {
+    if (!line.open(("/dev/sp" + name).c_str())) {
+        return false;
+    }
+    if (synchronous) {
+        reader_watch = watch_reader(line);
+    }
+    return true;
+}
+
+void serial_port::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({line.master.get(), POLLIN, 0});
+    if (reader_watch.is_open()) {
+        polls.push_back({reader_watch.get(), POLLIN, 0});
+    }
+}
+
+void serial_port::ready(const pollfd &event) {
+    if (event.fd == line.master.get()) {
+        send_written();
+        return;
+    }
+    forget_read(reader_watch);
+    hand_over_frames();
+}
+
+int64_t serial_port::wake_time_us() const {
+    return std::min(frame_look_us, drain_look_us);
+}
+
+void serial_port::wake(int64_t now_us) {
+    hand_over_frames();
+    answer_drains(now_us);
+}
+
+bool serial_port::owns(const struct stat &node) const {
+    return line.is_slave(node);
+}
+
+// Sending: from the program to the partner.
+
+void serial_port::send_written() {
+    std::vector<uint8_t> chunk = take_written(line);
+    if (!chunk.empty()) {
+        send_chunk(chunk);
+    }
+}
+
+bool serial_port::fault_strikes(const fault &present) const {
+    return present.numbers.empty() || chunks_sent % static_cast<uint64_t>(present.numbers[0]) == 0;
+}
+
+void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
+    chunks_sent++;
+    bool lost = partner == nullptr;
+    for (const fault &present : faults) {
+        if (!fault_strikes(present)) {
+            continue;
+        }
+        if (present.kind->id == fault_id::flip) {
+            // Another byte and bit each time, the same ones in every run.
+            chunk[bits_flipped % chunk.size()] ^= static_cast<uint8_t>(1U << bits_flipped % 8);
+            bits_flipped++;
+        } else {
+            lost = true;
+        }
+    }
+    if (!lost) {
+        partner->take_chunk(chunk);
+    }
+}
+
+// Receiving: from the partner to the program.
+
+void serial_port::take_chunk(std::span<const uint8_t> chunk) {
+    if (!synchronous) {
+        give_bytes(chunk);
+        return;
+    }
+    if (frames.size() < FRAMES_KEPT) {
+        frames.emplace_back(chunk.begin(), chunk.end());
+    }
+    hand_over_frames();
+}
+
+void serial_port::give_bytes(std::span<const uint8_t> chunk) {
+    const size_t before = has_arrived() ? unread_bytes(line) : expected_unread;
+    expected_unread = std::min(before + give(line, chunk), TERMINAL_QUEUE_BYTES);
+}
+
+void serial_port::hand_over_frames() {
+    while (!frames.empty() && nothing_under_way(line) && unread_bytes(line) == 0) {
+        give_bytes(frames.front());
+        frames.pop_front();
+    }
+    frame_look_us = frames.empty() ? NEVER : monotonic_us() + FRAME_LOOK_US;
+}
+
+// When the program reads part of its queue while bytes are under way, the expected count is never
+// reached; then the next time it has read everything tells.
+bool serial_port::has_arrived() {
+    if (unread_bytes(line) >= expected_unread || nothing_under_way(line)) {
+        expected_unread = 0;
+    }
+    return expected_unread == 0;
+}
+
+// Requests.
+
+void serial_port::take_request(const request &asked) {
+    switch (asked.number) {
+    case TIOCMGET: {
+        const uint32_t lines = modem_lines();
+        if (write_argument(asked, &lines, sizeof lines)) {
+            answer(asked, 0);
+        } else {
+            refuse(asked, EFAULT);
+        }
+        break;
+    }
+    case TIOCMSET:
+        set_modem_lines(asked);
+        break;
+    case TCSBRK:
+        drain(asked);
+        break;
+    case SYNC_CONFIG_REQUEST:
+        configure_synchronous(asked);
+        break;
+    default:
+        pass_on(asked);
+    }
+}
+
+void serial_port::drain(const request &asked) {
+    send_written();
+    drains.push_back({asked, monotonic_us() + DRAIN_LIMIT_US});
+    answer_drains(monotonic_us());
+}
+
+void serial_port::answer_drains(int64_t now_us) {
+    const bool arrived = partner == nullptr || partner->has_arrived();
+    std::erase_if(drains, [&](const waiting_drain &waiting) {
+        if (!arrived && now_us < waiting.latest_us) {
+            return false;
+        }
+        answer(waiting.asked, 0);
+        return true;
+    });
+    drain_look_us = drains.empty() ? NEVER : now_us + DRAIN_LOOK_US;
+}
+
+uint32_t serial_port::modem_lines() const {
+    const bool driven = lines_wired && partner != nullptr && partner->drives_rts();
+    return outputs | (driven ? TIOCM_CTS | TIOCM_CAR : 0U);
+}
+
+bool serial_port::drives_rts() const {
+    return (outputs & TIOCM_RTS) != 0;
+}
+
+void serial_port::set_modem_lines(const request &asked) {
+    uint32_t lines = 0;
+    if (!read_argument(asked, &lines, sizeof lines)) {
+        refuse(asked, EFAULT);
+        return;
+    }
+    outputs = lines & OUTPUT_LINES;
+    answer(asked, 0);
+}
+
+void serial_port::configure_synchronous(const request &asked) {
+    if (!synchronous) {
+        refuse(asked, ENOTTY);
+    } else if (!read_argument(asked, sync_mode.data(), sync_mode.size())) {
+        refuse(asked, EFAULT);
+    } else {
+        answer(asked, 0);
+    }
+}
+
+// Faults.
+
+// A cable is named by its two ports, in either order, a loop by its one.
+bool serial_port::is_on_cable(const std::string &cable) const {
+    if (partner_name == name) {
+        return cable == name;
+    }
+    return !partner_name.empty() &&
+           (cable == name + "-" + partner_name || cable == partner_name + "-" + name);
+}
+
+bool serial_port::take_fault(const fault &wanted) {
+    if (wanted.kind->id == fault_id::lines) {
+        if (!is_on_cable(wanted.target)) {
+            return false;
+        }
+        lines_wired = false;
+        return true;
+    }
+    if (wanted.target != name) {
+        return false;
+    }
+    faults.push_back(wanted);
+    return true;
+}
+
+} // namespace simulator

@@ -1,0 +1,83 @@
+#include "simulator/system_log.h"
+
+#include "simulator/board_output.h"
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int RECEIVE_BYTES = 4 << 20; // a burst of lists waits here, not in the senders
+constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
+
+// Senders wait once this many messages are unread. Only a privileged board may change it; the
+// kernel's default is 10.
+void allow_many_unread() {
+    const unique_fd limit(open("/proc/sys/net/unix/max_dgram_qlen", O_WRONLY | O_CLOEXEC));
+    if (limit.is_open()) {
+        (void)!write(limit.get(), "512", 3);
+    }
+}
+
+bool is_stamp(std::string_view text) {
+    return text.size() >= STAMP_LENGTH && isalpha(static_cast<unsigned char>(text[0])) != 0 &&
+           text[3] == ' ' && text[6] == ' ' && text[9] == ':' && text[12] == ':' && text[15] == ' ';
+}
+
+std::string_view without_header(std::string_view message) {
+    if (message.starts_with('<')) {
+        message.remove_prefix(std::min(message.find('>') + 1, message.size()));
+    }
+    if (is_stamp(message)) {
+        message.remove_prefix(STAMP_LENGTH);
+    }
+    while (!message.empty() && (message.back() == '\n' || message.back() == '\0')) {
+        message.remove_suffix(1);
+    }
+    return message;
+}
+
+} // namespace
+
+bool system_log::open_nodes() {
+    allow_many_unread();
+    socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, "/dev/log");
+    if (!socket.is_open() ||
+        bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        dprintf(STDERR_FILENO, "hk_board: /dev/log: %s\n", strerror(errno));
+        return false;
+    }
+    const int bytes = RECEIVE_BYTES;
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+        (void)setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    }
+    return true;
+}
+
+void system_log::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({socket.get(), POLLIN, 0});
+}
+
+void system_log::ready(const pollfd &) {
+    std::array<char, 8192> message; // the C library's messages end at 8 kB
+    for (;;) {
+        const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
+        if (length < 0) {
+            return;
+        }
+        output.show(without_header({message.data(), static_cast<size_t>(length)}));
+    }
+}
+
+} // namespace simulator
