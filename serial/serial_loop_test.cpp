@@ -26,7 +26,8 @@ struct receiver {
     int32_t silence = 0;   // failed reads since the last good one
 };
 
-// Ends at a failed read too: a port that reports a hang-up would never fall silent.
+// A far end that never pauses is never stale enough: start the receiver first. A failed read ends
+// it too, since a port that has hung up would never fall silent.
 void drain_input(int port) {
     while (input_within(port, DRAIN_POLL_MS) && read_block(port) > 0)
         ;
