@@ -1,6 +1,7 @@
 #include "simulator/board.h"
 
 #include "simulator/board_output.h"
+#include "simulator/feed.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
 #include "simulator/network.h"
@@ -33,14 +34,14 @@ serial_port &port_named(port_map &ports, const std::string &name) {
     return *port;
 }
 
-bool plug(serial_port &port, serial_port &partner) {
+bool plug(serial_port &port, line_partner &partner, const std::string &partner_name) {
     if (port.partner != nullptr) {
         dprintf(STDERR_FILENO, "hk_board: something is plugged into port %s already\n",
                 port.name.c_str());
         return false;
     }
     port.partner = &partner;
-    port.partner_name = partner.name;
+    port.partner_name = partner_name;
     port.lines_wired = true;
     return true;
 }
@@ -49,18 +50,30 @@ bool plug_everything(const board_options &options, port_map &ports) {
     for (const auto &[one, other] : options.cables) {
         serial_port &first = port_named(ports, one);
         serial_port &second = port_named(ports, other);
-        if (!plug(first, second) || !plug(second, first)) {
+        if (!plug(first, second, other) || !plug(second, first, one)) {
             return false;
         }
     }
     for (const std::string &name : options.loops) {
         serial_port &port = port_named(ports, name);
-        if (!plug(port, port)) {
+        if (!plug(port, port, name)) {
             return false;
         }
     }
     for (const std::string &name : options.ports) {
         (void)port_named(ports, name);
+    }
+    return true;
+}
+
+bool plug_feeds(const board_options &options, port_map &ports, board &built) {
+    for (const auto &[name, path] : options.feeds) {
+        serial_port &port = port_named(ports, name);
+        auto source = std::make_unique<feed>(port);
+        if (!plug(port, *source, source->name) || !source->load(path.c_str())) {
+            return false;
+        }
+        built.devices.push_back(std::move(source));
     }
     return true;
 }
@@ -112,7 +125,7 @@ bool open_nodes(const board &built) {
 
 bool build_board(const board_options &options, board &built) {
     port_map ports;
-    if (!plug_everything(options, ports)) {
+    if (!plug_everything(options, ports) || !plug_feeds(options, ports, built)) {
         return false;
     }
     built.devices.push_back(std::make_unique<system_log>());

@@ -63,6 +63,20 @@ bool take_port(board_options &options, const char *text) {
     return check_port(text);
 }
 
+bool take_feed(board_options &options, const char *text) {
+    const std::string feed = text;
+    const size_t colon = feed.find(':');
+    if (colon == std::string::npos) {
+        dprintf(STDERR_FILENO,
+                "hk_board: a feed has a port and a file, as in --feed 1:FILE, not "
+                "\"%s\"\n",
+                text);
+        return false;
+    }
+    options.feeds.emplace_back(feed.substr(0, colon), feed.substr(colon + 1));
+    return check_port(options.feeds.back().first);
+}
+
 bool take_fault(board_options &options, const char *text) {
     options.faults.emplace_back();
     return parse_fault(text, options.faults.back());
@@ -128,6 +142,8 @@ constexpr option_row OPTIONS[] = {
      "join two ports by a crossed cable (2s-8s: synchronous ones)", take_cable},
     {"loop", "PORT", "--loop 5s", "plug a port into itself", take_loop},
     {"port", "PORT", "--port 3", "have a port with nothing plugged in", take_port},
+    {"feed", "PORT:FILE", "--feed 1:data",
+     "send the bytes of a file into a port, over and over: 16 every 10 ms", take_feed},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
@@ -187,6 +203,7 @@ void print_help() {
     }
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
+    dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
     dprintf(
         STDOUT_FILENO,
         "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "
