@@ -7,7 +7,7 @@ void line_faults::add(const fault &wanted) {
 }
 
 bool line_faults::strikes(const fault &present) const {
-    return present.numbers.empty() || chunks % static_cast<uint64_t>(present.numbers[0]) == 0;
+    return present.numbers.empty() || chunks % static_cast<uint32_t>(present.numbers[0]) == 0;
 }
 
 bool line_faults::pass(std::vector<uint8_t> &chunk) {

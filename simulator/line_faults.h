@@ -4,6 +4,7 @@
 
 #include "simulator/fault.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -19,8 +20,8 @@ private:
     bool strikes(const fault &present) const;
 
     std::vector<fault> faults;
-    uint64_t chunks = 0; // lost ones included
-    uint64_t bits_flipped = 0;
+    uint32_t chunks = 0; // lost ones included
+    size_t bits_flipped = 0;
 };
 
 } // namespace simulator
