@@ -139,10 +139,17 @@ TEST(SerialLink, the_synchronous_link_has_one_owner) {
         Words arguments;
         std::vector<int> kinds; // of the tests that started
     } const plans[] = {
-        {{"-C5", "-C5"}, {1}},    {{"-P5", "-P5"}, {0}},    {{"-C5", "-F"}, {1}},
-        {{"-C5", "-C3"}, {1}},    {{"-C5", "-P3"}, {1}}, // the code stays
-        {{"-C5", "-P5"}, {0}},                           // the code is overwritten
-        {{"-P3", "-C5"}, {1, 1}}, {{"-P3", "-P3"}, {1, 1}}, {{"-P5", "-P7", "-P5"}, {0, 0}},
+        // clang-format off
+        {{"-C5", "-C5"}, {1}},
+        {{"-P5", "-P5"}, {0}},
+        {{"-C5", "-F"}, {1}},
+        {{"-C5", "-C3"}, {1}},
+        {{"-P5", "-P3"}, {0}}, // the code stays
+        {{"-C5", "-P5"}, {0}}, // the code is overwritten
+        {{"-P3", "-C5"}, {1, 1}},
+        {{"-P3", "-P3"}, {1, 1}},
+        {{"-P5", "-P7", "-P5"}, {0, 0}},
+        // clang-format on
     };
     for (const auto &plan : plans) {
         SCOPED_TRACE(testing::PrintToString(plan.arguments));

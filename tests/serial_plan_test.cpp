@@ -76,9 +76,9 @@ TEST_F(SerialPlan, a_second_producer_on_5_starts_nothing_and_writes_0_into_the_n
 TEST_F(SerialPlan, a_producer_on_3_behind_the_field_modules_leaves_the_newest_code_alone) {
     (void)claim_record('F');
     sync_owner = record_count;
-    record(1).kind_code = 1;
-    EXPECT_EQ(produce("3"), 1);
-    EXPECT_EQ(record(1).kind_code, 1);
+    record(1).kind_code = 10;
+    EXPECT_EQ(produce("3"), 10);
+    EXPECT_EQ(record(1).kind_code, 10);
     EXPECT_EQ(record_count, 1);
 }
 
