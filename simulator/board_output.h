@@ -23,7 +23,7 @@ struct board_output final : event_source {
 
     // Shows one line; control characters in it become blanks.
     void show(std::string_view text);
-    // Writes what waits, for at most `limit_us`.
+    // Writes what waits, for at most `limit_us`; says on standard error how many lines remain.
     void finish(int64_t limit_us);
 
 private:
