@@ -10,6 +10,9 @@
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "storage/dram_test.h"
+#include "storage/file_copy_test.h"
+#include "storage/filesystem_test.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
 #include "supervisor/system_log.h"
@@ -52,6 +55,39 @@ void start_crossover(const char *argument) {
     (void)usleep(START_PAUSE_US);
 }
 
+// The storage and memory tests start held: what releases them is not on the command line.
+void hold_test() {
+    int32_t &hold = last_claimed_record().hold;
+    if (shared_word(hold) == HOLD_NONE)
+        set_shared_word(hold, HOLD_REQUESTED);
+}
+
+void start_dram(const char *) {
+    if (!records_fit(1, 'D', ""))
+        return;
+    (void)dram_test(0);
+    hold_test();
+    set_kind(8);
+    (void)usleep(START_PAUSE_US);
+}
+
+// An argument that starts nothing still holds and marks the test before it.
+void start_file_copy(const char *argument) {
+    if (is_file_copy_argument(argument) && !records_fit(1, 'M', argument))
+        return;
+    file_copy_option(0, argument);
+    hold_test();
+    set_kind(5);
+}
+
+void start_filesystem(const char *argument) {
+    if (!records_fit(1, 'Y', argument))
+        return;
+    filesystem_test(0, argument);
+    hold_test();
+    set_kind(11);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -87,16 +123,16 @@ struct option_row {
 
 constexpr option_row OPTIONS[] = {
     {'C', nullptr},             // PORT      serial receiver
-    {'D', nullptr},             //           DRAM
+    {'D', start_dram},          //           DRAM
     {'E', start_crossover},     // XY        crossover between ports X and Y
     {'F', nullptr},             //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
     {'K', nullptr},             //           front panel
     {'L', nullptr},             //           field I/O module on SPI
-    {'M', nullptr},             // SRC:DST:N battery-backed file copy
+    {'M', start_file_copy},     // SRC:DST:N battery-backed file copy
     {'P', nullptr},             // PORT      serial producer
     {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
-    {'Y', nullptr},             // DIR       filesystem
+    {'Y', start_filesystem},    // DIR       filesystem
     {'b', set_speed},           // BITS/S    speed of asynchronous ports
     {'d', set_led_period},      // SECONDS   LED period
     {'e', set_error_flag},      //
