@@ -1,6 +1,5 @@
 #include "storage/test_files.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +16,7 @@ namespace {
 constexpr int32_t FILES = 16;
 constexpr int32_t FILE_BYTES = 512;
 constexpr int32_t FILE_WORDS = FILE_BYTES / 2;
-constexpr int32_t WORDS_COMPARED = FILE_WORDS - 1; // the last word of a file does not count
+constexpr int32_t BYTES_COMPARED = FILE_BYTES - 2; // the last word of a file does not count
 constexpr mode_t FILE_MODE = 0700;
 constexpr char PREFIX[] = "file-";
 constexpr size_t PREFIX_LENGTH = sizeof PREFIX - 1;
@@ -28,6 +27,12 @@ static_assert(sizeof(file_words) == FILE_BYTES);
 // The one buffer of the process. Of a file that cannot be read the words of the file before it are
 // compared.
 file_words words;
+
+file_words words_of(int16_t value) {
+    file_words all;
+    all.fill(value);
+    return all;
+}
 
 struct file_name {
     char text[sizeof "file-0000"];
@@ -53,7 +58,7 @@ bool lay_file(TestRecord &record, int32_t number) {
         (void)file.release();
         return true;
     }
-    words.fill(static_cast<int16_t>(number));
+    words = words_of(static_cast<int16_t>(number));
     (void)!write(file.get(), words.data(), FILE_BYTES); // a loss shows when the file is verified
     ++record.write_count;
     return true;
@@ -75,11 +80,11 @@ void verify_file(TestRecord &record, const char *name) {
         ++record.errors;
         return;
     }
-    // Words are signed: a number above 0x7FFF in a name matches none.
     const auto number = static_cast<int32_t>(strtoll(name + PREFIX_LENGTH, nullptr, 16));
+    // Words are signed: a number above 0x7FFF in a name matches none.
+    const auto value = static_cast<int16_t>(number);
     read_file(file.get());
-    if (!std::all_of(words.begin(), words.begin() + WORDS_COMPARED,
-                     [number](int16_t word) { return word == number; }))
+    if (value != number || memcmp(words.data(), words_of(value).data(), BYTES_COMPARED) != 0)
         ++record.errors;
     ++record.read_count;
 }
