@@ -55,36 +55,41 @@ void start_crossover(const char *argument) {
     (void)usleep(START_PAUSE_US);
 }
 
-// The storage and memory tests start held: what releases them is not on the command line.
-void hold_test() {
-    int32_t &hold = last_claimed_record().hold;
-    if (shared_word(hold) == HOLD_NONE)
-        set_shared_word(hold, HOLD_REQUESTED);
+void hold(TestRecord &record) {
+    if (shared_word(record.hold) == HOLD_NONE)
+        set_shared_word(record.hold, HOLD_REQUESTED);
+}
+
+// The storage and memory tests start held; nothing on the command line releases them. The word is
+// written ahead of the start: a test that came first would run a whole turn, for DRAM seconds.
+bool hold_next_test(char letter, const char *argument) {
+    if (!records_fit(1, letter, argument))
+        return false;
+    hold(status_table->records[static_cast<size_t>(record_count) + 1]);
+    return true;
 }
 
 void start_dram(const char *) {
-    if (!records_fit(1, 'D', ""))
+    if (!hold_next_test('D', ""))
         return;
     (void)dram_test(0);
-    hold_test();
     set_kind(8);
     (void)usleep(START_PAUSE_US);
 }
 
 // An argument that starts nothing still holds and marks the test before it.
 void start_file_copy(const char *argument) {
-    if (is_file_copy_argument(argument) && !records_fit(1, 'M', argument))
+    if (is_file_copy_argument(argument) && !hold_next_test('M', argument))
         return;
     file_copy_option(0, argument);
-    hold_test();
+    hold(last_claimed_record());
     set_kind(5);
 }
 
 void start_filesystem(const char *argument) {
-    if (!records_fit(1, 'Y', argument))
+    if (!hold_next_test('Y', argument))
         return;
     filesystem_test(0, argument);
-    hold_test();
     set_kind(11);
 }
 
