@@ -2,6 +2,7 @@
 
 #include "simulator/board_output.h"
 #include "simulator/feed.h"
+#include "simulator/hold_release.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
 #include "simulator/network.h"
@@ -130,6 +131,9 @@ bool build_board(const board_options &options, board &built) {
     }
     built.devices.push_back(std::make_unique<system_log>());
     built.devices.push_back(std::make_unique<led>(options.show_led));
+    if (options.release) {
+        built.devices.push_back(std::make_unique<hold_release>());
+    }
     for (auto &[name, port] : ports) {
         built.devices.push_back(std::move(port));
     }

@@ -125,6 +125,10 @@ bool take_show_led(board_options &options, const char *) {
     return options.show_led = true;
 }
 
+bool take_release(board_options &options, const char *) {
+    return options.release = true;
+}
+
 bool take_help(board_options &options, const char *) {
     return options.help = true;
 }
@@ -145,6 +149,7 @@ constexpr option_row OPTIONS[] = {
     {"feed", "PORT:FILE", "--feed 1:data",
      "send the bytes of a file into a port, over and over: 16 every 10 ms", take_feed},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"release", nullptr, "--release", "let held tests run", take_release},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},

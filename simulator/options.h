@@ -22,6 +22,7 @@ struct board_options {
     std::string log_path;   // empty: none
     bool quiet = false;
     bool show_led = false;
+    bool release = false;
     bool help = false;
     char *const *program = nullptr; // its name and arguments
 };
