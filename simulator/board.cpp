@@ -1,8 +1,10 @@
 #include "simulator/board.h"
 
 #include "simulator/board_output.h"
+#include "simulator/feed.h"
 #include "simulator/field_io.h"
 #include "simulator/fio_line.h"
+#include "simulator/hold_release.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
 #include "simulator/network.h"
@@ -80,6 +82,18 @@ bool plug_modules(const board_options &options, port_map &ports, board &built) {
     return true;
 }
 
+bool plug_feeds(const board_options &options, port_map &ports, board &built) {
+    for (const auto &[name, path] : options.feeds) {
+        serial_port &port = port_named(ports, name);
+        auto source = std::make_unique<feed>(port);
+        if (!plug(port, *source, source->name) || !source->load(path.c_str())) {
+            return false;
+        }
+        built.devices.push_back(std::move(source));
+    }
+    return true;
+}
+
 bool deal_out_faults(const board_options &options, const port_map &ports, board &built) {
     for (const fault &wanted : options.faults) {
         bool taken = false;
@@ -127,12 +141,16 @@ bool open_nodes(const board &built) {
 
 bool build_board(const board_options &options, board &built) {
     port_map ports;
-    if (!plug_everything(options, ports) || !plug_modules(options, ports, built)) {
+    if (!plug_everything(options, ports) || !plug_feeds(options, ports, built) ||
+        !plug_modules(options, ports, built)) {
         return false;
     }
     built.devices.push_back(std::make_unique<system_log>());
     built.devices.push_back(std::make_unique<led>(options.show_led));
     add_spi(options.field_io, built);
+    if (options.release) {
+        built.devices.push_back(std::make_unique<hold_release>());
+    }
     for (auto &[name, port] : ports) {
         built.devices.push_back(std::move(port));
     }

@@ -59,6 +59,10 @@ bool read_parts(const std::vector<std::string> &parts, fault &parsed) {
 
 } // namespace
 
+bool is_fault_of(const fault &wanted, std::string_view device) {
+    return wanted.kind->device == device;
+}
+
 bool parse_fault(const char *text, fault &parsed) {
     parsed.text = text;
     if (read_parts(split(text), parsed)) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace simulator {
@@ -85,6 +86,9 @@ struct fault {
     std::string target;       // a port, a cable, a module address
     std::vector<int> numbers; // each in its range
 };
+
+// Whether the fault is one that such a device ("port", "module") can have.
+bool is_fault_of(const fault &wanted, std::string_view device);
 
 // Reads one --fault argument. False when it is none, after saying on standard error which there
 // are.

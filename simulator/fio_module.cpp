@@ -84,7 +84,7 @@ bool fio_module::is_dead(const wire &path) const {
 }
 
 bool fio_module::take_fault(const fault &wanted) {
-    if (wanted.target != name) {
+    if (wanted.target != name || !is_fault_of(wanted, "module")) {
         return false;
     }
     if (wanted.kind->id == fault_id::type) {

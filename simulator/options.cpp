@@ -79,6 +79,20 @@ bool take_eeprom(board_options &options, const char *text) {
     return take_eeprom(options.field_io, text);
 }
 
+bool take_feed(board_options &options, const char *text) {
+    const std::string feed = text;
+    const size_t colon = feed.find(':');
+    if (colon == std::string::npos) {
+        dprintf(STDERR_FILENO,
+                "hk_board: a feed has a port and a file, as in --feed 1:FILE, not "
+                "\"%s\"\n",
+                text);
+        return false;
+    }
+    options.feeds.emplace_back(feed.substr(0, colon), feed.substr(colon + 1));
+    return check_port(options.feeds.back().first);
+}
+
 bool take_fault(board_options &options, const char *text) {
     options.faults.emplace_back();
     return parse_fault(text, options.faults.back());
@@ -127,6 +141,10 @@ bool take_show_led(board_options &options, const char *) {
     return options.show_led = true;
 }
 
+bool take_release(board_options &options, const char *) {
+    return options.release = true;
+}
+
 bool take_help(board_options &options, const char *) {
     return options.help = true;
 }
@@ -152,7 +170,10 @@ constexpr option_row OPTIONS[] = {
     {"datakey", "present|absent", "--datakey present", "have a holder for the datakey",
      take_datakey},
     {"eeprom", "good|short|missing", "--eeprom good", "have an eeprom", take_eeprom},
+    {"feed", "PORT:FILE", "--feed 1:data",
+     "send the bytes of a file into a port, over and over: 16 every 10 ms", take_feed},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"release", nullptr, "--release", "let held tests run", take_release},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
@@ -211,6 +232,7 @@ void print_help() {
     }
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
+    dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
     dprintf(
         STDOUT_FILENO,
         "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "

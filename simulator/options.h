@@ -15,14 +15,16 @@ namespace simulator {
 struct board_options {
     std::vector<std::pair<std::string, std::string>> cables; // two port names each
     std::vector<std::string> loops;
-    std::vector<std::string> ports; // there, with nothing plugged in
     field_io_options field_io;
+    std::vector<std::string> ports;                         // there, with nothing plugged in
+    std::vector<std::pair<std::string, std::string>> feeds; // a port name and a file each
     std::vector<fault> faults;
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
     int64_t run_us = NEVER; // after which the program gets SIGTERM
     std::string log_path;   // empty: none
     bool quiet = false;
     bool show_led = false;
+    bool release = false;
     bool help = false;
     char *const *program = nullptr; // its name and arguments
 };

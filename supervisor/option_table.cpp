@@ -13,6 +13,10 @@
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "storage/dram_test.h"
+#include "storage/file_copy_test.h"
+#include "storage/filesystem_test.h"
+#include "supervisor/serial_plan.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
 #include "supervisor/system_log.h"
@@ -80,6 +84,56 @@ void start_spi_device(const char *argument) {
     set_kind(selector == 1 ? 6 : 7);
 }
 
+// The pause comes after a skipped receiver too.
+void start_receiver(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'C', argument))
+        (void)consume_dispatch(argument, 0, paren_pattern);
+    (void)usleep(START_PAUSE_US);
+}
+
+void start_producer(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'P', argument))
+        (void)produce_dispatch(argument, 0, paren_pattern);
+}
+
+void hold(TestRecord &record) {
+    if (shared_word(record.hold) == HOLD_NONE)
+        set_shared_word(record.hold, HOLD_REQUESTED);
+}
+
+// The storage and memory tests start held; nothing on the command line releases them. The word is
+// written ahead of the start: a test that came first would run a whole turn, for DRAM seconds.
+bool hold_next_test(char letter, const char *argument) {
+    if (!records_fit(1, letter, argument))
+        return false;
+    hold(status_table->records[static_cast<size_t>(record_count) + 1]);
+    return true;
+}
+
+void start_dram(const char *) {
+    if (!hold_next_test('D', ""))
+        return;
+    (void)dram_test(0);
+    set_kind(8);
+    (void)usleep(START_PAUSE_US);
+}
+
+// An argument that starts nothing still holds and marks the test before it.
+void start_file_copy(const char *argument) {
+    if (is_file_copy_argument(argument) && !hold_next_test('M', argument))
+        return;
+    file_copy_option(0, argument);
+    hold(last_claimed_record());
+    set_kind(5);
+}
+
+void start_filesystem(const char *argument) {
+    if (!hold_next_test('Y', argument))
+        return;
+    filesystem_test(0, argument);
+    set_kind(11);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -114,17 +168,17 @@ struct option_row {
 };
 
 constexpr option_row OPTIONS[] = {
-    {'C', nullptr},             // PORT      serial receiver
-    {'D', nullptr},             //           DRAM
+    {'C', start_receiver},      // PORT      serial receiver
+    {'D', start_dram},          //           DRAM
     {'E', start_crossover},     // XY        crossover between ports X and Y
     {'F', start_fio_loop},      //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
     {'K', nullptr},             //           front panel
     {'L', start_spi_fio_loop},  //           field I/O module on SPI
-    {'M', nullptr},             // SRC:DST:N battery-backed file copy
-    {'P', nullptr},             // PORT      serial producer
+    {'M', start_file_copy},     // SRC:DST:N battery-backed file copy
+    {'P', start_producer},      // PORT      serial producer
     {'S', start_spi_device},    // NUMBER    datakey, eeprom, SPI loopback
-    {'Y', nullptr},             // DIR       filesystem
+    {'Y', start_filesystem},    // DIR       filesystem
     {'b', set_speed},           // BITS/S    speed of asynchronous ports
     {'d', set_led_period},      // SECONDS   LED period
     {'e', set_error_flag},      //
