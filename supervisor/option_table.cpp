@@ -2,6 +2,7 @@
 
 #include "supervisor/option_table.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -25,8 +26,9 @@ namespace {
 
 constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
 
+// 0 for text that is no number; cut to 32 bits' range on every machine, as the board does it.
 int32_t number(const char *text) {
-    return static_cast<int32_t>(atol(text));
+    return static_cast<int32_t>(std::clamp<long>(atol(text), INT32_MIN, INT32_MAX));
 }
 
 // True when `records` more records fit into the table. If not, says which option is dropped.

@@ -62,7 +62,7 @@ TEST(Crossover, a_flipped_bit_leaving_x_counts_in_x_with_the_frame_length_and_th
     EXPECT_EQ(items[1].errors[BAD], 0) << "the way from y to x is good";
     for (const auto &sample : items[0].samples) {
         EXPECT_GE(sample[0], 3) << "the frame's length";
-        EXPECT_LE(sample[0], 20);
+        EXPECT_LE(sample[0], 15);
     }
     // One frame in ten is bad, counted in frames that have left the port.
     EXPECT_NEAR(static_cast<double>(items[0].counts[0]) / 10,
