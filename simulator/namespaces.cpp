@@ -29,6 +29,7 @@ void block_signals() {
     }
     sigaddset(&signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
     signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
     signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
 }
