@@ -12,6 +12,7 @@ enum class fault_id {
     flip,
     drop,
     cut,
+    pull,
     lines,
     stuck,
     dead,
@@ -48,6 +49,7 @@ constexpr fault_kind FAULT_KINDS[] = {
      "one bit is wrong in every Nth chunk leaving PORT"},
     {fault_id::drop, "drop", "drop:PORT:N", 1, "port", "every Nth chunk leaving PORT is lost"},
     {fault_id::cut, "cut", "cut:PORT", 0, "port", "nothing that leaves PORT arrives"},
+    {fault_id::pull, "pull", "pull:PORT:N", 1, "port", "nothing arrives after the first N chunks"},
     {fault_id::lines, "lines", "lines:PORT-PORT", 0, "cable",
      "RTS of that cable (or loop) is not wired"},
     // A module is named by its address on the port, or by its SPI node.

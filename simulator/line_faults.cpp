@@ -7,7 +7,11 @@ void line_faults::add(const fault &wanted) {
 }
 
 bool line_faults::strikes(const fault &present) const {
-    return present.numbers.empty() || chunks % static_cast<uint32_t>(present.numbers[0]) == 0;
+    if (present.kind->id == fault_id::cut) {
+        return true;
+    }
+    const auto number = static_cast<uint32_t>(present.numbers[0]);
+    return present.kind->id == fault_id::pull ? chunks > number : chunks % number == 0;
 }
 
 bool line_faults::pass(std::vector<uint8_t> &chunk) {

@@ -106,6 +106,18 @@ TEST(Crossover, a_cut_before_any_frame_arrived_is_no_run_of_silence) {
     EXPECT_EQ(items[0].counts[1], 0);
 }
 
+TEST(Crossover, a_silence_of_more_than_three_reads_after_data_moves_to_the_bad_counter) {
+    board_run run = board_run::stress({"--loop", "2", "--fault", "pull:2:20"}, {"-d1", "-E2"});
+    ASSERT_TRUE(run.wait_until_running());
+    const auto items = lists_until(
+        run, [](const std::vector<result_line> &seen) { return seen[0].errors[FAILED] >= 12; });
+    EXPECT_EQ(items[0].counts[1], 20);
+    // Four failed reads in a row move as four at the next turn, and the count begins anew.
+    EXPECT_EQ(items[0].errors[BAD] % 4, 0);
+    EXPECT_NEAR(static_cast<double>(items[0].errors[BAD]),
+                static_cast<double>(items[0].errors[FAILED]), 4);
+}
+
 TEST(Crossover, lost_frames_count_as_failed_reads_of_their_transmitter) {
     board_run run = board_run::stress({"--cable", "2-8", "--fault", "drop:8:5"}, {"-d1", "-E28"});
     ASSERT_TRUE(run.wait_until_running());
