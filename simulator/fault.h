@@ -43,6 +43,8 @@ struct fault_kind {
 
 constexpr number_range BYTE_INDEX = {0, 31};
 constexpr number_range BIT_NUMBER = {1, 8};
+constexpr number_range COMMAND = {1, 12};
+constexpr number_range TYPE = {1, 255};
 
 constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::flip, "flip", "flip:PORT:N", 1, "port",
@@ -57,13 +59,8 @@ constexpr fault_kind FAULT_KINDS[] = {
      "that input always reads as set", BYTE_INDEX, BIT_NUMBER},
     {fault_id::dead, "dead", "dead:MODULE:BYTE.BIT", 2, "module", "that output drives nothing",
      BYTE_INDEX, BIT_NUMBER},
-    {fault_id::silent,
-     "silent",
-     "silent:MODULE:C",
-     1,
-     "module",
-     "no reply to a command: C 1 status, 4 read, 7 set, 12 identify",
-     {1, 12}},
+    {fault_id::silent, "silent", "silent:MODULE:C", 1, "module",
+     "no reply to a command: C 1 status, 4 read, 7 set, 12 identify", COMMAND},
     {fault_id::late_reply, "late", "late:MODULE:N", 1, "module", "every Nth reply comes too late"},
     {fault_id::stray_bytes, "stray", "stray:MODULE:N", 1, "module",
      "three stray bytes before every Nth reply (sync port)"},
@@ -73,13 +70,8 @@ constexpr fault_kind FAULT_KINDS[] = {
      "every Nth reply lacks its last byte (sync port)"},
     {fault_id::check, "check", "check:MODULE:N", 1, "module",
      "the check byte of every Nth reply is wrong (SPI)"},
-    {fault_id::type,
-     "type",
-     "type:MODULE:TYPE",
-     1,
-     "module",
-     "the module says that it is of another type",
-     {1, 255}},
+    {fault_id::type, "type", "type:MODULE:TYPE", 1, "module",
+     "the module says that it is of another type", TYPE},
 };
 
 struct fault {
