@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
+#include "panel/front_panel_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
@@ -52,6 +53,11 @@ void start_crossover(const char *argument) {
     (void)usleep(START_PAUSE_US);
 }
 
+void start_front_panel(const char *argument) {
+    if (records_fit(1, 'K', argument))
+        (void)front_panel_test(0);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -91,7 +97,7 @@ constexpr option_row OPTIONS[] = {
     {'E', start_crossover},     // XY        crossover between ports X and Y
     {'F', nullptr},             //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
-    {'K', nullptr},             //           front panel
+    {'K', start_front_panel},   //           front panel
     {'L', nullptr},             //           field I/O module on SPI
     {'M', nullptr},             // SRC:DST:N battery-backed file copy
     {'P', nullptr},             // PORT      serial producer
