@@ -86,14 +86,14 @@ device *find_device(const std::vector<std::unique_ptr<device>> &devices, const r
 
 bool read_argument(const request &asked, void *to, size_t bytes) {
     const iovec here{to, bytes};
-    const iovec there{reinterpret_cast<void *>(asked.argument), bytes};
+    const iovec there{reinterpret_cast<void *>(static_cast<uintptr_t>(asked.argument)), bytes};
     return process_vm_readv(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes) &&
            still_waiting(asked); // else the number may already be another process's
 }
 
 bool write_argument(const request &asked, const void *from, size_t bytes) {
     const iovec here{const_cast<void *>(from), bytes};
-    const iovec there{reinterpret_cast<void *>(asked.argument), bytes};
+    const iovec there{reinterpret_cast<void *>(static_cast<uintptr_t>(asked.argument)), bytes};
     return still_waiting(asked) &&
            process_vm_writev(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }

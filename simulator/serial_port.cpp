@@ -68,7 +68,7 @@ void serial_port::send_written() {
 }
 
 bool serial_port::fault_strikes(const fault &present) const {
-    return present.numbers.empty() || chunks_sent % static_cast<uint64_t>(present.numbers[0]) == 0;
+    return present.numbers.empty() || chunks_sent % static_cast<uint32_t>(present.numbers[0]) == 0;
 }
 
 void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
@@ -117,10 +117,11 @@ void serial_port::hand_over_frames() {
     frame_look_us = frames.empty() ? NEVER : monotonic_us() + FRAME_LOOK_US;
 }
 
-// When the program reads part of its queue while bytes are under way, the expected count is never
-// reached; then the next time it has read everything tells.
+// Looking whether nothing is under way waits for what is, so the count is exact after it if the
+// queue was empty. When the program reads part of its queue while bytes are under way, the expected
+// count is never reached; then the next time it has read everything tells.
 bool serial_port::has_arrived() {
-    if (unread_bytes(line) >= expected_unread || nothing_under_way(line)) {
+    if (nothing_under_way(line) || unread_bytes(line) >= expected_unread) {
         expected_unread = 0;
     }
     return expected_unread == 0;

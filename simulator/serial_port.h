@@ -83,8 +83,8 @@ private:
     pty line;
     unique_fd reader_watch;    // synchronous: an epoll descriptor, ready when the program has read
     std::vector<fault> faults; // of what leaves this port
-    uint64_t chunks_sent = 0;  // lost ones included
-    uint64_t bits_flipped = 0;
+    uint32_t chunks_sent = 0;  // lost ones included
+    size_t bits_flipped = 0;
     size_t expected_unread = 0; // bytes that will be readable once all that was given has arrived
     std::deque<std::vector<uint8_t>> frames; // taken, not yet handed over
     int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over

@@ -1,0 +1,115 @@
+// One run of a program on the simulated board, as a test case sees it: the program's standard
+// output and error, the lines of the system log as they come, and the exit status. The board is
+// killed when the case ends.
+//
+// Nothing here sleeps for a guessed time: every wait ends with the event or with a generous limit.
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+// A line of the system log or of the board itself (its ident is "board").
+struct log_line {
+    int64_t time_ms; // of the day
+    std::string ident;
+    std::string text;
+};
+
+// The numbers of one item of a results list.
+struct result_line {
+    int kind;
+    std::string name; // "sp2 loop", "bbsram file_copy"
+    std::array<int64_t, 2> counts;
+    std::array<int64_t, 3> errors;
+    std::array<std::array<int64_t, 2>, 5> samples; // newest first
+};
+
+// None when the text is no item of a results list.
+std::optional<result_line> parse_result_line(const std::string &text);
+
+class board_run {
+public:
+    // Runs hk_stress, under the emulator where the tests are for another processor.
+    static board_run stress(std::vector<std::string> board_options,
+                            std::vector<std::string> arguments);
+    // Runs the tests' own port_probe, likewise.
+    static board_run probe(std::vector<std::string> board_options,
+                           std::vector<std::string> arguments);
+    // Runs any program of the machine.
+    static board_run program(std::vector<std::string> board_options,
+                             std::vector<std::string> command);
+
+    board_run(const board_run &) = delete;
+    board_run &operator=(const board_run &) = delete;
+    ~board_run();
+
+    // Waits until `holds` returns true; false when the board ended first or the limit passed.
+    // The claim is looked at whenever something was printed or logged.
+    template <typename Claim>
+    bool wait_until(Claim holds);
+
+    // Waits for a log line, not yet passed by an earlier call, whose text contains `part`. None at
+    // the limit or the end of the run.
+    std::optional<log_line> wait_for_log(std::string_view part);
+    bool wait_for_output(std::string_view part);
+
+    // Waits until hk_stress takes signals: its first alarm has switched the LED off again.
+    bool wait_until_running();
+    // Asks for a results list (SIGUSR1) and returns its items. Empty when none came.
+    std::vector<std::string> request_list();
+    // The items of a whole list that begins at or after log line `from`; none if there is none yet.
+    // `from` then stands behind the list.
+    std::optional<std::vector<std::string>> next_list(size_t &from) const;
+
+    // Sends a signal to hk_board, which passes most of them on.
+    void signal(int number);
+    // Waits for the end of the run. Its exit status; -1 when it did not end within the limit.
+    int finish();
+    // Ends the run as an operator would: SIGTERM, then finish.
+    int stop();
+
+    pid_t board_id() const {
+        return board;
+    }
+
+    std::string output; // of the program, standard output
+    std::string errors; // of the program and of the board, standard error
+    std::vector<log_line> log;
+
+private:
+    explicit board_run(std::vector<std::string> arguments);
+    void start(std::vector<std::string> &arguments);
+    bool read_more(int64_t latest_ms); // false at the end of the run or when that time has come
+    void read_log();
+
+    static int64_t now_ms();
+    static int64_t limit_ms();
+
+    pid_t board = -1;
+    int output_pipe = -1;
+    int error_pipe = -1;
+    int log_file = -1;
+    int log_watch = -1; // tells when the log file has grown
+    std::string log_path;
+    std::string unfinished_log;
+    size_t log_passed = 0;
+    bool running = false; // hk_stress has been seen to take signals
+};
+
+template <typename Claim>
+bool board_run::wait_until(Claim holds) {
+    const int64_t latest_ms = now_ms() + limit_ms();
+    while (!holds()) {
+        if (!read_more(latest_ms)) {
+            return holds();
+        }
+    }
+    return true;
+}

@@ -1,0 +1,38 @@
+// Asking a run for results lists until its counters say what a case waits for.
+
+#pragma once
+
+#include <vector>
+
+#include "tests/board_run.h"
+
+// The items of one list that is asked for now, parsed.
+std::vector<result_line> list_now(board_run &run);
+
+// Asks again and again, some ten times a second, until the claim about the items holds; the case
+// fails when it does not within the limit. Returns the items of the last list.
+template <typename Claim>
+std::vector<result_line> lists_until(board_run &run, Claim claim);
+
+// The claim that every item's second count has reached `count`.
+struct second_count_is_at_least {
+    int64_t count;
+    bool operator()(const std::vector<result_line> &items) const;
+};
+
+void pause_between_lists();
+
+template <typename Claim>
+std::vector<result_line> lists_until(board_run &run, Claim claim) {
+    constexpr int TRIES = 600; // a minute, and more on a slow machine
+    for (int tries = 0; tries < TRIES; ++tries) {
+        const std::vector<result_line> items = list_now(run);
+        if (!items.empty() && claim(items))
+            return items;
+        pause_between_lists();
+    }
+    ADD_FAILURE() << "the counters never got there; the last lines of the log:";
+    for (size_t i = run.log.size() < 12 ? 0 : run.log.size() - 12; i < run.log.size(); ++i)
+        ADD_FAILURE() << run.log[i].text;
+    return {};
+}
