@@ -1,6 +1,7 @@
 #include "simulator/board.h"
 
 #include "simulator/board_output.h"
+#include "simulator/front_panel.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
 #include "simulator/network.h"
@@ -33,10 +34,16 @@ serial_port &port_named(port_map &ports, const std::string &name) {
     return *port;
 }
 
-bool plug(serial_port &port, serial_port &partner) {
+bool is_free(const serial_port &port) {
     if (port.partner != nullptr) {
         dprintf(STDERR_FILENO, "hk_board: something is plugged into port %s already\n",
                 port.name.c_str());
+    }
+    return port.partner == nullptr;
+}
+
+bool plug(serial_port &port, serial_port &partner) {
+    if (!is_free(port)) {
         return false;
     }
     port.partner = &partner;
@@ -62,6 +69,18 @@ bool plug_everything(const board_options &options, port_map &ports) {
     for (const std::string &name : options.ports) {
         (void)port_named(ports, name);
     }
+    return true;
+}
+
+// The panel has no modem lines.
+bool plug_panel(const board_options &options, port_map &ports, board &built) {
+    serial_port &port = port_named(ports, PANEL_PORT_NAME);
+    if (!is_free(port) || (options.panel && !built.terminal.open())) {
+        return false;
+    }
+    auto panel = std::make_unique<front_panel>(port, options.keys, built.terminal.board_end());
+    port.partner = panel.get();
+    built.devices.push_back(std::move(panel));
     return true;
 }
 
@@ -112,7 +131,8 @@ bool open_nodes(const board &built) {
 
 bool build_board(const board_options &options, board &built) {
     port_map ports;
-    if (!plug_everything(options, ports)) {
+    if (!plug_everything(options, ports) ||
+        (options.has_panel && !plug_panel(options, ports, built))) {
         return false;
     }
     built.devices.push_back(std::make_unique<system_log>());

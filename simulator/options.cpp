@@ -68,6 +68,15 @@ bool take_fault(board_options &options, const char *text) {
     return parse_fault(text, options.faults.back());
 }
 
+bool take_panel(board_options &options, const char *) {
+    return options.has_panel = options.panel = true;
+}
+
+bool take_keys(board_options &options, const char *text) {
+    options.has_panel = true;
+    return parse_keys(text, options.keys);
+}
+
 bool take_mac(board_options &options, const char *text) {
     std::array<unsigned, 6> bytes{};
     int length = 0;
@@ -129,6 +138,10 @@ constexpr option_row OPTIONS[] = {
     {"loop", "PORT", "--loop 5s", "plug a port into itself", take_loop},
     {"port", "PORT", "--port 3", "have a port with nothing plugged in", take_port},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
+     take_panel},
+    {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
+     "press keys of the front panel, see the script below", take_keys},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
@@ -139,6 +152,13 @@ constexpr option_row OPTIONS[] = {
 };
 
 constexpr const char *USAGE = "usage: hk_board [options] -- program [arguments]\n";
+
+constexpr const char *KEYS_HELP =
+    "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
+    "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
+    "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
+    "the first text\non the display, at the latest after 10 s; a group is sent 0.2 s after the one "
+    "before, and not\nbefore the program has read that one.\n";
 
 void refuse_option(const char *text) {
     dprintf(STDERR_FILENO, "hk_board: unknown option or missing argument: %s\nOptions:", text);
@@ -187,6 +207,7 @@ void print_help() {
     }
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
+    dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
     dprintf(
         STDOUT_FILENO,
         "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "

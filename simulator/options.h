@@ -3,6 +3,7 @@
 
 #include "simulator/event_loop.h"
 #include "simulator/fault.h"
+#include "simulator/key_script.h"
 #include "simulator/network.h"
 
 #include <string>
@@ -16,6 +17,9 @@ struct board_options {
     std::vector<std::string> loops;
     std::vector<std::string> ports; // there, with nothing plugged in
     std::vector<fault> faults;
+    std::vector<key_step> keys; // of the front panel
+    bool has_panel = false;     // either of --panel and --keys
+    bool panel = false;         // the operator's terminal is the panel
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
     int64_t run_us = NEVER; // after which the program gets SIGTERM
     std::string log_path;   // empty: none
