@@ -40,8 +40,9 @@ void operator_terminal::make_raw() {
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
-    dprintf(STDERR_FILENO, "hk_board: the keyboard is the panel's: arrows, Enter, s ESC, p NEXT, "
-                           "q YES, r NO, t AxON, u AxOFF; Ctrl-C ends the run\n");
+    dprintf(STDERR_FILENO,
+            "hk_board: the keyboard is the panel's, Ctrl-C ends the run\n"
+            "hk_board: arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF\n");
 }
 
 // Keys that nobody has read must not reach the operator's shell.
