@@ -123,6 +123,10 @@ void board_output::finish(int64_t limit_us) {
         (void)poll(&out, 1, 50);
         write_waiting();
     }
+    if (!waiting.empty()) {
+        dprintf(STDERR_FILENO, "hk_board: %td lines could not be shown: nobody reads them\n",
+                std::count(waiting.begin(), waiting.end(), '\n'));
+    }
 }
 
 void board_note(const char *format, ...) {

@@ -29,7 +29,7 @@ struct board_output final : event_source {
     // Sends bytes to standard output as they are, for an operator whose terminal is the panel.
     // Lines that come meanwhile start on a line of their own.
     void show_display(std::span<const uint8_t> bytes);
-    // Writes what waits, for at most `limit_us`.
+    // Writes what waits, for at most `limit_us`; says on standard error how many lines remain.
     void finish(int64_t limit_us);
 
 private:

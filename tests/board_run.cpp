@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,17 +29,6 @@ std::vector<std::string> whole_command(std::vector<std::string> board_options,
     all.emplace_back("--");
     all.insert(all.end(), command.begin(), command.end());
     return all;
-}
-
-// One of the project's own programs, which may be for another processor than the machine's.
-std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments) {
-    std::vector<std::string> command;
-    if (sizeof(HK_EMULATOR) > 1) {
-        command.emplace_back(HK_EMULATOR);
-    }
-    command.emplace_back(path);
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
 }
 
 // Appends what has come. False once the other side has closed.
@@ -139,6 +129,16 @@ std::optional<result_line> parse_result_line(const std::string &text) {
     return line;
 }
 
+std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments) {
+    std::vector<std::string> command;
+    if (sizeof(HK_EMULATOR) > 1) {
+        command.emplace_back(HK_EMULATOR);
+    }
+    command.emplace_back(path);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
 board_run board_run::stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments) {
     return board_run(
@@ -182,8 +182,13 @@ void board_run::start(std::vector<std::string> &arguments) {
         ADD_FAILURE() << "no pipes";
         return;
     }
+    const pid_t test = getpid();
     board = fork();
     if (board == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a case that is killed cannot end its board itself
+        if (getppid() != test) {
+            _exit(127);
+        }
         dup2(output_ends[1], STDOUT_FILENO);
         dup2(error_ends[1], STDERR_FILENO);
         execv(words[0], words.data());

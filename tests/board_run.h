@@ -34,6 +34,10 @@ struct result_line {
 // None when the text is no item of a results list.
 std::optional<result_line> parse_result_line(const std::string &text);
 
+// The command that runs a program of the project: behind the emulator where the tests are for
+// another processor.
+std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments);
+
 class board_run {
 public:
     // Runs hk_stress, under the emulator where the tests are for another processor.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/board_run.h"
+#include "tests/list_polling.h"
 
 namespace {
 
@@ -47,7 +48,6 @@ TEST(StartUp, counts_records_and_processes_on_standard_error) {
     for (const auto &c : cases) {
         board_run run = board_run::stress({"--cable", "2-8"}, {"-d1", c.option});
         ASSERT_TRUE(run.wait_until_running());
-        run.stop();
         EXPECT_EQ(run.errors, c.lines) << c.option;
     }
 }
@@ -160,10 +160,14 @@ TEST(Timer, with_a_led_period_beyond_the_countdown_lists_with_the_first_alarm) {
     EXPECT_TRUE(run.wait_for_log("</OL>"));
 }
 
-// The run of two tests that the supervisor can count to the end.
-board_run two_tests() {
-    return board_run::stress({"--cable", "2-8", "--loop", "5s"},
-                             {"-d1", "-l600", "-h", "-E55", "-h", "-E28"});
+const std::vector<std::string> BOARD_OF_TWO_TESTS = {"--cable", "2-8", "--loop", "5s"};
+const std::vector<std::string> TWO_TESTS = {"-d1", "-l600", "-h", "-E55", "-h", "-E28"};
+
+// A crossover that is killed before it has written its id into its first record is never counted:
+// a case that wants to see the end waits until every test has done something.
+void wait_until_under_way(board_run &run) {
+    ASSERT_TRUE(run.wait_until_running());
+    lists_until(run, second_count_is_at_least{1});
 }
 
 size_t count_lines(const board_run &run, const std::string &text) {
@@ -173,8 +177,8 @@ size_t count_lines(const board_run &run, const std::string &text) {
 
 TEST(Stopping, each_stop_signal_kills_lists_twice_reports_and_exits_with_0) {
     for (const int number : {SIGTERM, SIGQUIT, SIGUSR2, SIGTSTP}) {
-        board_run run = two_tests();
-        ASSERT_TRUE(run.wait_until_running());
+        board_run run = board_run::stress(BOARD_OF_TWO_TESTS, TWO_TESTS);
+        wait_until_under_way(run);
         run.signal(number);
         EXPECT_EQ(run.finish(), 0) << "signal " << number;
         EXPECT_EQ(run.output, "\n") << "crossovers have no line in the report";
@@ -225,8 +229,8 @@ void expect_whole_lists(const std::vector<log_line> &log, size_t items) {
 }
 
 TEST(Requests, a_list_comes_at_once_and_restarts_the_countdown) {
-    board_run run = two_tests();
-    ASSERT_TRUE(run.wait_until_running());
+    board_run run = board_run::stress(BOARD_OF_TWO_TESTS, TWO_TESTS);
+    wait_until_under_way(run);
     const auto list = run.request_list();
     ASSERT_EQ(list.size(), 3U);
     const auto first = parse_result_line(list[0]);
@@ -238,11 +242,9 @@ TEST(Requests, a_list_comes_at_once_and_restarts_the_countdown) {
 }
 
 TEST(Requests, a_storm_of_signals_gives_whole_lists_and_a_clean_end) {
-    std::vector<std::string> command = {STORM_PATH, "10000"};
-    if (*HK_EMULATOR != '\0')
-        command.push_back(HK_EMULATOR);
-    command.insert(command.end(), {HK_STRESS_PATH, "-d1", "-l5", "-h", "-E55", "-h", "-E28"});
-    board_run run = board_run::program({"--cable", "2-8", "--loop", "5s", "--quiet"}, command);
+    std::vector<std::string> arguments = own_program(HK_STRESS_PATH, TWO_TESTS);
+    arguments.insert(arguments.begin(), "10000");
+    board_run run = board_run::program(BOARD_OF_TWO_TESTS, own_program(STORM_PATH, arguments));
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "\n");
     expect_whole_lists(run.log, 3);
