@@ -26,6 +26,9 @@ bool operator_terminal::open() {
     }
     sender.reset(ends[0]);
     receiver.reset(ends[1]);
+    dprintf(STDERR_FILENO,
+            "hk_board: the keyboard is the panel's, Ctrl-C ends the run\n"
+            "hk_board: arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF\n");
     return true;
 }
 
@@ -40,9 +43,6 @@ void operator_terminal::make_raw() {
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
-    dprintf(STDERR_FILENO,
-            "hk_board: the keyboard is the panel's, Ctrl-C ends the run\n"
-            "hk_board: arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF\n");
 }
 
 // Keys that nobody has read must not reach the operator's shell.

@@ -15,8 +15,8 @@
 namespace simulator {
 
 struct operator_terminal {
-    // Makes the way for the keys. False after a message when standard input is no terminal with
-    // hk_board in its foreground.
+    // Makes the way for the keys and says which there are. False after a message when standard
+    // input is no terminal with hk_board in its foreground.
     bool open();
     // Where the board receives the keys, one message a stroke; -1 when not open.
     int board_end() const {
