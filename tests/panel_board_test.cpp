@@ -144,36 +144,47 @@ TEST(FrontPanelOnBoard, restarts_again_on_a_fifth_escape) {
     EXPECT_EQ(restarts(run), 2U);
 }
 
-// The board knows when a line ended; a busy machine makes gaps longer, or shorter when a line was
-// seen late, but not all of them.
-TEST(FrontPanelOnBoard, fills_a_line_after_20_empty_polls_and_after_19_behind_a_key) {
-    board_run run = panel_run("x @2.3 x @2.3 x");
-    ASSERT_TRUE(run.wait_until([&] { return display(run).size() >= 9; }));
-    std::vector<int64_t> behind_letters;
-    std::vector<int64_t> behind_keys;
-    const std::vector<log_line> lines = display(run);
+// The times from a line of the display to the line of letters that follows it.
+struct letter_gaps {
+    std::vector<int64_t> behind_letters_ms;
+    std::vector<int64_t> behind_keys_ms;
     std::string letters;
+};
+
+letter_gaps gaps_on(const board_run &run) {
+    constexpr int64_t DAY_MS = 86'400'000;
+    const std::vector<log_line> lines = display(run);
+    letter_gaps gaps;
     for (size_t i = 0; i < lines.size(); i++) {
         if (!is_letter_line(lines[i].text)) {
             continue;
         }
-        letters += lines[i].text[0];
-        if (i == 0) {
-            continue;
+        gaps.letters += lines[i].text[0];
+        if (i > 0) {
+            const int64_t gap = (lines[i].time_ms - lines[i - 1].time_ms + DAY_MS) % DAY_MS;
+            (is_letter_line(lines[i - 1].text) ? gaps.behind_letters_ms : gaps.behind_keys_ms)
+                .push_back(gap);
         }
-        constexpr int64_t DAY_MS = 86'400'000;
-        const int64_t gap = (lines[i].time_ms - lines[i - 1].time_ms + DAY_MS) % DAY_MS;
-        (is_letter_line(lines[i - 1].text) ? behind_letters : behind_keys).push_back(gap);
     }
-    EXPECT_EQ(letters, "ABCDEF");
-    ASSERT_EQ(behind_keys.size(), 3U);
-    ASSERT_EQ(behind_letters.size(), 2U);
-    const auto [least_key, most_key] = std::minmax_element(behind_keys.begin(), behind_keys.end());
-    const auto [least, most] = std::minmax_element(behind_letters.begin(), behind_letters.end());
-    EXPECT_GE(*most_key, 1890);
-    EXPECT_GE(*most, 1990);
-    EXPECT_GE(*least - *least_key, 50) << "one poll less behind a key";
-    EXPECT_LT(*least, 3000);
+    return gaps;
+}
+
+// 20 polls take 2 s at least and 19 take less, but on a machine so busy that each one is late. So
+// one short gap of several is enough.
+TEST(FrontPanelOnBoard, fills_a_line_after_20_empty_polls_and_after_19_behind_a_key) {
+    board_run run = panel_run("@2.5 x @2.3 x @2.3 x @2.3 x @2.3 x @2.3 x");
+    int64_t shortest_ms = INT64_MAX;
+    EXPECT_TRUE(run.wait_until([&] {
+        for (const int64_t gap : gaps_on(run).behind_keys_ms) {
+            shortest_ms = std::min(shortest_ms, gap);
+        }
+        return shortest_ms < 1990;
+    })) << shortest_ms;
+    EXPECT_GE(shortest_ms, 1850);
+    const letter_gaps gaps = gaps_on(run);
+    ASSERT_FALSE(gaps.behind_letters_ms.empty());
+    EXPECT_GE(gaps.behind_letters_ms[0], 1950);
+    EXPECT_EQ(gaps.letters, std::string("ABCDEFGH").substr(0, gaps.letters.size()));
 }
 
 TEST(FrontPanelOnBoard, sets_its_port_to_raw_mode_and_38400_bits_per_second) {
