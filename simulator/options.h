@@ -3,6 +3,7 @@
 
 #include "simulator/event_loop.h"
 #include "simulator/fault.h"
+#include "simulator/field_io_options.h"
 #include "simulator/key_script.h"
 #include "simulator/network.h"
 
@@ -15,7 +16,9 @@ namespace simulator {
 struct board_options {
     std::vector<std::pair<std::string, std::string>> cables; // two port names each
     std::vector<std::string> loops;
-    std::vector<std::string> ports; // there, with nothing plugged in
+    field_io_options field_io;
+    std::vector<std::string> ports;                         // there, with nothing plugged in
+    std::vector<std::pair<std::string, std::string>> feeds; // a port name and a file each
     std::vector<fault> faults;
     std::vector<key_step> keys; // of the front panel
     bool has_panel = false;     // either of --panel and --keys
@@ -25,6 +28,7 @@ struct board_options {
     std::string log_path;   // empty: none
     bool quiet = false;
     bool show_led = false;
+    bool release = false;
     bool help = false;
     char *const *program = nullptr; // its name and arguments
 };

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "simulator/device.h"
+#include "simulator/line_faults.h"
 #include "simulator/pty.h"
 
 #include <array>
@@ -76,7 +77,6 @@ private:
     void send_written();
     void send_chunk(std::vector<uint8_t> &chunk);
     bool is_on_cable(const std::string &cable) const;
-    bool fault_strikes(const fault &present) const;
     void give_bytes(std::span<const uint8_t> chunk);
     void hand_over_frames();
     void drain(const request &asked);
@@ -86,10 +86,8 @@ private:
     void configure_synchronous(const request &asked);
 
     pty line;
-    unique_fd reader_watch;    // synchronous: an epoll descriptor, ready when the program has read
-    std::vector<fault> faults; // of what leaves this port
-    uint32_t chunks_sent = 0;  // lost ones included
-    size_t bits_flipped = 0;
+    unique_fd reader_watch;     // synchronous: an epoll descriptor, ready when the program has read
+    line_faults faults;         // of what leaves this port
     size_t expected_unread = 0; // bytes that will be readable once all that was given has arrived
     std::deque<std::vector<uint8_t>> frames; // taken, not yet handed over
     int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over
