@@ -4,6 +4,7 @@
 #include "simulator/feed.h"
 #include "simulator/field_io.h"
 #include "simulator/fio_line.h"
+#include "simulator/front_panel.h"
 #include "simulator/hold_release.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
@@ -94,6 +95,22 @@ bool plug_feeds(const board_options &options, port_map &ports, board &built) {
     return true;
 }
 
+bool plug_panel(const board_options &options, port_map &ports, board &built) {
+    if (!options.has_panel) {
+        return true;
+    }
+    if (options.panel && !built.terminal.open()) {
+        return false;
+    }
+    serial_port &port = port_named(ports, PANEL_PORT_NAME);
+    auto panel = std::make_unique<front_panel>(port, options.keys, built.terminal.board_end());
+    if (!plug(port, *panel, "")) {
+        return false;
+    }
+    built.devices.push_back(std::move(panel));
+    return true;
+}
+
 bool deal_out_faults(const board_options &options, const port_map &ports, board &built) {
     for (const fault &wanted : options.faults) {
         bool taken = false;
@@ -142,7 +159,7 @@ bool open_nodes(const board &built) {
 bool build_board(const board_options &options, board &built) {
     port_map ports;
     if (!plug_everything(options, ports) || !plug_feeds(options, ports, built) ||
-        !plug_modules(options, ports, built)) {
+        !plug_modules(options, ports, built) || !plug_panel(options, ports, built)) {
         return false;
     }
     built.devices.push_back(std::make_unique<system_log>());

@@ -3,6 +3,7 @@
 
 #include "simulator/device.h"
 #include "simulator/options.h"
+#include "simulator/terminal.h"
 
 #include <memory>
 #include <vector>
@@ -11,6 +12,7 @@ namespace simulator {
 
 struct board {
     std::vector<std::unique_ptr<device>> devices;
+    operator_terminal terminal; // not open without --panel
 };
 
 // Builds the devices, plugs in the cables and deals out the faults. False after a message when the

@@ -98,6 +98,15 @@ bool take_fault(board_options &options, const char *text) {
     return parse_fault(text, options.faults.back());
 }
 
+bool take_panel(board_options &options, const char *) {
+    return options.has_panel = options.panel = true;
+}
+
+bool take_keys(board_options &options, const char *text) {
+    options.has_panel = true;
+    return parse_keys(text, options.keys);
+}
+
 bool take_mac(board_options &options, const char *text) {
     std::array<unsigned, 6> bytes{};
     int length = 0;
@@ -173,6 +182,10 @@ constexpr option_row OPTIONS[] = {
     {"feed", "PORT:FILE", "--feed 1:data",
      "send the bytes of a file into a port, over and over: 16 every 10 ms", take_feed},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
+     take_panel},
+    {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
+     "press keys of the front panel, see the script below", take_keys},
     {"release", nullptr, "--release", "let held tests run", take_release},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
@@ -184,6 +197,13 @@ constexpr option_row OPTIONS[] = {
 };
 
 constexpr const char *USAGE = "usage: hk_board [options] -- program [arguments]\n";
+
+constexpr const char *KEYS_HELP =
+    "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
+    "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
+    "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
+    "the first text\non the display, at the latest after 10 s; a group is sent 0.2 s after the one "
+    "before, and not\nbefore the program has read that one.\n";
 
 void refuse_option(const char *text) {
     dprintf(STDERR_FILENO, "hk_board: unknown option or missing argument: %s\nOptions:", text);
@@ -233,6 +253,7 @@ void print_help() {
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
     dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
+    dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
     dprintf(
         STDOUT_FILENO,
         "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "

@@ -4,6 +4,7 @@
 #include "simulator/event_loop.h"
 #include "simulator/fault.h"
 #include "simulator/field_io_options.h"
+#include "simulator/key_script.h"
 #include "simulator/network.h"
 
 #include <string>
@@ -19,6 +20,9 @@ struct board_options {
     std::vector<std::string> ports;                         // there, with nothing plugged in
     std::vector<std::pair<std::string, std::string>> feeds; // a port name and a file each
     std::vector<fault> faults;
+    std::vector<key_step> keys; // of the front panel
+    bool has_panel = false;     // either of --panel and --keys
+    bool panel = false;         // the operator's terminal is the panel
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
     int64_t run_us = NEVER; // after which the program gets SIGTERM
     std::string log_path;   // empty: none

@@ -58,6 +58,11 @@ struct serial_port final : device, line_partner {
     void take_request(const request &asked) override;
     bool take_fault(const fault &wanted) override;
 
+    // True when the program has taken all that it was given.
+    bool program_has_read() const {
+        return nothing_under_way(line);
+    }
+
     // A chunk for the program to read.
     void take_chunk(std::span<const uint8_t> chunk) override;
     bool has_arrived() override;

@@ -11,6 +11,7 @@
 #include "fio/fio_loop_test.h"
 #include "fio/spi_device_test.h"
 #include "fio/spi_fio_loop_test.h"
+#include "panel/front_panel_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
@@ -136,6 +137,11 @@ void start_filesystem(const char *argument) {
     set_kind(11);
 }
 
+void start_front_panel(const char *argument) {
+    if (records_fit(1, 'K', argument))
+        (void)front_panel_test(0);
+}
+
 void set_speed(const char *argument) {
     port_speed_code = baud_to_speed_code(number(argument));
 }
@@ -175,7 +181,7 @@ constexpr option_row OPTIONS[] = {
     {'E', start_crossover},     // XY        crossover between ports X and Y
     {'F', start_fio_loop},      //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
-    {'K', nullptr},             //           front panel
+    {'K', start_front_panel},   //           front panel
     {'L', start_spi_fio_loop},  //           field I/O module on SPI
     {'M', start_file_copy},     // SRC:DST:N battery-backed file copy
     {'P', start_producer},      // PORT      serial producer

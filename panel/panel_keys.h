@@ -1,0 +1,28 @@
+// The keys of the front panel and the lines on its display.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+constexpr size_t PANEL_TEXT_MAX = 42; // bytes of one line, the closing zero included
+constexpr int32_t LETTERS_PER_LINE = 40;
+
+constexpr uint8_t KEY_ESC = 's';
+
+// The key in the bytes of one read. Three bytes are an escape sequence: the last one names the key,
+// in either case. Of any other number the first one counts; of none, the key is 0.
+uint8_t key_of(std::span<const uint8_t> received);
+
+// Writes what the display shows for a key: the result of the read, then the key's name or itself.
+void format_key(int32_t read_result, uint8_t key, std::span<char, PANEL_TEXT_MAX> text);
+
+// ESC presses in a row, with this key the last one pressed.
+int32_t escapes_after(int32_t escapes, uint8_t key);
+
+// The letter after this one, 1 ('A') to 26 ('Z') and round again; 0 before the first one.
+int32_t next_letter(int32_t letter);
+
+// Fills a line of the display with that letter, 1..26.
+void format_letter_line(int32_t letter, std::span<char, PANEL_TEXT_MAX> text);
