@@ -47,7 +47,8 @@ TEST(StartUp, counts_records_and_processes_on_standard_error) {
     };
     for (const auto &c : cases) {
         board_run run = board_run::stress({"--cable", "2-8"}, {"-d1", c.option});
-        ASSERT_TRUE(run.wait_until_running());
+        ASSERT_TRUE(
+            run.wait_until([&run] { return run.errors.find("indx 1\n") != std::string::npos; }));
         EXPECT_EQ(run.errors, c.lines) << c.option;
     }
 }
