@@ -44,7 +44,7 @@ constexpr uint8_t reply_marker(uint8_t command) {
 
 // Bits count from 1 to 8; 0, no bit, gives 0.
 constexpr uint8_t bit_pattern(uint8_t bit) {
-    return bit == 0 ? 0 : static_cast<uint8_t>(1U << (bit - 1));
+    return static_cast<uint8_t>((1U << bit) >> 1);
 }
 
 // Clears the frame and begins a request.

@@ -24,7 +24,6 @@ namespace {
 constexpr const char *PANEL_PORT = "/dev/sp6";
 constexpr int32_t PANEL_UNIT = 6;
 constexpr int32_t POLL_MS = 100;
-constexpr int32_t POLLS = 20;      // without a key, until the next line of letters
 constexpr size_t READ_BYTES = 10;  // a key sends 1 or 3
 constexpr int32_t SHOWN_BYTES = 4; // from here on the bytes are shown instead of a key's name
 constexpr int32_t ESCAPES_TOLERATED = 3;
@@ -104,16 +103,6 @@ void take_key(panel &front) {
     end_line();
 }
 
-// Shows keys until none has come for a while. The poll that brought a key counts as an empty one.
-void show_keys(panel &front) {
-    for (int32_t polls = 0; polls < POLLS; ++polls) {
-        if (input_within(STDIN_FILENO, POLL_MS)) {
-            take_key(front);
-            polls = 0;
-        }
-    }
-}
-
 void show_letters(panel &front) {
     front.letter = next_letter(front.letter);
     format_letter_line(front.letter, front.text);
@@ -133,7 +122,8 @@ void run_panel(TestRecord &record) {
             hold_nap(record, HOLD_NAP_US);
             continue;
         }
-        show_keys(front);
+        poll_until_idle([] { return input_within(STDIN_FILENO, POLL_MS); },
+                        [&front] { take_key(front); });
         show_letters(front);
     }
     mark_finished(record);

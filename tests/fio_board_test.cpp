@@ -200,7 +200,7 @@ TEST(FioLoop, the_sync_port_belongs_to_the_first_that_asks_for_it) {
     board_run run = board_run::stress({"--fio", "20=1,16=1"}, {"-d1", "-F", "-F"});
     ASSERT_TRUE(run.wait_until_running());
     EXPECT_EQ(list_now(run).size(), 2U);
-    EXPECT_EQ(run.errors, "proc 2 bogus 1\nnumproc 1 indx 1\n");
+    EXPECT_TRUE(run.wait_until([&] { return run.errors == "proc 2 bogus 1\nnumproc 1 indx 1\n"; }));
 }
 
 TEST(FioLoop, a_missing_port_holds_both_records_and_is_tried_again_after_the_hold) {

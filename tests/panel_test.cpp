@@ -170,6 +170,24 @@ TEST(Keys, only_esc_adds_to_the_presses_in_a_row) {
         EXPECT_EQ(escapes_after(3, key), 0);
 }
 
+// Polls made in a round in which the polls of these numbers bring a key.
+int polls_of_round(std::initializer_list<int> keys) {
+    int polls = 0;
+    size_t taken = 0;
+    poll_until_idle([&] { return std::find(keys.begin(), keys.end(), ++polls) != keys.end(); },
+                    [&] { ++taken; });
+    EXPECT_EQ(taken, keys.size());
+    return polls;
+}
+
+TEST(Rounds, end_after_20_empty_polls_and_after_19_behind_a_key) {
+    EXPECT_EQ(polls_of_round({}), 20);
+    EXPECT_EQ(polls_of_round({1}), 1 + 19);
+    EXPECT_EQ(polls_of_round({20}), 20 + 19);
+    EXPECT_EQ(polls_of_round({5, 24}), 24 + 19);
+    EXPECT_EQ(polls_of_round({5, 6, 7}), 7 + 19);
+}
+
 TEST(LetterLines, run_from_40_a_to_40_z_and_begin_again) {
     char text[PANEL_TEXT_MAX];
     int32_t letter = 0;
