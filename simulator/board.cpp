@@ -123,17 +123,17 @@ bool build_board(const board_options &options, board &built) {
     return deal_out_faults(options, ports, built);
 }
 
-int run_board(board &built, const board_options &options, const char *directory) {
+int run_board(board &built, const board_options &options, const machine_paths &paths) {
     raise_priority();
     bring_up_network(options.mac);
-    if (!build_root() || !open_nodes(built)) {
+    if (!build_root(paths.own_program) || !open_nodes(built)) {
         return STATUS_NO_BOARD;
     }
     program_run program;
     program.run_us = options.run_us;
     request_channel requests;
     requests.devices = &built.devices;
-    if (!program.start(options.program, directory, requests.listener)) {
+    if (!program.start(options.program, paths.directory.c_str(), requests.listener)) {
         return STATUS_NO_BOARD;
     }
 
