@@ -115,7 +115,10 @@ bool build_board(const board_options &options, board &built) {
     if (!plug_everything(options, ports)) {
         return false;
     }
-    built.devices.push_back(std::make_unique<system_log>());
+    if (!options.forward_path.empty() && !built.forward.connect_to(options.forward_path)) {
+        return false;
+    }
+    built.devices.push_back(std::make_unique<system_log>(built.forward));
     built.devices.push_back(std::make_unique<led>(options.show_led));
     for (auto &[name, port] : ports) {
         built.devices.push_back(std::move(port));
@@ -137,7 +140,7 @@ int run_board(board &built, const board_options &options, const machine_paths &p
         return STATUS_NO_BOARD;
     }
 
-    std::vector<event_source *> sources = {&program, &requests, &output};
+    std::vector<event_source *> sources = {&program, &requests, &output, &built.forward};
     for (const std::unique_ptr<device> &each : built.devices) {
         sources.push_back(each.get());
     }
@@ -146,6 +149,7 @@ int run_board(board &built, const board_options &options, const machine_paths &p
     }
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
+    built.forward.finish(FINISH_US);
     output.finish(FINISH_US);
     return program.status;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "simulator/device.h"
+#include "simulator/log_forward.h"
 #include "simulator/options.h"
 
 #include <memory>
@@ -12,6 +13,7 @@ namespace simulator {
 
 struct board {
     std::vector<std::unique_ptr<device>> devices;
+    log_forward forward; // not connected without --forward
 };
 
 // Builds the devices, plugs in the cables and deals out the faults. False after a message when the

@@ -17,8 +17,9 @@ struct board_options {
     std::vector<std::string> ports; // there, with nothing plugged in
     std::vector<fault> faults;
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
-    int64_t run_us = NEVER; // after which the program gets SIGTERM
-    std::string log_path;   // empty: none
+    int64_t run_us = NEVER;   // after which the program gets SIGTERM
+    std::string log_path;     // empty: none
+    std::string forward_path; // of the log, a datagram socket; empty: none
     bool quiet = false;
     bool show_led = false;
     bool help = false;
