@@ -68,7 +68,7 @@ void open_ports(crossover &test) {
     test.x_port = open_async_port(test.x, O_RDWR);
     if (test.x_port < 0)
         return give_up(test, test.x);
-    test.y_record.unit = atoi(test.x);
+    test.y_record.unit = port_number(test.x);
     if (!test.two_ports()) {
         test.y_port = test.x_port;
         return;
@@ -76,8 +76,8 @@ void open_ports(crossover &test) {
     test.y_port = open_async_port(test.y, O_RDWR);
     if (test.y_port < 0)
         return give_up(test, test.y);
-    test.x_record.unit = atoi(test.x);
-    test.y_record.unit = atoi(test.y);
+    test.x_record.unit = port_number(test.x);
+    test.y_record.unit = port_number(test.y);
     set_shared_word(test.x_record.pid, shared_word(test.y_record.pid));
 }
 
@@ -111,8 +111,7 @@ void add_silence(crossover &test) {
 
 // Writes one new frame to both ports. The driver may not change the reference.
 void send_frame(crossover &test) {
-    test.length = test.pattern(nullptr, tx_buffer.data(), GENERATE_LENGTH);
-    xfer_length = test.length;
+    test.length = generate_block(test.pattern, GENERATE_LENGTH);
     const std::array<uint8_t, TRANSFER_BYTES> frame = tx_buffer;
     const auto bytes = static_cast<size_t>(test.length);
 
@@ -183,16 +182,15 @@ void receive_on_y(crossover &test, const pace &wait) {
         record.errors3 = timeouts;
         test.y_record.errors3 = timeouts + 1;
     }
-    clear_rx_buffer(CLEARED_BYTES);
-    const int32_t count = ready ? read_block(test.y_port) : 0;
+    const int32_t count = receive_block(test.y_port, ready, CLEARED_BYTES);
     if (count <= 0)
         return count_silence(test, record);
 
     test.silence = 0;
-    const int32_t bad = test.pattern(rx_buffer.data(), tx_buffer.data(), count);
+    const int32_t bad = verify_block(test.pattern, count);
     if (bad > 0 && test.y_record.write_count > GRACE_WRITES) {
         ++record.errors2;
-        record_sample(record, test.length, rx_buffer[static_cast<size_t>(bad - 1)]);
+        record_sample(record, test.length, received_byte(bad));
     } else {
         ++record.read_count;
     }
@@ -202,13 +200,12 @@ void receive_on_y(crossover &test, const pace &wait) {
 void receive_on_x(crossover &test, const pace &wait) {
     TestRecord &record = test.y_record;
     const bool ready = input_within(test.x_port, wait.poll_ms);
-    clear_rx_buffer(CLEARED_BYTES);
-    const int32_t count = ready ? read_block(test.x_port) : 0;
+    const int32_t count = receive_block(test.x_port, ready, CLEARED_BYTES);
     if (count <= 0)
         return count_silence(test, record);
 
     test.silence = 0;
-    const int32_t bad = test.pattern(rx_buffer.data(), tx_buffer.data(), count);
+    const int32_t bad = verify_block(test.pattern, count);
     if (bad <= 0) {
         ++record.read_count;
         return;
@@ -216,8 +213,7 @@ void receive_on_x(crossover &test, const pace &wait) {
     // The slot is x's next one, and it is x's index that wraps when y's runs over: the two records
     // share the ring's bookkeeping in this direction.
     ++record.errors2;
-    record.hist[static_cast<size_t>(test.x_record.hist_next)] = {
-        test.length, rx_buffer[static_cast<size_t>(bad - 1)]};
+    record.hist[static_cast<size_t>(test.x_record.hist_next)] = {test.length, received_byte(bad)};
     if (++record.hist_next >= RING_SLOTS)
         test.x_record.hist_next = 0;
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -85,6 +86,10 @@ uint32_t baud_to_speed_code(int32_t bps) {
 int32_t speed_code_to_baud(uint32_t code) {
     const line_speed *speed = find_speed(code);
     return speed != nullptr ? speed->bps : 1;
+}
+
+int32_t port_number(const char *port) {
+    return static_cast<int32_t>(atol(port));
 }
 
 int open_async_port(const char *port, int oflag) {

@@ -21,6 +21,12 @@ constexpr uint32_t SPEED_614400 = 33;
 uint32_t baud_to_speed_code(int32_t bps);
 int32_t speed_code_to_baud(uint32_t code);
 
+// The number of a port from its name; 0 when the name is none.
+int32_t port_number(const char *port);
+
+// The receiver's and the producer's word for a port that is not open; lower values are none either.
+constexpr int PORT_NOT_OPEN = 0;
+
 // Opens "/dev/sp<port>" (cut to 14 characters) with the flags of open(2), raw and at
 // `port_speed_code`; in HDLC mode it opens the synchronous port instead, always read-write. Returns
 // the descriptor, the caller's to close, or -1 with errno from open.

@@ -1,6 +1,11 @@
 #include "simulator/board.h"
 
 #include "simulator/board_output.h"
+#include "simulator/feed.h"
+#include "simulator/field_io.h"
+#include "simulator/fio_line.h"
+#include "simulator/front_panel.h"
+#include "simulator/hold_release.h"
 #include "simulator/led.h"
 #include "simulator/namespaces.h"
 #include "simulator/network.h"
@@ -33,14 +38,14 @@ serial_port &port_named(port_map &ports, const std::string &name) {
     return *port;
 }
 
-bool plug(serial_port &port, serial_port &partner) {
+bool plug(serial_port &port, line_partner &partner, const std::string &partner_name) {
     if (port.partner != nullptr) {
         dprintf(STDERR_FILENO, "hk_board: something is plugged into port %s already\n",
                 port.name.c_str());
         return false;
     }
     port.partner = &partner;
-    port.partner_name = partner.name;
+    port.partner_name = partner_name;
     port.lines_wired = true;
     return true;
 }
@@ -49,19 +54,60 @@ bool plug_everything(const board_options &options, port_map &ports) {
     for (const auto &[one, other] : options.cables) {
         serial_port &first = port_named(ports, one);
         serial_port &second = port_named(ports, other);
-        if (!plug(first, second) || !plug(second, first)) {
+        if (!plug(first, second, other) || !plug(second, first, one)) {
             return false;
         }
     }
     for (const std::string &name : options.loops) {
         serial_port &port = port_named(ports, name);
-        if (!plug(port, port)) {
+        if (!plug(port, port, name)) {
             return false;
         }
     }
     for (const std::string &name : options.ports) {
         (void)port_named(ports, name);
     }
+    return true;
+}
+
+bool plug_modules(const board_options &options, port_map &ports, board &built) {
+    if (options.field_io.modules.empty()) {
+        return true;
+    }
+    serial_port &port = port_named(ports, FIO_PORT_NAME);
+    auto line = std::make_unique<fio_line>(port, options.field_io.modules);
+    if (!plug(port, *line, "")) {
+        return false;
+    }
+    built.devices.push_back(std::move(line));
+    return true;
+}
+
+bool plug_feeds(const board_options &options, port_map &ports, board &built) {
+    for (const auto &[name, path] : options.feeds) {
+        serial_port &port = port_named(ports, name);
+        auto source = std::make_unique<feed>(port);
+        if (!plug(port, *source, source->name) || !source->load(path.c_str())) {
+            return false;
+        }
+        built.devices.push_back(std::move(source));
+    }
+    return true;
+}
+
+bool plug_panel(const board_options &options, port_map &ports, board &built) {
+    if (!options.has_panel) {
+        return true;
+    }
+    if (options.panel && !built.terminal.open()) {
+        return false;
+    }
+    serial_port &port = port_named(ports, PANEL_PORT_NAME);
+    auto panel = std::make_unique<front_panel>(port, options.keys, built.terminal.board_end());
+    if (!plug(port, *panel, "")) {
+        return false;
+    }
+    built.devices.push_back(std::move(panel));
     return true;
 }
 
@@ -112,7 +158,8 @@ bool open_nodes(const board &built) {
 
 bool build_board(const board_options &options, board &built) {
     port_map ports;
-    if (!plug_everything(options, ports)) {
+    if (!plug_everything(options, ports) || !plug_feeds(options, ports, built) ||
+        !plug_modules(options, ports, built) || !plug_panel(options, ports, built)) {
         return false;
     }
     if (!options.forward_path.empty() && !built.forward.connect_to(options.forward_path)) {
@@ -120,6 +167,10 @@ bool build_board(const board_options &options, board &built) {
     }
     built.devices.push_back(std::make_unique<system_log>(built.forward));
     built.devices.push_back(std::make_unique<led>(options.show_led));
+    add_spi(options.field_io, built);
+    if (options.release) {
+        built.devices.push_back(std::make_unique<hold_release>());
+    }
     for (auto &[name, port] : ports) {
         built.devices.push_back(std::move(port));
     }

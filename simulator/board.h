@@ -4,6 +4,7 @@
 #include "simulator/device.h"
 #include "simulator/log_forward.h"
 #include "simulator/options.h"
+#include "simulator/terminal.h"
 
 #include <memory>
 #include <string>
@@ -13,7 +14,8 @@ namespace simulator {
 
 struct board {
     std::vector<std::unique_ptr<device>> devices;
-    log_forward forward; // not connected without --forward
+    log_forward forward;        // not connected without --forward
+    operator_terminal terminal; // not open without --panel
 };
 
 // Builds the devices, plugs in the cables and deals out the faults. False after a message when the

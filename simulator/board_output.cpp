@@ -50,20 +50,43 @@ void board_output::ready(const pollfd &) {
     write_waiting();
 }
 
-void board_output::show(std::string_view text) {
-    const std::string line = whole_line(text);
+void board_output::keep_line(const std::string &line) const {
     if (log_file.is_open()) {
         (void)!write(log_file.get(), line.data(),
                      line.size()); // a full disk must not stop the board
     }
-    if (quiet || closed) {
+}
+
+void board_output::keep(std::string_view text) {
+    keep_line(whole_line(text));
+}
+
+void board_output::show(std::string_view text) {
+    const std::string line = whole_line(text);
+    keep_line(line);
+    if (quiet) {
         return;
     }
-    if (waiting.size() + line.size() > WAITING_BYTES) {
+    put(std::exchange(within_line, false) ? "\r\n" + line : line);
+}
+
+void board_output::show_display(std::span<const uint8_t> bytes) {
+    if (bytes.empty()) {
+        return;
+    }
+    put({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+    within_line = bytes.back() != '\n';
+}
+
+void board_output::put(std::string_view text) {
+    if (closed) {
+        return;
+    }
+    if (waiting.size() + text.size() > WAITING_BYTES) {
         lost_lines++;
         return;
     }
-    waiting += line;
+    waiting += text;
     write_waiting();
 }
 

@@ -8,6 +8,7 @@
 #include "simulator/event_loop.h"
 #include "simulator/unique_fd.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,12 +24,20 @@ struct board_output final : event_source {
 
     // Shows one line; control characters in it become blanks.
     void show(std::string_view text);
+    // Puts one line into the log file only.
+    void keep(std::string_view text);
+    // Sends bytes to standard output as they are, for an operator whose terminal is the panel.
+    // Lines that come meanwhile start on a line of their own.
+    void show_display(std::span<const uint8_t> bytes);
     // Writes what waits, for at most `limit_us`; says on standard error how many lines remain.
     void finish(int64_t limit_us);
 
 private:
+    void keep_line(const std::string &line) const;
+    void put(std::string_view text);
     void write_waiting();
 
+    bool within_line = false; // the display's last line is not ended yet
     std::string waiting;
     size_t lost_lines = 0;
 };

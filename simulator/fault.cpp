@@ -22,10 +22,10 @@ std::vector<std::string> split(const char *text) {
     return parts;
 }
 
-bool parse_number(const std::string &text, int &number) {
+bool parse_number(const std::string &text, const number_range &range, int &number) {
     char *end = nullptr;
     const long value = strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || value < 1 || value > 1'000'000'000) {
+    if (text.empty() || *end != '\0' || value < range.least || value > range.most) {
         return false;
     }
     number = static_cast<int>(value);
@@ -49,7 +49,8 @@ bool read_parts(const std::vector<std::string> &parts, fault &parsed) {
     parsed.target = parts[1];
     parsed.numbers.resize(parsed.kind->numbers);
     for (size_t i = 0; i < parsed.numbers.size(); i++) {
-        if (!parse_number(parts[2 + i], parsed.numbers[i])) {
+        if (!parse_number(parts[2 + i], i == 0 ? parsed.kind->first : parsed.kind->second,
+                          parsed.numbers[i])) {
             return false;
         }
     }
@@ -57,6 +58,10 @@ bool read_parts(const std::vector<std::string> &parts, fault &parsed) {
 }
 
 } // namespace
+
+bool is_fault_of(const fault &wanted, std::string_view device) {
+    return wanted.kind->device == device;
+}
 
 bool parse_fault(const char *text, fault &parsed) {
     parsed.text = text;
@@ -70,7 +75,7 @@ bool parse_fault(const char *text, fault &parsed) {
 
 void print_fault_kinds(int fd) {
     for (const fault_kind &kind : FAULT_KINDS) {
-        dprintf(fd, "  %-16s %-6s %s\n", kind.form, kind.device, kind.meaning);
+        dprintf(fd, "  %-22s %-6s %s\n", kind.form, kind.device, kind.meaning);
     }
 }
 

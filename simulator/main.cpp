@@ -66,7 +66,7 @@ int main(int argc, char **argv) {
         return STATUS_NO_BOARD;
     }
     if (inside > 0) {
-        return wait_outside(inside);
+        return wait_outside(inside, built.terminal);
     }
     _exit(run_board(built, options, paths)); // ends every process of the board
 }

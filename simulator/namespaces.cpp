@@ -2,6 +2,7 @@
 
 #include "simulator/unique_fd.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <linux/sched.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -29,6 +31,7 @@ void block_signals() {
     }
     sigaddset(&signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
     signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
     signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
 }
@@ -63,6 +66,16 @@ void die_with_outer(int pipe_end) {
     pollfd outer{pipe_end, 0, 0};
     if (poll(&outer, 1, 0) == 1) {
         _exit(STATUS_NO_BOARD);
+    }
+}
+
+void pass_signals(const unique_fd &signals, pid_t inside) {
+    signalfd_siginfo arrived{};
+    while (read(signals.get(), &arrived, sizeof arrived) == sizeof arrived) {
+        const int number = static_cast<int>(arrived.ssi_signo);
+        if (number != SIGCHLD) {
+            (void)kill(inside, number); // it may be ending just now
+        }
     }
 }
 
@@ -104,19 +117,22 @@ pid_t enter_namespaces() {
     return 0;
 }
 
-int wait_outside(pid_t inside) {
-    sigset_t signals;
-    sigprocmask(SIG_BLOCK, nullptr, &signals);
-    for (;;) {
-        int status = 0;
-        if (waitpid(inside, &status, WNOHANG) == inside) {
-            return WIFEXITED(status) ? WEXITSTATUS(status) : STATUS_NO_BOARD;
+int wait_outside(pid_t inside, operator_terminal &terminal) {
+    sigset_t blocked; // what is passed on, and SIGCHLD
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    const unique_fd signals(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
+    terminal.make_raw();
+    int status = 0;
+    while (waitpid(inside, &status, WNOHANG) != inside) {
+        std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
+        (void)poll(polls.data(), polls.size(), -1);
+        if (polls[1].revents != 0) {
+            terminal.pass_keys();
         }
-        const int number = sigwaitinfo(&signals, nullptr);
-        if (number > 0 && number != SIGCHLD) {
-            (void)kill(inside, number); // it may be ending just now
-        }
+        pass_signals(signals, inside);
     }
+    terminal.restore();
+    return WIFEXITED(status) ? WEXITSTATUS(status) : STATUS_NO_BOARD;
 }
 
 } // namespace simulator

@@ -3,6 +3,8 @@
 // nothing that happens on the board outlives it. See namespaces(7), pid_namespaces(7).
 #pragma once
 
+#include "simulator/terminal.h"
+
 #include <sys/types.h>
 
 namespace simulator {
@@ -17,8 +19,8 @@ constexpr int STATUS_NO_BOARD = 125;
 // may send are blocked in both from then on.
 pid_t enter_namespaces();
 
-// The outer process from then on: passes signals on to the inner one and waits for its end.
-// Returns the exit status of the run.
-int wait_outside(pid_t inside);
+// The outer process from then on: passes signals and the terminal's keys on to the inner one and
+// waits for its end. Returns the exit status of the run.
+int wait_outside(pid_t inside, operator_terminal &terminal);
 
 } // namespace simulator

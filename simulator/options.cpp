@@ -63,9 +63,48 @@ bool take_port(board_options &options, const char *text) {
     return check_port(text);
 }
 
+bool take_fio(board_options &options, const char *text) {
+    return take_modules(options.field_io, text);
+}
+
+bool take_spi(board_options &options, const char *text) {
+    return take_spi(options.field_io, text);
+}
+
+bool take_datakey(board_options &options, const char *text) {
+    return take_datakey(options.field_io, text);
+}
+
+bool take_eeprom(board_options &options, const char *text) {
+    return take_eeprom(options.field_io, text);
+}
+
+bool take_feed(board_options &options, const char *text) {
+    const std::string feed = text;
+    const size_t colon = feed.find(':');
+    if (colon == std::string::npos) {
+        dprintf(STDERR_FILENO,
+                "hk_board: a feed has a port and a file, as in --feed 1:FILE, not "
+                "\"%s\"\n",
+                text);
+        return false;
+    }
+    options.feeds.emplace_back(feed.substr(0, colon), feed.substr(colon + 1));
+    return check_port(options.feeds.back().first);
+}
+
 bool take_fault(board_options &options, const char *text) {
     options.faults.emplace_back();
     return parse_fault(text, options.faults.back());
+}
+
+bool take_panel(board_options &options, const char *) {
+    return options.has_panel = options.panel = true;
+}
+
+bool take_keys(board_options &options, const char *text) {
+    options.has_panel = true;
+    return parse_keys(text, options.keys);
 }
 
 bool take_mac(board_options &options, const char *text) {
@@ -116,6 +155,10 @@ bool take_show_led(board_options &options, const char *) {
     return options.show_led = true;
 }
 
+bool take_release(board_options &options, const char *) {
+    return options.release = true;
+}
+
 bool take_help(board_options &options, const char *) {
     return options.help = true;
 }
@@ -133,7 +176,22 @@ constexpr option_row OPTIONS[] = {
      "join two ports by a crossed cable (2s-8s: synchronous ones)", take_cable},
     {"loop", "PORT", "--loop 5s", "plug a port into itself", take_loop},
     {"port", "PORT", "--port 3", "have a port with nothing plugged in", take_port},
+    {"fio", "ADDRESS=TYPE,...", "--fio 20=221,16=2",
+     "put field I/O modules with loopback harnesses on port 5s", take_fio},
+    {"spi", "[reserved=]TYPE|loop", "--spi 219",
+     "put a field I/O module, or a loopback, behind /dev/manufacturer (or /dev/reserved)",
+     take_spi},
+    {"datakey", "present|absent", "--datakey present", "have a holder for the datakey",
+     take_datakey},
+    {"eeprom", "good|short|missing", "--eeprom good", "have an eeprom", take_eeprom},
+    {"feed", "PORT:FILE", "--feed 1:data",
+     "send the bytes of a file into a port, over and over: 16 every 10 ms", take_feed},
     {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
+     take_panel},
+    {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
+     "press keys of the front panel, see the script below", take_keys},
+    {"release", nullptr, "--release", "let held tests run", take_release},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      take_mac},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
@@ -146,6 +204,13 @@ constexpr option_row OPTIONS[] = {
 };
 
 constexpr const char *USAGE = "usage: hk_board [options] -- program [arguments]\n";
+
+constexpr const char *KEYS_HELP =
+    "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
+    "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
+    "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
+    "the first text\non the display, at the latest after 10 s; a group is sent 0.2 s after the one "
+    "before, and not\nbefore the program has read that one.\n";
 
 void refuse_option(const char *text) {
     dprintf(STDERR_FILENO, "hk_board: unknown option or missing argument: %s\nOptions:", text);
@@ -194,6 +259,8 @@ void print_help() {
     }
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
+    dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
+    dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
     dprintf(
         STDOUT_FILENO,
         "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "

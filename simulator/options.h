@@ -3,6 +3,8 @@
 
 #include "simulator/event_loop.h"
 #include "simulator/fault.h"
+#include "simulator/field_io_options.h"
+#include "simulator/key_script.h"
 #include "simulator/network.h"
 
 #include <string>
@@ -14,14 +16,20 @@ namespace simulator {
 struct board_options {
     std::vector<std::pair<std::string, std::string>> cables; // two port names each
     std::vector<std::string> loops;
-    std::vector<std::string> ports; // there, with nothing plugged in
+    field_io_options field_io;
+    std::vector<std::string> ports;                         // there, with nothing plugged in
+    std::vector<std::pair<std::string, std::string>> feeds; // a port name and a file each
     std::vector<fault> faults;
+    std::vector<key_step> keys; // of the front panel
+    bool has_panel = false;     // either of --panel and --keys
+    bool panel = false;         // the operator's terminal is the panel
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
     int64_t run_us = NEVER;   // after which the program gets SIGTERM
     std::string log_path;     // empty: none
     std::string forward_path; // of the log, a datagram socket; empty: none
     bool quiet = false;
     bool show_led = false;
+    bool release = false;
     bool help = false;
     char *const *program = nullptr; // its name and arguments
 };

@@ -11,6 +11,7 @@
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <linux/spi/spidev.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -30,6 +31,10 @@ constexpr uint32_t STOPPED_REQUESTS[] = {
     TIOCMSET,            //
     TCSBRK,              // tcdrain(3): returns once the bytes can be read at the far end
     SYNC_CONFIG_REQUEST, // the synchronous ports' mode
+    SPI_IOC_WR_MODE,     // SPI devices
+    SPI_IOC_WR_BITS_PER_WORD,
+    SPI_IOC_WR_MAX_SPEED_HZ,
+    SPI_IOC_MESSAGE(1),
 };
 
 // A call made through another processor's or another mode's table (x32: bit 30 of the number) has

@@ -162,12 +162,20 @@ bool cover_restart_commands(const std::string &stand_in) {
     return true;
 }
 
-bool mount_proc() {
+// Files there act on the machine itself, such as putting it to sleep. An ordinary user may not
+// remount, and may not write there either.
+void protect_sys() {
+    (void)mount(nullptr, "/sys", nullptr,
+                MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
+}
+
+bool mount_proc_and_protect_sys() {
     (void)mkdir("/proc", 0555);
     if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
         return cannot("mount", "/proc");
     }
     // Writing here restarts the machine without asking for the right to.
+    protect_sys();
     return access("/proc/sysrq-trigger", F_OK) != 0 ||
            publish_node("/dev/null", "/proc/sysrq-trigger");
 }
@@ -195,7 +203,7 @@ bool publish_node(const char *source, const char *target) {
 
 bool build_root(const std::string &stand_in) {
     const std::string source = HOST_ROOT + stand_in;
-    return start_new_root() && show_host_entries() && build_dev() && mount_proc() &&
+    return start_new_root() && show_host_entries() && build_dev() && mount_proc_and_protect_sys() &&
            mount_memory("/run", "mode=755") && mount_memory("/opt", "mode=755") &&
            mount_memory("/r0", "mode=755") && build_sbin(source) &&
            cover_restart_commands(source) && leave_host_root();

@@ -67,26 +67,8 @@ void serial_port::send_written() {
     }
 }
 
-bool serial_port::fault_strikes(const fault &present) const {
-    return present.numbers.empty() || chunks_sent % static_cast<uint32_t>(present.numbers[0]) == 0;
-}
-
 void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
-    chunks_sent++;
-    bool lost = partner == nullptr;
-    for (const fault &present : faults) {
-        if (!fault_strikes(present)) {
-            continue;
-        }
-        if (present.kind->id == fault_id::flip) {
-            // Another byte and bit each time, the same ones in every run.
-            chunk[bits_flipped % chunk.size()] ^= static_cast<uint8_t>(1U << bits_flipped % 8);
-            bits_flipped++;
-        } else {
-            lost = true;
-        }
-    }
-    if (!lost) {
+    if (faults.pass(chunk) && partner != nullptr) {
         partner->take_chunk(chunk);
     }
 }
@@ -220,10 +202,10 @@ bool serial_port::take_fault(const fault &wanted) {
         lines_wired = false;
         return true;
     }
-    if (wanted.target != name) {
+    if (wanted.target != name || !is_fault_of(wanted, "port")) {
         return false;
     }
-    faults.push_back(wanted);
+    faults.add(wanted);
     return true;
 }
 

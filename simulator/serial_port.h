@@ -13,6 +13,7 @@
 #pragma once
 
 #include "simulator/device.h"
+#include "simulator/line_faults.h"
 #include "simulator/pty.h"
 
 #include <array>
@@ -57,6 +58,11 @@ struct serial_port final : device, line_partner {
     void take_request(const request &asked) override;
     bool take_fault(const fault &wanted) override;
 
+    // True when the program has taken all that it was given.
+    bool program_has_read() const {
+        return nothing_under_way(line);
+    }
+
     // A chunk for the program to read.
     void take_chunk(std::span<const uint8_t> chunk) override;
     bool has_arrived() override;
@@ -71,7 +77,6 @@ private:
     void send_written();
     void send_chunk(std::vector<uint8_t> &chunk);
     bool is_on_cable(const std::string &cable) const;
-    bool fault_strikes(const fault &present) const;
     void give_bytes(std::span<const uint8_t> chunk);
     void hand_over_frames();
     void drain(const request &asked);
@@ -81,10 +86,8 @@ private:
     void configure_synchronous(const request &asked);
 
     pty line;
-    unique_fd reader_watch;    // synchronous: an epoll descriptor, ready when the program has read
-    std::vector<fault> faults; // of what leaves this port
-    uint32_t chunks_sent = 0;  // lost ones included
-    size_t bits_flipped = 0;
+    unique_fd reader_watch;     // synchronous: an epoll descriptor, ready when the program has read
+    line_faults faults;         // of what leaves this port
     size_t expected_unread = 0; // bytes that will be readable once all that was given has arrived
     std::deque<std::vector<uint8_t>> frames; // taken, not yet handed over
     int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over

@@ -15,6 +15,8 @@ namespace simulator {
 
 namespace {
 
+constexpr int MESSAGES_A_TURN = 64;
+
 constexpr int RECEIVE_BYTES = 4 << 20; // a burst of lists waits here, not in the senders
 constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
 
@@ -71,7 +73,8 @@ void system_log::add_polls(std::vector<pollfd> &polls) const {
 
 void system_log::ready(const pollfd &) {
     std::array<char, 8192> message; // the C library's messages end at 8 kB
-    for (;;) {
+    // Not all there is: a program that logs without an end must not keep the other devices waiting.
+    for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
         if (length < 0) {
             return;

@@ -2,6 +2,7 @@
 // see option_table.cpp; each test runs in a process of its own and counts into the status table.
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <sched.h>
 #include <sys/mman.h>
@@ -44,10 +45,10 @@ void prepare_board() {
     (void)mlockall(MCL_CURRENT); // best effort; each test repeats it after its fork
 }
 
-// The plan has been read: take the settings as they stand now.
+// The plan has been read: take the settings as they stand now. A signal that comes meanwhile waits
+// until the handler can rely on them and on the log.
 void close_plan() {
-    // Before the handler can need it: a stop signal kills records 1..process_count + bogus_count.
-    process_count = record_count - bogus_count;
+    const sigset_t before = block_handled_signals();
     install_signals();
 
     sched_param priority = {};
@@ -58,6 +59,9 @@ void close_plan() {
     led_period = std::min(led_period, 60);
     led_period = led_period <= 0 ? 1 : led_period;
     log_period = std::clamp(log_period, 5, 600);
+    process_count =
+        record_count - bogus_count; // a stop kills records 1..process_count + bogus_count
+    (void)sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
 void start_run() {
@@ -73,6 +77,7 @@ void start_run() {
 } // namespace
 
 int main(int argc, char **argv) {
+    restore_default_signals();
     if (!create_table())
         return 1;
     prepare_board();

@@ -2,14 +2,23 @@
 
 #include "supervisor/option_table.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
 
+#include "fio/fio_loop_test.h"
+#include "fio/spi_device_test.h"
+#include "fio/spi_fio_loop_test.h"
+#include "panel/front_panel_test.h"
 #include "serial/crossover_test.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "storage/dram_test.h"
+#include "storage/file_copy_test.h"
+#include "storage/filesystem_test.h"
+#include "supervisor/serial_plan.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
 #include "supervisor/system_log.h"
@@ -18,8 +27,9 @@ namespace {
 
 constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
 
+// 0 for text that is no number; cut to 32 bits' range on every machine, as the board does it.
 int32_t number(const char *text) {
-    return static_cast<int32_t>(atol(text));
+    return static_cast<int32_t>(std::clamp<long>(atol(text), INT32_MIN, INT32_MAX));
 }
 
 // True when `records` more records fit into the table. If not, says which option is dropped.
@@ -50,6 +60,86 @@ void start_crossover(const char *argument) {
     (void)crossover_test(0, x, y, frame_sample_pattern);
     set_kind(5);
     (void)usleep(START_PAUSE_US);
+}
+
+void start_fio_loop(const char *argument) {
+    if (sync_owner != 0 || !records_fit(2, 'F', argument))
+        return;
+    (void)fio_loop_test(0, "5");
+    sync_owner = record_count;
+    status_table->records[static_cast<size_t>(record_count - 1)].kind_code = 10;
+    set_kind(1);
+    ++bogus_count;
+}
+
+void start_spi_fio_loop(const char *argument) {
+    if (!records_fit(1, 'L', argument))
+        return;
+    (void)spi_fio_loop_test(0, "/dev/manufacturer");
+    set_kind(9);
+}
+
+void start_spi_device(const char *argument) {
+    if (!records_fit(1, 'S', argument))
+        return;
+    const int32_t selector = number(argument);
+    (void)spi_device_test(0, selector);
+    set_kind(selector == 1 ? 6 : 7);
+}
+
+// The pause comes after a skipped receiver too.
+void start_receiver(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'C', argument))
+        (void)consume_dispatch(argument, 0, paren_pattern);
+    (void)usleep(START_PAUSE_US);
+}
+
+void start_producer(const char *argument) {
+    if (!sync_port_permits(argument) || records_fit(1, 'P', argument))
+        (void)produce_dispatch(argument, 0, paren_pattern);
+}
+
+void hold(TestRecord &record) {
+    if (shared_word(record.hold) == HOLD_NONE)
+        set_shared_word(record.hold, HOLD_REQUESTED);
+}
+
+// The storage and memory tests start held; nothing on the command line releases them. The word is
+// written ahead of the start: a test that came first would run a whole turn, for DRAM seconds.
+bool hold_next_test(char letter, const char *argument) {
+    if (!records_fit(1, letter, argument))
+        return false;
+    hold(status_table->records[static_cast<size_t>(record_count) + 1]);
+    return true;
+}
+
+void start_dram(const char *) {
+    if (!hold_next_test('D', ""))
+        return;
+    (void)dram_test(0);
+    set_kind(8);
+    (void)usleep(START_PAUSE_US);
+}
+
+// An argument that starts nothing still holds and marks the test before it.
+void start_file_copy(const char *argument) {
+    if (is_file_copy_argument(argument) && !hold_next_test('M', argument))
+        return;
+    file_copy_option(0, argument);
+    hold(last_claimed_record());
+    set_kind(5);
+}
+
+void start_filesystem(const char *argument) {
+    if (!hold_next_test('Y', argument))
+        return;
+    filesystem_test(0, argument);
+    set_kind(11);
+}
+
+void start_front_panel(const char *argument) {
+    if (records_fit(1, 'K', argument))
+        (void)front_panel_test(0);
 }
 
 void set_speed(const char *argument) {
@@ -86,17 +176,17 @@ struct option_row {
 };
 
 constexpr option_row OPTIONS[] = {
-    {'C', nullptr},             // PORT      serial receiver
-    {'D', nullptr},             //           DRAM
+    {'C', start_receiver},      // PORT      serial receiver
+    {'D', start_dram},          //           DRAM
     {'E', start_crossover},     // XY        crossover between ports X and Y
-    {'F', nullptr},             //           field I/O modules on the sync port
+    {'F', start_fio_loop},      //           field I/O modules on the sync port
     {'I', set_log_ident},       // TEXT      name of the run in the system log
-    {'K', nullptr},             //           front panel
-    {'L', nullptr},             //           field I/O module on SPI
-    {'M', nullptr},             // SRC:DST:N battery-backed file copy
-    {'P', nullptr},             // PORT      serial producer
-    {'S', nullptr},             // NUMBER    datakey, eeprom, SPI loopback
-    {'Y', nullptr},             // DIR       filesystem
+    {'K', start_front_panel},   //           front panel
+    {'L', start_spi_fio_loop},  //           field I/O module on SPI
+    {'M', start_file_copy},     // SRC:DST:N battery-backed file copy
+    {'P', start_producer},      // PORT      serial producer
+    {'S', start_spi_device},    // NUMBER    datakey, eeprom, SPI loopback
+    {'Y', start_filesystem},    // DIR       filesystem
     {'b', set_speed},           // BITS/S    speed of asynchronous ports
     {'d', set_led_period},      // SECONDS   LED period
     {'e', set_error_flag},      //

@@ -1,5 +1,6 @@
 #include "supervisor/results_log.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 
@@ -8,7 +9,8 @@
 namespace {
 
 volatile sig_atomic_t list_open = 0; // a list is being sent
-volatile sig_atomic_t list_owed = 0; // another was asked for meanwhile
+std::atomic<int32_t> lists_owed = 0; // asked for meanwhile, each by a stop signal of its own
+static_assert(std::atomic<int32_t>::is_always_lock_free);
 
 constexpr const char *spi_device_name(int32_t unit) {
     return unit == 1 ? "Datakey" : "eeprom";
@@ -23,6 +25,13 @@ void send_list() {
             log_text(line);
     }
     log_text("</OL><P>");
+}
+
+bool take_owed_list() {
+    int32_t owed = lists_owed;
+    while (owed > 0 && !lists_owed.compare_exchange_weak(owed, owed - 1)) {
+    }
+    return owed > 0;
 }
 
 } // namespace
@@ -103,7 +112,7 @@ int format_results_line(const TestRecord &r, char (&line)[RESULTS_LINE_MAX]) {
 
 void results_log() {
     if (list_open != 0) {
-        list_owed = 1;
+        ++lists_owed;
         return;
     }
     sigset_t waiting;
@@ -114,9 +123,8 @@ void results_log() {
     (void)sigprocmask(SIG_BLOCK, &waiting, &before);
     do {
         list_open = 1;
-        list_owed = 0;
         send_list();
-        list_open = 0; // cleared before the look at list_owed: a stop signal between the two logs
-    } while (list_owed != 0);
+        list_open = 0; // before the look at what is owed: a stop from here on writes its own list
+    } while (take_owed_list());
     (void)sigprocmask(SIG_SETMASK, &before, nullptr);
 }

@@ -11,6 +11,6 @@ int format_results_line(const TestRecord &record, char (&line)[RESULTS_LINE_MAX]
 //
 // Called from the run loop and from the signal handler. The C library's log lock is not re-entrant,
 // so one list is never begun inside another: SIGALRM and SIGUSR1 wait in the kernel until the list
-// is out, and a call made from a stop signal that came meanwhile is noted; the list that was
-// interrupted is finished and another one follows it.
+// is out, and a call made from a stop signal that came meanwhile is counted; the list that was
+// interrupted is finished and one for each such call follows it.
 void results_log();

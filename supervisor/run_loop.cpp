@@ -37,10 +37,13 @@ static_assert(SIGSTOP == 19 && SIGTERM == 15 && SIGTSTP == 20);
 
 constexpr int32_t NO_CHILD_NAP_US = 5000;
 
-// A test that was forked a moment ago may not have written its id yet: it is known all the same.
+// A test that was forked a moment ago may not have written its id yet. It is known all the same,
+// and gets its id into its record, so that it is counted when it has been reaped.
 int32_t process_of_record(int32_t index) {
-    const int32_t pid = shared_word(status_table->records[static_cast<size_t>(index)].pid);
-    return pid == PID_NONE ? started_process(index) : pid;
+    TestRecord &record = status_table->records[static_cast<size_t>(index)];
+    if (shared_word(record.pid) == PID_NONE)
+        set_shared_word(record.pid, started_process(index));
+    return shared_word(record.pid);
 }
 
 void kill_all_tests() {
@@ -61,6 +64,23 @@ void log_and_restart_countdown() {
 }
 
 } // namespace
+
+sigset_t block_handled_signals() {
+    sigset_t handled;
+    sigset_t before;
+    sigemptyset(&handled);
+    for (const int number : HANDLED_SIGNALS)
+        sigaddset(&handled, number);
+    (void)sigprocmask(SIG_BLOCK, &handled, &before);
+    return before;
+}
+
+void restore_default_signals() {
+    (void)signal(SIGCHLD, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+}
 
 void install_signals() {
     struct sigaction action = {};

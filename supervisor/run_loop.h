@@ -3,11 +3,19 @@
 
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 
 // Seconds until the next periodic results list. It starts at 10, so that the first list comes
 // early, before `log_period` takes over.
 extern int32_t log_countdown;
+
+// Undoes what a script may have left to its children: an ignored SIGCHLD, with which wait(2) never
+// returns a test that has ended, and blocked signals.
+void restore_default_signals();
+
+// Lets the handled signals wait in the kernel. Returns the mask to go back to, see sigprocmask(2).
+sigset_t block_handled_signals();
 
 // Installs `stress_signal` for SIGUSR1, SIGUSR2, SIGALRM, SIGQUIT, SIGTERM and SIGTSTP (and tries
 // SIGSTOP, which cannot be caught). Nothing is masked and no call restarted, see sigaction(2).

@@ -85,7 +85,7 @@ int format_report_line(const TestRecord &r, char (&line)[REPORT_LINE_MAX]) {
     case 'M':
         return snprintf(line, room, "\n     pid %4d file copy,  read %08x, errors %04x    %6ld ",
                         r.pid, r.read_count, static_cast<uint32_t>(r.errors),
-                        static_cast<long>(elapsed_s()));
+                        long{static_cast<int32_t>(elapsed_s())});
     case 'D':
         return snprintf(
             line, room, "\n     pid %4d dram   , alloc %08x, test %08x, errors %04x    %6ld ",

@@ -62,7 +62,7 @@ TEST(Crossover, a_flipped_bit_leaving_x_counts_in_x_with_the_frame_length_and_th
     EXPECT_EQ(items[1].errors[BAD], 0) << "the way from y to x is good";
     for (const auto &sample : items[0].samples) {
         EXPECT_GE(sample[0], 3) << "the frame's length";
-        EXPECT_LE(sample[0], 20);
+        EXPECT_LE(sample[0], 15);
     }
     // One frame in ten is bad, counted in frames that have left the port.
     EXPECT_NEAR(static_cast<double>(items[0].counts[0]) / 10,
@@ -95,14 +95,27 @@ TEST(Crossover, a_cut_before_any_frame_arrived_is_no_run_of_silence) {
     board_run run = board_run::stress({"--cable", "2-8", "--fault", "cut:2", "--fault", "cut:8"},
                                       {"-d1", "-E28"});
     ASSERT_TRUE(run.wait_until_running());
-    const auto items = lists_until(
-        run, [](const std::vector<result_line> &seen) { return seen[0].errors[FAILED] >= 10; });
+    // Time-outs stand in y's record, x's has the number before; a list may fall between the two.
+    const auto items = lists_until(run, [](const std::vector<result_line> &seen) {
+        return seen[0].errors[FAILED] >= 10 && seen[0].errors[LATE] == seen[1].errors[LATE] - 1;
+    });
     EXPECT_EQ(items[0].errors[BAD], 0);
     EXPECT_EQ(items[1].errors[BAD], 0);
     EXPECT_GE(items[1].errors[FAILED], 9);
-    EXPECT_GE(items[1].errors[LATE], 10) << "time-outs stand in y's record";
-    EXPECT_EQ(items[0].errors[LATE], items[1].errors[LATE] - 1) << "x's is the one before";
+    EXPECT_GE(items[1].errors[LATE], 10);
     EXPECT_EQ(items[0].counts[1], 0);
+}
+
+TEST(Crossover, a_silence_of_more_than_three_reads_after_data_moves_to_the_bad_counter) {
+    board_run run = board_run::stress({"--loop", "2", "--fault", "pull:2:20"}, {"-d1", "-E2"});
+    ASSERT_TRUE(run.wait_until_running());
+    const auto items = lists_until(
+        run, [](const std::vector<result_line> &seen) { return seen[0].errors[FAILED] >= 12; });
+    EXPECT_EQ(items[0].counts[1], 20);
+    // Four failed reads in a row move as four at the next turn, and the count begins anew.
+    EXPECT_EQ(items[0].errors[BAD] % 4, 0);
+    EXPECT_NEAR(static_cast<double>(items[0].errors[BAD]),
+                static_cast<double>(items[0].errors[FAILED]), 4);
 }
 
 TEST(Crossover, lost_frames_count_as_failed_reads_of_their_transmitter) {

@@ -1,6 +1,7 @@
 #include "tests/list_polling.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <unistd.h>
 
 std::vector<result_line> list_now(board_run &run) {
@@ -18,4 +19,11 @@ bool second_count_is_at_least::operator()(const std::vector<result_line> &items)
 
 void pause_between_lists() {
     (void)usleep(100000);
+}
+
+void give_up(const board_run &run) {
+    std::string text = "the counters never got there; the last lines of the log:\n";
+    for (size_t i = run.log.size() < 12 ? 0 : run.log.size() - 12; i < run.log.size(); ++i)
+        text += run.log[i].text + "\n";
+    throw std::runtime_error(text);
 }

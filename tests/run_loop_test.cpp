@@ -1,5 +1,7 @@
 #include <csignal>
+#include <ctime>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -80,6 +82,22 @@ TEST_F(Reaping, records_above_the_process_count_are_not_looked_at) {
     reap_records(700002);
     expect_pids({700001, 700002});
     EXPECT_EQ(record_count, 1);
+}
+
+TEST_F(Reaping, with_no_process_left_to_wait_for_costs_no_processor_time) {
+    set_pids({700001});
+    const pid_t supervisor = fork();
+    if (supervisor == 0) {
+        run_until_reaped(); // never: nobody has this id
+        _exit(0);
+    }
+    timespec while_it_waits = {0, 400'000'000};
+    (void)nanosleep(&while_it_waits, nullptr);
+    ASSERT_EQ(kill(supervisor, SIGKILL), 0);
+    rusage used = {};
+    ASSERT_EQ(wait4(supervisor, nullptr, 0, &used), supervisor);
+    EXPECT_EQ(used.ru_utime.tv_sec + used.ru_stime.tv_sec, 0);
+    EXPECT_LT(used.ru_utime.tv_usec + used.ru_stime.tv_usec, 200'000);
 }
 
 class Countdown : public TableTest {
@@ -167,6 +185,9 @@ TEST_F(StopSignals, reach_a_test_that_has_not_written_its_id_yet) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status));
+    record_count = 1;
+    reap_records(child);
+    EXPECT_EQ(record_count, 2) << "and counted";
     forget_process(child);
     EXPECT_EQ(started_process(1), 0) << "its id may be another's from now on";
 }

@@ -1,4 +1,15 @@
-# Installs what is missing of the Debian packages named. Sourced by the scripts of the top folder.
+# Sourced by the scripts of the top folder.
+
+# Runs a command and shows what it prints only when it fails.
+quietly() {
+    local output
+    if ! output=$("$@" 2>&1); then
+        printf '%s\n' "$output" >&2
+        return 1
+    fi
+}
+
+# Installs what is missing of the Debian packages named.
 
 need_packages() {
     local missing=()

@@ -1,0 +1,133 @@
+// The deadline is tight, so the exchange yields the processor right after the transmission and
+// polls in slices of 6 ms. A reply is known by the byte at its marker's place alone; one that came
+// behind stray bytes is realigned.
+
+#include "fio/fio_exchange.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "serial/port_io.h"
+#include "supervisor/system_log.h"
+
+namespace {
+
+constexpr int WRITABLE_MS = 5;
+constexpr int32_t REPLY_POLL_MS = 6;
+constexpr int64_t FIRST_FIGURE_US = 6000; // any that lets the wait begin
+constexpr int64_t DEADLINE_US = 24000;
+constexpr size_t CLEARED_BYTES = 20; // of the receive area, before each read
+
+// The receive area of this process. Behind the cleared bytes it keeps what earlier replies left.
+receive_area area;
+
+int64_t microseconds_between(const timeval &from, const timeval &to) {
+    return (int64_t{to.tv_sec} - from.tv_sec) * 1000000 + (to.tv_usec - from.tv_usec);
+}
+
+timeval time_of_day() {
+    timeval now = {};
+    (void)gettimeofday(&now, nullptr);
+    return now;
+}
+
+// Tells the system log and standard error.
+__attribute__((format(printf, 1, 2))) void tell(const char *format, ...) {
+    char text[64];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    log_text(text);
+    (void)!write(STDERR_FILENO, text, static_cast<size_t>(length)); // nobody may be listening
+}
+
+bool send_request(int port, std::span<const uint8_t> request) {
+    pollfd writable = {port, POLLOUT, 0};
+    (void)poll(&writable, 1, WRITABLE_MS); // a port that is not ready shows in the write
+    (void)tcdrain(port);
+    return write(port, request.data(), request.size()) == static_cast<ssize_t>(request.size());
+}
+
+// Reads what waits; `ready` when poll has reported something. Returns the count, 0 for nothing.
+size_t read_waiting(int port, bool ready) {
+    int waiting = 0;
+    (void)ioctl(port, FIONREAD, &waiting);
+    if (!ready && waiting <= 0)
+        return 0;
+    const ssize_t count = read(port, area.received().data(), receive_area::READ_BYTES);
+    return count > 0 ? static_cast<size_t>(count) : 0;
+}
+
+// False when what was received is no reply.
+bool take_reply(size_t count, uint8_t marker, std::span<uint8_t> reply, TestRecord &record) {
+    const auto received = static_cast<int>(count);
+    const auto expected = static_cast<int>(reply.size());
+    const std::optional<int32_t> offset = find_frame(area.received().first(count), marker);
+    if (offset != 0) {
+        tell("<%d %d ", received, expected);
+        if (!offset)
+            return false;
+        ++record.errors;
+        tell(" %d>", *offset);
+    } else if (received != expected) {
+        tell("[%d %d]", received, expected);
+    }
+    copy_frame(area, *offset, reply);
+    return true;
+}
+
+bool await_reply(int port, uint8_t marker, std::span<uint8_t> reply, TestRecord &record) {
+    timeval start = time_of_day();
+    (void)sched_yield();
+    for (int64_t figure_us = FIRST_FIGURE_US; figure_us >= 1;) {
+        const timeval before = time_of_day();
+        const bool ready = input_within(port, REPLY_POLL_MS);
+        std::ranges::fill(area.received().first<CLEARED_BYTES>(), uint8_t{0});
+        figure_us = wait_figure_us(start, before, time_of_day());
+        const size_t count = read_waiting(port, ready);
+        if (count > 0 && take_reply(count, marker, reply, record))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int fio_exchange(std::span<const uint8_t> request, std::span<uint8_t> reply, uint16_t expected,
+                 int port, TestRecord &record) {
+    if (!send_request(port, request))
+        return 1;
+    (void)tcdrain(port);
+    const uint8_t marker = reply_marker(request[COMMAND_AT]);
+    return await_reply(port, marker, reply.first(expected), record) ? 0 : 1;
+}
+
+std::optional<int32_t> find_frame(std::span<const uint8_t> received, uint8_t marker) {
+    if (received.size() > COMMAND_AT && received[COMMAND_AT] == marker)
+        return 0;
+    const auto found = std::ranges::find(received, marker);
+    if (found == received.end())
+        return std::nullopt;
+    return static_cast<int32_t>(found - received.begin()) - static_cast<int32_t>(COMMAND_AT);
+}
+
+void copy_frame(const receive_area &from, int32_t offset, std::span<uint8_t> reply) {
+    const auto begin = static_cast<size_t>(static_cast<int32_t>(receive_area::HEADROOM) + offset);
+    std::ranges::copy(std::span(from.bytes).subspan(begin, reply.size()), reply.begin());
+}
+
+int64_t wait_figure_us(timeval &start, const timeval &before, const timeval &after) {
+    int64_t figure_us = microseconds_between(before, after);
+    if (figure_us > DEADLINE_US)
+        start = after;
+    else
+        figure_us = microseconds_between(start, after);
+    return figure_us > DEADLINE_US || figure_us < 0 ? 0 : figure_us;
+}

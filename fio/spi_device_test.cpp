@@ -1,0 +1,194 @@
+// Reads one of the board's SPI memories again and again, or sends 20 bytes through one of its SPI
+// loopbacks. The removable datakey is read while it is there, the eeprom until a pass takes too
+// long.
+
+#include "fio/spi_device_test.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "fio/spi_transfer.h"
+#include "supervisor/sleep.h"
+#include "supervisor/system_log.h"
+#include "supervisor/test_process.h"
+
+namespace {
+
+constexpr int32_t DATAKEY = 1; // selectors; the first two stand in `unit` as well
+constexpr int32_t EEPROM = 2;
+constexpr int32_t RESERVED = 4;
+constexpr int32_t MANUFACTURER = 8;
+
+constexpr size_t MEMORY_BYTES = 32; // read from a memory in one pass
+constexpr int FIRST_POLL_MS = 2;
+constexpr int SECOND_POLL_MS = 12;
+constexpr int32_t READ_PAUSE_US = 5000;
+constexpr int32_t SLOW_PASS_US = 100000;
+constexpr int32_t US_PER_S = 1000000;
+constexpr uint8_t LOOPBACK_BYTE = '#';
+
+struct spi_loopback {
+    const char *path;
+    int device = -1; // below 1: not open; never closed
+};
+
+struct device_test {
+    TestRecord &record;
+    int32_t selector;
+    spi_loopback manufacturer = {"/dev/manufacturer"};
+    spi_loopback reserved = {"/dev/reserved"};
+    int32_t eeprom_flag = 1;
+};
+
+bool has_input(int device, int timeout_ms) {
+    pollfd waiting = {device, POLLIN | POLLPRI, 0};
+    return poll(&waiting, 1, timeout_ms) > 0;
+}
+
+bool datakey_present() {
+    uint8_t present = 0;
+    const int device = open("/dev/datakeypresent", O_RDONLY | O_NONBLOCK);
+    if (device > 0) {
+        (void)!read(device, &present, 1); // nothing read: not present
+        (void)close(device);
+    }
+    return present != 0;
+}
+
+void read_datakey(TestRecord &record) {
+    if (datakey_present())
+        spi_read_device(record, "/dev/datakey", MEMORY_BYTES);
+    record.unit = DATAKEY;
+}
+
+// A device that cannot be opened is tried again on the next turn.
+void exchange_loopback(TestRecord &record, spi_loopback &loopback) {
+    if (loopback.device < 1)
+        loopback.device = open(loopback.path, O_RDWR);
+    if (loopback.device < 1) {
+        ++record.errors2;
+        return;
+    }
+    std::array<uint8_t, LOOPBACK_BYTES> transmit;
+    std::array<uint8_t, LOOPBACK_BYTES> reply{};
+    transmit.fill(LOOPBACK_BYTE);
+    ++record.write_count;
+    if (spi_manufacturer_poll(transmit, reply, loopback.device) == 1)
+        ++record.read_count;
+    else
+        ++record.errors2;
+}
+
+timeval time_of_day() {
+    timeval now = {};
+    (void)gettimeofday(&now, nullptr);
+    return now;
+}
+
+void run_turn(device_test &test) {
+    if (test.selector == DATAKEY)
+        read_datakey(test.record);
+    const timeval begin = time_of_day();
+    timeval end = begin;
+    if (test.selector == MANUFACTURER)
+        exchange_loopback(test.record, test.manufacturer);
+    if (test.selector == RESERVED)
+        exchange_loopback(test.record, test.reserved);
+    if (test.eeprom_flag == 0)
+        return;
+    if (test.selector == EEPROM) {
+        spi_read_device(test.record, "/dev/eeprom", MEMORY_BYTES);
+        test.record.unit = EEPROM;
+        end = time_of_day();
+    }
+    char message[EEPROM_MESSAGE_MAX];
+    test.eeprom_flag = check_eeprom_timing(begin, end, message);
+    if (test.eeprom_flag == 0)
+        log_text(message);
+}
+
+void run_device_test(device_test &test) {
+    TestRecord &record = test.record;
+    record.unit = test.selector;
+    set_shared_word(record.pid, getpid());
+    record.errors = 0;
+    while (!told_to_stop(record)) {
+        if (is_held(record)) {
+            hold_nap(record, HOLD_NAP_US);
+            continue;
+        }
+        run_turn(test);
+    }
+    mark_finished(record);
+}
+
+} // namespace
+
+pid_t spi_device_test(int no_fork, int32_t selector) {
+    TestRecord &record = claim_record('S');
+    if (no_fork != 0)
+        return no_fork;
+
+    const pid_t child = start_test();
+    if (child != 0)
+        return child;
+    device_test test = {record, selector};
+    run_device_test(test);
+    exit(TEST_EXIT_STATUS);
+}
+
+void spi_read_device(TestRecord &record, const char *device_path, size_t length) {
+    const int device = open(device_path, O_RDWR);
+    if (device < 1) { // a descriptor 0 counts as a failure and stays behind
+        ++record.errors;
+        return;
+    }
+    std::array<uint8_t, MEMORY_BYTES> contents{};
+    ssize_t count = 0;
+    if (has_input(device, FIRST_POLL_MS) || has_input(device, SECOND_POLL_MS)) {
+        (void)lseek(device, 0, SEEK_SET);
+        count = read(device, contents.data(), std::min(length, contents.size()));
+    }
+    sleep_us(READ_PAUSE_US);
+    if (count >= static_cast<ssize_t>(length))
+        ++record.read_count;
+    else
+        ++record.errors2;
+    (void)close(device);
+}
+
+int spi_manufacturer_poll(std::span<const uint8_t, LOOPBACK_BYTES> transmit,
+                          std::span<uint8_t, LOOPBACK_BYTES> reply, int device) {
+    static spi_settings settings;
+    std::ranges::fill(reply, uint8_t{0});
+    spi_transfer(device, settings, transmit, reply);
+    return std::ranges::equal(transmit, reply) ? 1 : 0;
+}
+
+int32_t check_eeprom_timing(const timeval &begin, const timeval &end,
+                            char (&message)[EEPROM_MESSAGE_MAX]) {
+    const auto s1 = static_cast<int32_t>(begin.tv_sec);
+    const auto s2 = static_cast<int32_t>(end.tv_sec);
+    const auto us1 = static_cast<int32_t>(begin.tv_usec);
+    const auto us2 = static_cast<int32_t>(end.tv_usec);
+    constexpr size_t room = sizeof message;
+    const int32_t passed_us = us2 - us1 + US_PER_S; // with one boundary between two seconds
+    message[0] = '\0';
+    if (s1 == s2) {
+        if (us2 >= us1)
+            return 1;
+        (void)snprintf(message, room, "a eeprom too long %d %x %d %x", s2, us2, s1, us1);
+    } else if (us2 >= us1) {
+        (void)snprintf(message, room, "an eeprom too long %d %x %d %x", s2, us2, s1, us1);
+    } else if (passed_us <= SLOW_PASS_US) {
+        return passed_us;
+    } else {
+        (void)snprintf(message, room, "eeprom too long %d %x %d %x", s2, us2, s1, us1);
+    }
+    return 0;
+}

@@ -1,0 +1,152 @@
+// Drives the field I/O module behind an SPI device through its loopback harness, step by step. The
+// module is asked once what it is: types 219 and 221 are tested, with any other the test holds
+// until the supervisor lets it go. A hold is noticed between two passes over the map.
+
+#include "fio/spi_fio_loop_test.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "fio/loopback_maps.h"
+#include "fio/spi_fio_exchange.h"
+#include "fio/spi_inputs.h"
+#include "supervisor/sleep.h"
+#include "supervisor/test_process.h"
+#include "supervisor/unique_fd.h"
+
+namespace {
+
+constexpr int32_t UNIT_B = 'B'; // the reports print it as a letter: "spBs"
+constexpr size_t SET_LENGTH = 35;
+constexpr int32_t IDENTIFIED_US = 4000;
+constexpr int32_t STATUS_TAKEN_US = 20000;
+constexpr int32_t OUTPUTS_SETTLE_US = 30000;
+constexpr int32_t END_US = 5000;
+
+struct spi_loop {
+    TestRecord &record;
+    unique_fd device = {};
+    uint8_t module_type = 0;
+    const loop_step *map = IDENTITY_MAP.data();
+    int32_t step_index = 0;
+    fio_frame request = {};
+    fio_frame reply = {};
+};
+
+// Exchanges the first `length` bytes of the request in hand; a failure counts.
+bool exchange(spi_loop &test, size_t length) {
+    test.reply.fill(0);
+    const auto request = std::span(test.request).first(length);
+    if (spi_fio_exchange(request, test.reply, test.device.get()) == 0)
+        return true;
+    ++test.record.errors3;
+    return false;
+}
+
+// Without the device the test goes on: every exchange fails and counts.
+void open_device(spi_loop &test, const char *device_path) {
+    test.device.reset(open(device_path, O_RDWR | O_NONBLOCK));
+    if (test.device)
+        test.record.unit = UNIT_B;
+    else
+        ++test.record.errors;
+}
+
+void identify(spi_loop &test) {
+    begin_request(test.request, FIRST_MODULE, IDENTIFY_COMMAND);
+    ++test.record.write_count;
+    (void)exchange(test, IDENTIFY_LENGTH); // without a reply the type is 0
+    test.module_type = test.reply[DATA_AT];
+    const bool tested = test.module_type == 219 || test.module_type == 221;
+    set_shared_word(test.record.hold, tested ? HOLD_NONE : HOLD_REQUESTED);
+    if (test.module_type == 219)
+        test.map = MAP_S.data();
+    sleep_us(IDENTIFIED_US);
+}
+
+void ask_status(spi_loop &test) {
+    build_status(test.request, FIRST_MODULE);
+    ++test.record.write_count;
+    (void)exchange(test, STATUS_LENGTH);
+    sleep_us(STATUS_TAKEN_US);
+}
+
+// Keeps the module talking while the test is held; counts nothing.
+void ask_status_uncounted(spi_loop &test) {
+    build_status(test.request, FIRST_MODULE);
+    (void)spi_fio_exchange(std::span(test.request).first(STATUS_LENGTH), test.reply,
+                           test.device.get());
+}
+
+bool set_output(spi_loop &test, const loop_step &step) {
+    build_set(test.request, FIRST_MODULE, step);
+    ++test.record.write_count;
+    const bool done = exchange(test, SET_LENGTH);
+    sleep_us(OUTPUTS_SETTLE_US);
+    return done;
+}
+
+// The inputs are asked for only when the output was set; otherwise the step counts a second
+// failure.
+bool read_inputs(spi_loop &test, bool output_set) {
+    begin_request(test.request, FIRST_MODULE, READ_COMMAND);
+    ++test.record.write_count;
+    if (!output_set) {
+        ++test.record.errors3;
+        return false;
+    }
+    if (!exchange(test, READ_LENGTH))
+        return false;
+    ++test.record.read_count;
+    return true;
+}
+
+void run_step(spi_loop &test, const loop_step &step) {
+    const bool output_set = set_output(test, step);
+    if (!read_inputs(test, output_set))
+        return;
+    correct_inputs(test.reply, test.module_type);
+    if (!inputs_follow(test.reply, step)) {
+        ++test.record.errors2;
+        record_sample(test.record, test.step_index, step.input_byte);
+    }
+}
+
+void run_map(spi_loop &test) {
+    for (test.step_index = 0; test.map[test.step_index].output_bit != 0; ++test.step_index)
+        run_step(test, test.map[test.step_index]);
+}
+
+void run_spi_loop(spi_loop &test, const char *device_path) {
+    TestRecord &record = test.record;
+    set_shared_word(record.pid, getpid());
+    open_device(test, device_path);
+    identify(test);
+    ask_status(test);
+    while (!told_to_stop(record)) {
+        if (is_held(record)) {
+            hold_nap(record, HOLD_NAP_US);
+            ask_status_uncounted(test);
+            continue;
+        }
+        run_map(test);
+    }
+    sleep_us(END_US);
+    set_shared_word(record.pid, PID_FINISHED);
+}
+
+} // namespace
+
+pid_t spi_fio_loop_test(int no_fork, const char *device_path) {
+    TestRecord &record = claim_record('L');
+    if (no_fork != 0)
+        return no_fork;
+
+    const pid_t child = start_test();
+    if (child != 0)
+        return child;
+    spi_loop test = {record};
+    run_spi_loop(test, device_path);
+    exit(TEST_EXIT_STATUS);
+}

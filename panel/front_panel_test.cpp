@@ -1,0 +1,144 @@
+// Drives the front panel: names the keys that are pressed, fills the display while nobody presses
+// any, and restarts the board on four ESC in a row.
+
+#include "panel/front_panel_test.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <unistd.h>
+
+#include "panel/panel_keys.h"
+#include "panel/port_table.h"
+#include "panel/screen.h"
+#include "serial/port_access.h"
+#include "serial/port_io.h"
+#include "supervisor/sleep.h"
+#include "supervisor/test_process.h"
+
+namespace {
+
+constexpr const char *PANEL_PORT = "/dev/sp6";
+constexpr int32_t PANEL_UNIT = 6;
+constexpr int32_t POLL_MS = 100;
+constexpr size_t READ_BYTES = 10;  // a key sends 1 or 3
+constexpr int32_t SHOWN_BYTES = 4; // from here on the bytes are shown instead of a key's name
+constexpr int32_t ESCAPES_TOLERATED = 3;
+
+constexpr const char *RESTART_COMMANDS[] = {
+    "cp /opt/orbalt/harnwick/pir.sh /opt/pir.sh",
+    "cd /opt;./vir.sh restart>/dev/null",
+    "cd /opt;./pir.sh halt>/dev/null",
+    "/sbin/reboot",
+};
+
+struct panel {
+    int32_t escapes = 0; // ESC presses in a row, also over lines of letters
+    int32_t letter = 0;  // of the last line, 1..26
+    std::array<char, PANEL_TEXT_MAX> text = {};
+};
+
+// From here on the panel is the process's terminal. Each descriptor stays what it was until the
+// port is open, so that the operator sees why a panel cannot be had.
+void take_panel_as_terminal() {
+    for (const int stream : {STDOUT_FILENO, STDIN_FILENO}) {
+        port_row &port = open_port_by_name(PANEL_PORT);
+        if (port.fd != stream) {
+            (void)dup2(port.fd, stream);
+            (void)close(port.fd);
+            port.fd = stream;
+        }
+    }
+    (void)set_raw_mode(STDIN_FILENO);
+    (void)set_port_speed(STDIN_FILENO, SPEED_38400);
+}
+
+void show(const char *text) {
+    (void)!write(STDOUT_FILENO, text, strlen(text));
+}
+
+void end_line() {
+    show("\r\n");
+}
+
+void restart_board() {
+    screen_print(1, 1, 8, "Restarting Harnwick");
+    for (const char *command : RESTART_COMMANDS) {
+        (void)!system(command);
+        sync();
+    }
+}
+
+void show_bytes(std::span<const uint8_t> bytes) {
+    char group[16];
+    (void)snprintf(group, sizeof group, "%d ", static_cast<int>(bytes.size()));
+    show(group);
+    for (const uint8_t byte : bytes) {
+        (void)snprintf(group, sizeof group, "0x%x ", byte);
+        show(group);
+    }
+}
+
+void take_key(panel &front) {
+    std::array<uint8_t, READ_BYTES> buffer;
+    const auto count = static_cast<int32_t>(read(STDIN_FILENO, buffer.data(), buffer.size()));
+    // A port that has hung up reports input at once and for ever: keep the pace of the polls.
+    if (count <= 0)
+        sleep_us(POLL_MS * 1000);
+    const std::span<const uint8_t> received(buffer.data(), static_cast<size_t>(std::max(count, 0)));
+    const uint8_t key = key_of(received);
+
+    screen_clear();
+    format_key(count, key, front.text);
+    front.escapes = escapes_after(front.escapes, key);
+    if (front.escapes > ESCAPES_TOLERATED)
+        restart_board();
+    if (count >= SHOWN_BYTES)
+        show_bytes(received);
+    else
+        show(front.text.data());
+    end_line();
+}
+
+void show_letters(panel &front) {
+    front.letter = next_letter(front.letter);
+    format_letter_line(front.letter, front.text);
+    show(front.text.data());
+    end_line();
+}
+
+void run_panel(TestRecord &record) {
+    take_panel_as_terminal();
+    record.unit = PANEL_UNIT;
+    set_shared_word(record.pid, getpid());
+    record.errors = 0;
+
+    panel front;
+    while (!told_to_stop(record)) {
+        if (is_held(record)) {
+            hold_nap(record, HOLD_NAP_US);
+            continue;
+        }
+        poll_until_idle([] { return input_within(STDIN_FILENO, POLL_MS); },
+                        [&front] { take_key(front); });
+        show_letters(front);
+    }
+    mark_finished(record);
+}
+
+} // namespace
+
+pid_t front_panel_test(int no_fork) {
+    TestRecord &record = claim_record('\0');
+    if (no_fork != 0)
+        return no_fork;
+
+    const pid_t child = start_test();
+    if (child != 0)
+        return child;
+    run_panel(record);
+    exit(TEST_EXIT_STATUS);
+}

@@ -1,0 +1,63 @@
+#include "simulator/feed.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+
+namespace simulator {
+
+feed::feed(serial_port &fed_port) : name("feed" + fed_port.name), port(fed_port) {}
+
+bool feed::load(const char *path) {
+    const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
+    bytes.resize(FEED_FILE_BYTES_MAX + 1);
+    size_t length = 0;
+    ssize_t count = file.is_open() ? 1 : -1;
+    while (count > 0 && length < bytes.size()) {
+        count = read(file.get(), bytes.data() + length, bytes.size() - length);
+        length += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    bytes.resize(length);
+    if (count < 0) {
+        dprintf(STDERR_FILENO, "hk_board: cannot read %s: %s\n", path, strerror(errno));
+    } else if (length == 0 || length > FEED_FILE_BYTES_MAX) {
+        dprintf(STDERR_FILENO, "hk_board: a feed needs a file of 1 to %zu bytes, %s is none\n",
+                FEED_FILE_BYTES_MAX, path);
+        count = -1;
+    }
+    return count >= 0;
+}
+
+bool feed::open_nodes() {
+    next_block_us = monotonic_us();
+    return true;
+}
+
+int64_t feed::wake_time_us() const {
+    return next_block_us;
+}
+
+void feed::wake(int64_t now_us) {
+    const size_t length = std::min(FEED_BLOCK_BYTES, bytes.size() - sent);
+    const auto first = bytes.begin() + static_cast<ptrdiff_t>(sent);
+    std::vector<uint8_t> block(first, first + static_cast<ptrdiff_t>(length));
+    sent = (sent + length) % bytes.size();
+    if (faults.pass(block)) {
+        port.take_chunk(block);
+    }
+    next_block_us = now_us + FEED_PERIOD_US;
+}
+
+bool feed::take_fault(const fault &wanted) {
+    if (wanted.target != name || !is_fault_of(wanted, "port")) {
+        return false;
+    }
+    faults.add(wanted);
+    return true;
+}
+
+void feed::take_chunk(std::span<const uint8_t>) {}
+
+} // namespace simulator

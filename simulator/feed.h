@@ -1,0 +1,47 @@
+// A far end without a port of the board: sends the bytes of a file into a port, over and over, so
+// that a receiver can be tried alone.
+//
+// A block is 16 bytes, as a producer's, the last one of the file what is left. One leaves every
+// 10 ms, so that there is silence between them. What the port has no room for is lost, as on a line
+// without handshake. The faults of a line strike it under the name of the feed: "feed1" is the one
+// into port 1.
+#pragma once
+
+#include "simulator/line_faults.h"
+#include "simulator/serial_port.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+constexpr size_t FEED_BLOCK_BYTES = 16;
+constexpr int64_t FEED_PERIOD_US = 10'000;
+constexpr size_t FEED_FILE_BYTES_MAX = 1 << 20;
+
+struct feed final : device, line_partner {
+    explicit feed(serial_port &fed_port);
+
+    std::string name; // "feed1"
+
+    // Reads the file. False after a message when it cannot be read, is empty or too long.
+    bool load(const char *path);
+
+    bool open_nodes() override;
+    int64_t wake_time_us() const override;
+    void wake(int64_t now_us) override;
+    bool take_fault(const fault &wanted) override;
+
+    // What the port sends is not looked at.
+    void take_chunk(std::span<const uint8_t> chunk) override;
+
+private:
+    serial_port &port;
+    std::vector<uint8_t> bytes;
+    size_t sent = 0; // of `bytes`, in this round
+    int64_t next_block_us = NEVER;
+    line_faults faults;
+};
+
+} // namespace simulator

@@ -1,0 +1,95 @@
+#include "simulator/fio_line.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr uint8_t FUNCTION_CODE = 0x83;
+constexpr size_t HEADER_BYTES = 3;  // address, function code, command
+constexpr int64_t LATE_US = 60'000; // well above what anybody waits for
+
+struct module_lengths {
+    int type;
+    size_t set_bytes;
+    size_t input_bytes;
+};
+
+constexpr module_lengths SMALL_MODULES[] = {{1, 16, 12}, {2, 26, 19}};
+constexpr module_lengths OTHER_MODULES = {0, 32, 21};
+
+module_lengths lengths_of(int type) {
+    for (const module_lengths &lengths : SMALL_MODULES) {
+        if (lengths.type == type) {
+            return lengths;
+        }
+    }
+    return OTHER_MODULES;
+}
+
+} // namespace
+
+fio_line::fio_line(serial_port &bus, std::span<const module_at> wanted) : port(bus) {
+    for (const auto &[address, type] : wanted) {
+        const module_lengths lengths = lengths_of(type);
+        modules.push_back({static_cast<uint8_t>(address), lengths.set_bytes, lengths.input_bytes,
+                           fio_module(std::to_string(address), type, line_harness(type))});
+    }
+}
+
+int64_t fio_line::wake_time_us() const {
+    return late.empty() ? NEVER : late.front().due_us;
+}
+
+void fio_line::wake(int64_t now_us) {
+    while (!late.empty() && late.front().due_us <= now_us) {
+        port.take_chunk(late.front().frame);
+        late.pop_front();
+    }
+}
+
+bool fio_line::take_fault(const fault &wanted) {
+    bool taken = false;
+    for (addressed_module &each : modules) {
+        taken = (wanted.kind->id != fault_id::check && each.module.take_fault(wanted)) || taken;
+    }
+    return taken;
+}
+
+void fio_line::take_chunk(std::span<const uint8_t> frame) {
+    if (frame.size() < HEADER_BYTES || frame[1] != FUNCTION_CODE) {
+        return;
+    }
+    for (addressed_module &each : modules) {
+        const size_t payload = frame[2] == '7' ? each.set_bytes : frame[2] == '1' ? 1 : 0;
+        if (each.address == frame[0] && frame.size() == HEADER_BYTES + payload) {
+            answer_request(each, frame);
+        }
+    }
+}
+
+void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> frame) {
+    fio_module &module = asked.module;
+    const std::vector<uint8_t> data =
+        module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);
+    if (data.empty()) {
+        return;
+    }
+    std::vector<uint8_t> reply = {frame[0], frame[1], static_cast<uint8_t>(frame[2] + 0x80)};
+    reply.insert(reply.end(), data.begin(), data.end());
+    if (module.strikes(fault_id::stray_bytes)) {
+        reply.insert(reply.begin(), {0x11, 0x22, 0x33});
+    }
+    if (module.strikes(fault_id::long_reply)) {
+        reply.insert(reply.end(), {0x44, 0x55});
+    }
+    if (module.strikes(fault_id::short_reply)) {
+        reply.pop_back();
+    }
+    if (module.strikes(fault_id::late_reply)) {
+        late.push_back({monotonic_us() + LATE_US, reply});
+    } else {
+        port.take_chunk(reply);
+    }
+}
+
+} // namespace simulator

@@ -1,0 +1,47 @@
+// The field I/O modules on a synchronous port: each frame that the program sends goes to all of
+// them, the one that is addressed answers at once. Frames with another length than the module's own
+// are not answered.
+#pragma once
+
+#include "simulator/field_io_options.h"
+#include "simulator/fio_module.h"
+#include "simulator/serial_port.h"
+
+#include <deque>
+
+namespace simulator {
+
+constexpr const char *FIO_PORT_NAME = "5s";
+
+struct fio_line final : device, line_partner {
+    fio_line(serial_port &bus, std::span<const module_at> wanted);
+
+    bool open_nodes() override {
+        return true; // the port has them
+    }
+    int64_t wake_time_us() const override;
+    void wake(int64_t now_us) override;
+    bool take_fault(const fault &wanted) override;
+
+    void take_chunk(std::span<const uint8_t> frame) override;
+
+private:
+    struct addressed_module {
+        uint8_t address;
+        size_t set_bytes;   // output bytes in a set-outputs request
+        size_t input_bytes; // in a read-inputs reply
+        fio_module module;
+    };
+    struct late_reply {
+        int64_t due_us;
+        std::vector<uint8_t> frame;
+    };
+
+    void answer_request(addressed_module &asked, std::span<const uint8_t> frame);
+
+    serial_port &port;
+    std::vector<addressed_module> modules;
+    std::deque<late_reply> late;
+};
+
+} // namespace simulator

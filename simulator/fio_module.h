@@ -1,0 +1,49 @@
+// One field I/O module with its loopback harness: outputs that a request sets, inputs that follow
+// them over the harness. How frames reach it, and the faults of that way, are its transport's:
+// fio_line.h, spi_device.h.
+#pragma once
+
+#include "simulator/fault.h"
+#include "simulator/module_wiring.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+constexpr size_t MODULE_BYTES = 32; // of outputs, and of inputs; more than any module has
+
+struct fio_module {
+    // `name` is what faults call it. `type` stands in its identification.
+    fio_module(std::string module_name, int module_type, module_wiring harness);
+
+    std::string name;
+    uint8_t type;
+    bool top_bits_inverted = false; // as module 219 behind SPI has them, see read_inputs
+
+    // The data of the reply to a command, without marker and check byte; a read returns
+    // `input_bytes` inputs. Nothing for a command it does not know, or does not answer.
+    std::vector<uint8_t> execute(uint8_t command, std::span<const uint8_t> payload,
+                                 size_t input_bytes);
+
+    // True when the fault is this module's. The transport asks `strikes` for those of the way.
+    bool take_fault(const fault &wanted);
+    // Whether such a fault breaks the reply given last.
+    bool strikes(fault_id id) const;
+
+private:
+    bool is_silent_to(uint8_t command) const;
+    bool is_dead(const wire &path) const;
+    std::array<uint8_t, MODULE_BYTES> read_inputs() const;
+
+    module_wiring wiring;
+    std::vector<fault> faults;
+    std::array<uint8_t, MODULE_BYTES> outputs{};
+    uint32_t replies = 0;
+};
+
+} // namespace simulator

@@ -1,0 +1,88 @@
+#include "simulator/front_panel.h"
+
+#include "simulator/board_output.h"
+
+#include <array>
+#include <sys/socket.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int64_t SCRIPT_LATEST_US = 10'000'000; // for a program that shows nothing by itself
+constexpr int64_t READ_LOOK_US = 10'000;         // between two looks whether it has read its keys
+constexpr size_t STROKE_BYTES = 64;
+
+std::span<const uint8_t> as_bytes(const std::string &text) {
+    return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
+}
+
+} // namespace
+
+front_panel::front_panel(serial_port &panel_port, const std::vector<key_step> &keys, int keyboard_)
+    : port(panel_port), script(keys.begin(), keys.end()), keyboard(keyboard_) {}
+
+bool front_panel::open_nodes() {
+    next_step_us = monotonic_us() + SCRIPT_LATEST_US;
+    return true; // the node is the port's
+}
+
+void front_panel::add_polls(std::vector<pollfd> &polls) const {
+    if (keyboard >= 0) {
+        polls.push_back({keyboard, POLLIN, 0});
+    }
+}
+
+void front_panel::ready(const pollfd &) {
+    std::array<uint8_t, STROKE_BYTES> stroke{};
+    const ssize_t length = recv(keyboard, stroke.data(), stroke.size(), MSG_DONTWAIT);
+    if (length > 0) {
+        port.take_chunk(std::span(stroke).first(static_cast<size_t>(length)));
+    }
+}
+
+int64_t front_panel::wake_time_us() const {
+    return script.empty() ? NEVER : next_step_us;
+}
+
+void front_panel::wake(int64_t now_us) {
+    script_begun = true;
+    if (!port.program_has_read()) {
+        next_step_us = now_us + READ_LOOK_US;
+        return;
+    }
+    const key_step step = script.front();
+    script.pop_front();
+    if (!step.bytes.empty()) {
+        port.take_chunk(as_bytes(step.bytes));
+    }
+    next_step_us = now_us + step.pause_us;
+}
+
+void front_panel::take_chunk(std::span<const uint8_t> chunk) {
+    if (!script_begun) {
+        script_begun = true;
+        next_step_us = monotonic_us();
+    }
+    if (keyboard >= 0) {
+        output.show_display(chunk);
+    }
+    for (const uint8_t byte : chunk) {
+        if (display.take(byte)) {
+            show_line();
+        }
+    }
+}
+
+// The operator who has the display need not read it twice.
+void front_panel::show_line() {
+    const std::string line = "panel: " + display.line;
+    if (keyboard >= 0) {
+        output.keep(line);
+    } else {
+        output.show(line);
+    }
+    display.start_line();
+}
+
+} // namespace simulator

@@ -1,0 +1,45 @@
+// The front panel: a keyboard and a display that hang on port 6 as a terminal. The display's text
+// is shown line by line under the ident "panel". Keys come from a script (--keys), from the
+// operator's keyboard (--panel), or both; with --panel the operator's terminal is the display too.
+//
+// A script begins with the first text on the display: before it the program may still be setting
+// up its port and would lose keys. A group of keys is sent only when the program has read the one
+// before, so that a busy machine does not make one key of two.
+#pragma once
+
+#include "simulator/device.h"
+#include "simulator/display_lines.h"
+#include "simulator/key_script.h"
+#include "simulator/serial_port.h"
+
+#include <deque>
+
+namespace simulator {
+
+constexpr const char *PANEL_PORT_NAME = "6";
+
+struct front_panel final : device, line_partner {
+    // `keyboard` is where the keys of --panel arrive, one message a stroke; -1: no keyboard.
+    front_panel(serial_port &panel_port, const std::vector<key_step> &script, int keyboard);
+
+    bool open_nodes() override;
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
+    int64_t wake_time_us() const override;
+    void wake(int64_t now_us) override;
+
+    // What the program sends to the display.
+    void take_chunk(std::span<const uint8_t> chunk) override;
+
+private:
+    void show_line();
+
+    serial_port &port;
+    std::deque<key_step> script;
+    int keyboard;
+    bool script_begun = false;
+    int64_t next_step_us = NEVER;
+    display_lines display;
+};
+
+} // namespace simulator

@@ -1,0 +1,164 @@
+#include "simulator/spi_device.h"
+
+#include "simulator/root.h"
+#include "simulator/unique_fd.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <linux/spi/spidev.h>
+#include <sys/stat.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr uint32_t SPEED_HZ_MAX = 250'000;
+constexpr size_t TRANSFER_BYTES_MAX = 4096; // as spidev's own buffer
+constexpr size_t INPUT_BYTES = 18;          // in a read-inputs reply
+constexpr size_t OUTPUT_BYTES = 32;         // in a set-outputs request
+constexpr size_t REPLY_GAP_BYTES = 6;       // between a request's end and its reply
+
+uint8_t exclusive_or(std::span<const uint8_t> bytes) {
+    uint8_t result = 0xFF;
+    for (const uint8_t byte : bytes) {
+        result ^= byte;
+    }
+    return result;
+}
+
+// Bytes of a request with command and check byte; the command alone tells.
+size_t request_length(uint8_t command) {
+    return command == '7' ? 1 + OUTPUT_BYTES + 1 : command == '1' ? 3 : 2;
+}
+
+template <typename Setting>
+void take_setting(const request &asked, Setting &setting) {
+    if (read_argument(asked, &setting, sizeof setting)) {
+        answer(asked, 0);
+    } else {
+        refuse(asked, EFAULT);
+    }
+}
+
+// The request with another address of the caller's memory.
+request at(const request &asked, uint64_t address) {
+    request elsewhere = asked;
+    elsewhere.argument = address;
+    return elsewhere;
+}
+
+} // namespace
+
+spi_device::spi_device(std::string node_name, int module_type) : name(std::move(node_name)) {
+    if (module_type != 0) {
+        module.emplace(name, module_type, spi_harness(module_type));
+        module->top_bits_inverted = module_type == 219;
+    }
+}
+
+bool spi_device::open_nodes() {
+    const std::string path = "/dev/" + name;
+    const unique_fd node(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    struct stat status {};
+    if (!node.is_open() || fstat(node.get(), &status) != 0) {
+        return cannot("create", path);
+    }
+    file_system = status.st_dev;
+    file = status.st_ino;
+    return true;
+}
+
+bool spi_device::owns(const struct stat &node) const {
+    return node.st_dev == file_system && node.st_ino == file;
+}
+
+void spi_device::take_request(const request &asked) {
+    switch (asked.number) {
+    case SPI_IOC_WR_MODE:
+        take_setting(asked, mode);
+        break;
+    case SPI_IOC_WR_BITS_PER_WORD:
+        take_setting(asked, word_bits);
+        break;
+    case SPI_IOC_WR_MAX_SPEED_HZ:
+        take_setting(asked, speed_hz);
+        break;
+    case SPI_IOC_MESSAGE(1):
+        transfer(asked);
+        break;
+    default:
+        refuse(asked, ENOTTY);
+    }
+}
+
+void spi_device::transfer(const request &asked) {
+    spi_ioc_transfer wanted{};
+    if (!read_argument(asked, &wanted, sizeof wanted)) {
+        refuse(asked, EFAULT);
+        return;
+    }
+    if (wanted.len > TRANSFER_BYTES_MAX) {
+        refuse(asked, EMSGSIZE);
+        return;
+    }
+    transfer_bytes sent(wanted.len);
+    if (!read_argument(at(asked, wanted.tx_buf), sent.data(), sent.size())) {
+        refuse(asked, EFAULT);
+        return;
+    }
+    const uint32_t clock_hz = wanted.speed_hz != 0 ? wanted.speed_hz : speed_hz;
+    const bool heard = mode == SPI_MODE_2 && word_bits == 8 && wanted.bits_per_word == 8 &&
+                       clock_hz <= SPEED_HZ_MAX && speed_hz <= SPEED_HZ_MAX;
+    const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
+    if (write_argument(at(asked, wanted.rx_buf), received.data(), received.size())) {
+        answer(asked, static_cast<int64_t>(received.size()));
+    } else {
+        refuse(asked, EFAULT);
+    }
+}
+
+spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) {
+    if (!module) {
+        return sent;
+    }
+    transfer_bytes received(sent.size());
+    const size_t length = sent.empty() ? 0 : request_length(sent[0]);
+    const std::span<const uint8_t> asked = std::span(sent).first(std::min(length, sent.size()));
+    if (length == 0 || asked.size() < length || exclusive_or(asked) != 0) {
+        return received;
+    }
+    const transfer_bytes data =
+        module->execute(asked[0], asked.subspan(1, length - 2), INPUT_BYTES);
+    if (data.empty()) {
+        return received;
+    }
+    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + 0x80)};
+    reply.insert(reply.end(), data.begin(), data.end());
+    reply.push_back(exclusive_or(reply));
+    put_reply(received, length, std::move(reply));
+    return received;
+}
+
+// A late reply begins so late that the transfer ends in its middle.
+void spi_device::put_reply(transfer_bytes &received, size_t request_bytes,
+                           transfer_bytes reply) const {
+    if (module->strikes(fault_id::check)) {
+        reply.back() ^= 0x01;
+    }
+    size_t begin = request_bytes + REPLY_GAP_BYTES;
+    if (module->strikes(fault_id::late_reply)) {
+        begin = received.size() - reply.size() / 2;
+    }
+    for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++) {
+        received[begin + i] = reply[i];
+    }
+}
+
+bool spi_device::take_fault(const fault &wanted) {
+    constexpr fault_id OF_THE_LINE[] = {fault_id::stray_bytes, fault_id::long_reply,
+                                        fault_id::short_reply};
+    return module && std::ranges::find(OF_THE_LINE, wanted.kind->id) == std::end(OF_THE_LINE) &&
+           module->take_fault(wanted);
+}
+
+} // namespace simulator

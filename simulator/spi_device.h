@@ -1,0 +1,42 @@
+// A node of the SPI user-space interface (/dev/manufacturer, /dev/reserved) and what is behind it:
+// a field I/O module, or a plug that sends back what it gets. The node is an ordinary file; its
+// requests never reach the kernel, see linux/spi/spidev.h for them.
+//
+// A device is only heard in the mode it speaks: mode 2, 8 bits a word, 250000 Hz at most. Otherwise
+// all that comes back is zeros.
+#pragma once
+
+#include "simulator/device.h"
+#include "simulator/fio_module.h"
+
+#include <optional>
+#include <string>
+
+namespace simulator {
+
+struct spi_device final : device {
+    // `module_type` 0 makes it a loopback.
+    spi_device(std::string node_name, int module_type);
+
+    bool open_nodes() override;
+    bool owns(const struct stat &node) const override;
+    void take_request(const request &asked) override;
+    bool take_fault(const fault &wanted) override;
+
+private:
+    using transfer_bytes = std::vector<uint8_t>;
+
+    void transfer(const request &asked);
+    transfer_bytes received_for(const transfer_bytes &sent);
+    void put_reply(transfer_bytes &received, size_t request_bytes, transfer_bytes reply) const;
+
+    std::string name;
+    std::optional<fio_module> module; // none: a loopback
+    dev_t file_system = 0;
+    ino_t file = 0;
+    uint8_t mode = 0;
+    uint8_t word_bits = 0;
+    uint32_t speed_hz = 0;
+};
+
+} // namespace simulator

@@ -1,0 +1,66 @@
+#include "simulator/terminal.h"
+
+#include <array>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr size_t STROKE_BYTES = 64;
+
+} // namespace
+
+bool operator_terminal::open() {
+    if (tcgetattr(STDIN_FILENO, &settings) != 0 || tcgetpgrp(STDIN_FILENO) != getpgrp()) {
+        dprintf(STDERR_FILENO,
+                "hk_board: --panel needs a terminal as standard input, in the foreground\n");
+        return false;
+    }
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        perror("hk_board: --panel");
+        return false;
+    }
+    sender.reset(ends[0]);
+    receiver.reset(ends[1]);
+    dprintf(STDERR_FILENO,
+            "hk_board: the keyboard is the panel's, Ctrl-C ends the run\n"
+            "hk_board: arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF\n");
+    return true;
+}
+
+void operator_terminal::make_raw() {
+    if (!sender.is_open()) {
+        return;
+    }
+    termios wanted = settings;
+    cfmakeraw(&wanted);
+    wanted.c_oflag = settings.c_oflag; // what the program prints stays whole lines
+    wanted.c_lflag |= ISIG;            // Ctrl-C, and of the signals that alone
+    wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
+    wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
+    raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
+}
+
+// Keys that nobody has read must not reach the operator's shell.
+void operator_terminal::restore() {
+    if (sender.is_open()) {
+        (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings); // the terminal may be gone
+    }
+}
+
+void operator_terminal::pass_keys() {
+    std::array<char, STROKE_BYTES> stroke{};
+    const ssize_t length = read(STDIN_FILENO, stroke.data(), stroke.size());
+    if (length <= 0) {
+        raw = false; // gone: there is nothing to be read or restored any more
+        return;
+    }
+    // A board that does not keep up, or is ending, loses keys.
+    (void)send(sender.get(), stroke.data(), static_cast<size_t>(length), MSG_DONTWAIT);
+}
+
+} // namespace simulator

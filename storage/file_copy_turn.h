@@ -1,0 +1,25 @@
+// What the file copy test does in one turn, without its pause.
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "supervisor/status_table.h"
+
+constexpr int32_t COPY_BLOCK_BYTES = 512;
+
+using copy_block = std::array<uint8_t, COPY_BLOCK_BYTES>;
+
+struct copy_files {
+    int source;
+    int destination;
+};
+
+// The block that is written: 256 bytes of 0x55, then zeros.
+copy_block make_copy_block();
+
+// Rewrites the first block of the source, then of the destination, with sync(2) after each, and
+// reads both back; what comes is not compared. Counts into `write_count` and `read_count`. Only a
+// transfer of no bytes is an error: one that fails outright counts as done.
+void file_copy_turn(TestRecord &record, const copy_files &files, const copy_block &block);

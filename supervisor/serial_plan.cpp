@@ -1,0 +1,68 @@
+#include "supervisor/serial_plan.h"
+
+#include "serial/port_access.h"
+#include "serial/producer_test.h"
+#include "serial/serial_loop_test.h"
+#include "supervisor/status_table.h"
+
+namespace {
+
+enum sync_use { SYNC_NONE, SYNC_USES, SYNC_OWNS };
+
+struct port_row {
+    int32_t port;
+    sync_use sync;
+    int32_t receiver_kind;
+    int32_t producer_kind;
+};
+
+constexpr port_row PORTS[] = {
+    // port  sync link  receiver  producer
+    {1, SYNC_NONE, 3, 2},
+    {2, SYNC_NONE, 2, 3},
+    {3, SYNC_USES, 0, 1},
+    {5, SYNC_OWNS, 1, 0},
+};
+constexpr port_row OTHER_PORT = {0, SYNC_NONE, 4, 4};
+
+const port_row &find_port(const char *text) {
+    const int32_t number = port_number(text);
+    for (const port_row &row : PORTS)
+        if (row.port == number)
+            return row;
+    return OTHER_PORT;
+}
+
+bool permits(const port_row &row) {
+    return row.sync == SYNC_NONE || sync_owner == 0;
+}
+
+int32_t close_dispatch(const port_row &row, int32_t kind_code) {
+    if (row.sync == SYNC_OWNS && sync_owner == 0)
+        sync_owner = record_count;
+    last_claimed_record().kind_code = kind_code;
+    return kind_code;
+}
+
+} // namespace
+
+bool sync_port_permits(const char *port) {
+    return permits(find_port(port));
+}
+
+int32_t consume_dispatch(const char *mode_text, int no_fork, PatternSource pattern) {
+    const port_row &row = find_port(mode_text);
+    if (!permits(row))
+        return -1;
+    (void)serial_loop_test(no_fork, mode_text, pattern);
+    return close_dispatch(row, row.receiver_kind);
+}
+
+int32_t produce_dispatch(const char *mode_text, int no_fork, PatternSource pattern) {
+    const port_row &row = find_port(mode_text);
+    if (permits(row))
+        (void)producer_test(no_fork, mode_text, pattern);
+    else if (row.sync == SYNC_USES)
+        return last_claimed_record().kind_code;
+    return close_dispatch(row, row.producer_kind);
+}

@@ -1,0 +1,50 @@
+#include <algorithm>
+#include <cstdlib>
+
+#include "fio/fio_exchange.h"
+#include "fio/fio_module.h"
+#include "tests/fuzz/targets.h"
+
+namespace {
+
+void require(bool holds) {
+    if (!holds)
+        abort();
+}
+
+// The frame byte by byte, from what surrounds the received bytes too.
+void require_copied(const receive_area &area, int32_t offset, std::span<const uint8_t> reply) {
+    for (size_t i = 0; i < reply.size(); ++i)
+        require(reply[i] == area.bytes.at(static_cast<size_t>(offset + 2) + i));
+}
+
+} // namespace
+
+void fuzz_fio_reply(std::span<const uint8_t> input) {
+    if (input.size() < 2)
+        return;
+    const uint8_t marker = input[0];
+    const size_t expected = input[1] % (FRAME_BYTES + 1);
+    receive_area area;
+    const auto sent = input.subspan(2, std::min(input.size() - 2, receive_area::READ_BYTES));
+    const auto received = area.received().first(sent.size());
+    std::ranges::copy(sent, received.begin());
+
+    const std::optional<int32_t> offset = find_frame(received, marker);
+    require(offset.has_value() == (std::ranges::count(sent, marker) > 0));
+    if (!offset)
+        return;
+    require(received[static_cast<size_t>(*offset + 2)] == marker);
+    require(*offset == 0 || *offset == std::ranges::find(sent, marker) - sent.begin() - 2);
+
+    fio_frame reply{};
+    copy_frame(area, *offset, std::span(reply).first(expected));
+    require_copied(area, *offset, std::span(reply).first(expected));
+
+    TestRecord record{};
+    const module_profile profile = profile_of(reply[DATA_AT]);
+    const loop_step *step = profile.map;
+    for (int32_t i = 0; step != nullptr && step->output_bit != 0; ++step, ++i)
+        (void)compare_inputs(record, reply, *step, i, profile.inputs, 4);
+    require(record.hist_next >= 0 && record.hist_next < RING_SLOTS);
+}

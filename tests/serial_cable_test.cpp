@@ -1,0 +1,292 @@
+// The serial tests against a far end that the case plays itself. Runs on the simulated board, with
+// ports 1 and 2 cabled, in both their forms. The test process has port 1, the case port 2.
+
+#include <array>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <vector>
+
+#include "serial/echo_test.h"
+#include "serial/port_access.h"
+#include "serial/port_io.h"
+#include "serial/producer_test.h"
+#include "serial/serial_loop_test.h"
+#include "supervisor/unique_fd.h"
+#include "tests/table_fixture.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr char OWN_PORT[] = "1";
+constexpr char FAR_PORT[] = "2";
+const Bytes GOOD_BLOCK(16, ')');
+
+Bytes bad_block(size_t position, uint8_t value) {
+    Bytes block = GOOD_BLOCK;
+    block[position] = value;
+    return block;
+}
+
+uint32_t shared_count(const uint32_t &word) {
+    return *static_cast<const volatile uint32_t *>(&word);
+}
+
+class SerialCable : public TableTest {
+protected:
+    void SetUp() override {
+        TableTest::SetUp();
+        far_end.reset(open_async_port(FAR_PORT, O_RDWR));
+        ASSERT_TRUE(far_end) << "run this on the simulated board";
+    }
+
+    void TearDown() override {
+        hdlc_mode = 0;
+        xfer_length = 32;
+        TableTest::TearDown();
+    }
+
+    static TestRecord &own() {
+        return record(1);
+    }
+
+    // Returns once the bytes can be read at the other end.
+    void send(const Bytes &bytes) {
+        ASSERT_EQ(write(far_end.get(), bytes.data(), bytes.size()),
+                  static_cast<ssize_t>(bytes.size()));
+        ASSERT_EQ(tcdrain(far_end.get()), 0);
+    }
+
+    // Sends one block and waits until the receiver has counted it, so that the next is a block of
+    // its own.
+    void send_block(const Bytes &block) {
+        const uint32_t good = shared_count(own().prev_read_count);
+        const int32_t bad = shared_word(own().errors2);
+        send(block);
+        ASSERT_TRUE(wait_until([&] {
+            return shared_count(own().prev_read_count) != good || shared_word(own().errors2) != bad;
+        }));
+    }
+
+    // What arrives at the far end until there are `enough` bytes.
+    Bytes receive(size_t enough) {
+        Bytes all;
+        (void)wait_until([&] {
+            append_arrived(all);
+            return all.size() >= enough;
+        });
+        return all;
+    }
+
+    void append_arrived(Bytes &all) {
+        std::array<uint8_t, 512> part;
+        while (input_within(far_end.get(), 0)) {
+            const ssize_t count = read(far_end.get(), part.data(), part.size());
+            if (count <= 0)
+                return;
+            all.insert(all.end(), part.begin(), part.begin() + count);
+        }
+    }
+
+    void start_receiver() {
+        ASSERT_GT(serial_loop_test(0, OWN_PORT, paren_pattern), 0);
+        wait_for_silence();
+    }
+
+    // A silent interval from now on: the receiver listens, and no block is in its hands.
+    void wait_for_silence(int32_t intervals = 1) {
+        const int32_t before = shared_word(own().errors);
+        ASSERT_TRUE(wait_until([&] { return shared_word(own().errors) >= before + intervals; }));
+    }
+
+    void hold() {
+        set_shared_word(own().hold, HOLD_REQUESTED);
+        ASSERT_TRUE(wait_until([&] { return shared_word(own().hold) == HOLD_ACKNOWLEDGED; }));
+    }
+
+    // A test repeats its acknowledgement and may write it over a release.
+    template <typename Claim>
+    bool release_until(Claim claim) {
+        return wait_until([&] {
+            set_shared_word(own().hold, HOLD_NONE);
+            return claim();
+        });
+    }
+
+    // Ends the test process as a supervisor would, so that the case can start another.
+    void end_test() {
+        const pid_t child = own().pid;
+        ASSERT_EQ(kill(child, SIGKILL), 0);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        own() = {};
+        record_count = 0;
+    }
+
+    unique_fd far_end;
+};
+
+using SerialReceiver = SerialCable;
+
+TEST_F(SerialReceiver, a_wrong_fifth_byte_stores_position_4_and_the_byte) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+    ASSERT_NO_FATAL_FAILURE(send_block(bad_block(4, 0x69)));
+    EXPECT_EQ(own().unit, 1);
+    EXPECT_EQ(own().read_count, 2u);
+    EXPECT_EQ(own().prev_read_count, 1u);
+    EXPECT_EQ(own().errors2, 1);
+    EXPECT_EQ(own().errors3, 0);
+    ASSERT_TRUE(wait_until([&] { return shared_word(own().hist_next) == 1; }));
+    EXPECT_EQ(own().hist[0].position, 4);
+    EXPECT_EQ(own().hist[0].value, 0x69);
+}
+
+TEST_F(SerialReceiver, a_ninth_bad_block_takes_slot_0_again) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    for (uint8_t i = 0; i < 9; ++i)
+        ASSERT_NO_FATAL_FAILURE(send_block(bad_block(i, static_cast<uint8_t>(0x80 + i))));
+    ASSERT_TRUE(wait_until([&] { return shared_word(own().hist_next) == 1; }));
+    EXPECT_EQ(own().errors2, 9);
+    EXPECT_EQ(own().hist[0].position, 8);
+    EXPECT_EQ(own().hist[0].value, 0x88);
+    for (int32_t slot = 1; slot < RING_SLOTS; ++slot)
+        EXPECT_EQ(own().hist[static_cast<size_t>(slot)].position, slot);
+}
+
+TEST_F(SerialReceiver, silence_before_the_first_block_is_never_a_bad_block) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    ASSERT_NO_FATAL_FAILURE(wait_for_silence(3));
+    ASSERT_NO_FATAL_FAILURE(hold());
+    EXPECT_EQ(own().errors2, 0);
+    EXPECT_EQ(own().read_count, 0u);
+}
+
+TEST_F(SerialReceiver, a_hold_turns_the_silence_since_the_last_block_into_bad_blocks) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+    ASSERT_NO_FATAL_FAILURE(wait_for_silence(4));
+    const int32_t before = shared_word(own().errors); // a block clears what came before it
+    ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+    ASSERT_NO_FATAL_FAILURE(wait_for_silence(2));
+    EXPECT_EQ(shared_word(own().errors2), 0) << "only when held";
+    ASSERT_NO_FATAL_FAILURE(hold());
+    EXPECT_GE(own().errors2, 2);
+    EXPECT_LE(own().errors2, own().errors - before);
+    EXPECT_EQ(own().hist_next, 0) << "silence has no sample";
+}
+
+TEST_F(SerialReceiver, what_came_while_it_was_held_is_not_looked_at) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+    ASSERT_NO_FATAL_FAILURE(hold());
+    const int32_t carried = own().errors2;
+    const int32_t silent = own().errors;
+    for (int i = 0; i < 40; ++i)
+        ASSERT_NO_FATAL_FAILURE(send(bad_block(0, 0x55)));
+    ASSERT_TRUE(release_until([&] { return shared_word(own().errors) > silent; }));
+    EXPECT_EQ(own().read_count, 1u);
+    EXPECT_EQ(own().errors2, carried);
+    ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+    EXPECT_EQ(own().read_count, 2u);
+    EXPECT_EQ(own().errors2, carried);
+}
+
+TEST_F(SerialReceiver, a_transfer_length_outside_its_buffer_does_no_harm) {
+    for (const int32_t length : {-5, 512, 100000}) {
+        xfer_length = length;
+        ASSERT_NO_FATAL_FAILURE(start_receiver());
+        ASSERT_NO_FATAL_FAILURE(send_block(GOOD_BLOCK));
+        EXPECT_EQ(own().prev_read_count, 1u) << length;
+        end_test();
+    }
+}
+
+using SerialProducer = SerialCable;
+
+constexpr int GENERATED = 40; // a record that no test has claimed: its read_count counts here
+
+int32_t counting_pattern(const uint8_t *received, uint8_t *expected, int32_t length) {
+    if (received == nullptr)
+        ++status_table->records[GENERATED].read_count;
+    return paren_pattern(received, expected, length);
+}
+
+TEST_F(SerialProducer, sends_blocks_of_sixteen_and_counts_each) {
+    ASSERT_GT(producer_test(0, OWN_PORT, paren_pattern), 0);
+    Bytes arrived = receive(160);
+    ASSERT_NO_FATAL_FAILURE(hold());
+    append_arrived(arrived);
+    EXPECT_EQ(own().unit, 1);
+    EXPECT_EQ(own().errors, 0);
+    EXPECT_EQ(arrived.size(), 16 * own().write_count);
+    EXPECT_EQ(arrived, Bytes(arrived.size(), ')'));
+
+    const uint32_t written = own().write_count;
+    ASSERT_TRUE(release_until([&] { return shared_count(own().write_count) > written; }));
+}
+
+TEST_F(SerialProducer, a_stopped_line_is_an_error_a_turn_and_the_pattern_goes_on) {
+    ASSERT_GT(producer_test(0, OWN_PORT, counting_pattern), 0);
+    ASSERT_TRUE(wait_until([&] { return shared_count(own().write_count) > 0; }));
+    ASSERT_NO_FATAL_FAILURE(hold());
+    const uint32_t written = own().write_count;
+
+    const unique_fd line(open("/dev/sp1", O_RDWR | O_NOCTTY));
+    ASSERT_EQ(tcflow(line.get(), TCOOFF), 0);
+    ASSERT_TRUE(release_until([&] { return shared_word(own().errors) >= 3; }));
+    ASSERT_NO_FATAL_FAILURE(hold());
+    EXPECT_EQ(own().write_count, written);
+    EXPECT_EQ(record(GENERATED).read_count, written + static_cast<uint32_t>(own().errors));
+
+    ASSERT_EQ(tcflow(line.get(), TCOON), 0);
+    ASSERT_TRUE(release_until([&] { return shared_count(own().write_count) > written; }));
+}
+
+TEST_F(SerialProducer, in_hdlc_mode_a_block_is_a_frame_of_the_synchronous_port) {
+    hdlc_mode = 1;
+    far_end.reset(open_sync_port(FAR_PORT));
+    ASSERT_TRUE(far_end);
+    ASSERT_GT(producer_test(0, OWN_PORT, paren_pattern), 0);
+    for (int frame = 0; frame < 5; ++frame) {
+        std::array<uint8_t, 512> arrived;
+        ASSERT_TRUE(input_within(far_end.get(), 20000));
+        EXPECT_EQ(read(far_end.get(), arrived.data(), arrived.size()), 16);
+        EXPECT_EQ(arrived[0], ')') << "the header belongs to the sample frames";
+    }
+}
+
+using SerialEcho = SerialCable;
+
+TEST_F(SerialEcho, sends_back_what_came_and_counts_the_bytes_three_times) {
+    ASSERT_GT(echo_test(0, OWN_PORT, 0), 0);
+    ASSERT_TRUE(wait_until([&] { return shared_word(own().unit) == 1; }));
+    Bytes sent;
+    for (const size_t length : {1, 30, 700}) { // 700: more than one read takes
+        Bytes part;
+        for (size_t i = 0; i < length; ++i)
+            part.push_back(static_cast<uint8_t>(length + i));
+        ASSERT_NO_FATAL_FAILURE(send(part));
+        EXPECT_EQ(receive(length), part);
+        sent.insert(sent.end(), part.begin(), part.end());
+    }
+    EXPECT_TRUE(wait_until([&] { return shared_count(own().write_count) == sent.size(); }));
+    EXPECT_EQ(own().read_count, sent.size());
+    EXPECT_EQ(own().prev_read_count, sent.size());
+    EXPECT_EQ(own().errors, 0);
+}
+
+TEST_F(SerialEcho, keeps_what_came_while_it_was_held_and_echoes_it_on_release) {
+    ASSERT_GT(echo_test(0, OWN_PORT, 0), 0);
+    ASSERT_TRUE(wait_until([&] { return shared_word(own().unit) == 1; }));
+    ASSERT_NO_FATAL_FAILURE(hold());
+    ASSERT_NO_FATAL_FAILURE(send(GOOD_BLOCK));
+    EXPECT_EQ(own().read_count, 0u);
+    ASSERT_TRUE(release_until([&] { return shared_count(own().write_count) == 16; }));
+    EXPECT_EQ(receive(16), GOOD_BLOCK);
+}
+
+} // namespace

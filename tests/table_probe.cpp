@@ -1,0 +1,100 @@
+// table_probe STEPS PROGRAM [ARGUMENT ...]: runs the program and reaches into its status table as
+// its supervisor could. STEPS is one text of steps that are taken in turn, numbers decimal:
+//
+//     wait RECORD WORD VALUE   until the word is VALUE or above
+//     is RECORD WORD VALUE     until the word is VALUE
+//     set RECORD WORD VALUE
+//     show RECORD WORD         sends "record R word W is V" to the system log
+//
+// Then it ends the program with SIGTERM and waits for it. Exit status: the program's.
+
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <sys/shm.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr unsigned long TABLE_BYTES = 5800;
+constexpr int RECORD_WORDS = 29;
+
+struct step {
+    char action[8];
+    int record;
+    int word;
+    int32_t value;
+};
+
+void pause_ms() {
+    const timespec moment = {0, 1000000};
+    (void)nanosleep(&moment, nullptr);
+}
+
+// The id of the one segment of the table's size, see proc(5); -1 while there is none.
+int find_table() {
+    FILE *segments = fopen("/proc/sysvipc/shm", "r");
+    char line[256];
+    int found = -1;
+    while (segments != nullptr && fgets(line, sizeof line, segments) != nullptr) {
+        int id = 0;
+        unsigned long bytes = 0;
+        if (sscanf(line, "%*d %d %*o %lu", &id, &bytes) == 2 && bytes == TABLE_BYTES)
+            found = id;
+    }
+    if (segments != nullptr)
+        fclose(segments);
+    return found;
+}
+
+volatile int32_t *attach_table() {
+    int id = -1;
+    while ((id = find_table()) < 0)
+        pause_ms();
+    return static_cast<volatile int32_t *>(shmat(id, nullptr, 0));
+}
+
+void take(const step &next, volatile int32_t *table) {
+    volatile int32_t &word = table[next.record * RECORD_WORDS + next.word];
+    if (strcmp(next.action, "set") == 0)
+        word = next.value;
+    while (strcmp(next.action, "is") == 0 && word != next.value)
+        pause_ms();
+    while (strcmp(next.action, "wait") == 0 && word < next.value)
+        pause_ms();
+    if (strcmp(next.action, "show") == 0)
+        syslog(LOG_INFO, "record %d word %d is %d", next.record, next.word, word);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc < 3)
+        return 2;
+    const pid_t program = fork();
+    if (program == 0) {
+        execvp(argv[2], argv + 2);
+        _exit(127);
+    }
+    openlog("probe", 0, LOG_USER);
+    volatile int32_t *table = attach_table();
+    const char *steps = argv[1];
+    step next = {};
+    int length = 0;
+    while (sscanf(steps, " %7[a-z] %d %d%n", next.action, &next.record, &next.word, &length) == 3) {
+        char *end = nullptr;
+        steps += length;
+        next.value = static_cast<int32_t>(strtol(steps, &end, 10));
+        steps = end;
+        take(next, table);
+    }
+    (void)kill(program, SIGTERM);
+    int status = 0;
+    (void)waitpid(program, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
