@@ -162,7 +162,10 @@ bool build_board(const board_options &options, board &built) {
         !plug_modules(options, ports, built) || !plug_panel(options, ports, built)) {
         return false;
     }
-    built.devices.push_back(std::make_unique<system_log>());
+    if (!options.forward_path.empty() && !built.forward.connect_to(options.forward_path)) {
+        return false;
+    }
+    built.devices.push_back(std::make_unique<system_log>(built.forward));
     built.devices.push_back(std::make_unique<led>(options.show_led));
     add_spi(options.field_io, built);
     if (options.release) {
@@ -174,21 +177,21 @@ bool build_board(const board_options &options, board &built) {
     return deal_out_faults(options, ports, built);
 }
 
-int run_board(board &built, const board_options &options, const char *directory) {
+int run_board(board &built, const board_options &options, const machine_paths &paths) {
     raise_priority();
     bring_up_network(options.mac);
-    if (!build_root() || !open_nodes(built)) {
+    if (!build_root(paths.own_program) || !open_nodes(built)) {
         return STATUS_NO_BOARD;
     }
     program_run program;
     program.run_us = options.run_us;
     request_channel requests;
     requests.devices = &built.devices;
-    if (!program.start(options.program, directory, requests.listener)) {
+    if (!program.start(options.program, paths.directory.c_str(), requests.listener)) {
         return STATUS_NO_BOARD;
     }
 
-    std::vector<event_source *> sources = {&program, &requests, &output};
+    std::vector<event_source *> sources = {&program, &requests, &output, &built.forward};
     for (const std::unique_ptr<device> &each : built.devices) {
         sources.push_back(each.get());
     }
@@ -197,6 +200,7 @@ int run_board(board &built, const board_options &options, const char *directory)
     }
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
+    built.forward.finish(FINISH_US);
     output.finish(FINISH_US);
     return program.status;
 }

@@ -23,6 +23,20 @@ bool open_output(const board_options &options) {
     return output.log_file.is_open() || cannot("write", options.log_path);
 }
 
+bool find_paths(machine_paths &paths) {
+    char path[PATH_MAX];
+    if (getcwd(path, sizeof path) == nullptr) {
+        return cannot("find", "the current directory");
+    }
+    paths.directory = path;
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    if (length < 0) {
+        return cannot("read", "/proc/self/exe");
+    }
+    paths.own_program.assign(path, static_cast<size_t>(length));
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -42,12 +56,8 @@ int main(int argc, char **argv) {
     if (!build_board(options, built)) {
         return STATUS_USAGE;
     }
-    char directory[PATH_MAX];
-    if (getcwd(directory, sizeof directory) == nullptr) {
-        cannot("find", "the current directory");
-        return STATUS_NO_BOARD;
-    }
-    if (!open_output(options)) {
+    machine_paths paths;
+    if (!find_paths(paths) || !open_output(options)) {
         return STATUS_NO_BOARD;
     }
 
@@ -58,5 +68,5 @@ int main(int argc, char **argv) {
     if (inside > 0) {
         return wait_outside(inside, built.terminal);
     }
-    _exit(run_board(built, options, directory)); // ends every process of the board
+    _exit(run_board(built, options, paths)); // ends every process of the board
 }

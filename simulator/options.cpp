@@ -142,6 +142,11 @@ bool take_log(board_options &options, const char *text) {
     return true;
 }
 
+bool take_forward(board_options &options, const char *text) {
+    options.forward_path = text;
+    return true;
+}
+
 bool take_quiet(board_options &options, const char *) {
     return options.quiet = true;
 }
@@ -191,6 +196,8 @@ constexpr option_row OPTIONS[] = {
      take_mac},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
     {"log", "FILE", "--log run.log", "keep the system log in FILE as well", take_log},
+    {"forward", "SOCKET", "--forward /dev/log", "pass the log on to that datagram socket",
+     take_forward},
     {"quiet", nullptr, "--quiet", "do not show the system log", take_quiet},
     {"show-led", nullptr, "--show-led", "show each change of the heartbeat LED", take_show_led},
     {"help", nullptr, "--help", "show this text", take_help},

@@ -24,8 +24,9 @@ struct board_options {
     bool has_panel = false;     // either of --panel and --keys
     bool panel = false;         // the operator's terminal is the panel
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
-    int64_t run_us = NEVER; // after which the program gets SIGTERM
-    std::string log_path;   // empty: none
+    int64_t run_us = NEVER;   // after which the program gets SIGTERM
+    std::string log_path;     // empty: none
+    std::string forward_path; // of the log, a datagram socket; empty: none
     bool quiet = false;
     bool show_led = false;
     bool release = false;

@@ -60,7 +60,12 @@ bool mount_memory(const char *directory, const char *options) {
 // only a place to start from: it is uncovered again when the new root moves up.
 bool start_new_root() {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-        return cannot("make mounts private below", "/");
+        (void)cannot("make mounts private below", "/");
+        if (errno == EINVAL) { // mount(2): no mount point
+            dprintf(STDERR_FILENO, "hk_board: bind-mount a changed root on itself before the "
+                                   "chroot: mount --bind root root\n");
+        }
+        return false;
     }
     for (const char *place : {"/tmp", "/mnt", "/var", "/usr"}) {
         if (mount("tmpfs", place, "tmpfs", MS_NOSUID, "mode=755") != 0) {
@@ -196,12 +201,12 @@ bool publish_node(const char *source, const char *target) {
     return mount(source, target, nullptr, MS_BIND, nullptr) == 0 || cannot("show", target);
 }
 
-bool build_root() {
-    const std::string stand_in = HOST_ROOT + link_text("/proc/self/exe");
+bool build_root(const std::string &stand_in) {
+    const std::string source = HOST_ROOT + stand_in;
     return start_new_root() && show_host_entries() && build_dev() && mount_proc_and_protect_sys() &&
            mount_memory("/run", "mode=755") && mount_memory("/opt", "mode=755") &&
-           mount_memory("/r0", "mode=755") && build_sbin(stand_in) &&
-           cover_restart_commands(stand_in) && leave_host_root();
+           mount_memory("/r0", "mode=755") && build_sbin(source) &&
+           cover_restart_commands(source) && leave_host_root();
 }
 
 } // namespace simulator

@@ -17,8 +17,9 @@ namespace simulator {
 // Where the host's root is seen while the board's is being built.
 constexpr const char *HOST_ROOT = "/.host";
 
-// Makes the board's root the root of the calling process. False after a message.
-bool build_root();
+// Makes the board's root the root of the calling process. The program at the path `stand_in` of the
+// machine serves as the commands that restart it. False after a message.
+bool build_root(const std::string &stand_in);
 
 // The part of it below /dev.
 bool build_dev();

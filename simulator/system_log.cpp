@@ -79,7 +79,9 @@ void system_log::ready(const pollfd &) {
         if (length < 0) {
             return;
         }
-        output.show(without_header({message.data(), static_cast<size_t>(length)}));
+        const std::string_view text{message.data(), static_cast<size_t>(length)};
+        forward.send(text);
+        output.show(without_header(text));
     }
 }
 

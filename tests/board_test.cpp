@@ -77,6 +77,21 @@ TEST(Board, processes_and_segments_of_the_machine_are_not_seen) {
     EXPECT_EQ(atoi(run.output.c_str() + 4), 1);  // the heading
 }
 
+TEST(Board, runs_also_where_the_root_has_been_changed) {
+    const std::string script = std::string("d=$(mktemp -d); ") + "unshare -m " +
+                               (geteuid() != 0 ? "-r " : "") +
+                               "sh -c 'mount --rbind / $1 && exec chroot $1 " HK_BOARD_PATH
+                               " --quiet -- echo on the board' sh $d 2>&1; rmdir $d";
+    FILE *run = popen(script.c_str(), "r");
+    ASSERT_NE(run, nullptr);
+    std::string output;
+    for (int letter = 0; (letter = fgetc(run)) != EOF;) {
+        output += static_cast<char>(letter);
+    }
+    EXPECT_EQ(pclose(run), 0);
+    EXPECT_EQ(output, "on the board\n");
+}
+
 TEST(Board, commands_that_restart_the_machine_are_only_reported) {
     board_run run = shell({}, "/sbin/reboot && reboot && echo still here");
     EXPECT_EQ(run.finish(), 0);
