@@ -10,12 +10,14 @@
 #include "serial/port_access.h"
 #include "serial/port_io.h"
 #include "supervisor/settings.h"
+#include "supervisor/sleep.h"
 #include "supervisor/test_process.h"
 
 namespace {
 
 constexpr int32_t POLL_MS = 40;      // two of these in a row are one silent interval
 constexpr int32_t DRAIN_POLL_MS = 5; // a gap this long ends the stale input
+constexpr int32_t FAILED_READ_PAUSE_US = 2 * POLL_MS * 1000;
 
 struct receiver {
     const char *name;
@@ -81,10 +83,13 @@ void receive_until_held(receiver &test) {
         if (is_held(test.record))
             return;
         const int32_t count = receive_block(test.port, ready, xfer_length);
-        if (count > 0)
+        if (count > 0) {
             count_block(test, count);
-        else
-            count_silence(test);
+            continue;
+        }
+        count_silence(test);
+        if (ready)
+            sleep_us(FAILED_READ_PAUSE_US); // the port has gone away: it is ready all the time
     }
 }
 
