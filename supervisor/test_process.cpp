@@ -1,6 +1,9 @@
 #include "supervisor/test_process.h"
 
 #include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -11,11 +14,25 @@ namespace {
 
 // By record; of the supervisor only.
 std::array<pid_t, TABLE_RECORDS> started;
+int32_t not_started = 0;
+
+void count_failed_start(int reason) {
+    TestRecord &record = last_claimed_record();
+    ++record.errors;
+    set_shared_word(record.pid, PID_REAPED);
+    ++not_started;
+    char line[128];
+    const int length = snprintf(line, sizeof line, "hk_stress: no process for record %d: %s\n",
+                                record_count, strerror(reason));
+    (void)!write(STDERR_FILENO, line, static_cast<size_t>(length));
+}
 
 } // namespace
 
 pid_t start_test() {
     const pid_t child = fork();
+    if (child < 0)
+        count_failed_start(errno);
     if (child > 0)
         started[static_cast<size_t>(record_count)] = child;
     if (child != 0)
@@ -26,8 +43,19 @@ pid_t start_test() {
     return 0;
 }
 
+int32_t failed_starts() {
+    return not_started;
+}
+
 pid_t started_process(int32_t record_index) {
     return started[static_cast<size_t>(record_index)];
+}
+
+int32_t record_of_process(pid_t pid) {
+    for (int32_t i = 1; i < TABLE_RECORDS; ++i)
+        if (pid > 0 && started_process(i) == pid)
+            return i;
+    return 0;
 }
 
 void forget_process(pid_t pid) {
