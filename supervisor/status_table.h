@@ -53,8 +53,9 @@ struct TestRecord {
     int32_t hold;      // HOLD_NONE, HOLD_REQUESTED (supervisor), HOLD_ACKNOWLEDGED (test)
     int32_t kind_code; // numeric test kind for the results log; supervisor, after the start
 };
-static_assert(sizeof(TestRecord) == 29 * 4 && std::is_standard_layout_v<TestRecord>);
-static_assert(offsetof(TestRecord, hist) == 11 * 4 && offsetof(TestRecord, hold) == 27 * 4);
+static_assert(sizeof(TestRecord) == 29 * sizeof(int32_t) && std::is_standard_layout_v<TestRecord>);
+static_assert(offsetof(TestRecord, hist) == 11 * sizeof(int32_t));
+static_assert(offsetof(TestRecord, hold) == 27 * sizeof(int32_t));
 
 struct StatusTable {
     std::array<TestRecord, TABLE_RECORDS> records;
