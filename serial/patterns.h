@@ -13,7 +13,7 @@ using PatternSource = int32_t (*)(const uint8_t *received, uint8_t *expected, in
 int32_t paren_pattern(const uint8_t *received, uint8_t *expected, int32_t length);
 
 // A run of sample frames from a random place of a table, 3 to 15 bytes long; in HDLC mode its first
-// three bytes are a sync header. A run begins below table index `length`. Verifies against
+// three bytes are a sync header. Nothing is copied from table index `length` on. Verifies against
 // `expected`; nothing at all is bad.
 int32_t frame_sample_pattern(const uint8_t *received, uint8_t *expected, int32_t length);
 

@@ -2,12 +2,12 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 
 #include "serial/custom_speed.h"
+#include "supervisor/number.h"
 #include "supervisor/settings.h"
 
 uint32_t port_speed_code = SPEED_115200;
@@ -89,7 +89,7 @@ int32_t speed_code_to_baud(uint32_t code) {
 }
 
 int32_t port_number(const char *port) {
-    return static_cast<int32_t>(atol(port));
+    return number_of(port);
 }
 
 int open_async_port(const char *port, int oflag) {

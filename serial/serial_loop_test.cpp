@@ -10,6 +10,7 @@
 #include "serial/port_access.h"
 #include "serial/port_io.h"
 #include "supervisor/settings.h"
+#include "supervisor/sleep.h"
 #include "supervisor/test_process.h"
 
 namespace {
@@ -81,10 +82,14 @@ void receive_until_held(receiver &test) {
         if (is_held(test.record))
             return;
         const int32_t count = receive_block(test.port, ready, xfer_length);
-        if (count > 0)
+        if (count > 0) {
             count_block(test, count);
-        else
-            count_silence(test);
+            continue;
+        }
+        count_silence(test);
+        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
+        if (ready)
+            sleep_us(POLL_MS * 1000);
     }
 }
 

@@ -45,9 +45,12 @@ uint32_t first_bad_dram_byte(const uint8_t *block) {
     uint32_t offset = 0;
     while (offset < DRAM_BLOCK_BYTES && run_is_good(block + offset))
         offset += RUN_BYTES;
-    while (offset < DRAM_BLOCK_BYTES && block[offset] == DRAM_FILL)
-        ++offset;
-    return offset;
+    if (offset == DRAM_BLOCK_BYTES)
+        return offset;
+    for (uint32_t i = offset; i < offset + RUN_BYTES; ++i)
+        if (block[i] != DRAM_FILL)
+            return i;
+    return offset; // read right this time: it was wrong all the same
 }
 
 void wipe_dram_block(uint8_t *block) {

@@ -25,7 +25,8 @@ uint8_t *map_dram_block(uint8_t *hint);
 void fill_dram_block(uint8_t *block);
 
 // Reads the block from offset 0 upwards. Returns the offset of the first byte that is not
-// DRAM_FILL, DRAM_BLOCK_BYTES when there is none.
+// DRAM_FILL, or of its run of 512 bytes when it reads right the second time; DRAM_BLOCK_BYTES when
+// every byte is good.
 uint32_t first_bad_dram_byte(const uint8_t *block);
 
 // Every byte of the block becomes zero, the link at its head too. It is not read back.

@@ -2,10 +2,8 @@
 
 #include "supervisor/option_table.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <unistd.h>
 
 #include "fio/fio_loop_test.h"
@@ -18,6 +16,7 @@
 #include "storage/dram_test.h"
 #include "storage/file_copy_test.h"
 #include "storage/filesystem_test.h"
+#include "supervisor/number.h"
 #include "supervisor/serial_plan.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
@@ -26,11 +25,6 @@
 namespace {
 
 constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
-
-// 0 for text that is no number; cut to 32 bits' range on every machine, as the board does it.
-int32_t number(const char *text) {
-    return static_cast<int32_t>(std::clamp<long>(atol(text), INT32_MIN, INT32_MAX));
-}
 
 // True when `records` more records fit into the table. If not, says which option is dropped.
 bool records_fit(int32_t records, char letter, const char *argument) {
@@ -82,7 +76,7 @@ void start_spi_fio_loop(const char *argument) {
 void start_spi_device(const char *argument) {
     if (!records_fit(1, 'S', argument))
         return;
-    const int32_t selector = number(argument);
+    const int32_t selector = number_of(argument);
     (void)spi_device_test(0, selector);
     set_kind(selector == 1 ? 6 : 7);
 }
@@ -143,19 +137,19 @@ void start_front_panel(const char *argument) {
 }
 
 void set_speed(const char *argument) {
-    port_speed_code = baud_to_speed_code(number(argument));
+    port_speed_code = baud_to_speed_code(number_of(argument));
 }
 
 void set_led_period(const char *argument) {
-    led_period = number(argument);
+    led_period = number_of(argument);
 }
 
 void set_log_period(const char *argument) {
-    log_period = number(argument);
+    log_period = number_of(argument);
 }
 
 void set_transfer_length(const char *argument) {
-    xfer_length = number(argument);
+    xfer_length = number_of(argument);
 }
 
 void set_error_flag(const char *) {

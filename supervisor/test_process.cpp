@@ -37,8 +37,9 @@ void forget_process(pid_t pid) {
 }
 
 void hold_nap(TestRecord &record, int32_t nap_us) {
-    // Written once a hold: a release that comes during a later look must not be overwritten.
-    if (shared_word(record.hold) != HOLD_ACKNOWLEDGED)
+    // Written once a hold, for a request alone: a release must not be overwritten.
+    const int32_t hold = shared_word(record.hold);
+    if (hold != HOLD_NONE && hold != HOLD_ACKNOWLEDGED)
         set_shared_word(record.hold, HOLD_ACKNOWLEDGED);
     sleep_us(nap_us);
 }

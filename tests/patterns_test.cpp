@@ -111,8 +111,8 @@ TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {
 }
 
 TEST(FrameSamples, the_table_is_the_one_of_the_wiring_sheet) {
-    // Every byte of the table from runs at every start; the sum and a position-weighted sum were
-    // taken from the sheet.
+    // Every byte that is ever sent, from runs at every start; the sum and a position-weighted sum
+    // were taken from the sheet.
     uint32_t sum = 0;
     uint32_t weighted = 0;
     for (int32_t start = 0; start < 240; ++start) {

@@ -143,6 +143,7 @@ TEST(SerialLink, the_synchronous_link_has_one_owner) {
         {{"-C5", "-C5"}, {1}},
         {{"-P5", "-P5"}, {0}},
         {{"-C5", "-F"}, {1}},
+        {{"-F", "-P3"}, {10, 1}},
         {{"-C5", "-C3"}, {1}},
         {{"-P5", "-P3"}, {0}}, // the code stays
         {{"-C5", "-P5"}, {0}}, // the code is overwritten

@@ -108,13 +108,10 @@ protected:
         ASSERT_TRUE(wait_until([&] { return shared_word(own().hold) == HOLD_ACKNOWLEDGED; }));
     }
 
-    // A test repeats its acknowledgement and may write it over a release.
     template <typename Claim>
     bool release_until(Claim claim) {
-        return wait_until([&] {
-            set_shared_word(own().hold, HOLD_NONE);
-            return claim();
-        });
+        set_shared_word(own().hold, HOLD_NONE);
+        return wait_until(claim);
     }
 
     // Ends the test process as a supervisor would, so that the case can start another.
