@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "supervisor/sleep.h"
+#include "supervisor/test_process.h"
 
 void TableTest::SetUp() {
     void *room = mmap(nullptr, sizeof(StatusTable), PROT_READ | PROT_WRITE,
@@ -13,6 +14,8 @@ void TableTest::SetUp() {
     ASSERT_NE(room, MAP_FAILED);
     status_table = static_cast<StatusTable *>(room);
     record_count = bogus_count = process_count = sync_owner = 0;
+    for (int i = 1; i < TABLE_RECORDS; ++i)
+        forget_process(started_process(i)); // of the case before
 }
 
 void TableTest::TearDown() {
