@@ -7,7 +7,8 @@ not notice.
     tests/mutate.py --files 'serial/*' --sample 0    every change in a folder
     tests/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
 
-It works on a copy of the project below build/mutation. A changed program may kill every process it
+It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
+one runs at the same time. A changed program may kill every process it
 sees, map memory without end or leave files anywhere: its tests run in namespaces of their own, with
 limited memory and in a scratch folder. Needs root, or the right to make such namespaces.
 
@@ -28,7 +29,7 @@ import sys
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-WORK = os.path.join(ROOT, "build", "mutation")
+WORK = os.path.join(ROOT, os.environ.get("HK_MUTATION_FOLDER", "build/mutation"))
 COPY = os.path.join(WORK, "source")
 BUILD = os.path.join(WORK, "build")
 FOLDERS = ("supervisor", "serial", "fio", "storage", "panel")
@@ -202,6 +203,8 @@ def read_options():
     parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
     parser.add_argument("--replay", metavar="FILE:LINE", action="append", default=[],
                         help="the changes of one line; may be repeated")
+    parser.add_argument("--part", default="1/1", metavar="K/N",
+                        help="the Kth of N parts, for several at a time; see HK_MUTATION_FOLDER")
     parser.add_argument("--limit", type=int, default=900, metavar="SECONDS", help="for each step")
     parser.add_argument("--jobs", type=int, default=2, metavar="N", help="of a build")
     parser.add_argument("--tests-at-once", type=int, default=4, metavar="N")
@@ -212,6 +215,9 @@ def read_options():
         options.changes = [c for c in options.changes if f"{c[0]}:{c[1]}" in options.replay]
     elif 0 < options.sample < len(options.changes):
         options.changes = sorted(random.Random(options.seed).sample(options.changes, options.sample))
+    part, parts = map(int, options.part.split("/"))
+    length = -(-len(options.changes) // parts)
+    options.changes = options.changes[(part - 1) * length:part * length]
     return options
 
 
