@@ -31,9 +31,9 @@ constexpr bounds at_least(int64_t count) {
 using sample = std::array<int64_t, 2>;
 
 struct line_claim {
-    char test; // its option
+    char test;        // its option
     const char *name; // kind code and name
-    bounds good; // the second count: what was read, or sent by a producer
+    bounds good;      // the second count: what was read, or sent by a producer
     std::array<bounds, 3> errors;
     // Holds for every sample that a fault has left; null where the line has none to show.
     bool (*is_sample)(const sample &seen) = nullptr;

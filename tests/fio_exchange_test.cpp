@@ -95,9 +95,12 @@ TEST_F(Exchange, a_reply_elsewhere_is_realigned_to_its_marker_counted_and_told) 
         size_t at;
         const char *text;
     } cases[] = {
-        {13, 5, "<13 10  3>"},         {8, 0, "<8 10  -2>"},          {9, 1, "<9 10  -1>"},
+        {13, 5, "<13 10  3>"},
+        {8, 0, "<8 10  -2>"},
+        {9, 1, "<9 10  -1>"},
         {1000, 999, "<1000 10  997>"},
-        {1001, 998, "<1000 10  996>"}, // a read takes no more
+        // One read takes 1000 bytes at most.
+        {1001, 998, "<1000 10  996>"},
     };
     for (const auto &odd : cases) {
         record = {};
