@@ -10,6 +10,9 @@ constexpr std::array<bounds, 3> NONE = {STAYS, STAYS, STAYS};
 constexpr std::array<bounds, 3> NO_BAD = {STAYS, BY_LOAD, BY_LOAD};
 constexpr std::array<bounds, 3> NO_BAD_BLOCK = {STAYS, STAYS, BY_LOAD};
 
+// A pass that the machine's load has made too long ends the reads of an eeprom for good.
+constexpr bounds EEPROM_READS = at_least(2);
+
 constexpr std::array<bounds, 3> first(bounds moves, bounds third = STAYS) {
     return {moves, STAYS, third};
 }
@@ -129,7 +132,7 @@ const std::vector<fault_cell> CELLS = {
      .lines = {{'L', "9 SpiFIOloop spBs", at_least(65), NONE}},
      .also = are_two_requests_a_step, .needs_spi = true},
     {"none", {"--datakey", "present", "--eeprom", "good"}, {"-S1", "-S2"},
-     {{'S', "6 Datakey spi", at_least(10), NONE}, {'S', "7 eeprom spi", at_least(10), NONE}}},
+     {{'S', "6 Datakey spi", at_least(10), NONE}, {'S', "7 eeprom spi", EEPROM_READS, NONE}}},
     {.fault = "none", .board = {"--spi", "loop", "--spi", "reserved=loop"}, .arguments = {"-S8", "-S4"},
      .lines = {{'S', "7 eeprom spi", at_least(100), NONE}, {'S', "7 eeprom spi", at_least(100), NONE}},
      .needs_spi = true},
@@ -193,16 +196,16 @@ const std::vector<fault_cell> CELLS = {
      .lines = {{'L', "", STAYS, second(exactly(2))}}, .end = ending::held,
      .report = " SpiFIOloop, wrote 00000002, read 00000000, errors 00 02", .needs_spi = true},
     {"port or device missing", {"--eeprom", "missing"}, {"-S2"},
-     {{'S', "7 eeprom spi", STAYS, second(at_least(10))}}},
-    {"port or device missing", {}, {"-S8"}, {{'S', "7 eeprom spi", STAYS, first(at_least(10))}}},
+     {{'S', "7 eeprom spi", STAYS, second(EEPROM_READS)}}},
+    {"port or device missing", {}, {"-S8"}, {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}},
     {"datakey absent", {"--datakey", "absent", "--eeprom", "good"}, {"-S2", "-S1"},
-     {{'S', "7 eeprom spi", at_least(10), NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
+     {{'S', "7 eeprom spi", EEPROM_READS, NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
     {"datakey absent", {"--eeprom", "good"}, {"-S2", "-S1"},
-     {{'S', "7 eeprom spi", at_least(10), NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
+     {{'S', "7 eeprom spi", EEPROM_READS, NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
     {"memory too short", {"--eeprom", "short"}, {"-S2"},
-     {{'S', "7 eeprom spi", STAYS, first(at_least(10))}}},
+     {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}},
     {.fault = "loopback sends something else", .board = {"--spi", "219"}, .arguments = {"-S8"},
-     .lines = {{'S', "7 eeprom spi", STAYS, first(at_least(10))}}, .needs_spi = true},
+     .lines = {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}, .needs_spi = true},
 
     {"input stuck", {"--fio", "20=221,16=221", "--fault", "stuck:20:3.4"}, {"-F"},
      {{'F', "10 FIOloop sp5s", at_least(32), first(at_least(7)), is_step_with_stuck_bit},

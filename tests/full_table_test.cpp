@@ -56,7 +56,8 @@ TEST_P(FullTable, runs_without_an_error_and_ends_whole_on_a_stop_signal) {
     board_run run = board_run::stress(BOARD, full_plan());
     const auto items = lists_until(run, [](const std::vector<result_line> &seen) {
         return seen.size() == RECORDS && std::ranges::all_of(seen, [](const result_line &item) {
-                   return is_idle(item) || item.counts[1] >= 20;
+                   // A busy machine can end the reads of an eeprom for good.
+                   return is_idle(item) || item.counts[1] >= (item.kind == 7 ? 2 : 20);
                });
     });
     expect_no_error(items);
