@@ -103,6 +103,8 @@ TEST_F(Exchange, a_reply_elsewhere_is_realigned_to_its_marker_counted_and_told) 
         {8, 0, "<8 10  -2>"},
         {9, 1, "<9 10  -1>"},
         {1000, 999, "<1000 10  997>"},
+        // One read takes 1000 bytes at most.
+        {1001, 998, "<1000 10  996>"},
     };
     for (const auto &odd : cases) {
         record = {};
@@ -141,6 +143,24 @@ TEST_F(Exchange, a_frame_too_short_for_a_marker_is_no_reply_though_an_earlier_on
     module_sends({20, 0x83});
     EXPECT_EQ(ask_status(), 1);
     EXPECT_EQ(told, "<2 10 ");
+}
+
+TEST_F(Exchange, a_short_reply_is_followed_by_zeros_up_to_20_bytes_and_then_by_the_one_before) {
+    constexpr uint16_t EXPECTED = 24;
+    const bytes longer = frame_with_marker(EXPECTED, COMMAND_AT);
+    module_sends(longer);
+    ASSERT_EQ(ask_status(EXPECTED), 0);
+    module_sends(frame_with_marker(4, COMMAND_AT));
+    EXPECT_EQ(ask_status(EXPECTED), 0);
+    EXPECT_TRUE(
+        std::all_of(reply.begin() + 4, reply.begin() + 20, [](uint8_t b) { return b == 0; }));
+    EXPECT_TRUE(std::equal(longer.begin() + 20, longer.end(), reply.begin() + 20));
+}
+
+TEST_F(Exchange, a_port_that_has_hung_up_is_silent) {
+    ASSERT_EQ(shutdown(module.get(), SHUT_WR), 0);
+    EXPECT_EQ(ask_status(), 1);
+    EXPECT_EQ(told, "");
 }
 
 TEST_F(Exchange, silence_fails_and_leaves_the_reply_buffer_alone) {

@@ -4,12 +4,29 @@
 #include <stdexcept>
 #include <unistd.h>
 
-std::vector<result_line> list_now(board_run &run) {
+namespace {
+
+// A line may be none yet: that of a test which has not opened its device has no letter and ends
+// there.
+std::vector<result_line> parse_list(const std::vector<std::string> &texts) {
     std::vector<result_line> items;
-    for (const std::string &text : run.request_list())
-        if (const auto item = parse_result_line(text))
-            items.push_back(*item);
+    for (const std::string &text : texts)
+        items.push_back(parse_result_line(text).value_or(result_line()));
     return items;
+}
+
+} // namespace
+
+std::vector<result_line> list_now(board_run &run) {
+    return parse_list(run.request_list());
+}
+
+std::vector<result_line> last_list(const board_run &run) {
+    std::vector<std::string> last;
+    size_t from = 0;
+    while (const auto list = run.next_list(from))
+        last = *list;
+    return parse_list(last);
 }
 
 bool second_count_is_at_least::operator()(const std::vector<result_line> &items) const {

@@ -6,8 +6,11 @@
 
 #include "tests/board_run.h"
 
-// The items of one list that is asked for now, parsed.
+// The items of one list that is asked for now, parsed. Where a line is none, its item is empty.
 std::vector<result_line> list_now(board_run &run);
+
+// Those of the last list in the log.
+std::vector<result_line> last_list(const board_run &run);
 
 // Asks again and again, some ten times a second, until the claim about the items holds, and returns
 // the items of that list. The case ends as failed when that takes too long or no list comes.

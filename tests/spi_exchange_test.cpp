@@ -3,6 +3,8 @@
 #include <array>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include "fio/spi_device_test.h"
@@ -55,6 +57,27 @@ TEST(SpiReply, only_the_first_marker_counts) {
     put_reply(area, 10);
     area[13] ^= 1;
     EXPECT_FALSE(find_spi_reply(area, MARKER, LENGTH)) << "its check byte is wrong";
+}
+
+TEST(SpiMemory, it_is_read_whole_or_not_and_one_that_never_has_anything_to_read_ends_the_wait) {
+    char path[] = "/tmp/hk_memory_XXXXXX";
+    TestRecord record = {};
+    const int file = mkstemp(path);
+    ASSERT_EQ(ftruncate(file, 31), 0);
+    spi_read_device(record, path, 32);
+    EXPECT_EQ(record.errors2, 1);
+    ASSERT_EQ(ftruncate(file, 32), 0);
+    spi_read_device(record, path, 32);
+    EXPECT_EQ(record.read_count, 1u);
+    (void)close(file);
+    (void)unlink(path);
+    spi_read_device(record, path, 32);
+    EXPECT_EQ(record.errors, 1);
+    ASSERT_EQ(mkfifo(path, 0600), 0);
+    spi_read_device(record, path, 32);
+    (void)unlink(path);
+    EXPECT_EQ(record.errors2, 2);
+    EXPECT_EQ(record.read_count, 1u);
 }
 
 TEST(EepromPass, it_may_cross_one_second_within_100_ms_and_ends_the_reads_otherwise) {

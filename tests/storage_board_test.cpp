@@ -35,18 +35,6 @@ TEST(Held, from_the_command_line_they_are_set_up_and_stand_still) {
     EXPECT_EQ(run.stop(), 0);
 }
 
-TEST(Released, they_count_and_find_no_error) {
-    board_run run = board_run::stress({"--release"}, ALL_THREE);
-    const result_lines items = lists_until(run, [](const result_lines &now) {
-        return now.size() == 3 && now[0].counts[1] >= 64 && now[1].counts[1] >= 10 &&
-               now[2].counts[1] >= 100;
-    });
-    for (const result_line &item : items)
-        EXPECT_EQ(item.errors[0], 0) << item.name;
-    EXPECT_EQ(run.stop(), 0);
-    EXPECT_EQ(run.errors, "proc 3 bogus 0\nnumproc 3 indx 1\n");
-}
-
 // The process that could not lay its files reads the rest of the command line, finds its record
 // stopped and prints a report. The first supervisor is then left without a test that it could count
 // as ended: signals that are caught do not end it, the board does.

@@ -14,14 +14,14 @@ void TableTest::SetUp() {
     ASSERT_NE(room, MAP_FAILED);
     status_table = static_cast<StatusTable *>(room);
     record_count = bogus_count = process_count = sync_owner = 0;
+    for (int i = 1; i < TABLE_RECORDS; ++i)
+        forget_process(started_process(i)); // of the case before
 }
 
 void TableTest::TearDown() {
     for (int i = 1; i < TABLE_RECORDS; ++i)
         if (const pid_t pid = shared_word(record(i).pid); pid > 0 && kill(pid, SIGKILL) == 0)
             (void)waitpid(pid, nullptr, 0);
-    for (int i = 1; i < TABLE_RECORDS; ++i)
-        forget_process(started_process(i));
     (void)munmap(status_table, sizeof(StatusTable));
     status_table = nullptr;
 }

@@ -1,0 +1,317 @@
+#include "tests/fault_cells.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+constexpr std::array<bounds, 3> NONE = {STAYS, STAYS, STAYS};
+// A receiver hears silence when its producer gets no processor, a crossover misses its deadline.
+constexpr std::array<bounds, 3> NO_BAD = {STAYS, BY_LOAD, BY_LOAD};
+constexpr std::array<bounds, 3> NO_BAD_BLOCK = {STAYS, STAYS, BY_LOAD};
+
+// A pass that the machine's load has made too long ends the reads of an eeprom for good.
+constexpr bounds EEPROM_READS = at_least(2);
+
+constexpr std::array<bounds, 3> first(bounds moves, bounds third = STAYS) {
+    return {moves, STAYS, third};
+}
+constexpr std::array<bounds, 3> second(bounds moves) {
+    return {STAYS, moves, STAYS};
+}
+constexpr std::array<bounds, 3> third(bounds moves) {
+    return {STAYS, STAYS, moves};
+}
+
+line_claim producer(const char *name, int64_t sent) {
+    return {'P', name, at_least(sent), NONE};
+}
+
+// The samples.
+
+bool is_flipped_block(const sample &seen) { // position and byte; see the board's flip
+    return seen[1] == (')' ^ 1 << seen[0] % 8);
+}
+bool is_frame_length(const sample &seen) {
+    return seen[0] >= 3 && seen[0] <= 15;
+}
+bool is_beyond_the_ring(const sample &seen) { // an index that never wraps is listed as slot 7
+    return seen == sample{0, 0};
+}
+// Input 3.4 of module 221 is stuck: the steps on byte 3, but the one that drives bit 4.
+bool is_step_with_stuck_bit(const sample &seen) {
+    return seen[0] >= 24 && seen[0] <= 31 && seen[0] != 27 &&
+           seen[1] == (1 << (seen[0] - 24) | 0x08);
+}
+bool is_spi_step_with_stuck_bit(const sample &seen) {
+    return seen[0] >= 24 && seen[0] <= 31 && seen[0] != 27 && seen[1] == 3;
+}
+bool is_spi_step_of_byte_0(const sample &seen) {
+    return seen[0] >= 0 && seen[0] <= 7 && seen[0] != 3 && seen[1] == 0;
+}
+bool is_dead_step_5(const sample &seen) {
+    return seen == sample{5, 0};
+}
+bool is_dead_step_42(const sample &seen) {
+    return seen == sample{42, 0};
+}
+bool is_dead_spi_step_0(const sample &seen) {
+    return seen == sample{0, 11};
+}
+
+// The relations.
+
+using lines = std::vector<result_line>;
+
+bool is_all_received(const lines &seen) { // a kill or a list may come between two counts
+    return seen[0].counts[0] <= seen[1].counts[0] + 1 &&
+           seen[0].counts[0] - seen[0].counts[1] - seen[0].errors[0] <= 1;
+}
+bool is_half_received(const lines &seen) {
+    return seen[0].counts[0] <= seen[1].counts[0] / 2 + 1;
+}
+bool are_missing_frames_counted(const lines &seen) {
+    return std::ranges::all_of(seen, [](const result_line &item) {
+        return item.counts[0] - item.counts[1] <= 1 + item.errors[1];
+    });
+}
+bool is_one_frame_in_ten_bad(const lines &seen) {
+    return std::abs(seen[0].counts[0] / 10 - seen[0].errors[0]) <= 2;
+}
+bool is_time_out_of_x_one_behind(const lines &seen) {
+    return seen[0].errors[2] == seen[1].errors[2] - 1;
+}
+bool is_silence_moved_by_fours(const lines &seen) {
+    return seen[0].errors[0] % 4 == 0 && std::abs(seen[0].errors[0] - seen[0].errors[1]) <= 4;
+}
+// Two requests before the first step; a step is one set and one read.
+bool are_two_requests_a_step(const lines &seen) {
+    return std::abs(seen[0].counts[0] - 2 - 2 * seen[0].counts[1]) <= 2;
+}
+bool are_two_failures_a_step(const lines &seen) {
+    return std::abs(seen[0].errors[1] - (seen[0].counts[0] - 2)) <= 2;
+}
+bool is_one_failure_a_step(const lines &seen) {
+    return std::abs(2 * seen[0].errors[1] - (seen[0].counts[0] - 2)) <= 3;
+}
+bool are_start_requests_all(const lines &seen) {
+    return seen[0].counts[0] == 2;
+}
+bool is_nothing_written(const lines &seen) {
+    return seen[0].counts[0] == 0;
+}
+
+// The table. A row's name tells the fault; rows of one name are one row of the matrix.
+
+const std::vector<fault_cell> CELLS = {
+    // clang-format off
+    {"none", {"--cable", "1-2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 100)}, {}, is_all_received},
+    {"none", {"--cable", "3-5"}, {"-C3", "-P5"},
+     {{'C', "0 sp3 consume", at_least(50), NO_BAD_BLOCK}, producer("0 sp5 produce", 50)}, {}, is_all_received},
+    {"none", {"--cable", "1s-2s"}, {"-h", "-C2", "-P1"},
+     {{'C', "2 sp2 consume", at_least(50), NO_BAD_BLOCK}, producer("2 sp1 produce", 50)}, {}, is_all_received},
+    {"none", {"--cable", "2-8"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(50), NO_BAD}, {'E', "5 sp8 loop", at_least(50), NO_BAD}}, {}, are_missing_frames_counted},
+    {"none", {"--cable", "2s-8s"}, {"-h", "-E28"},
+     {{'E', "0 sp2 loop", at_least(50), NO_BAD}, {'E', "5 sp8 loop", at_least(50), NO_BAD}}, {}, are_missing_frames_counted},
+    {"none", {"--cable", "2-8"}, {"-b38400", "-E28"},
+     {{'E', "0 sp2 loop", at_least(50), NO_BAD}, {'E', "5 sp8 loop", at_least(50), NO_BAD}}, {}, are_missing_frames_counted},
+    {"none", {"--loop", "2"}, {"-E2"}, {{'E', "5 sp2 loop", at_least(50), NO_BAD}}, {}, are_missing_frames_counted},
+    {"none", {"--loop", "5s"}, {"-h", "-E55"}, {{'E', "5 sp5 loop", at_least(50), NO_BAD}}, {}, are_missing_frames_counted},
+    {"none", {"--fio", "20=1,16=2"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(65), NONE}, {'F', "1 sp5 consume", at_least(103), NONE}}},
+    {"none", {"--fio", "20=219,16=220"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(103), NONE}, {'F', "1 sp5 consume", at_least(113), NONE}}},
+    {"none", {"--fio", "20=220,16=221"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(113), NONE}, {'F', "1 sp5 consume", at_least(65), NONE}}},
+    {.fault = "none", .board = {"--spi", "219"}, .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", at_least(118), NONE}},
+     .also = are_two_requests_a_step, .needs_spi = true},
+    {.fault = "none", .board = {"--spi", "221"}, .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", at_least(65), NONE}},
+     .also = are_two_requests_a_step, .needs_spi = true},
+    {"none", {"--datakey", "present", "--eeprom", "good"}, {"-S1", "-S2"},
+     {{'S', "6 Datakey spi", at_least(10), NONE}, {'S', "7 eeprom spi", EEPROM_READS, NONE}}},
+    {.fault = "none", .board = {"--spi", "loop", "--spi", "reserved=loop"}, .arguments = {"-S8", "-S4"},
+     .lines = {{'S', "7 eeprom spi", at_least(100), NONE}, {'S', "7 eeprom spi", at_least(100), NONE}},
+     .needs_spi = true},
+    {"none", {"--release"}, {"-Y", "/r0/f", "-M", "/r0/a:/r0/b:0", "-D"},
+     {{'Y', "11 filesys opt", at_least(64), NONE}, {'M', "5 bbsram file_copy", at_least(10), NONE},
+      {'D', "8 dram user", at_least(100), NONE}}},
+
+    {"bit flipped on the cable", {"--cable", "1-2", "--fault", "flip:2:10"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(20), first(at_least(9), BY_LOAD), is_flipped_block},
+      producer("3 sp2 produce", 90)}, {}, is_all_received},
+    {"bit flipped on the cable", {"--loop", "5s", "--fault", "flip:5s:10"}, {"-h", "-E55"},
+     {{'E', "5 sp5 loop", at_least(20), {at_least(5), BY_LOAD, BY_LOAD}, is_frame_length}}},
+    {"bit flipped, x to y", {"--cable", "2-8", "--fault", "flip:2:10"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(20), {at_least(5), BY_LOAD, BY_LOAD}, is_frame_length},
+      {'E', "5 sp8 loop", at_least(40), NO_BAD}}, {}, is_one_frame_in_ten_bad},
+    // The record's index runs on, as it is x's that is set back: a list then shows an empty slot.
+    {"bit flipped, y to x", {"--cable", "2-8", "--fault", "flip:8:1"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(15), NO_BAD},
+      {'E', "5 sp8 loop", STAYS, {at_least(20), BY_LOAD, BY_LOAD}, is_beyond_the_ring}}},
+    {"bit flipped in every frame, x to y: first three unseen", {"--loop", "2", "--fault", "flip:2:1"}, {"-E2"},
+     {{'E', "5 sp2 loop", exactly(3), {at_least(5), BY_LOAD, BY_LOAD}, is_frame_length}}},
+    {"every 2nd block lost", {"--cable", "1-2", "--fault", "drop:2:2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(50), NO_BAD_BLOCK}, producer("3 sp2 produce", 98)}, {}, is_half_received},
+    {"every 5th frame lost, x to y", {"--cable", "2-8", "--fault", "drop:2:5"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(20), {STAYS, at_least(5), at_least(4)}},
+      {'E', "5 sp8 loop", at_least(20), {STAYS, BY_LOAD, at_least(5)}}}},
+    {"every 5th frame lost, y to x", {"--cable", "2-8", "--fault", "drop:8:5"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(20), NO_BAD},
+      {'E', "5 sp8 loop", at_least(20), {STAYS, at_least(5), BY_LOAD}}}},
+    {"cable cut", {"--cable", "1-2", "--fault", "cut:2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", STAYS, third(at_least(3))}, producer("3 sp2 produce", 50)}},
+    {"cable cut", {"--cable", "2-8", "--fault", "cut:2", "--fault", "cut:8"}, {"-E28"},
+     {{'E', "0 sp2 loop", STAYS, {STAYS, at_least(10), at_least(9)}},
+      {'E', "5 sp8 loop", STAYS, {STAYS, at_least(9), at_least(10)}}}, {}, is_time_out_of_x_one_behind},
+    {"cable pulled after 20 blocks", {"--cable", "1-2", "--fault", "pull:2:20"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(1), third(at_least(3))}, producer("3 sp2 produce", 50)}},
+    {"cable pulled after 20 blocks", {"--loop", "2", "--fault", "pull:2:20"}, {"-E2"},
+     {{'E', "5 sp2 loop", exactly(20), {at_least(8), at_least(8), at_least(8)}}}, {}, is_silence_moved_by_fours},
+    {"RTS not wired", {"--cable", "2-8", "--fault", "lines:2-8"}, {"-E28"},
+     {{'E', "0 sp2 loop", at_least(20), {exactly(2), BY_LOAD, BY_LOAD}},
+      {'E', "5 sp8 loop", at_least(20), {exactly(2), BY_LOAD, BY_LOAD}}}},
+    {"RTS not wired, port 5 or 6",
+     {"--loop", "5", "--loop", "6", "--fault", "lines:5", "--fault", "lines:6"}, {"-E5", "-E6"},
+     {{'E', "5 sp5 loop", at_least(20), NO_BAD}, {'E', "5 sp6 loop", at_least(20), NO_BAD}}},
+
+    {.fault = "port or device missing", .board = {}, .arguments = {"-C1", "-P6"},
+     .lines = {{'C', "3 sp0 consume", STAYS, second(exactly(1))},
+               {'P', "4 sp0 produce", STAYS, third(exactly(1))}},
+     .end = ending::by_itself},
+    // The modem lines of no port are looked at all the same and give any answer.
+    {"port or device missing", {"--port", "2"}, {"-E28"},
+     {{'E', "0 sp0 loop", STAYS, {BY_LOAD, STAYS, STAYS}},
+      {'E', "5 sp2 loop", STAYS, {BY_LOAD, STAYS, STAYS}}},
+     {"Couldn't open SP8"}},
+    {.fault = "port or device missing", .board = {}, .arguments = {"-E77"},
+     .lines = {{'E', "5 sp0 loop", STAYS, {BY_LOAD, STAYS, STAYS}}}, .log = {"Couldn't open SP7"}, .end = ending::by_itself},
+    {.fault = "port or device missing", .board = {}, .arguments = {"-F"},
+     .lines = {{'F', "10 FIOloop sp0s", STAYS, third(exactly(1))}, {'F', "1 sp0 consume", STAYS, NONE}},
+     .end = ending::held},
+    {.fault = "port or device missing", .board = {}, .arguments = {"-L"},
+     .lines = {{'L', "", STAYS, second(exactly(2))}}, .end = ending::held,
+     .report = " SpiFIOloop, wrote 00000002, read 00000000, errors 00 02", .needs_spi = true},
+    {"port or device missing", {"--eeprom", "missing"}, {"-S2"},
+     {{'S', "7 eeprom spi", STAYS, second(EEPROM_READS)}}},
+    {"port or device missing", {}, {"-S8"}, {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}},
+    {"datakey absent", {"--datakey", "absent", "--eeprom", "good"}, {"-S2", "-S1"},
+     {{'S', "7 eeprom spi", EEPROM_READS, NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
+    {"datakey absent", {"--eeprom", "good"}, {"-S2", "-S1"},
+     {{'S', "7 eeprom spi", EEPROM_READS, NONE}, {'S', "6 Datakey spi", STAYS, NONE}}},
+    {"memory too short", {"--eeprom", "short"}, {"-S2"},
+     {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}},
+    {.fault = "loopback sends something else", .board = {"--spi", "219"}, .arguments = {"-S8"},
+     .lines = {{'S', "7 eeprom spi", STAYS, first(EEPROM_READS)}}, .needs_spi = true},
+
+    {"input stuck", {"--fio", "20=221,16=221", "--fault", "stuck:20:3.4"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(32), first(at_least(7)), is_step_with_stuck_bit},
+      {'F', "1 sp5 consume", BY_LOAD, NONE}}},
+    {.fault = "input stuck", .board = {"--spi", "221", "--fault", "stuck:manufacturer:3.4"},
+     .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", at_least(32), first(at_least(7)), is_spi_step_with_stuck_bit}},
+     .needs_spi = true},
+    {"input stuck in byte 0", {"--fio", "20=221,16=1", "--fault", "stuck:20:0.4"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(65), NONE}, {'F', "1 sp5 consume", at_least(1), NONE}}},
+    {.fault = "input stuck in byte 0", .board = {"--spi", "221", "--fault", "stuck:manufacturer:0.4"},
+     .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", at_least(8), first(exactly(7)), is_spi_step_of_byte_0}},
+     .needs_spi = true},
+    {.fault = "input stuck in bytes 8 to 12", .board = {"--spi", "221", "--fault", "stuck:manufacturer:9.1"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", at_least(65), NONE}},
+     .also = are_two_requests_a_step, .needs_spi = true},
+    // On module 220 output 5.2 drives input byte 0, where a wrong byte is never counted.
+    {"output dead", {"--fio", "20=2,16=220", "--fault", "dead:20:5.2", "--fault", "dead:16:5.2",
+                     "--fault", "dead:16:5.3"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(103), first(at_least(2)), is_dead_step_5},
+      {'F', "1 sp5 consume", at_least(113), first(at_least(2)), is_dead_step_42}}},
+    {.fault = "output dead", .board = {"--spi", "219", "--fault", "dead:manufacturer:0.1"},
+     .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", at_least(118), first(exactly(2)), is_dead_spi_step_0}},
+     .needs_spi = true},
+    {"silent to status", {"--fio", "20=1,16=2", "--fault", "silent:20:1"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, second(at_least(2))}, {'F', "1 sp5 consume", at_least(1), NONE}},
+     {"<20 stat 0 0>"}, is_nothing_written},
+    {"silent to set outputs", {"--fio", "20=1,16=2", "--fault", "silent:20:7"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, second(at_least(2))}, {'F', "1 sp5 consume", at_least(1), NONE}},
+     {"<20 set 0 0>"}, is_nothing_written},
+    {.fault = "silent to set outputs", .board = {"--spi", "221", "--fault", "silent:manufacturer:7"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", STAYS, second(at_least(20))}},
+     .also = are_two_failures_a_step, .needs_spi = true},
+    {"silent to read inputs", {"--fio", "20=1,16=2", "--fault", "silent:20:4"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, second(at_least(2))}, {'F', "1 sp5 consume", at_least(1), NONE}},
+     {"<20 read 0 1>"}},
+    {.fault = "silent to read inputs", .board = {"--spi", "221", "--fault", "silent:manufacturer:4"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", STAYS, second(at_least(20))}},
+     .also = is_one_failure_a_step, .needs_spi = true},
+    {"silent to identify", {"--fio", "20=1,16=2", "--fault", "silent:20:12"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, second(at_least(6))}, {'F', "1 sp5 consume", at_least(1), NONE}}},
+    {.fault = "silent to identify", .board = {"--spi", "219", "--fault", "silent:manufacturer:12"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", STAYS, second(exactly(1))}},
+     .also = are_start_requests_all, .end = ending::held, .needs_spi = true},
+    {"module says that it is another", {"--fio", "20=1,16=2", "--fault", "type:16:221"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(1), NONE}, {'F', "1 sp5 consume", STAYS, second(at_least(2))}},
+     {"<16 set 0 0>"}},
+    {"module missing", {"--fio", "30=1"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, second(at_least(6))},
+      {'F', "1 sp5 consume", STAYS, second(at_least(6))}}},
+    {"module of unknown type", {"--fio", "20=221,16=1", "--fault", "type:20:3"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", STAYS, NONE}, {'F', "1 sp5 consume", at_least(10), NONE}}, {}, is_nothing_written},
+    {.fault = "module of unknown type", .board = {"--spi", "220"}, .arguments = {"-L"},
+     .lines = {{'L', "9 SpiFIOloop spBs", STAYS, NONE}}, .also = are_start_requests_all,
+     .end = ending::held, .needs_spi = true},
+    {.fault = "module of unknown type", .board = {"--spi", "219", "--fault", "type:manufacturer:3"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", STAYS, NONE}}, .also = are_start_requests_all,
+     .end = ending::held, .needs_spi = true},
+    // The 50th reply is that of the read in step 23. Nobody is at 16: what comes late is read while
+    // that module is asked what it is.
+    {"reply late", {"--fio", "20=221", "--fault", "late:20:50"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(1), {STAYS, at_least(1), BY_LOAD}},
+      {'F', "1 sp5 consume", STAYS, second(at_least(1))}}, {"<20 read 23 24>", "<24 4 "}},
+    {.fault = "reply late", .board = {"--spi", "221", "--fault", "late:manufacturer:10"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", at_least(10), second(at_least(3))}},
+     .needs_spi = true},
+    {.fault = "check byte wrong", .board = {"--spi", "221", "--fault", "check:manufacturer:10"},
+     .arguments = {"-L"}, .lines = {{'L', "9 SpiFIOloop spBs", at_least(10), second(at_least(3))}},
+     .needs_spi = true},
+    {"stray bytes before a reply", {"--fio", "20=221,16=1", "--fault", "stray:20:10"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(1), third(at_least(3))}, {'F', "1 sp5 consume", BY_LOAD, NONE}},
+     {"<27 24 ", " 3>"}},
+    {"reply two bytes too long", {"--fio", "20=221,16=1", "--fault", "long:20:10"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", at_least(10), NONE}, {'F', "1 sp5 consume", BY_LOAD, NONE}}, {"[26 24]"}},
+    {"reply one byte too short", {"--fio", "20=221,16=1", "--fault", "short:16:10"}, {"-F"},
+     {{'F', "10 FIOloop sp5s", BY_LOAD, NONE}, {'F', "1 sp5 consume", at_least(10), NONE}}, {"[14 15]"}},
+
+    {.fault = "word of a file wrong", .board = {"--release"}, .arguments = {"-Y", "/r0/f"},
+     .lines = {{'Y', "11 filesys opt", at_least(32), first(at_least(2))}},
+     .prepared_by = "mkdir /r0/f; head -c 510 /dev/zero >/r0/f/file-0000; "
+                    "printf '\\0\\1' >>/r0/f/file-0000; mv /r0/f/file-0000 /r0/f/file-0001"},
+    {.fault = "last word of a file wrong", .board = {"--release"}, .arguments = {"-Y", "/r0/f"},
+     .lines = {{'Y', "11 filesys opt", at_least(32), NONE}},
+     .prepared_by = "mkdir /r0/f; head -c 510 /dev/zero >/r0/f/file-0000; "
+                    "printf '\\1\\1' >>/r0/f/file-0000"},
+    {.fault = "file of a wrong size", .board = {"--release"}, .arguments = {"-Y", "/r0/f"},
+     .lines = {{'Y', "11 filesys opt", at_least(32), first(at_least(2))}},
+     .prepared_by = "mkdir /r0/f; echo >/r0/f/file-0010"},
+    {.fault = "file that is not there", .board = {"--release"}, .arguments = {"-Y", "/r0/f"},
+     .lines = {{'Y', "11 filesys opt", at_least(32), first(at_least(2))}},
+     .prepared_by = "mkdir /r0/f; ln -s nowhere /r0/f/file-0010"},
+    {"source reads as empty", {"--release"}, {"-M", "/dev/null:/r0/b:0"},
+     {{'M', "5 bbsram file_copy", at_least(3), first(at_least(3))}}},
+    {"source reads as something else", {"--release"}, {"-M", "/dev/zero:/r0/b:0"},
+     {{'M', "5 bbsram file_copy", at_least(10), NONE}}},
+    {"destination cannot be opened", {"--release"}, {"-M", "/r0/a:/r0/missing/b:0"},
+     {{'M', "5 bbsram file_copy", at_least(10), NONE}}},
+    {.fault = "no memory to map", .board = {"--release"}, .arguments = {"-D"},
+     .lines = {{'D', "8 dram user", at_least(1), first(at_least(2))}}, .prepared_by = "ulimit -v 100000"},
+    // clang-format on
+};
+
+} // namespace
+
+std::span<const fault_cell> fault_cells() {
+    return CELLS;
+}

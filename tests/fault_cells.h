@@ -1,0 +1,62 @@
+// The fault matrix as a table: which fault on the board moves which counter of which test, and
+// which it leaves alone.
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tests/board_run.h"
+
+// What a number of a list line has come to when the run is looked at. A run is looked at as soon as
+// every `least` has been reached.
+struct bounds {
+    int64_t least;
+    int64_t most;
+};
+
+constexpr bounds STAYS = {0, 0};
+constexpr bounds BY_LOAD = {0, std::numeric_limits<int64_t>::max()}; // a busy machine moves it
+constexpr bounds exactly(int64_t count) {
+    return {count, count};
+}
+constexpr bounds at_least(int64_t count) {
+    return {count, std::numeric_limits<int64_t>::max()};
+}
+
+using sample = std::array<int64_t, 2>;
+
+struct line_claim {
+    char test;        // its option
+    const char *name; // kind code and name
+    bounds good;      // the second count: what was read, or sent by a producer
+    std::array<bounds, 3> errors;
+    // Holds for every sample that a fault has left; null where the line has none to show.
+    bool (*is_sample)(const sample &seen) = nullptr;
+};
+
+enum class ending {
+    stopped,   // once the counters are there
+    by_itself, // the tests end, and the run with them
+    held,      // stopped when record 1 has acknowledged its hold
+};
+
+struct fault_cell {
+    const char *fault; // the row
+    std::vector<std::string> board;
+    std::vector<std::string> arguments; // of hk_stress
+    std::vector<line_claim> lines;
+    std::vector<const char *> log = {}; // told in the system log, in this order
+    // Holds between the numbers of the lines; null where nothing does.
+    bool (*also)(const std::vector<result_line> &items) = nullptr;
+    const char *prepared_by = nullptr; // a shell command on the board, before hk_stress
+    ending end = ending::stopped;
+    const char *report = nullptr; // part of the report; then the lists are not looked at
+    bool needs_spi = false;       // requests that emulators do not know
+};
+
+std::span<const fault_cell> fault_cells();

@@ -1,0 +1,113 @@
+#!/usr/bin/env python3
+"""Runs hk_stress with all 49 records in use on the simulated board, once for each stop signal, and
+tells what it costs: time to start and to stop, processor time and memory by test.
+
+    tests/full_table.py BUILD_FOLDER [SECONDS]      60 s for each signal by default
+"""
+
+import collections
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+BOARD = ("--quiet --cable 1-2 --cable 3-5 --cable 7-8 --loop 4 --loop 6 --spi loop "
+         "--spi reserved=loop --datakey present --eeprom good").split()
+PLAN = ("-C1 -P2 -C3 -P5 -E4 -E6 -S4 -S8".split() + 8 * ["-S1"] + 8 * ["-S2"]
+        + [f"-Y/r0/{i}" for i in range(8)] + [f"-M/r0/a{i}:/r0/b{i}:0" for i in range(8)]
+        + 7 * ["-D"] + ["-E78"])
+TICK_S = 1 / os.sysconf("SC_CLK_TCK")
+
+
+def children(pid):
+    with open(f"/proc/{pid}/task/{pid}/children") as listed:
+        return [int(child) for child in listed.read().split()]
+
+
+def descendant(pid, name):
+    for child in children(pid):
+        with open(f"/proc/{child}/comm") as comm:
+            if comm.read().strip() == name:
+                return child
+        found = descendant(child, name)
+        if found:
+            return found
+    return None
+
+
+def cpu_s(pid):
+    with open(f"/proc/{pid}/stat") as stat:
+        fields = stat.read().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) * TICK_S
+
+
+def memory_kb(pid):
+    """Its own pages, and its share of those it has in common with others."""
+    with open(f"/proc/{pid}/smaps_rollup") as rollup:
+        return int(re.search(r"Pss: +(\d+)", rollup.read())[1])
+
+
+def show_costs(board, supervisor, seconds):
+    tests = collections.defaultdict(list)
+    for argument, pid in zip(PLAN, sorted(children(supervisor))):  # forked in this order
+        option = argument[:3] if argument.startswith("-S") else argument[:2]
+        tests[option].append((100 * cpu_s(pid) / seconds, memory_kb(pid)))
+    boards = [board, *children(board)]
+    rows = [("hk_board", [(100 * cpu_s(pid) / seconds, memory_kb(pid)) for pid in boards]),
+            ("supervisor", [(100 * cpu_s(supervisor) / seconds, memory_kb(supervisor))]),
+            *tests.items()]
+    print("| Process | Number | CPU each, % | Memory each, KiB |\n|---|---|---|---|")
+    for name, costs in rows:
+        cpu, memory = zip(*costs)
+        print(f"| {name} | {len(costs)} | {min(cpu):.2f} to {max(cpu):.2f} | {max(memory)} |")
+    everything = [cost for _, costs in rows[1:] for cost in costs]
+    print(f"All of hk_stress: {sum(cost[0] for cost in everything):.1f} % of a processor, "
+          f"{sum(cost[1] for cost in everything) / 1024:.1f} MiB.")
+
+
+def errors_of(log):
+    """The items of the last list that count an error."""
+    last = log[log.rindex("<OL>"):log.rindex("</OL>")].split("\n")
+    items = [line[line.index("<LI>"):] for line in last if "<LI>" in line]
+    return len(items), [item for item in items if " errors 0,0,0 " not in item]
+
+
+def one_run(build, number, seconds, show):
+    with tempfile.NamedTemporaryFile("r") as log:
+        begin = time.monotonic()
+        run = subprocess.Popen([f"{build}/hk_board", *BOARD, "--log", log.name, "--",
+                                f"{build}/hk_stress", *PLAN],
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        while "numproc" not in (line := run.stderr.readline()):
+            assert line, "the program did not start"
+        started = time.monotonic()
+        time.sleep(seconds)
+        supervisor = descendant(run.pid, "hk_stress")
+        pids = [supervisor, *children(supervisor)]
+        if show:
+            show_costs(run.pid, supervisor, seconds)
+        stopping = time.monotonic()
+        run.send_signal(number)
+        report = run.communicate(timeout=30)[0]
+        stopped = time.monotonic()
+        left = [pid for pid in pids if os.path.exists(f"/proc/{pid}")]
+        items, errors = errors_of(log.read())
+    print(f"{signal.Signals(number).name}: started in {started - begin:.2f} s, stopped in "
+          f"{stopped - stopping:.2f} s, exit status {run.returncode}, {len(pids) - 1} tests, "
+          f"{len(left)} left, {items} list items, {report.count(' pid ')} report lines; "
+          f"with errors: {errors or 'none'}", flush=True)
+
+
+def main():
+    if len(sys.argv) not in (2, 3):
+        sys.exit(__doc__)
+    seconds = float(sys.argv[2]) if len(sys.argv) == 3 else 60
+    for number in (signal.SIGTERM, signal.SIGQUIT, signal.SIGUSR2, signal.SIGTSTP):
+        one_run(sys.argv[1], number, seconds, number == signal.SIGTERM)
+
+
+if __name__ == "__main__":
+    main()

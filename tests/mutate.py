@@ -1,0 +1,250 @@
+#!/usr/bin/env python3
+"""Changes one constant or comparison of the program at a time and tells which changes the tests do
+not notice.
+
+    tests/mutate.py                              a random hundred changes
+    tests/mutate.py --sample 300 --seed 2        more, others
+    tests/mutate.py --files 'serial/*' --sample 0    every change in a folder
+    tests/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
+
+It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
+one runs at the same time. A changed program may kill every process it
+sees, map memory without end or leave files anywhere: its tests run in namespaces of their own, with
+limited memory and in a scratch folder. Needs root, or the right to make such namespaces.
+
+A change counts as noticed when a test fails, and fails again in a second run, or when the tests do
+not end. A change that does not build is no change.
+"""
+
+import argparse
+import filecmp
+import fnmatch
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+WORK = os.path.join(ROOT, os.environ.get("HK_MUTATION_FOLDER", "build/mutation"))
+COPY = os.path.join(WORK, "source")
+BUILD = os.path.join(WORK, "build")
+FOLDERS = ("supervisor", "serial", "fio", "storage", "panel")
+MEMORY_MAX_KB = 8 << 20
+
+UNIT = "unit_tests"
+NO_BUILD = "does not build"
+# Cases that run the whole program, by folder.
+WHOLE_RUNS = {
+    "serial": "FaultMatrix.*_[CE]_|SerialLink|serial_cable_tests",
+    "fio": "FaultMatrix.*_[FLS]_|FioLoop",
+    "storage": "FaultMatrix.*_[YMD]_|Held|FailedSetUp",
+    "panel": "Panel",
+    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|Held|FailedSetUp"
+                  "|FaultMatrix.*(none|missing|pulled)",
+}
+
+COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
+TOKEN = re.compile(
+    r"""(?P<skip>//.*|"(?:\\.|[^"\\])*"|'(?:\\.|[^'\\])*')"""
+    r"""|(?P<compare>(?<= )(?:<=|>=|==|!=|<|>)(?= ))"""
+    r"""|(?P<truth>\b(?:true|false)\b)"""
+    r"""|(?P<number>(?<![\w.'])(?:0[xX][0-9a-fA-F]+|[0-9]+(?:'[0-9]{3})*)(?=[uUlL]*(?![\w.'])))"""
+)
+
+
+def changed(match):
+    """The text that a token is changed to; None for what is left alone."""
+    text = match.group()
+    if match["compare"]:
+        return COMPARISONS[text]
+    if match["truth"]:
+        return "false" if text == "true" else "true"
+    if match["number"]:
+        value = int(text.replace("'", ""), 0 if text[:2].lower() == "0x" else 10) + 1
+        return hex(value) if text[:2].lower() == "0x" else str(value)
+    return None
+
+
+def changes_of(path):
+    with open(os.path.join(ROOT, path)) as source:
+        for number, line in enumerate(source, 1):
+            if line.startswith("#") or "static_assert" in line:
+                continue
+            for match in TOKEN.finditer(line):
+                new = changed(match)
+                if new is not None:
+                    yield path, number, match.start(), match.group(), new
+
+
+def all_changes(pattern):
+    listed = subprocess.run(["git", "ls-files", *FOLDERS], cwd=ROOT, check=True, text=True,
+                            stdout=subprocess.PIPE).stdout.split()
+    chosen = [path for path in listed if fnmatch.fnmatch(path, pattern)]
+    return [change for path in chosen if path.endswith((".cpp", ".h")) for change in changes_of(path)]
+
+
+def run(command, limit_s, cwd):
+    """Exit status, None when it had to be ended."""
+    with open(os.path.join(WORK, "last_output"), "w") as output:
+        process = subprocess.Popen(command, cwd=cwd, stdout=output, stderr=subprocess.STDOUT,
+                                   stdin=subprocess.DEVNULL, start_new_session=True)
+        try:
+            return process.wait(limit_s)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+            return None
+
+
+def run_apart(command, limit_s):
+    """Runs a shell command where a changed program can do no harm."""
+    scratch = os.path.join(WORK, "scratch")
+    subprocess.run(["rm", "-rf", scratch], check=True)
+    os.makedirs(scratch)
+    guard = (f"ulimit -v {MEMORY_MAX_KB}; [ ! -e /sbin/reboot ] || mount --bind /bin/true /sbin/reboot; "
+             f"cd {scratch}; {command}")
+    return run(["unshare", "--pid", "--fork", "--kill-child", "--mount", "--mount-proc", "--ipc",
+                "sh", "-c", guard], limit_s, WORK)
+
+
+def set_line(path, number, text):
+    name = os.path.join(COPY, path)
+    with open(name) as source:
+        lines = source.readlines()
+    lines[number - 1] = text
+    with open(name, "w") as source:
+        source.writelines(lines)
+
+
+def build(target, options):
+    return run(["cmake", "--build", BUILD, "--target", target, "--", f"-j{options.jobs}"],
+               options.limit, WORK)
+
+
+def failed_test():
+    with open(os.path.join(WORK, "last_output"), errors="replace") as output:
+        found = re.search(r"\d+ - (\S+) \((?:Failed|Timeout|SEGFAULT|Subprocess)|\[  FAILED  \] (\S+)",
+                          output.read())
+    return (found[1] or found[2]) if found else "?"
+
+
+def tests_notice(command, options):
+    """What noticed the change; None when nothing did."""
+    for _ in range(2):
+        status = run_apart(command, options.limit)
+        if status is None:
+            return "does not end"
+        if status == 0:
+            return None
+    return failed_test()
+
+
+def verdict_on(folder, options):
+    """None, what noticed the change in the copy, or NO_BUILD."""
+    whole_runs = (f"ctest --test-dir {BUILD} -j{options.tests_at_once} --stop-on-failure "
+                  f"-R '{WHOLE_RUNS[folder]}'")
+    for target, command in ((UNIT, f"{BUILD}/{UNIT} --gtest_brief=1"), ("all", whole_runs)):
+        if build(target, options) != 0:
+            return NO_BUILD
+        noticed = tests_notice(command, options)
+        if noticed:
+            return noticed
+    return None
+
+
+def judge(change, options):
+    path, number, column, old, new = change
+    with open(os.path.join(ROOT, path)) as source:
+        original = source.readlines()[number - 1]
+    set_line(path, number, original[:column] + new + original[column + len(old):])
+    try:
+        return verdict_on(path.split("/")[0], options)
+    finally:
+        set_line(path, number, original)
+
+
+def copy_project():
+    listed = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, text=True,
+                            stdout=subprocess.PIPE).stdout.split("\n")
+    for path in filter(None, listed):
+        source, target = os.path.join(ROOT, path), os.path.join(COPY, path)
+        os.makedirs(os.path.dirname(target), exist_ok=True)
+        if not os.path.exists(target) or not filecmp.cmp(source, target, shallow=False):
+            shutil.copy(source, target)
+
+
+def prepare(options):
+    copy_project()
+    subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", "-DHK_TESTS=ON",
+                    "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0"], check=True,
+                   stdout=subprocess.DEVNULL)
+    for folder in sorted({change[0].split("/")[0] for change in options.changes}):
+        verdict = verdict_on(folder, options)
+        if verdict:
+            sys.exit(f"the unchanged program fails: {verdict}, see {WORK}/last_output")
+
+
+def describe(change):
+    path, number, column, old, new = change
+    with open(os.path.join(ROOT, path)) as source:
+        line = source.readlines()[number - 1].strip()
+    return f"{path}:{number}: {old} -> {new} at column {column + 1}: {line}"
+
+
+def read_options():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--sample", type=int, default=100, metavar="N", help="changes to try; 0: all")
+    parser.add_argument("--seed", type=int, default=1, metavar="S", help="of the random choice")
+    parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
+    parser.add_argument("--replay", metavar="FILE:LINE", action="append", default=[],
+                        help="the changes of one line; may be repeated")
+    parser.add_argument("--part", default="1/1", metavar="K/N",
+                        help="the Kth of N parts, for several at a time; see HK_MUTATION_FOLDER")
+    parser.add_argument("--limit", type=int, default=900, metavar="SECONDS", help="for each step")
+    parser.add_argument("--jobs", type=int, default=2, metavar="N", help="of a build")
+    parser.add_argument("--tests-at-once", type=int, default=4, metavar="N")
+    parser.add_argument("--list", action="store_true", help="only show the changes")
+    options = parser.parse_args()
+    options.changes = all_changes(options.files)
+    if options.replay:
+        options.changes = [c for c in options.changes if f"{c[0]}:{c[1]}" in options.replay]
+    elif 0 < options.sample < len(options.changes):
+        options.changes = sorted(random.Random(options.seed).sample(options.changes, options.sample))
+    part, parts = map(int, options.part.split("/"))
+    length = -(-len(options.changes) // parts)
+    options.changes = options.changes[(part - 1) * length:part * length]
+    return options
+
+
+def main():
+    options = read_options()
+    if options.list:
+        print("\n".join(map(describe, options.changes)))
+        return
+    prepare(options)
+    survivors, noticed, unbuilt = [], 0, 0
+    for index, change in enumerate(options.changes, 1):
+        start = time.monotonic()
+        verdict = judge(change, options)
+        if verdict is None:
+            survivors.append(change)
+        elif verdict == NO_BUILD:
+            unbuilt += 1
+        else:
+            noticed += 1
+        print(f"{index}/{len(options.changes)} {time.monotonic() - start:.0f} s "
+              f"{verdict or 'SURVIVED'}: {describe(change)}", flush=True)
+    tried = noticed + len(survivors)
+    print(f"\n{noticed} of {tried} changes noticed ({100 * noticed / max(tried, 1):.1f} %), "
+          f"{unbuilt} more do not build. Not noticed:")
+    for change in survivors:
+        print("  " + describe(change))
+
+
+if __name__ == "__main__":
+    main()
