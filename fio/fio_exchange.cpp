@@ -119,8 +119,9 @@ std::optional<int32_t> find_frame(std::span<const uint8_t> received, uint8_t mar
 }
 
 void copy_frame(const receive_area &from, int32_t offset, std::span<uint8_t> reply) {
-    const auto begin = static_cast<size_t>(static_cast<int32_t>(receive_area::HEADROOM) + offset);
-    std::ranges::copy(std::span(from.bytes).subspan(begin, reply.size()), reply.begin());
+    const int32_t begin = static_cast<int32_t>(receive_area::HEADROOM) + offset;
+    std::ranges::copy(std::span(from.bytes).subspan(static_cast<size_t>(begin), reply.size()),
+                      reply.begin());
 }
 
 int64_t wait_figure_us(timeval &start, const timeval &before, const timeval &after) {

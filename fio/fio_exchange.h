@@ -39,7 +39,7 @@ struct receive_area {
 std::optional<int32_t> find_frame(std::span<const uint8_t> received, uint8_t marker);
 
 // Copies the frame at `offset` (-2..997); as many bytes as `reply` has, FRAME_BYTES at most.
-void copy_frame(const receive_area &area, int32_t offset, std::span<uint8_t> reply);
+void copy_frame(const receive_area &from, int32_t offset, std::span<uint8_t> reply);
 
 // How long the wait for a reply has lasted, in microseconds, after a poll between the two times: 0
 // once it is over. A poll that itself took more than 24 ms, because the process did not get the

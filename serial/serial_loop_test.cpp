@@ -89,7 +89,7 @@ void receive_until_held(receiver &test) {
         count_silence(test);
         // A port that has hung up reports input at once and for ever: keep the pace of the polls.
         if (ready)
-            sleep_us(POLL_MS * 1000);
+            sleep_us(2 * POLL_MS * 1000);
     }
 }
 

@@ -120,10 +120,12 @@ bool deal_out_faults(const board_options &options, const port_map &ports, board 
         if (taken) {
             continue;
         }
-        dprintf(STDERR_FILENO, "hk_board: --fault %s: this board has no %s %s; its ports are:",
+        dprintf(STDERR_FILENO, "hk_board: --fault %s: this board has no %s %s that can have it",
                 wanted.text.c_str(), wanted.kind->device, wanted.target.c_str());
+        const char *before = "; its ports are: ";
         for (const auto &[name, port] : ports) {
-            dprintf(STDERR_FILENO, " %s", name.c_str());
+            dprintf(STDERR_FILENO, "%s%s", before, name.c_str());
+            before = " ";
         }
         dprintf(STDERR_FILENO, "\n");
         return false;

@@ -14,6 +14,7 @@ enum class fault_id {
     cut,
     pull,
     lines,
+    hangup,
     stuck,
     dead,
     silent,
@@ -54,6 +55,8 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::pull, "pull", "pull:PORT:N", 1, "port", "nothing arrives after the first N chunks"},
     {fault_id::lines, "lines", "lines:PORT-PORT", 0, "cable",
      "RTS of that cable (or loop) is not wired"},
+    {fault_id::hangup, "hangup", "hangup:PORT:N", 1, "port",
+     "PORT goes away for good with the Nth chunk leaving or reaching it"},
     // A module is named by its address on the port, or by its SPI node.
     {fault_id::stuck, "stuck", "stuck:MODULE:BYTE.BIT", 2, "module",
      "that input always reads as set", BYTE_INDEX, BIT_NUMBER},

@@ -19,8 +19,9 @@ std::span<const uint8_t> as_bytes(const std::string &text) {
 
 } // namespace
 
-front_panel::front_panel(serial_port &panel_port, const std::vector<key_step> &keys, int keyboard_)
-    : port(panel_port), script(keys.begin(), keys.end()), keyboard(keyboard_) {}
+front_panel::front_panel(serial_port &panel_port, const std::vector<key_step> &keys,
+                         int keyboard_node)
+    : port(panel_port), script(keys.begin(), keys.end()), keyboard(keyboard_node) {}
 
 bool front_panel::open_nodes() {
     next_step_us = monotonic_us() + SCRIPT_LATEST_US;

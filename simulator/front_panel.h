@@ -19,8 +19,8 @@ namespace simulator {
 constexpr const char *PANEL_PORT_NAME = "6";
 
 struct front_panel final : device, line_partner {
-    // `keyboard` is where the keys of --panel arrive, one message a stroke; -1: no keyboard.
-    front_panel(serial_port &panel_port, const std::vector<key_step> &script, int keyboard);
+    // `keyboard_node` is where the keys of --panel arrive, one message a stroke; -1: no keyboard.
+    front_panel(serial_port &panel_port, const std::vector<key_step> &keys, int keyboard_node);
 
     bool open_nodes() override;
     void add_polls(std::vector<pollfd> &polls) const override;

@@ -128,9 +128,10 @@ bool build_sbin(const std::string &stand_in) {
     if (mkdir("/sbin", 0755) != 0) {
         return cannot("create", "/sbin");
     }
+    commands += '/';
     for (const std::string &name : names_in(commands.c_str())) {
         const std::string target = "/sbin/" + name;
-        if (name != "reboot" && symlink((commands + "/" + name).c_str(), target.c_str()) != 0) {
+        if (name != "reboot" && symlink((commands + name).c_str(), target.c_str()) != 0) {
             return cannot("link", target);
         }
     }

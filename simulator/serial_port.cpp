@@ -58,6 +58,25 @@ bool serial_port::owns(const struct stat &node) const {
     return line.is_slave(node);
 }
 
+// The end of the port. The kernel does to the program what it does when a driver loses its port:
+// reads end, writes and requests fail with EIO, poll reports a hang-up.
+
+void serial_port::hang_up() {
+    hung_up = true;
+    reader_watch.reset();
+    line.master.reset();
+    frames.clear();
+    expected_unread = 0;
+}
+
+// False when the port is gone, with this chunk or before it.
+bool serial_port::passes_chunk() {
+    if (!hung_up && ++chunks_passed == hangup_chunk) {
+        hang_up();
+    }
+    return !hung_up;
+}
+
 // Sending: from the program to the partner.
 
 void serial_port::send_written() {
@@ -68,7 +87,7 @@ void serial_port::send_written() {
 }
 
 void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
-    if (faults.pass(chunk) && partner != nullptr) {
+    if (passes_chunk() && faults.pass(chunk) && partner != nullptr) {
         partner->take_chunk(chunk);
     }
 }
@@ -76,6 +95,9 @@ void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
 // Receiving: from the partner to the program.
 
 void serial_port::take_chunk(std::span<const uint8_t> chunk) {
+    if (!passes_chunk()) {
+        return;
+    }
     if (!synchronous) {
         give_bytes(chunk);
         return;
@@ -103,7 +125,7 @@ void serial_port::hand_over_frames() {
 // queue was empty. When the program reads part of its queue while bytes are under way, the expected
 // count is never reached; then the next time it has read everything tells.
 bool serial_port::has_arrived() {
-    if (nothing_under_way(line) || unread_bytes(line) >= expected_unread) {
+    if (hung_up || nothing_under_way(line) || unread_bytes(line) >= expected_unread) {
         expected_unread = 0;
     }
     return expected_unread == 0;
@@ -112,6 +134,10 @@ bool serial_port::has_arrived() {
 // Requests.
 
 void serial_port::take_request(const request &asked) {
+    if (hung_up) {
+        refuse(asked, EIO);
+        return;
+    }
     switch (asked.number) {
     case TIOCMGET: {
         const uint32_t lines = modem_lines();
@@ -205,7 +231,11 @@ bool serial_port::take_fault(const fault &wanted) {
     if (wanted.target != name || !is_fault_of(wanted, "port")) {
         return false;
     }
-    faults.add(wanted);
+    if (wanted.kind->id == fault_id::hangup) {
+        hangup_chunk = static_cast<uint32_t>(wanted.numbers[0]);
+    } else {
+        faults.add(wanted);
+    }
     return true;
 }
 

@@ -79,6 +79,8 @@ private:
     bool is_on_cable(const std::string &cable) const;
     void give_bytes(std::span<const uint8_t> chunk);
     void hand_over_frames();
+    bool passes_chunk();
+    void hang_up();
     void drain(const request &asked);
     void answer_drains(int64_t now_us);
     uint32_t modem_lines() const;
@@ -92,6 +94,9 @@ private:
     std::deque<std::vector<uint8_t>> frames; // taken, not yet handed over
     int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over
     std::vector<waiting_drain> drains;
+    uint32_t chunks_passed = 0;         // either way
+    uint32_t hangup_chunk = 0;          // the port goes away with this one; 0: never
+    bool hung_up = false;               // it has
     int64_t drain_look_us = NEVER;      // when to see whether the partner has got everything
     uint32_t outputs = 0;               // RTS and DTR as the program set them
     std::array<uint8_t, 4> sync_mode{}; // what SYNC_CONFIG_REQUEST set last

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -22,6 +23,14 @@ constexpr int ARGUMENTS_MAX = 49; // the program's name and 48 arguments; later 
 
 void print(int fd, const char *text, int length) {
     (void)!write(fd, text, static_cast<size_t>(length)); // nowhere to report a failure
+}
+
+// A device opened while one of the three is closed would take its number, and the report would be
+// written into the device.
+void occupy_standard_descriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+        if (fcntl(fd, F_GETFD) < 0)
+            (void)open("/dev/null", O_RDWR); // the lowest free number, so this one
 }
 
 bool create_table() {
@@ -77,6 +86,7 @@ void start_run() {
 } // namespace
 
 int main(int argc, char **argv) {
+    occupy_standard_descriptors();
     restore_default_signals();
     if (!create_table())
         return 1;

@@ -37,13 +37,12 @@ static_assert(SIGSTOP == 19 && SIGTERM == 15 && SIGTSTP == 20);
 
 constexpr int32_t NO_CHILD_NAP_US = 5000;
 
-// A test that was forked a moment ago may not have written its id yet. It is known all the same,
-// and gets its id into its record, so that it is counted when it has been reaped.
+volatile sig_atomic_t tests_killed = 0; // by a stop signal
+
+// A test that was forked a moment ago may not have written its id yet: it is known all the same.
 int32_t process_of_record(int32_t index) {
-    TestRecord &record = status_table->records[static_cast<size_t>(index)];
-    if (shared_word(record.pid) == PID_NONE)
-        set_shared_word(record.pid, started_process(index));
-    return shared_word(record.pid);
+    const int32_t pid = shared_word(status_table->records[static_cast<size_t>(index)].pid);
+    return pid == PID_NONE ? started_process(index) : pid;
 }
 
 void kill_all_tests() {
@@ -53,9 +52,22 @@ void kill_all_tests() {
         pids[static_cast<size_t>(i)] = process_of_record(i);
     (void)sched_yield();
     (void)sched_yield();
+    // A record may still hold the id of a process long reaped: it may be anybody's by now.
     for (const int32_t pid : pids)
-        if (pid > 0)
-            (void)kill(pid, SIGKILL); // ESRCH: it has ended already
+        if (pid > 0 && !was_reaped(pid))
+            (void)kill(pid, SIGKILL); // of no effect when it has just ended
+    tests_killed = 1;
+}
+
+// A test killed before it wrote its id matches no record's `pid`: it is counted by the record that
+// it was started for.
+void reap_unnamed(pid_t ended) {
+    const int32_t index = record_of_process(ended);
+    int32_t &pid = status_table->records[static_cast<size_t>(index)].pid;
+    if (tests_killed == 0 || index == 0 || shared_word(pid) != PID_NONE)
+        return;
+    set_shared_word(pid, PID_REAPED);
+    ++record_count;
 }
 
 void log_and_restart_countdown() {
@@ -143,9 +155,11 @@ void reap_records(int32_t ended) {
 
 void run_until_reaped() {
     (void)gettimeofday(&last_report_time, nullptr);
+    record_count += failed_starts();
     while (process_count >= record_count) {
         const pid_t ended = wait(nullptr);
         const bool no_child = ended < 0 && errno == ECHILD;
+        reap_unnamed(ended);
         forget_process(ended);
         reap_records(ended);
         // Without a child left wait fails at once: a record that can no longer be counted must

@@ -44,17 +44,20 @@ struct TestRecord {
     uint32_t write_count;      // data written, in the test's own unit
     uint32_t prev_write_count; // write_count at the previous status report; the report's
     uint32_t prev_read_count;  // read_count at the previous status report; the report's. The serial
-                               // receiver and the field I/O tests count good checks into it too
+                               // receiver counts good blocks into it too, the field I/O test on the
+                               // sync port each read of its inputs
     int32_t errors;            // primary error counter
     int32_t errors2;           // mismatches
     int32_t errors3;           // per test
     int32_t hist_next;         // 0..7, the slot that the next error sample takes
     std::array<ErrorSample, RING_SLOTS> hist;
-    int32_t hold;      // HOLD_NONE, HOLD_REQUESTED (supervisor), HOLD_ACKNOWLEDGED (test)
+    int32_t hold;      // requested by the supervisor, by the field I/O tests for themselves too;
+                       // acknowledged by the test
     int32_t kind_code; // numeric test kind for the results log; supervisor, after the start
 };
-static_assert(sizeof(TestRecord) == 29 * 4 && std::is_standard_layout_v<TestRecord>);
-static_assert(offsetof(TestRecord, hist) == 11 * 4 && offsetof(TestRecord, hold) == 27 * 4);
+static_assert(sizeof(TestRecord) == 29 * sizeof(int32_t) && std::is_standard_layout_v<TestRecord>);
+static_assert(offsetof(TestRecord, hist) == 11 * sizeof(int32_t));
+static_assert(offsetof(TestRecord, hold) == 27 * sizeof(int32_t));
 
 struct StatusTable {
     std::array<TestRecord, TABLE_RECORDS> records;

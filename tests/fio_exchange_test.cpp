@@ -84,6 +84,10 @@ TEST_F(Exchange, a_reply_of_the_wrong_length_in_place_is_taken_and_told) {
         EXPECT_EQ(ask_status(), 0);
         EXPECT_EQ(told, count == 12 ? "[12 10]" : "[3 10]");
         EXPECT_TRUE(std::equal(answer.begin(), answer.begin() + 3, reply.begin()));
+        if (count == 3) {
+            EXPECT_EQ(std::count(reply.begin() + 3, reply.begin() + STATUS_REPLY_LENGTH, 0), 7)
+                << "not what the longer reply before it left";
+        }
         EXPECT_EQ(reply[STATUS_REPLY_LENGTH], 0x55) << "nothing behind the expected length";
         EXPECT_EQ(record.errors, 0);
     }

@@ -2,6 +2,7 @@
 // case here opens a panel: on a machine that has one, four ESC presses would restart it.
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
@@ -166,7 +167,7 @@ TEST(Keys, only_esc_adds_to_the_presses_in_a_row) {
     int32_t escapes = 0;
     for (int32_t press = 1; press <= 5; ++press)
         EXPECT_EQ(escapes = escapes_after(escapes, KEY_ESC), press);
-    for (const uint8_t key : {'\r', 'a', 'u', 'x', '\0', 'S'})
+    for (const uint8_t key : std::to_array<uint8_t>({'\r', 'a', 'u', 'x', '\0', 'S'}))
         EXPECT_EQ(escapes_after(3, key), 0);
 }
 

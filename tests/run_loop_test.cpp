@@ -144,52 +144,70 @@ TEST_F(Countdown, a_requested_list_restarts_it_and_a_stop_does_not) {
 
 using StopSignals = TableTest;
 
-TEST_F(StopSignals, each_kill_every_claimed_test_and_no_other_process) {
-    for (const int number : {SIGQUIT, SIGUSR2, SIGTERM, SIGTSTP}) {
-        // Two tests, one of them above the process count, and a process that is no test.
-        pid_t children[3];
-        for (pid_t &child : children) {
-            child = fork();
-            if (child == 0) {
-                pause();
-                _exit(0);
-            }
-        }
-        record(1).pid = children[0];
-        record(2).pid = children[1];
-        process_count = 1;
-        bogus_count = 1;
-        stress_signal(number);
-        for (const int i : {0, 1}) {
-            int status = 0;
-            ASSERT_EQ(waitpid(children[i], &status, 0), children[i]);
-            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "signal " << number;
-            record(i + 1).pid = PID_REAPED;
-        }
-        EXPECT_EQ(waitpid(children[2], nullptr, WNOHANG), 0);
-        ASSERT_EQ(kill(children[2], SIGKILL), 0);
-        ASSERT_EQ(waitpid(children[2], nullptr, 0), children[2]);
-    }
-}
-
-TEST_F(StopSignals, reach_a_test_that_has_not_written_its_id_yet) {
-    claim_record('P');
+// Starts a test of so many records that does nothing.
+pid_t start_idle_test(int records = 1) {
+    for (int i = 0; i < records; ++i)
+        claim_record('P');
     const pid_t child = start_test();
     if (child == 0) {
         pause();
         _exit(0);
     }
+    return child;
+}
+
+int signal_that_ended(pid_t child) {
+    int status = 0;
+    if (waitpid(child, &status, 0) != child || !WIFSIGNALED(status))
+        return 0;
+    forget_process(child);
+    return WTERMSIG(status);
+}
+
+TEST_F(StopSignals, each_kill_every_claimed_test_and_no_other_process) {
+    for (const int number : {SIGQUIT, SIGUSR2, SIGTERM, SIGTSTP}) {
+        record_count = 0;
+        // Two tests, one of them above the process count, and a record that still holds an id which
+        // was reaped and is somebody else's by now.
+        const pid_t tests[] = {start_idle_test(), start_idle_test()};
+        const pid_t stranger = start_idle_test();
+        forget_process(stranger);
+        record(1).pid = tests[0];
+        record(2).pid = tests[1];
+        record(3).pid = stranger;
+        process_count = 2;
+        bogus_count = 1;
+        stress_signal(number);
+        for (const pid_t test : tests)
+            EXPECT_EQ(signal_that_ended(test), SIGKILL) << "signal " << number;
+        EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0);
+        ASSERT_EQ(kill(stranger, SIGKILL), 0);
+        ASSERT_EQ(waitpid(stranger, nullptr, 0), stranger);
+        record(1).pid = record(2).pid = record(3).pid = PID_REAPED;
+    }
+}
+
+TEST_F(StopSignals, reach_a_test_that_has_not_written_its_id_yet) {
+    const pid_t child = start_idle_test();
     process_count = 1;
     bogus_count = 0;
     stress_signal(SIGTERM);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFSIGNALED(status));
-    record_count = 1;
-    reap_records(child);
-    EXPECT_EQ(record_count, 2) << "and counted";
-    forget_process(child);
+    EXPECT_EQ(signal_that_ended(child), SIGKILL);
     EXPECT_EQ(started_process(1), 0) << "its id may be another's from now on";
+}
+
+TEST_F(StopSignals, end_the_run_though_no_test_had_written_its_id) {
+    (void)start_idle_test();
+    (void)start_idle_test(2); // its last record stands behind those that are scanned
+    bogus_count = 1;
+    process_count = record_count - bogus_count;
+    record_count = 1;
+    stress_signal(SIGTERM);
+    run_until_reaped();
+    EXPECT_EQ(record_count, 3);
+    EXPECT_EQ(record(1).pid, PID_REAPED);
+    EXPECT_EQ(record(2).pid, PID_NONE);
+    EXPECT_EQ(record(3).pid, PID_REAPED);
 }
 
 TEST_F(StopSignals, that_come_after_the_table_is_gone_do_nothing) {

@@ -262,7 +262,7 @@ TEST_F(SerialEcho, sends_back_what_came_and_counts_the_bytes_three_times) {
     ASSERT_GT(echo_test(0, OWN_PORT, 0), 0);
     ASSERT_TRUE(wait_until([&] { return shared_word(own().unit) == 1; }));
     Bytes sent;
-    for (const size_t length : {1, 30, 700}) { // 700: more than one read takes
+    for (const size_t length : {1U, 30U, 700U}) { // 700: more than one read takes
         Bytes part;
         for (size_t i = 0; i < length; ++i)
             part.push_back(static_cast<uint8_t>(length + i));

@@ -253,4 +253,21 @@ TEST(Requests, a_storm_of_signals_gives_whole_lists_and_a_clean_end) {
     EXPECT_GT(count_lines(run, "<OL>"), 100U) << "the storm did ask for lists";
 }
 
+// Producers are started without a pause between them: the storm meets tests that have only just
+// been forked. A longer row of other seeds is a command in tests/many_runs.cpp.
+TEST(Requests, storms_at_any_moment_of_short_runs_leave_no_process_and_whole_lists) {
+    const std::string runs = sizeof(HK_EMULATOR) > 1 ? "60" : "300";
+    std::vector<std::string> arguments =
+        own_program(HK_STRESS_PATH, {"-d1", "-l600", "-P2", "-P2", "-P2"});
+    arguments.insert(arguments.begin(), {"1", runs, "20"});
+    board_run run = board_run::program({"--port", "2"}, own_program(MANY_RUNS_PATH, arguments));
+    EXPECT_EQ(run.finish(), 0) << run.output;
+    EXPECT_NE(run.output.find(", bad 0\n"), std::string::npos);
+    expect_whole_lists(run.log, 3);
+    const size_t end = run.output.rfind("handled ");
+    ASSERT_NE(end, std::string::npos);
+    const auto handled = strtoull(run.output.c_str() + end + 8, nullptr, 10);
+    EXPECT_GE(count_lines(run, "<OL>"), 2 * handled) << "one at the stop, one at the end";
+}
+
 } // namespace

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "supervisor/sleep.h"
+#include "supervisor/test_process.h"
 
 void TableTest::SetUp() {
     void *room = mmap(nullptr, sizeof(StatusTable), PROT_READ | PROT_WRITE,
@@ -19,6 +20,8 @@ void TableTest::TearDown() {
     for (int i = 1; i < TABLE_RECORDS; ++i)
         if (const pid_t pid = shared_word(record(i).pid); pid > 0 && kill(pid, SIGKILL) == 0)
             (void)waitpid(pid, nullptr, 0);
+    for (int i = 1; i < TABLE_RECORDS; ++i)
+        forget_process(started_process(i));
     (void)munmap(status_table, sizeof(StatusTable));
     status_table = nullptr;
 }

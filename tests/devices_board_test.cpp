@@ -1,0 +1,185 @@
+// Devices and other things of the machine that go away or were never there: nothing crashes, the
+// supervisor goes on, and the counters say what happened.
+
+#include <algorithm>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "tests/board_run.h"
+#include "tests/list_polling.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+using Results = std::vector<result_line>;
+
+// Runs hk_stress from a line of shell that ends with `exec "$@"` and what goes with it.
+board_run stress_from(const std::string &script, Words board_options, const Words &arguments) {
+    Words command = {"/bin/sh", "-c", script, "sh"};
+    const Words program = own_program(HK_STRESS_PATH, arguments);
+    command.insert(command.end(), program.begin(), program.end());
+    return board_run::program(std::move(board_options), command);
+}
+
+TEST(HungUpPort, is_counted_by_each_test_that_uses_it_and_the_run_goes_on) {
+    struct {
+        const char *fault;
+        Words arguments;
+        size_t item;
+        int64_t last_count; // of good blocks, or of blocks written
+        size_t error;       // which of the three numbers goes up
+    } const cases[] = {
+        {"hangup:2:20", {"-d1", "-E2"}, 0, 9, 1},
+        {"hangup:2s:20", {"-d1", "-h", "-E2"}, 0, 9, 1},
+        {"hangup:1:10", {"-d1", "-C1", "-P8"}, 0, 9, 2},
+        {"hangup:8:10", {"-d1", "-C1", "-P8"}, 1, 10, 2},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.fault);
+        board_run run = board_run::stress(
+            {"--loop", "2", "--loop", "2s", "--cable", "1-8", "--fault", c.fault}, c.arguments);
+        const Results items =
+            lists_until(run, [&](const Results &now) { return now[c.item].errors[c.error] >= 10; });
+        ASSERT_GT(items.size(), c.item);
+        EXPECT_LE(items[c.item].counts[1], c.last_count);
+        EXPECT_GE(items[c.item].counts[1], c.last_count - 1) << "one may be under way";
+        EXPECT_EQ(run.stop(), 0);
+    }
+}
+
+// A port that has gone away is ready to be read all the time.
+TEST(HungUpPort, costs_the_receiver_one_count_a_silent_interval_and_no_more) {
+    board_run run = board_run::stress({"--cable", "1-8", "--fault", "hangup:1:1"},
+                                      {"-d1", "-l600", "-C1", "-P8"});
+    ASSERT_TRUE(run.wait_until_running());
+    const int64_t before = list_now(run).at(0).errors[2];
+    const int64_t start_ms = run.log.back().time_ms;
+    const Results items =
+        lists_until(run, [&](const Results &now) { return now[0].errors[2] >= before + 10; });
+    const int64_t passed_ms = run.log.back().time_ms - start_ms;
+    EXPECT_LE(items.at(0).errors[2] - before, passed_ms / 80 + 2);
+}
+
+// Shows what the standard descriptors of the program are once its LED is open.
+constexpr char SHOW_DESCRIPTORS[] = "(until readlink /proc/$$/fd/* | grep -q cpuactive; do :; done;"
+                                    " readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2) & ";
+
+TEST(StandardDescriptors, that_are_closed_are_never_a_device_s) {
+    if (sizeof(HK_EMULATOR) > 1)
+        GTEST_SKIP() << "the emulator has descriptors of its own";
+    struct {
+        const char *closed;
+        size_t count;
+    } const cases[] = {{"<&-", 1}, {">&-", 1}, {"2>&-", 1}, {"<&- >&- 2>&-", 3}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.closed);
+        board_run run =
+            stress_from(std::string(SHOW_DESCRIPTORS) + "exec \"$@\" </dev/zero " + c.closed,
+                        {"--loop", "5s"}, {"-d1", "-z", "-h", "-E55"});
+        const auto nulls = [&run] {
+            size_t found = 0;
+            for (size_t at = 0; (at = run.output.find("/dev/null\n", at)) != std::string::npos;
+                 ++at)
+                ++found;
+            return found;
+        };
+        EXPECT_TRUE(run.wait_until([&] { return nulls() == c.count; })) << run.output;
+        lists_until(run, second_count_is_at_least{1});
+        EXPECT_EQ(run.stop(), 0);
+    }
+}
+
+TEST(SystemLog, that_is_not_there_changes_nothing_but_the_log) {
+    board_run run = stress_from("rm /dev/log; exec \"$@\"", {"--port", "2"}, {"-d1", "-P2", "-P7"});
+    // Only the LED tells how far it is: a second after the first alarm both tests are under way.
+    ASSERT_TRUE(run.wait_for_log("LED off") && run.wait_for_log("LED on"));
+    for (int i = 0; i < 20; ++i)
+        run.signal(SIGUSR1);
+    EXPECT_EQ(run.stop(), 0);
+    EXPECT_NE(run.output.find("\nsp2, pid   -7 produce, wrote 0"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("produce, wrote 00000000, errors 0001"), std::string::npos);
+}
+
+TEST(SharedMemory, that_is_used_up_is_reported_and_nothing_started) {
+    board_run run =
+        stress_from("echo 0 >/proc/sys/kernel/shmmni || exit 77; exec \"$@\"", {}, {"-d1", "-P2"});
+    const int status = run.finish();
+    if (status == 77)
+        GTEST_SKIP() << "only a privileged board may set the limit";
+    EXPECT_EQ(status, 1);
+    EXPECT_NE(run.errors.find("hk_stress: no shared memory for the status table"),
+              std::string::npos);
+}
+
+// Another user, since the limit does not hold for root. Ports and log stay open to it. A sanitizer
+// must not look for leaks: it would have to start a process for that.
+constexpr char WITH_PROCESSES[] =
+    "export ASAN_OPTIONS=detect_leaks=0; chmod 666 /dev/sp* /dev/log /dev/cpuactive && "
+    "exec setpriv --reuid=64123 --clear-groups prlimit --nproc=";
+
+TEST(Processes, that_cannot_be_forked_count_as_ended_with_one_error_each) {
+    if (geteuid() != 0 || sizeof(HK_EMULATOR) > 1)
+        GTEST_SKIP() << "needs another user, and no emulator that has threads of its own";
+    struct {
+        const char *processes;
+        size_t not_started;
+    } const cases[] = {{"1", 3}, {"2", 2}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.processes);
+        board_run run = stress_from(WITH_PROCESSES + std::string(c.processes) + " \"$@\"",
+                                    {"--port", "2"}, {"-d1", "-P2", "-P2", "-E28"});
+        if (c.not_started < 3) {
+            const Results items =
+                lists_until(run, [](const Results &now) { return now.at(0).counts[0] >= 10; });
+            ASSERT_EQ(items.size(), 4U);
+            EXPECT_EQ(items[0].errors[2], 0);
+            EXPECT_EQ(items[1].errors[2], 1);
+            EXPECT_EQ(items[3].errors[1], 1) << "the second record of the crossover";
+            EXPECT_EQ(run.stop(), 0);
+        } else {
+            EXPECT_EQ(run.finish(), 0) << "nothing to wait for";
+        }
+        const std::string message = "hk_stress: no process for record ";
+        size_t messages = 0;
+        for (size_t at = 0; (at = run.errors.find(message, at)) != std::string::npos; ++at)
+            ++messages;
+        EXPECT_EQ(messages, c.not_started) << run.errors;
+    }
+}
+
+// A full file system takes the files but none of their words.
+TEST(FullFileSystem, shows_in_the_counters_of_the_tests_that_write) {
+    board_run run =
+        stress_from("mkdir /r0/full && mount -t tmpfs -o size=4k none /r0/full && "
+                    "head -c 4096 /dev/zero >/r0/full/all && exec \"$@\"",
+                    {"--release", "--loop", "5s"},
+                    {"-d1", "-Y", "/r0/full", "-M", "/r0/full/a:/r0/full/b:0", "-h", "-E55"});
+    const Results items = lists_until(run, [](const Results &now) {
+        return now.size() == 3 && now[0].errors[0] >= 32 && now[1].errors[0] >= 4 &&
+               now[2].counts[1] >= 10;
+    });
+    ASSERT_EQ(items.size(), 3U);
+    EXPECT_EQ(items[0].counts[1], 0) << "no file could be verified";
+    EXPECT_EQ(items[1].counts[1], 0) << "nothing could be read back";
+    EXPECT_EQ(items[2].errors[0], 0) << "the crossover is not concerned";
+    EXPECT_EQ(run.stop(), 0);
+}
+
+TEST(ReadOnlyFileSystem, ends_the_test_that_writes_with_one_error_and_leaves_the_others) {
+    for (const auto &[option, argument] :
+         {std::pair{"-Y", "/r0/fixed"}, std::pair{"-M", "/r0/fixed/a:/r0/fixed/b:0"}}) {
+        SCOPED_TRACE(option);
+        board_run run = stress_from("mkdir /r0/fixed && mount -t tmpfs -o ro none /r0/fixed && "
+                                    "exec \"$@\"",
+                                    {"--loop", "5s"}, {"-d1", "-h", "-E55", option, argument});
+        const Results items = lists_until(run, [](const Results &now) {
+            return now.size() == 2 && now[1].errors[0] == 1 && now[0].counts[1] >= 10;
+        });
+        ASSERT_EQ(items.size(), 2U);
+        EXPECT_EQ(items[0].errors[0], 0);
+        EXPECT_EQ(items[1].counts[0], 0) << "nothing was written";
+    }
+}
+
+} // namespace

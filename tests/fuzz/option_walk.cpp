@@ -1,0 +1,85 @@
+// Links with start_test and usleep wrapped: no test is forked and no pause made. Everything else is
+// the program's own.
+
+#include <algorithm>
+#include <cstdlib>
+#include <getopt.h>
+#include <sys/types.h>
+#include <unistd.h>
+#include <vector>
+
+#include "serial/port_access.h"
+#include "supervisor/option_table.h"
+#include "supervisor/settings.h"
+#include "supervisor/status_table.h"
+#include "tests/fuzz/targets.h"
+
+namespace {
+
+constexpr size_t ARGUMENTS_MAX = 200; // more than the program reads, enough to claim every record
+constexpr pid_t SOME_PROCESS = 700001;
+
+StatusTable table; // of its own: the sanitizer sees what goes beyond it
+
+void require(bool holds) {
+    if (!holds)
+        abort();
+}
+
+bool is_untouched(const TestRecord &record) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(&record);
+    return std::all_of(bytes, bytes + sizeof record, [](uint8_t byte) { return byte == 0; });
+}
+
+void start_afresh() {
+    table = {};
+    status_table = &table;
+    record_count = bogus_count = process_count = sync_owner = 0;
+    hdlc_mode = 0;
+    port_speed_code = SPEED_115200;
+    optind = 0; // see getopt(3): it starts from the beginning again
+}
+
+// The arguments end at zero bytes.
+std::vector<char *> split(std::vector<char> &text) {
+    static char program[] = "hk_stress";
+    std::vector<char *> words = {program};
+    text.push_back('\0');
+    for (size_t at = 0; at < text.size() && words.size() < ARGUMENTS_MAX;) {
+        words.push_back(text.data() + at);
+        at = static_cast<size_t>(
+                 std::find(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), '\0') -
+                 text.begin()) +
+             1;
+    }
+    words.push_back(nullptr);
+    return words;
+}
+
+} // namespace
+
+pid_t no_start() asm("__wrap__Z10start_testv");
+pid_t no_start() {
+    require(record_count >= 1 && record_count <= TEST_RECORDS);
+    return SOME_PROCESS;
+}
+
+extern "C" int __wrap_usleep(useconds_t);
+extern "C" int __wrap_usleep(useconds_t) {
+    return 0;
+}
+
+void fuzz_option_walk(std::span<const uint8_t> input) {
+    start_afresh();
+    std::vector<char> text(input.begin(), input.end());
+    std::vector<char *> words = split(text);
+    walk_options(static_cast<int>(words.size()) - 1, words.data());
+
+    require(record_count >= 0 && record_count <= TEST_RECORDS);
+    require(bogus_count >= 0 && 2 * bogus_count <= record_count);
+    require(sync_owner >= 0 && sync_owner <= record_count);
+    for (int32_t i = record_count + 1; i < TABLE_RECORDS; ++i)
+        require(is_untouched(table.records[static_cast<size_t>(i)]));
+    for (const TestRecord &record : table.records)
+        require(record.pid == PID_NONE && record.errors == 0 && record.hist_next == 0);
+}
