@@ -53,6 +53,20 @@ std::string shipped(const std::string &name, const std::map<std::string, std::st
     return text;
 }
 
+// A connection to a port of this machine; -1 when nobody listens there.
+int connect_to(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(connection, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
+        return connection;
+    }
+    close(connection);
+    return -1;
+}
+
 class FleetLog : public testing::Test {
 protected:
     void SetUp() override {
@@ -120,7 +134,11 @@ protected:
                                                               "listenPortFileName=\"" +
                                                                   port_file + "\""},
                                            {"/var/log/hk_stress", kept}}));
-        EXPECT_TRUE(wait_until([&] { return !contents(port_file).empty(); }));
+        // The port is written down before the daemon listens on it.
+        EXPECT_TRUE(wait_until([&] {
+            const int connection = connect_to(atoi(contents(port_file).c_str()));
+            return connection >= 0 && close(connection) == 0;
+        }));
         return atoi(contents(port_file).c_str());
     }
 
@@ -213,12 +231,8 @@ TEST_F(FleetLog, each_boards_file_holds_its_own_lists_line_by_line_and_no_other_
 TEST_F(FleetLog, a_line_without_a_hardware_address_names_no_file) {
     const int port = start_collector();
     ASSERT_FALSE(HasFailure());
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(connect(connection, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    const int connection = connect_to(port);
+    ASSERT_GE(connection, 0);
     const std::string start = "<14>2026-11-21T05:00:00+00:00 left Stress ";
     const std::string lines = start + "../../02000000 : <OL>\n" + start + "02000000000 : <OL>\n" +
                               "<14>2026-11-21T05:00:00+00:00 left other 02000000000a : <OL>\n" +
