@@ -127,9 +127,8 @@ def build(target, options):
 
 def failed_test():
     with open(os.path.join(WORK, "last_output"), errors="replace") as output:
-        found = re.search(r"\d+ - (\S+) \((?:Failed|Timeout|SEGFAULT|Subprocess)|\[  FAILED  \] (\S+)",
-                          output.read())
-    return (found[1] or found[2]) if found else "?"
+        found = re.search(r"Test +#\d+: (\S+).*\*\*\*|\[  FAILED  \] (\S+)", output.read())
+    return (found[1] or found[2]) if found else "a crash"
 
 
 def tests_notice(command, options):
