@@ -127,9 +127,8 @@ def build(target, options):
 
 def failed_test():
     with open(os.path.join(WORK, "last_output"), errors="replace") as output:
-        found = re.search(r"\d+ - (\S+) \((?:Failed|Timeout|SEGFAULT|Subprocess)|\[  FAILED  \] (\S+)",
-                          output.read())
-    return (found[1] or found[2]) if found else "?"
+        found = re.search(r"Test +#\d+: (\S+).*\*\*\*|\[  FAILED  \] (\S+)", output.read())
+    return (found[1] or found[2]) if found else "a crash"
 
 
 def tests_notice(command, options):
@@ -182,6 +181,9 @@ def prepare(options):
     subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", "-DHK_TESTS=ON",
                     "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0"], check=True,
                    stdout=subprocess.DEVNULL)
+    # The first build is the whole project's.
+    if run(["cmake", "--build", BUILD, "--", f"-j{options.jobs}"], 3600, WORK) != 0:
+        sys.exit(f"the unchanged program does not build, see {WORK}/last_output")
     for folder in sorted({change[0].split("/")[0] for change in options.changes}):
         verdict = verdict_on(folder, options)
         if verdict:
@@ -205,7 +207,7 @@ def read_options():
                         help="the changes of one line; may be repeated")
     parser.add_argument("--part", default="1/1", metavar="K/N",
                         help="the Kth of N parts, for several at a time; see HK_MUTATION_FOLDER")
-    parser.add_argument("--limit", type=int, default=900, metavar="SECONDS", help="for each step")
+    parser.add_argument("--limit", type=int, default=180, metavar="SECONDS", help="for each step of a change")
     parser.add_argument("--jobs", type=int, default=2, metavar="N", help="of a build")
     parser.add_argument("--tests-at-once", type=int, default=4, metavar="N")
     parser.add_argument("--list", action="store_true", help="only show the changes")

@@ -192,6 +192,15 @@ TEST_F(SerialReceiver, what_came_while_it_was_held_is_not_looked_at) {
     EXPECT_EQ(own().errors2, carried);
 }
 
+TEST_F(SerialReceiver, a_port_that_becomes_descriptor_0_counts_as_a_failed_open) {
+    const unique_fd input(dup(STDIN_FILENO));
+    (void)close(STDIN_FILENO);
+    EXPECT_GT(serial_loop_test(0, OWN_PORT, paren_pattern), 0);
+    EXPECT_EQ(dup2(input.get(), STDIN_FILENO), STDIN_FILENO);
+    EXPECT_TRUE(wait_until([] { return shared_word(own().pid) == PID_FINISHED; }));
+    EXPECT_EQ(own().errors3, 1);
+}
+
 TEST_F(SerialReceiver, a_transfer_length_outside_its_buffer_does_no_harm) {
     for (const int32_t length : {-5, 512, 100000}) {
         xfer_length = length;
