@@ -56,6 +56,7 @@ struct fault_cell {
     const char *prepared_by = nullptr; // a shell command on the board, before hk_stress
     ending end = ending::stopped;
     const char *report = nullptr; // part of the report; then the lists are not looked at
+    bool needs_limits = false;    // resource limits that an emulator takes for itself
     bool needs_spi = false;       // requests that emulators do not know
 };
 
