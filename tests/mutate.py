@@ -64,8 +64,12 @@ def changed(match):
     if match["truth"]:
         return "false" if text == "true" else "true"
     if match["number"]:
-        value = int(text.replace("'", ""), 0 if text[:2].lower() == "0x" else 10) + 1
-        return hex(value) if text[:2].lower() == "0x" else str(value)
+        digits = text.replace("'", "")
+        if digits[:2].lower() == "0x":
+            return hex(int(digits, 16) + 1)
+        if digits[0] == "0" and len(digits) > 1:
+            return f"0{int(digits, 8) + 1:o}"
+        return str(int(digits) + 1)
     return None
 
 

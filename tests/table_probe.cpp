@@ -6,7 +6,8 @@
 //     set RECORD WORD VALUE
 //     show RECORD WORD         sends "record R word W is V" to the system log
 //
-// Then it ends the program with SIGTERM, once the program catches that, and waits for it. Exit status: the program's.
+// Then it ends the program with SIGTERM, once the program catches that, and waits for it. Exit
+// status: the program's.
 
 #include <csignal>
 #include <cstdint>
@@ -107,8 +108,11 @@ int main(int argc, char **argv) {
         steps = end;
         take(next, table);
     }
-    while (!catches_sigterm(program))
+    siginfo_t ended = {};
+    while (!catches_sigterm(program) && ended.si_pid == 0) {
         pause_ms();
+        (void)waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
     (void)kill(program, SIGTERM);
     int status = 0;
     (void)waitpid(program, &status, 0);
