@@ -216,6 +216,8 @@ TEST_F(Exchange, a_silent_module_is_asked_three_times_and_forgotten) {
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(module_receives(), (bytes{20, 0x83, '<'}));
     EXPECT_EQ(module_receives(), bytes{});
+    EXPECT_EQ(fio_map_pass(port.get(), record, FIRST_MODULE, reply, request, profile_of(221)), 0);
+    EXPECT_EQ(record.errors3, 4);
 }
 
 TEST(Wait, it_ends_24_ms_after_its_start_after_a_slow_poll_or_when_the_clock_goes_back) {

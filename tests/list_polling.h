@@ -28,7 +28,7 @@ void pause_between_lists();
 
 template <typename Claim>
 std::vector<result_line> lists_until(board_run &run, Claim claim) {
-    constexpr int TRIES = 600; // a minute, and more on a slow machine
+    constexpr int TRIES = 300; // half a minute, and more on a slow machine
     for (int tries = 0; tries < TRIES; ++tries) {
         const std::vector<result_line> items = list_now(run);
         if (items.empty())

@@ -2,7 +2,7 @@
 """Changes one constant or comparison of the program at a time and tells which changes the tests do
 not notice.
 
-    tests/mutate.py                              a random hundred changes
+    tests/mutate.py                              changes in a random hundred lines
     tests/mutate.py --sample 300 --seed 2        more, others
     tests/mutate.py --files 'serial/*' --sample 0    every change in a folder
     tests/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
@@ -64,8 +64,12 @@ def changed(match):
     if match["truth"]:
         return "false" if text == "true" else "true"
     if match["number"]:
-        value = int(text.replace("'", ""), 0 if text[:2].lower() == "0x" else 10) + 1
-        return hex(value) if text[:2].lower() == "0x" else str(value)
+        digits = text.replace("'", "")
+        if digits[:2].lower() == "0x":
+            return hex(int(digits, 16) + 1)
+        if digits[0] == "0" and len(digits) > 1:
+            return f"0{int(digits, 8) + 1:o}"
+        return str(int(digits) + 1)
     return None
 
 
@@ -197,10 +201,19 @@ def describe(change):
     return f"{path}:{number}: {old} -> {new} at column {column + 1}: {line}"
 
 
+def sample(changes, chance, count):
+    """One change in each of `count` lines, so that a table of bytes is not most of the sample."""
+    lines = {}
+    for change in changes:
+        lines.setdefault(change[:2], []).append(change)
+    chosen = chance.sample(sorted(lines), min(count, len(lines)))
+    return [chance.choice(lines[line]) for line in sorted(chosen)]
+
+
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--sample", type=int, default=100, metavar="N", help="changes to try; 0: all")
+    parser.add_argument("--sample", type=int, default=100, metavar="N", help="lines to change; 0: every change")
     parser.add_argument("--seed", type=int, default=1, metavar="S", help="of the random choice")
     parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
     parser.add_argument("--replay", metavar="FILE:LINE", action="append", default=[],
@@ -216,7 +229,7 @@ def read_options():
     if options.replay:
         options.changes = [c for c in options.changes if f"{c[0]}:{c[1]}" in options.replay]
     elif 0 < options.sample < len(options.changes):
-        options.changes = sorted(random.Random(options.seed).sample(options.changes, options.sample))
+        options.changes = sample(options.changes, random.Random(options.seed), options.sample)
     part, parts = map(int, options.part.split("/"))
     length = -(-len(options.changes) // parts)
     options.changes = options.changes[(part - 1) * length:part * length]

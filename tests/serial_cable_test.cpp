@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "serial/crossover_test.h"
 #include "serial/echo_test.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
@@ -47,6 +48,7 @@ protected:
     void TearDown() override {
         hdlc_mode = 0;
         xfer_length = 32;
+        port_speed_code = SPEED_115200;
         TableTest::TearDown();
     }
 
@@ -263,6 +265,30 @@ TEST_F(SerialProducer, in_hdlc_mode_a_block_is_a_frame_of_the_synchronous_port) 
         EXPECT_EQ(read(far_end.get(), arrived.data(), arrived.size()), 16);
         EXPECT_EQ(arrived[0], ')') << "the header belongs to the sample frames";
     }
+}
+
+using SerialCrossover = SerialCable;
+
+TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of_silence) {
+    constexpr uint32_t SPEED_4800 = 12; // slow enough to answer in time on a busy machine
+    port_speed_code = SPEED_4800;
+    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
+    int32_t line_faults = 0; // this cable is no loopback plug
+    for (int number = 1; number <= 9; ++number) {
+        const Bytes frame = receive(1);
+        if (number < 6 || number > 8) {
+            const uint32_t good = shared_count(own().read_count);
+            ASSERT_NO_FATAL_FAILURE(send(frame));
+            ASSERT_TRUE(wait_until([&] { return shared_count(own().read_count) > good; }));
+        }
+        if (number == 1)
+            line_faults = own().errors2;
+    }
+    EXPECT_EQ(own().errors, 3);
+    EXPECT_EQ(own().errors2, line_faults);
+    ASSERT_NO_FATAL_FAILURE(hold());
+    Bytes rest; // not for the next case
+    append_arrived(rest);
 }
 
 using SerialEcho = SerialCable;

@@ -6,7 +6,8 @@
 //     set RECORD WORD VALUE
 //     show RECORD WORD         sends "record R word W is V" to the system log
 //
-// Then it ends the program with SIGTERM and waits for it. Exit status: the program's.
+// Then it ends the program with SIGTERM, once the program catches that, and waits for it. Exit
+// status: the program's.
 
 #include <csignal>
 #include <cstdint>
@@ -59,6 +60,20 @@ volatile int32_t *attach_table() {
     return static_cast<volatile int32_t *>(shmat(id, nullptr, 0));
 }
 
+// Before it has its handlers a signal would end it at once; see proc_pid_status(5).
+bool catches_sigterm(pid_t program) {
+    char path[40];
+    char line[256];
+    unsigned long long caught = 0;
+    (void)snprintf(path, sizeof path, "/proc/%d/status", program);
+    FILE *status = fopen(path, "r");
+    while (status != nullptr && fgets(line, sizeof line, status) != nullptr)
+        (void)sscanf(line, "SigCgt: %llx", &caught);
+    if (status != nullptr)
+        fclose(status);
+    return status == nullptr || (caught >> (SIGTERM - 1) & 1) != 0;
+}
+
 void take(const step &next, volatile int32_t *table) {
     volatile int32_t &word = table[next.record * RECORD_WORDS + next.word];
     if (strcmp(next.action, "set") == 0)
@@ -92,6 +107,11 @@ int main(int argc, char **argv) {
         next.value = static_cast<int32_t>(strtol(steps, &end, 10));
         steps = end;
         take(next, table);
+    }
+    siginfo_t ended = {};
+    while (!catches_sigterm(program) && ended.si_pid == 0) {
+        pause_ms();
+        (void)waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOHANG | WNOWAIT);
     }
     (void)kill(program, SIGTERM);
     int status = 0;
