@@ -145,12 +145,6 @@ board_run board_run::stress(std::vector<std::string> board_options,
         whole_command(std::move(board_options), own_program(HK_STRESS_PATH, arguments)));
 }
 
-board_run board_run::probe(std::vector<std::string> board_options,
-                           std::vector<std::string> arguments) {
-    return board_run(
-        whole_command(std::move(board_options), own_program(PORT_PROBE_PATH, arguments)));
-}
-
 board_run board_run::program(std::vector<std::string> board_options,
                              std::vector<std::string> command) {
     return board_run(whole_command(std::move(board_options), command));

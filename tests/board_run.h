@@ -43,9 +43,6 @@ public:
     // Runs hk_stress, under the emulator where the tests are for another processor.
     static board_run stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments);
-    // Runs the tests' own port_probe, likewise.
-    static board_run probe(std::vector<std::string> board_options,
-                           std::vector<std::string> arguments);
     // Runs any program of the machine.
     static board_run program(std::vector<std::string> board_options,
                              std::vector<std::string> command);

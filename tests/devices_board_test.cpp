@@ -185,4 +185,20 @@ TEST(ReadOnlyFileSystem, ends_the_test_that_writes_with_one_error_and_leaves_the
     }
 }
 
+// The process that could not lay its files reads the rest of the command line, finds its record
+// stopped and prints a report. The first supervisor is then left without a test that it could count
+// as ended: signals that are caught do not end it, the board does.
+TEST(FailedSetUp, makes_a_second_supervisor_and_both_can_be_ended) {
+    board_run run = board_run::stress({}, {"-d1", "-Y", "/r0/missing/files"});
+    const std::string lines = "proc 1 bogus 0\nnumproc 1 indx 1\n";
+    EXPECT_TRUE(run.wait_for_output("filesys, wrote 00000000, read 00000000, errors 0001"));
+    EXPECT_TRUE(run.wait_until([&] { return run.errors.size() >= 2 * lines.size(); }));
+    const Results items = list_now(run);
+    ASSERT_EQ(items.size(), 1U);
+    EXPECT_EQ(items[0].kind, 11);
+    EXPECT_EQ(items[0].errors[0], 1);
+    run.signal(SIGINT);
+    EXPECT_EQ(run.finish(), 124) << "ended by the board";
+}
+
 } // namespace

@@ -82,16 +82,6 @@ TEST_F(FileCopy, a_turn_grows_short_files_to_a_block_and_leaves_the_tail_of_long
     EXPECT_FALSE(exists("source")) << "also a source that was there before";
 }
 
-TEST_F(FileCopy, without_a_destination_the_counts_grow_all_the_same) {
-    start_held(file_copy_option, "source:missing/copy:1");
-    release();
-    ASSERT_TRUE(wait_for_reads(6));
-    EXPECT_EQ(stop(), 2);
-    EXPECT_EQ(record(1).write_count, record(1).read_count + 1);
-    EXPECT_EQ(record(1).read_count % 2, 0u);
-    EXPECT_EQ(record(1).errors, 0);
-}
-
 TEST_F(FileCopy, pauses_5_ms_after_each_turn) {
     start_held(file_copy_option, "source:copy:1");
     release();

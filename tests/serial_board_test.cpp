@@ -34,34 +34,6 @@ TEST(SerialLink, a_receiver_can_be_fed_from_a_file) {
     }
 }
 
-TEST(SerialLink, the_synchronous_link_has_one_owner) {
-    struct {
-        Words arguments;
-        std::vector<int> kinds; // of the tests that started
-    } const plans[] = {
-        // clang-format off
-        {{"-C5", "-C5"}, {1}},
-        {{"-P5", "-P5"}, {0}},
-        {{"-C5", "-F"}, {1}},
-        {{"-F", "-P3"}, {10, 1}},
-        {{"-C5", "-C3"}, {1}},
-        {{"-P5", "-P3"}, {0}}, // the code stays
-        {{"-C5", "-P5"}, {0}}, // the code is overwritten
-        {{"-P3", "-C5"}, {1, 1}},
-        {{"-P3", "-P3"}, {1, 1}},
-        {{"-P5", "-P7", "-P5"}, {0, 0}},
-        // clang-format on
-    };
-    for (const auto &plan : plans) {
-        SCOPED_TRACE(testing::PrintToString(plan.arguments));
-        board_run run = board_run::stress({"--cable", "3-5", "--port", "7"}, plan.arguments);
-        std::vector<int> kinds;
-        for (const result_line &line : list_now(run))
-            kinds.push_back(line.kind);
-        EXPECT_EQ(kinds, plan.kinds);
-    }
-}
-
 TEST(SerialLink, every_receiver_is_followed_by_a_pause_started_or_not) {
     const auto start = std::chrono::steady_clock::now();
     board_run run = board_run::stress({"--port", "5"}, Words(20, "-C5"));

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -127,6 +128,25 @@ protected:
 
     unique_fd far_end;
 };
+
+// A test may read the other port as soon as it has drained the one it wrote to: on the simulated
+// board that must not depend on how busy the machine is.
+TEST_F(SerialCable, what_was_drained_can_be_read_at_the_other_end_at_once) {
+    for (const bool is_synchronous : {false, true}) {
+        const unique_fd own_end(is_synchronous ? open_sync_port(OWN_PORT)
+                                               : open_async_port(OWN_PORT, O_RDWR));
+        if (is_synchronous)
+            far_end.reset(open_sync_port(FAR_PORT));
+        for (int round = 0; round < 1000; ++round) {
+            ASSERT_NO_FATAL_FAILURE(send(GOOD_BLOCK));
+            int unread = 0;
+            ASSERT_EQ(ioctl(own_end.get(), FIONREAD, &unread), 0);
+            ASSERT_EQ(unread, 16) << "round " << round;
+            std::array<uint8_t, 16> arrived;
+            ASSERT_EQ(read(own_end.get(), arrived.data(), arrived.size()), 16);
+        }
+    }
+}
 
 using SerialReceiver = SerialCable;
 
@@ -292,6 +312,14 @@ TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of
 }
 
 using SerialEcho = SerialCable;
+
+TEST_F(SerialEcho, without_its_port_ends_and_counts_nothing) {
+    ASSERT_GT(echo_test(0, "9none", 0), 0);
+    EXPECT_TRUE(wait_until([] { return shared_word(own().pid) == PID_FINISHED; }));
+    EXPECT_EQ(own().test_letter, 'E');
+    EXPECT_EQ(own().unit, 0);
+    EXPECT_EQ(own().errors + own().errors2 + own().errors3, 0);
+}
 
 TEST_F(SerialEcho, sends_back_what_came_and_counts_the_bytes_three_times) {
     ASSERT_GT(echo_test(0, OWN_PORT, 0), 0);
