@@ -40,10 +40,10 @@ NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
 WHOLE_RUNS = {
     "serial": "FaultMatrix.*_[CE]_|SerialLink|serial_cable_tests",
-    "fio": "FaultMatrix.*_[FLS]_|FioLoop",
-    "storage": "FaultMatrix.*_[YMD]_|Held|FailedSetUp",
+    "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
+    "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
-    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|Held|FailedSetUp"
+    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|FaultMatrix.*(none|missing|pulled)",
 }
 
