@@ -1,13 +1,14 @@
-// many_runs SEED RUNS SPAN_MS PROGRAM [ARGUMENT ...]: runs the program RUNS times, one after
-// another, and rains signals on each run, within some SPAN_MS, from before its start-up until its
-// end: SIGUSR1 and SIGALRM, and one stop signal somewhere between them. Each run has its own seed,
-// so that `many_runs S 1 ...` repeats run S of a longer row.
+// many_runs SEED RUNS SPAN_MS DROPS PROGRAM [ARGUMENT ...]: runs the program RUNS times, one after
+// another, and rains signals on each run, fewer than DROPS within some SPAN_MS, from before its
+// start-up until its end: SIGUSR1 and SIGALRM, and one stop signal somewhere between them. Each run
+// has its own seed, so that `many_runs S 1 ...` repeats run S of a longer row.
 //
 // A run is good when it ends by itself, with status 0 and no process left, or when a signal ended
 // it before it had begun to handle them (it has not printed its first line yet); what it had
 // started is then cleaned away. Prints one line for each bad run and the counts at the end; exit
 // status 1 if there was a bad one.
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -118,15 +119,15 @@ void await_start(one_run &run) {
 
 // The signals strike at any moment of the start-up, or at once behind it, where the stop signal
 // meets tests that have hardly begun, or later.
-void rain(one_run &run, int32_t long_span_us) {
+void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
     const int64_t latest_ms = now_ms() + LIMIT_MS;
     const int32_t kind = run.random(3);
     if (kind != 0)
         await_start(run);
     const int32_t span_us = kind == 1 ? SHORT_SPAN_US : long_span_us;
-    const int32_t drops = run.random(kind == 0 ? 3 : 12);
+    const int32_t drops = run.random(kind == 0 ? 3 : most_drops);
     for (int32_t drop = 0; drop < drops && !run.ended; ++drop) {
-        wait_us(run, run.random(span_us / drops));
+        wait_us(run, run.random(std::max(span_us / drops, 1)));
         send(run, run.random(2) == 0 ? SIGUSR1 : SIGALRM);
     }
     wait_us(run, run.random(span_us));
@@ -166,7 +167,7 @@ void judge(one_run &run, counts &all) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 5 || atoi(argv[3]) < 1)
+    if (argc < 6 || atoi(argv[3]) < 1 || atoi(argv[4]) < 1)
         return 2;
     (void)prctl(PR_SET_CHILD_SUBREAPER, 1); // an emulator may refuse: the board reaps orphans then
     const sigset_t blocked = child_signal();
@@ -176,9 +177,9 @@ int main(int argc, char **argv) {
     for (uint32_t seed = first; seed < first + static_cast<uint32_t>(atol(argv[2])); ++seed) {
         one_run run;
         run.seed = run.state = seed;
-        if (!start(run, argv + 4))
+        if (!start(run, argv + 5))
             return 2;
-        rain(run, atoi(argv[3]) * 1000);
+        rain(run, atoi(argv[3]) * 1000, atoi(argv[4]));
         judge(run, all);
     }
     dprintf(STDOUT_FILENO, "handled %d, ended at start %d, bad %d\n", all.handled,
