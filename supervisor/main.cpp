@@ -65,9 +65,7 @@ void close_plan() {
     priority.sched_priority = 2; // not applied: the supervisor stays under the default policy
 
     open_system_log();
-    led_period = std::min(led_period, 60);
-    led_period = led_period <= 0 ? 1 : led_period;
-    log_period = std::clamp(log_period, 5, 600);
+    clamp_periods();
     process_count =
         record_count - bogus_count; // a stop kills records 1..process_count + bogus_count
     (void)sigprocmask(SIG_SETMASK, &before, nullptr);

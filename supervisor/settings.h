@@ -12,6 +12,9 @@ extern int32_t xfer_length; // bytes; transfer length of the serial tests, which
 extern int32_t error_flag;  // set by -e, cleared by -i; kept, nothing reads it
 extern uint8_t hdlc_mode;   // non-zero: asynchronous opens become synchronous ones
 
+// Brings both periods into their ranges, once the whole command line has been read.
+void clamp_periods();
+
 constexpr int32_t TRANSFER_BYTES = 512; // the longest block of the serial tests
 
 // The shared transmit buffer of the serial tests, every byte 0xAA at start.

@@ -44,6 +44,7 @@ WHOLE_RUNS = {
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
     "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
+                  "|StandardDescriptors|SharedMemory|SystemLog"
                   "|FaultMatrix.*(none|missing|pulled)",
 }
 
@@ -161,7 +162,7 @@ def verdict_on(folder, options):
 
 def judge(change, options):
     path, number, column, old, new = change
-    with open(os.path.join(ROOT, path)) as source:
+    with open(os.path.join(COPY, path)) as source:
         original = source.readlines()[number - 1]
     set_line(path, number, original[:column] + new + original[column + len(old):])
     try:
