@@ -44,7 +44,7 @@ WHOLE_RUNS = {
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
     "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
-                  "|StandardDescriptors|SharedMemory|SystemLog"
+                  "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
 }
 
