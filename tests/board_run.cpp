@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <iterator>
 #include <poll.h>
 #include <sstream>
@@ -91,6 +92,14 @@ std::vector<std::string> own_program(const char *path, const std::vector<std::st
     command.emplace_back(path);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
+}
+
+pid_t child_of(pid_t parent) {
+    const std::string id = std::to_string(parent);
+    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+    pid_t child = 0;
+    children >> child;
+    return child;
 }
 
 board_run board_run::stress(std::vector<std::string> board_options,

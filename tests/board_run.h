@@ -42,6 +42,9 @@ std::optional<result_line> parse_result_line(const std::string &text);
 // another processor.
 std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments);
 
+// The first child of a process, 0 when it has none.
+pid_t child_of(pid_t parent);
+
 class board_run {
 public:
     // Runs hk_stress, under the emulator where the tests are for another processor.
