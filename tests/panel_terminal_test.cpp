@@ -1,5 +1,6 @@
 // The simulated board's front panel: scripts of keys, and the operator's terminal as the panel.
 
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -58,12 +59,14 @@ terminal_run::~terminal_run() {
 }
 
 bool terminal_run::wait_for(const std::string &part) {
-    constexpr int LIMIT_MS = 60'000; // without a byte
+    constexpr std::chrono::milliseconds LIMIT(60'000);
+    const auto latest = std::chrono::steady_clock::now() + LIMIT;
     while (screen.find(part) == std::string::npos) {
         pollfd output{terminal, POLLIN, 0};
         char bytes[1024];
         ssize_t count = 0;
-        if (poll(&output, 1, LIMIT_MS) != 1 || (count = read(terminal, bytes, sizeof bytes)) <= 0)
+        if (std::chrono::steady_clock::now() > latest || poll(&output, 1, LIMIT.count()) != 1 ||
+            (count = read(terminal, bytes, sizeof bytes)) <= 0)
             return false;
         screen.append(bytes, static_cast<size_t>(count));
     }
@@ -77,11 +80,11 @@ TEST(PanelTerminal, is_keyboard_and_display_until_ctrl_c_and_gets_its_settings_b
     terminal_run run(PANEL_COMMAND);
     ASSERT_TRUE(run.wait_for(std::string(40, 'A')));
     run.type("\033[A");
-    EXPECT_TRUE(run.wait_for("\033[2J3 UA\r"));
+    ASSERT_TRUE(run.wait_for("\033[2J3 UA\r"));
     run.type("\r");
-    EXPECT_TRUE(run.wait_for("\033[2J1 RET\r"));
+    ASSERT_TRUE(run.wait_for("\033[2J1 RET\r"));
     run.type("\x1a");
-    EXPECT_TRUE(run.wait_for("\033[2J1 \x1a\r")) << "Ctrl-Z is a key like others";
+    ASSERT_TRUE(run.wait_for("\033[2J1 \x1a\r")) << "Ctrl-Z is a key like others";
     EXPECT_EQ(run.screen.find("^["), std::string::npos) << "an echo of the arrow";
     run.type("\x03");
     EXPECT_TRUE(run.wait_for("status 0 restored.")) << run.screen;
