@@ -7,13 +7,17 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
+
+#include "supervisor/unique_fd.h"
 
 // A line of the system log or of the board itself (its ident is "board").
 struct log_line {
@@ -38,6 +42,9 @@ std::optional<result_line> parse_result_line(const std::string &text);
 // another processor.
 std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments);
 
+// The first child of a process, 0 when it has none.
+pid_t child_of(pid_t parent);
+
 class board_run {
 public:
     // Runs hk_stress, under the emulator where the tests are for another processor.
@@ -53,8 +60,7 @@ public:
 
     // Waits until `holds` returns true; false when the board ended first or the limit passed.
     // The claim is looked at whenever something was printed or logged.
-    template <typename Claim>
-    bool wait_until(Claim holds);
+    bool wait_until(const std::function<bool()> &holds);
 
     // Waits for a log line, not yet passed by an earlier call, whose text contains `part`. None at
     // the limit or the end of the run.
@@ -85,32 +91,18 @@ public:
     std::vector<log_line> log;
 
 private:
+    using time_point = std::chrono::steady_clock::time_point;
+
     explicit board_run(std::vector<std::string> arguments);
-    void start(std::vector<std::string> &arguments);
-    bool read_more(int64_t latest_ms); // false at the end of the run or when that time has come
+    bool read_more(time_point latest); // false at the end of the run or when that time has come
     void read_log();
 
-    static int64_t now_ms();
-    static int64_t limit_ms();
-
     pid_t board = -1;
-    int output_pipe = -1;
-    int error_pipe = -1;
-    int log_file = -1;
-    int log_watch = -1; // tells when the log file has grown
+    unique_fd output_pipe;
+    unique_fd error_pipe;
+    unique_fd log_file;
+    unique_fd log_watch; // tells when the log file has grown
     std::string log_path;
     std::string unfinished_log;
     size_t log_passed = 0;
-    bool running = false; // hk_stress has been seen to take signals
 };
-
-template <typename Claim>
-bool board_run::wait_until(Claim holds) {
-    const int64_t latest_ms = now_ms() + limit_ms();
-    while (!holds()) {
-        if (!read_more(latest_ms)) {
-            return holds();
-        }
-    }
-    return true;
-}

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -112,14 +111,6 @@ TEST(SpiMemory, is_not_read_while_the_test_is_held) {
     const Words counts = logged(log, "record");
     ASSERT_EQ(counts.size(), 2U);
     EXPECT_EQ(counts[0], counts[1]);
-}
-
-pid_t child_of(pid_t parent) {
-    const std::string id = std::to_string(parent);
-    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
-    pid_t child = 0;
-    children >> child;
-    return child;
 }
 
 TEST(SpiMemory, one_slow_pass_is_told_and_ends_the_reads_of_an_eeprom) {

@@ -29,6 +29,23 @@ std::vector<result_line> last_list(const board_run &run) {
     return parse_list(last);
 }
 
+std::vector<result_line>
+lists_until(board_run &run, const std::function<bool(const std::vector<result_line> &)> &claim) {
+    constexpr int TRIES = 300; // half a minute, and more on a slow machine
+    for (int tries = 0; tries < TRIES; ++tries) {
+        const std::vector<result_line> items = list_now(run);
+        if (items.empty())
+            break; // the run has ended, or answers no more
+        if (claim(items))
+            return items;
+        pause_between_lists();
+    }
+    std::string text = "the counters never got there; the last lines of the log:\n";
+    for (size_t i = run.log.size() < 12 ? 0 : run.log.size() - 12; i < run.log.size(); ++i)
+        text += run.log[i].text + "\n";
+    throw std::runtime_error(text);
+}
+
 bool second_count_is_at_least::operator()(const std::vector<result_line> &items) const {
     return std::all_of(items.begin(), items.end(),
                        [this](const result_line &item) { return item.counts[1] >= count; });
@@ -36,11 +53,4 @@ bool second_count_is_at_least::operator()(const std::vector<result_line> &items)
 
 void pause_between_lists() {
     (void)usleep(100000);
-}
-
-void give_up(const board_run &run) {
-    std::string text = "the counters never got there; the last lines of the log:\n";
-    for (size_t i = run.log.size() < 12 ? 0 : run.log.size() - 12; i < run.log.size(); ++i)
-        text += run.log[i].text + "\n";
-    throw std::runtime_error(text);
 }
