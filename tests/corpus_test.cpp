@@ -1,7 +1,6 @@
 // Replays the inputs that the fuzzers have found worth keeping, with every compiler.
 #include <gtest/gtest.h>
 
-#include "tests/fuzz/replay.h"
 #include "tests/fuzz/targets.h"
 
 namespace {

@@ -67,82 +67,46 @@ bytes frame_with_marker(size_t count, size_t at) {
     return frame;
 }
 
-TEST_F(Exchange, the_module_gets_the_request_whole_and_its_reply_is_taken_as_it_is) {
-    const bytes answer = frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT);
-    module_sends(answer);
-    EXPECT_EQ(ask_status(), 0);
-    EXPECT_EQ(module_receives(), (bytes{20, 0x83, '1', 0xFF}));
-    EXPECT_TRUE(std::ranges::equal(answer, std::span(reply).first(STATUS_REPLY_LENGTH)));
-    EXPECT_EQ(told, "");
-    EXPECT_EQ(record.errors, 0);
-}
-
-TEST_F(Exchange, a_reply_of_the_wrong_length_in_place_is_taken_and_told) {
-    for (const size_t count : {size_t{12}, size_t{3}}) {
-        const bytes answer = frame_with_marker(count, COMMAND_AT);
-        module_sends(answer);
-        EXPECT_EQ(ask_status(), 0);
-        EXPECT_EQ(told, count == 12 ? "[12 10]" : "[3 10]");
-        EXPECT_TRUE(std::equal(answer.begin(), answer.begin() + 3, reply.begin()));
-        if (count == 3) {
-            EXPECT_EQ(std::count(reply.begin() + 3, reply.begin() + STATUS_REPLY_LENGTH, 0), 7)
-                << "not what the longer reply before it left";
-        }
-        EXPECT_EQ(reply[STATUS_REPLY_LENGTH], 0x55) << "nothing behind the expected length";
-        EXPECT_EQ(record.errors, 0);
-    }
-}
-
-TEST_F(Exchange, a_reply_elsewhere_is_realigned_to_its_marker_counted_and_told) {
+TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_told_where_place_or_length_are_odd) {
     const struct {
         size_t count;
         size_t at;
         const char *text;
+        int32_t errors;
     } cases[] = {
-        {13, 5, "<13 10  3>"},
-        {8, 0, "<8 10  -2>"},
-        {9, 1, "<9 10  -1>"},
-        {1000, 999, "<1000 10  997>"},
-        // One read takes 1000 bytes at most.
-        {1001, 998, "<1000 10  996>"},
+        {10, 2, "", 0},
+        {12, 2, "[12 10]", 0},
+        {3, 2, "[3 10]", 0}, // zeros behind it, not what the longer reply before it left
+        {13, 5, "<13 10  3>", 1},
+        {8, 0, "<8 10  -2>", 1},
+        {9, 1, "<9 10  -1>", 1},
+        {1000, 999, "<1000 10  997>", 1},
+        {1001, 998, "<1000 10  996>", 1}, // one read takes 1000 bytes at most
     };
-    for (const auto &odd : cases) {
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
         record = {};
-        const bytes answer = frame_with_marker(odd.count, odd.at);
+        const bytes answer = frame_with_marker(c.count, c.at);
         module_sends(answer);
         EXPECT_EQ(ask_status(), 0);
-        EXPECT_EQ(told, odd.text);
-        EXPECT_EQ(record.errors, 1);
-        EXPECT_EQ(reply[COMMAND_AT], STATUS_MARKER);
-        if (odd.at + 1 < odd.count) {
-            EXPECT_EQ(reply[DATA_AT], answer[odd.at + 1]) << odd.text;
+        EXPECT_EQ(module_receives(), (bytes{20, 0x83, '1', 0xFF}));
+        EXPECT_EQ(told, c.text);
+        EXPECT_EQ(record.errors, c.errors);
+        for (size_t i = 0; i < STATUS_REPLY_LENGTH; ++i) {
+            const size_t from = c.at + i - COMMAND_AT; // wraps in front of the frame
+            EXPECT_EQ(reply[i], from < std::min(c.count, size_t{1000}) ? answer[from] : 0) << i;
         }
+        EXPECT_EQ(reply[STATUS_REPLY_LENGTH], 0x55) << "nothing behind the expected length";
     }
 }
 
-TEST_F(Exchange, a_marker_in_place_wins_over_one_before_it) {
-    bytes answer = frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT);
-    answer[0] = STATUS_MARKER;
-    module_sends(answer);
-    EXPECT_EQ(ask_status(), 0);
-    EXPECT_EQ(told, "");
-    EXPECT_TRUE(std::ranges::equal(answer, std::span(reply).first(STATUS_REPLY_LENGTH)));
-}
-
-TEST_F(Exchange, a_frame_without_the_marker_is_told_and_the_next_one_taken) {
-    module_sends({20, 0x83, '<' + 0x80, 221});
-    module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
-    EXPECT_EQ(ask_status(), 0);
-    EXPECT_EQ(told, "<4 10 ");
-    EXPECT_EQ(record.errors, 0);
-}
-
-TEST_F(Exchange, a_frame_too_short_for_a_marker_is_no_reply_though_an_earlier_one_had_it_there) {
-    module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
-    ASSERT_EQ(ask_status(), 0);
+TEST_F(Exchange, frames_without_the_marker_in_reach_are_told_and_the_next_one_taken) {
     module_sends({20, 0x83});
-    EXPECT_EQ(ask_status(), 1);
-    EXPECT_EQ(told, "<2 10 ");
+    module_sends({20, 0x83, IDENTIFY_MARKER, 221});
+    module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
+    EXPECT_EQ(ask_status(), 0);
+    EXPECT_EQ(told, "<2 10 <4 10 ");
+    EXPECT_EQ(record.errors, 0);
 }
 
 TEST_F(Exchange, a_short_reply_is_followed_by_zeros_up_to_20_bytes_and_then_by_the_one_before) {
@@ -152,30 +116,23 @@ TEST_F(Exchange, a_short_reply_is_followed_by_zeros_up_to_20_bytes_and_then_by_t
     ASSERT_EQ(ask_status(EXPECTED), 0);
     module_sends(frame_with_marker(4, COMMAND_AT));
     EXPECT_EQ(ask_status(EXPECTED), 0);
-    EXPECT_TRUE(
-        std::all_of(reply.begin() + 4, reply.begin() + 20, [](uint8_t b) { return b == 0; }));
+    EXPECT_EQ(std::count(reply.begin() + 4, reply.begin() + 20, 0), 16);
     EXPECT_TRUE(std::equal(longer.begin() + 20, longer.end(), reply.begin() + 20));
 }
 
-TEST_F(Exchange, a_port_that_has_hung_up_is_silent) {
+TEST_F(Exchange, silence_a_hangup_and_a_lost_request_fail_and_leave_the_reply_buffer_alone) {
+    EXPECT_EQ(ask_status(), 1);
     ASSERT_EQ(shutdown(module.get(), SHUT_WR), 0);
     EXPECT_EQ(ask_status(), 1);
     EXPECT_EQ(told, "");
-}
 
-TEST_F(Exchange, silence_fails_and_leaves_the_reply_buffer_alone) {
-    EXPECT_EQ(ask_status(), 1);
-    EXPECT_EQ(told, "");
-    EXPECT_TRUE(std::ranges::all_of(reply, [](uint8_t byte) { return byte == 0x55; }));
-}
-
-TEST_F(Exchange, a_request_that_cannot_be_written_fails_though_a_reply_waits) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    port.reset(ends[0]); // cannot be written to
+    port.reset(ends[0]); // cannot be written to, though a reply waits
     module.reset(ends[1]);
     module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
     EXPECT_EQ(ask_status(), 1);
+    EXPECT_EQ(std::ranges::count(reply, 0x55), std::ssize(reply));
 }
 
 TEST_F(Exchange, a_module_is_identified_by_the_type_in_its_reply) {
@@ -186,13 +143,9 @@ TEST_F(Exchange, a_module_is_identified_by_the_type_in_its_reply) {
         uint8_t inputs;
         const loop_step *map;
     } cases[] = {
-        {1, 19, 15, 8, IDENTITY_MAP.data()},
-        {2, 29, 22, 15, MAP_A.data()},
-        {219, 35, 24, 14, MAP_A.data()},
-        {220, 35, 24, 14, MAP_C.data()},
-        {221, 35, 24, 14, IDENTITY_MAP.data()},
-        {3, 0, 0, 0, nullptr},
-        {0, 0, 0, 0, nullptr},
+        {1, 19, 15, 8, IDENTITY_MAP.data()},    {2, 29, 22, 15, MAP_A.data()},
+        {219, 35, 24, 14, MAP_A.data()},        {220, 35, 24, 14, MAP_C.data()},
+        {221, 35, 24, 14, IDENTITY_MAP.data()}, {3, 0, 0, 0, nullptr},
     };
     for (const auto &wanted : cases) {
         module_profile profile = {1, 1, 1, MAP_S.data()};
@@ -216,8 +169,6 @@ TEST_F(Exchange, a_silent_module_is_asked_three_times_and_forgotten) {
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(module_receives(), (bytes{20, 0x83, '<'}));
     EXPECT_EQ(module_receives(), bytes{});
-    EXPECT_EQ(fio_map_pass(port.get(), record, FIRST_MODULE, reply, request, profile_of(221)), 0);
-    EXPECT_EQ(record.errors3, 4);
 }
 
 TEST(Wait, it_ends_24_ms_after_its_start_after_a_slow_poll_or_when_the_clock_goes_back) {
@@ -227,14 +178,9 @@ TEST(Wait, it_ends_24_ms_after_its_start_after_a_slow_poll_or_when_the_clock_goe
         int64_t figure_us;
         int64_t start_us; // then
     } cases[] = {
-        {0, 6000, 6000, 0},
-        {18000, 24000, 24000, 0},
-        {18001, 24001, 0, 0},
-        {0, 24000, 24000, 0},
-        {500, 24501, 0, 24501},
-        {3000, 5, 5, 0},
-        {990000, 1015000, 0, 1015000},
-        {100, -2, 0, 0},
+        {18000, 24000, 24000, 0},         {18001, 24001, 0, 0},
+        {500, 24501, 0, 24501},           {3000, 5, 5, 0},
+        {990000, 1015000, 0, 1015000},    {100, -2, 0, 0},
         {5, 10000000000, 0, 10000000000},
     };
     const auto at = [](int64_t us) {

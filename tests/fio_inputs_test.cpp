@@ -1,87 +1,65 @@
 // How the inputs of field I/O modules are compared with what a step of the map asks for.
-#include <array>
 #include <gtest/gtest.h>
+#include <vector>
 
 #include "fio/fio_module.h"
 #include "fio/spi_inputs.h"
 
 namespace {
 
-constexpr int32_t STEP_INDEX = 7;
-constexpr uint8_t INPUTS = 14;
-
 struct input {
     size_t byte;
     uint8_t value;
 };
+using input_bytes = std::vector<input>;
 
-fio_frame reply_with(std::initializer_list<input> inputs) {
+fio_frame reply_with(const input_bytes &inputs) {
     fio_frame reply = {};
     for (const input &each : inputs)
         reply[DATA_AT + each.byte] = each.value;
     return reply;
 }
 
-class Inputs : public testing::Test {
-protected:
-    // Runs the read attempts of a step, each with the same reply. Returns how many there were.
-    int attempts(const loop_step &step, const fio_frame &reply, uint8_t inputs = INPUTS) {
-        record = {};
-        int count = 0;
-        for (int32_t attempt = 0; attempt < 5; ++attempt, ++count)
-            attempt = compare_inputs(record, reply, step, STEP_INDEX, inputs, attempt);
-        return count;
+TEST(Inputs, hold_the_bits_of_a_step_alone_and_are_read_again_only_when_no_byte_matches) {
+    constexpr int32_t STEP_INDEX = 7;
+    constexpr loop_step ONE = {5, 2, 3, 4, 0, 0};
+    constexpr loop_step TWO = {0, 2, 0, 2, 13, 2};
+    constexpr loop_step BYTE_14 = {1, 2, 1, 2, 14, 2};
+    constexpr loop_step BYTE_0 = {0, 1, 0, 1, 0, 0};
+    const struct {
+        loop_step step;
+        input_bytes read;
+        uint8_t compared; // input bytes of the module
+        int32_t attempts;
+        int32_t errors;
+        int32_t wrong;
+    } cases[] = {
+        {ONE, {{3, 0x08}}, 14, 1, 0, 0},
+        {ONE, {}, 14, 1, 1, 0x00},
+        {ONE, {{3, 0x09}}, 14, 1, 1, 0x09},
+        {ONE, {{3, 0x10}}, 14, 1, 1, 0x10},
+        {ONE, {{3, 0x08}, {0, 0xFF}, {2, 0xFF}, {13, 0xFF}}, 14, 1, 0, 0}, // not named
+        {TWO, {{0, 0x02}, {13, 0x02}}, 14, 1, 0, 0},
+        {TWO, {{0, 0x02}}, 14, 1, 1, 0x00},
+        {TWO, {{0, 0x02}, {13, 0x03}}, 14, 1, 1, 0x03},
+        {BYTE_14, {{1, 0x02}}, 14, 1, 0, 0},
+        {BYTE_14, {{1, 0x02}}, 15, 1, 1, 0x00},
+        {BYTE_0, {{0, 0x03}}, 14, 1, 0, 0}, // the bytes behind it match
+        {BYTE_0, {{0, 0x80}}, 1, 5, 1, 0x80},
+    };
+    for (const auto &c : cases) {
+        TestRecord record = {};
+        int32_t attempts = 0;
+        for (int32_t attempt = 0; attempt < 5; ++attempt, ++attempts)
+            attempt =
+                compare_inputs(record, reply_with(c.read), c.step, STEP_INDEX, c.compared, attempt);
+        SCOPED_TRACE(testing::Message() << &c - cases);
+        EXPECT_EQ(attempts, c.attempts);
+        EXPECT_EQ(record.errors2, c.errors);
+        EXPECT_EQ(record.hist_next, c.errors);
+        EXPECT_EQ(record.hist[0].position, c.errors * STEP_INDEX);
+        EXPECT_EQ(record.hist[0].value, c.wrong);
     }
-
-    TestRecord record = {};
-};
-
-TEST_F(Inputs, the_byte_that_a_step_names_must_hold_its_bit_and_no_other) {
-    const loop_step step = {5, 2, 3, 4, 0, 0};
-    EXPECT_EQ(attempts(step, reply_with({{3, 0x08}})), 1);
-    EXPECT_EQ(record.errors2, 0);
-    for (const uint8_t wrong : std::to_array<uint8_t>({0x00, 0x09, 0x10, 0xFF})) {
-        EXPECT_EQ(attempts(step, reply_with({{3, wrong}})), 1);
-        EXPECT_EQ(record.errors2, 1) << int{wrong};
-        EXPECT_EQ(record.hist[0].position, STEP_INDEX);
-        EXPECT_EQ(record.hist[0].value, wrong);
-        EXPECT_EQ(record.hist_next, 1);
-    }
-}
-
-TEST_F(Inputs, bytes_that_a_step_does_not_name_may_hold_anything) {
-    fio_frame reply;
-    reply.fill(0xFF);
-    reply[DATA_AT + 3] = 0x08;
-    EXPECT_EQ(attempts({5, 2, 3, 4, 0, 0}, reply), 1);
-    EXPECT_EQ(record.errors2, 0);
-}
-
-TEST_F(Inputs, a_wrong_byte_0_does_not_count) {
-    EXPECT_EQ(attempts({0, 1, 0, 1, 0, 0}, reply_with({{0, 0x03}})), 1);
-    EXPECT_EQ(record.errors2, 0);
-    EXPECT_EQ(record.hist_next, 0);
-}
-
-TEST_F(Inputs, a_second_input_must_hold_its_bit_and_no_other) {
-    const loop_step step = {0, 2, 0, 2, 13, 2};
-    (void)attempts(step, reply_with({{0, 0x02}, {13, 0x02}}));
-    EXPECT_EQ(record.errors2, 0);
-    for (const uint8_t wrong : std::to_array<uint8_t>({0x00, 0x03, 0x01})) {
-        (void)attempts(step, reply_with({{0, 0x02}, {13, wrong}}));
-        EXPECT_EQ(record.errors2, 1) << int{wrong};
-        EXPECT_EQ(record.hist[0].value, wrong);
-    }
-    (void)attempts({1, 2, 1, 2, 14, 2}, reply_with({{1, 0x02}, {14, 0x00}}));
-    EXPECT_EQ(record.errors2, 0) << "byte 14 is compared only where there are 15 input bytes";
-    (void)attempts({1, 2, 1, 2, 14, 2}, reply_with({{1, 0x02}, {14, 0x00}}), 15);
-    EXPECT_EQ(record.errors2, 1);
-}
-
-TEST_F(Inputs, they_are_read_five_times_only_when_no_byte_matches) {
-    EXPECT_EQ(attempts({0, 1, 0, 1, 0, 0}, reply_with({{0, 0x80}}), 1), 5);
-    EXPECT_EQ(record.errors2, 1);
-    EXPECT_EQ(record.hist[0].value, 0x80);
 }
 
 TEST(SpiInputs, the_first_input_is_exact_and_the_second_only_not_0) {

@@ -6,7 +6,6 @@
 #include "serial/port_access.h"
 #include "supervisor/settings.h"
 #include "supervisor/status_table.h"
-#include "tests/fuzz/replay.h"
 #include "tests/fuzz/targets.h"
 
 namespace {

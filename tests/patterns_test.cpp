@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
+#include <vector>
 
 #include "serial/patterns.h"
 #include "supervisor/settings.h"
@@ -32,57 +33,45 @@ TEST(RandomNumbers, begin_in_a_fresh_process_as_they_always_did) {
         EXPECT_EQ(rand_next(), value);
 }
 
-TEST(ParenPattern, sends_sixteen_and_names_the_first_bad_byte) {
+TEST(ParenPattern, sends_sixteen_and_names_the_first_bad_byte_within_512) {
     Block block = {};
     EXPECT_EQ(paren_pattern(nullptr, block.data(), 0), 16);
     EXPECT_EQ(std::count(block.begin(), block.end(), 0x29), 16);
     EXPECT_EQ(paren_pattern(block.data(), nullptr, 16), 0);
     EXPECT_EQ(paren_pattern(block.data(), nullptr, 17), 17);
+    block.fill(0x29);
+    EXPECT_EQ(paren_pattern(block.data(), nullptr, 100000), 0);
     block[4] = 0x2A;
     EXPECT_EQ(paren_pattern(block.data(), nullptr, 16), 5);
     EXPECT_EQ(paren_pattern(block.data(), nullptr, 4), 0);
-    EXPECT_EQ(paren_pattern(block.data(), nullptr, 0), 0);
     EXPECT_EQ(paren_pattern(block.data(), nullptr, -1), 0);
 }
 
-TEST(ParenPattern, never_looks_behind_512_bytes) {
-    Block block;
-    block.fill(0x29);
-    EXPECT_EQ(paren_pattern(block.data(), nullptr, 100000), 0);
-}
-
-TEST(FrameSamples, a_whole_first_entry_stops_at_the_zero_in_its_head) {
-    // Entry 1 begins 09 00: one byte, too short, so the stand-in is sent.
-    Block frame;
-    ASSERT_EQ(generate(seed_for_start(0), frame, 512), 3);
-    EXPECT_EQ(frame[0], ')');
-    EXPECT_EQ(frame[1], '(');
-    EXPECT_EQ(frame[2], '\'');
-    EXPECT_EQ(frame[3], 0);
-}
-
-TEST(FrameSamples, a_run_ends_at_the_next_zero_and_its_closing_zero_stands_at_the_table_index) {
-    Block frame;
-    ASSERT_EQ(generate(seed_for_start(22), frame, 512), 7); // 02 02 0c 20 12 c7 58 | 00
-    const uint8_t run[] = {0x02, 0x02, 0x0c, 0x20, 0x12, 0xc7, 0x58};
-    EXPECT_TRUE(std::equal(std::begin(run), std::end(run), frame.begin()));
-    EXPECT_EQ(frame[7], 0xEE) << "nothing is written right behind the copy";
-    EXPECT_EQ(frame[29], 0) << "the zero stands where the table's run ended";
-}
-
-TEST(FrameSamples, a_length_below_the_table_cuts_by_table_index_not_by_count) {
-    Block frame;
-    EXPECT_EQ(generate(seed_for_start(90), frame, 100), 9); // index 90..98, a zero at 99
-    EXPECT_EQ(generate(seed_for_start(90), frame, 95), 5);
-    EXPECT_EQ(generate(seed_for_start(101), frame, 100), 3) << "nothing below 100: the stand-in";
-    EXPECT_EQ(frame[0], ')');
-}
-
-TEST(FrameSamples, the_highest_random_value_copies_nothing) {
-    Block frame;
-    ASSERT_EQ(generate(seed_for_start(240), frame, 512), 3);
-    EXPECT_EQ(frame[0], ')');
-    EXPECT_EQ(frame[240], 0);
+// A run ends at the next zero of the table or below `length`, which is an index into the table; so
+// is the place of its closing zero. The stand-in is sent for a run of less than three bytes.
+TEST(FrameSamples, are_runs_of_the_table_or_their_stand_in) {
+    using bytes = std::vector<uint8_t>;
+    const bytes stand_in = {')', '(', '\'', 0};
+    struct {
+        int32_t start;
+        int32_t length;
+        int32_t count;
+        bytes begin;
+        size_t zero_at;
+    } const cases[] = {
+        {0, 512, 3, stand_in, 3}, // entry 1 begins 09 00
+        {22, 512, 7, {0x02, 0x02, 0x0c, 0x20, 0x12, 0xc7, 0x58, 0xEE}, 29},
+        {90, 100, 9, {0x0c, 0x20, 0x12, 0xde}, 99},
+        {90, 95, 5, {0x0c, 0x20, 0x12, 0xde, 0x13, 0xEE}, 95},
+        {101, 100, 3, stand_in, 101},
+        {240, 512, 3, stand_in, 240}, // the highest random value
+    };
+    for (const auto &c : cases) {
+        Block frame;
+        EXPECT_EQ(generate(seed_for_start(c.start), frame, c.length), c.count) << c.start;
+        EXPECT_TRUE(std::equal(c.begin.begin(), c.begin.end(), frame.begin())) << c.start;
+        EXPECT_EQ(frame[c.zero_at], 0) << c.start;
+    }
 }
 
 TEST(FrameSamples, hdlc_mode_puts_the_sync_header_over_the_first_three_bytes) {
@@ -93,10 +82,8 @@ TEST(FrameSamples, hdlc_mode_puts_the_sync_header_over_the_first_three_bytes) {
     hdlc_mode = 1;
     EXPECT_EQ(generate(seed, framed, 512), count);
     hdlc_mode = 0;
-    EXPECT_EQ(framed[0], 0x17);
-    EXPECT_EQ(framed[1], 0x00);
-    EXPECT_EQ(framed[2], 0x03);
-    EXPECT_TRUE(std::equal(plain.begin() + 3, plain.end(), framed.begin() + 3));
+    std::ranges::copy(std::to_array<uint8_t>({0x17, 0x00, 0x03}), plain.begin());
+    EXPECT_EQ(framed, plain);
 }
 
 TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {

@@ -29,12 +29,4 @@ TEST_F(RecordRing, is_read_from_the_newest_sample_back_across_slot_0) {
     }
 }
 
-TEST_F(RecordRing, claims_are_handed_out_in_order_and_carry_their_letter) {
-    EXPECT_EQ(&claim_record('F'), &record(1));
-    EXPECT_EQ(&claim_record('C'), &record(2));
-    EXPECT_EQ(record(1).test_letter, 70);
-    EXPECT_EQ(record(2).test_letter, 67);
-    EXPECT_EQ(records_left(), 47);
-}
-
 } // namespace

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 #include "tests/table_fixture.h"
@@ -14,30 +14,19 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Starts a test that takes its argument as text, as record 1. In the test process of a set-up
-    // that fails the routine comes back too: the process then ends with CAME_BACK.
-    using start_routine = void (*)(int no_fork, const char *argument);
-    static void start(start_routine routine, const std::string &argument);
-    // The same under a hold, waiting until the set-up is done and the test idles.
-    static void start_held(start_routine routine, const std::string &argument);
-    static void release();
-
-    // Tells the test to stop; returns the exit status of its process.
-    static int stop();
-    // Waits for a test that ends by itself.
-    static int wait_for_end();
-
-    static constexpr int CAME_BACK = 77;
-
-    std::string directory; // absolute path
+    // Starts a test as record 1, under a hold; returns when its set-up is done and it idles.
+    static void start_held(void (*routine)(int no_fork, const char *argument),
+                           const std::string &argument);
+    // Tells a test to stop; returns the exit status of its process.
+    static int stop(int index = 1);
 
 private:
-    int home_ = -1;
+    std::filesystem::path home_;
 };
 
+using std::filesystem::exists;
 using file_bytes = std::vector<uint8_t>;
 
-bool exists(const std::string &name);
 unsigned mode_of(const std::string &name); // permission bits
 file_bytes read_whole(const std::string &name);
 void write_whole(const std::string &name, const file_bytes &bytes);

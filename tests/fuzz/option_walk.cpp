@@ -2,7 +2,6 @@
 // the program's own.
 
 #include <algorithm>
-#include <cstdlib>
 #include <getopt.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -20,11 +19,6 @@ constexpr size_t ARGUMENTS_MAX = 200; // more than the program reads, enough to 
 constexpr pid_t SOME_PROCESS = 700001;
 
 StatusTable table; // of its own: the sanitizer sees what goes beyond it
-
-void require(bool holds) {
-    if (!holds)
-        abort();
-}
 
 bool is_untouched(const TestRecord &record) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(&record);
@@ -45,13 +39,10 @@ std::vector<char *> split(std::vector<char> &text) {
     static char program[] = "hk_stress";
     std::vector<char *> words = {program};
     text.push_back('\0');
-    for (size_t at = 0; at < text.size() && words.size() < ARGUMENTS_MAX;) {
-        words.push_back(text.data() + at);
-        at = static_cast<size_t>(
-                 std::find(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), '\0') -
-                 text.begin()) +
-             1;
-    }
+    words.push_back(text.data());
+    for (size_t i = 0; i + 1 < text.size() && words.size() < ARGUMENTS_MAX; ++i)
+        if (text[i] == '\0')
+            words.push_back(&text[i + 1]);
     words.push_back(nullptr);
     return words;
 }

@@ -1,24 +1,17 @@
-#include "tests/fuzz/replay.h"
-
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
 
+#include "tests/fuzz/targets.h"
+
 int replay(const std::string &folder, void (*target)(std::span<const uint8_t>)) {
-    const std::string path = HK_CORPUS_PATH "/" + folder;
-    DIR *inputs = opendir(path.c_str());
-    if (inputs == nullptr)
-        return 0;
     int replayed = 0;
-    while (const dirent *entry = readdir(inputs)) {
-        if (entry->d_name[0] == '.')
-            continue;
-        std::ifstream file(path + "/" + entry->d_name, std::ios::binary);
-        const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-        target({reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()});
+    for (const auto &input : std::filesystem::directory_iterator(HK_CORPUS_PATH "/" + folder)) {
+        std::ifstream file(input.path(), std::ios::binary);
+        const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
+        target(bytes);
         ++replayed;
     }
-    closedir(inputs);
     return replayed;
 }

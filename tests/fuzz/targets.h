@@ -4,7 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <span>
+#include <string>
+
+inline void require(bool holds) {
+    if (!holds)
+        abort();
+}
 
 // Marker, expected length, then what one read of the sync port brought.
 void fuzz_fio_reply(std::span<const uint8_t> input);
@@ -14,3 +21,6 @@ void fuzz_spi_reply(std::span<const uint8_t> input);
 
 // A command line, its arguments separated by zero bytes.
 void fuzz_option_walk(std::span<const uint8_t> input);
+
+// Gives every input of a folder of the corpus to a target. Returns how many there were.
+int replay(const std::string &folder, void (*target)(std::span<const uint8_t>));

@@ -1,0 +1,41 @@
+// An SPI memory that answers nothing, and how an eeprom pass is timed.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "fio/spi_device_test.h"
+
+namespace {
+
+TEST(SpiMemory, that_never_has_anything_to_read_ends_the_wait) {
+    const std::string path = "/tmp/hk_memory_" + std::to_string(getpid());
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    TestRecord record = {};
+    spi_read_device(record, path.c_str(), 32);
+    (void)unlink(path.c_str());
+    EXPECT_EQ(record.errors2, 1);
+    EXPECT_EQ(record.read_count, 0u);
+}
+
+TEST(EepromPass, it_may_cross_one_second_within_100_ms_and_ends_the_reads_otherwise) {
+    const struct {
+        timeval begin;
+        timeval end;
+        int32_t flag;
+        const char *message;
+    } cases[] = {
+        {{5, 100}, {5, 100}, 1, ""},
+        {{5, 100}, {5, 99}, 0, "a eeprom too long 5 63 5 64"},
+        {{5, 950000}, {6, 50000}, 100000, ""},
+        {{5, 950000}, {6, 50001}, 0, "eeprom too long 6 c351 5 e7ef0"},
+        {{5, 950000}, {9, 10000}, 60000, ""},
+        {{5, 0}, {6, 0}, 0, "an eeprom too long 6 0 5 0"},
+    };
+    for (const auto &pass : cases) {
+        char message[EEPROM_MESSAGE_MAX];
+        EXPECT_EQ(check_eeprom_timing(pass.begin, pass.end, message), pass.flag) << pass.message;
+        EXPECT_STREQ(message, pass.message);
+    }
+}
+
+} // namespace
