@@ -25,7 +25,6 @@ constexpr int SLOWNESS = 4;
 #else
 constexpr int SLOWNESS = sizeof(HK_EMULATOR) > 1 ? 4 : 1;
 #endif
-constexpr std::chrono::milliseconds LIMIT(30'000 * SLOWNESS);
 
 std::vector<std::string> whole_command(std::vector<std::string> board_options,
                                        const std::vector<std::string> &command) {
@@ -62,6 +61,11 @@ log_line parse_log_line(const std::string &line) {
 }
 
 } // namespace
+
+std::chrono::seconds wait_limit() {
+    const char *asked_for = getenv("HK_WAIT_SECONDS");
+    return std::chrono::seconds(asked_for != nullptr ? atoi(asked_for) : 30 * SLOWNESS);
+}
 
 // "<LI> KIND NAME... WORD COUNT WORD COUNT errors A,B,C hist P,V P,V P,V P,V P,V"
 std::optional<result_line> parse_result_line(const std::string &text) {
@@ -187,7 +191,7 @@ void board_run::read_log() {
 }
 
 bool board_run::wait_until(const std::function<bool()> &holds) {
-    const time_point latest = steady_clock::now() + LIMIT;
+    const time_point latest = steady_clock::now() + wait_limit();
     while (!holds())
         if (!read_more(latest))
             return holds();
@@ -247,7 +251,7 @@ void board_run::signal(int number) {
 }
 
 int board_run::finish() {
-    const time_point latest = steady_clock::now() + LIMIT;
+    const time_point latest = steady_clock::now() + wait_limit();
     while (read_more(latest)) {
     }
     if (board <= 0 || output_pipe || error_pipe)

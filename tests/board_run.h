@@ -45,6 +45,10 @@ std::vector<std::string> own_program(const char *path, const std::vector<std::st
 // The first child of a process, 0 when it has none.
 pid_t child_of(pid_t parent);
 
+// How long a case waits for anything before it fails: half a minute, more on a slow machine; or as
+// many seconds as the environment says in HK_WAIT_SECONDS, where failures are what is looked for.
+std::chrono::seconds wait_limit();
+
 class board_run {
 public:
     // Runs hk_stress, under the emulator where the tests are for another processor.

@@ -1,6 +1,7 @@
 #include "tests/list_polling.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -31,8 +32,8 @@ std::vector<result_line> last_list(const board_run &run) {
 
 std::vector<result_line>
 lists_until(board_run &run, const std::function<bool(const std::vector<result_line> &)> &claim) {
-    constexpr int TRIES = 300; // half a minute, and more on a slow machine
-    for (int tries = 0; tries < TRIES; ++tries) {
+    const auto latest = std::chrono::steady_clock::now() + wait_limit();
+    while (std::chrono::steady_clock::now() < latest) {
         const std::vector<result_line> items = list_now(run);
         if (items.empty())
             break; // the run has ended, or answers no more

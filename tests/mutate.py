@@ -96,7 +96,8 @@ def run(command, limit_s, cwd):
     """Exit status, None when it had to be ended."""
     with open(os.path.join(WORK, "last_output"), "w") as output:
         process = subprocess.Popen(command, cwd=cwd, stdout=output, stderr=subprocess.STDOUT,
-                                   stdin=subprocess.DEVNULL, start_new_session=True)
+                                   stdin=subprocess.DEVNULL, start_new_session=True,
+                                   env={**os.environ, "HK_WAIT_SECONDS": "20"})
         try:
             return process.wait(limit_s)
         except subprocess.TimeoutExpired:
