@@ -143,7 +143,8 @@ TEST_F(SerialReceiver,
     ASSERT_NO_FATAL_FAILURE(wait_for_silence(3));
     ASSERT_NO_FATAL_FAILURE(hold());
     EXPECT_EQ(own().errors2, 0) << "before the first block silence is never a bad block";
-    ASSERT_TRUE(release_until([before = own().errors] { return own().errors > before; }));
+    ASSERT_TRUE(
+        release_until([heard = own().errors] { return shared_word(own().errors) > heard; }));
 
     ASSERT_NO_FATAL_FAILURE(send_block());
     ASSERT_NO_FATAL_FAILURE(wait_for_silence(4));

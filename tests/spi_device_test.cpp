@@ -1,20 +1,18 @@
 // An SPI memory that answers nothing, and how an eeprom pass is timed.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "fio/spi_device_test.h"
+#include "tests/scratch_directory.h"
 
 namespace {
 
-TEST(SpiMemory, that_never_has_anything_to_read_ends_the_wait) {
-    const std::string path = "/tmp/hk_memory_" + std::to_string(getpid());
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    TestRecord record = {};
-    spi_read_device(record, path.c_str(), 32);
-    (void)unlink(path.c_str());
-    EXPECT_EQ(record.errors2, 1);
-    EXPECT_EQ(record.read_count, 0u);
+using SpiMemory = ScratchDirectoryTest;
+
+TEST_F(SpiMemory, that_never_has_anything_to_read_ends_the_wait) {
+    ASSERT_EQ(mkfifo("memory", 0600), 0);
+    spi_read_device(record(1), "memory", 32);
+    EXPECT_EQ(record(1).errors2, 1);
+    EXPECT_EQ(record(1).read_count, 0u);
 }
 
 TEST(EepromPass, it_may_cross_one_second_within_100_ms_and_ends_the_reads_otherwise) {
