@@ -1,6 +1,5 @@
 // The simulated board's front panel: scripts of keys, and the operator's terminal as the panel.
 
-#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -59,13 +58,13 @@ terminal_run::~terminal_run() {
 }
 
 bool terminal_run::wait_for(const std::string &part) {
-    constexpr std::chrono::milliseconds LIMIT(60'000);
-    const auto latest = std::chrono::steady_clock::now() + LIMIT;
+    const auto latest = std::chrono::steady_clock::now() + wait_limit();
     while (screen.find(part) == std::string::npos) {
         pollfd output{terminal, POLLIN, 0};
         char bytes[1024];
         ssize_t count = 0;
-        if (std::chrono::steady_clock::now() > latest || poll(&output, 1, LIMIT.count()) != 1 ||
+        if (std::chrono::steady_clock::now() > latest ||
+            poll(&output, 1, static_cast<int>(wait_limit().count() * 1000)) != 1 ||
             (count = read(terminal, bytes, sizeof bytes)) <= 0)
             return false;
         screen.append(bytes, static_cast<size_t>(count));
