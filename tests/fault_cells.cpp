@@ -170,7 +170,7 @@ const std::vector<fault_cell> CELLS = {
     {"cable pulled after 20 blocks", {"--cable", "1-2", "--fault", "pull:2:20"}, {"-C1", "-P2"},
      {{'C', "3 sp1 consume", at_least(1), third(at_least(3))}, producer("3 sp2 produce", 50)}},
     {"cable pulled after 20 blocks", {"--loop", "2", "--fault", "pull:2:20"}, {"-E2"},
-     {{'E', "5 sp2 loop", exactly(20), {at_least(8), at_least(8), at_least(8)}}}, {}, is_silence_moved_by_fours},
+     {{'E', "5 sp2 loop", exactly(20), {at_least(40), at_least(40), at_least(40)}}}, {}, is_silence_moved_by_fours},
     {"RTS not wired", {"--cable", "2-8", "--fault", "lines:2-8"}, {"-E28"},
      {{'E', "0 sp2 loop", at_least(20), {exactly(2), BY_LOAD, BY_LOAD}},
       {'E', "5 sp8 loop", at_least(20), {exactly(2), BY_LOAD, BY_LOAD}}}},
