@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -233,6 +234,27 @@ TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of
     }
     EXPECT_EQ(own().errors, 3);
     EXPECT_EQ(own().errors2, line_faults);
+    ASSERT_NO_FATAL_FAILURE(hold());
+    (void)receive(0); // not for the next case
+}
+
+// Its own line time on the way there, then three polls of the same length. A gap between two frames
+// that a busy machine has stretched or cut is passed over.
+TEST_F(SerialCrossover, gives_a_frame_that_does_not_come_four_line_times) {
+    using std::chrono::steady_clock;
+    constexpr uint32_t SPEED_2400 = 11;
+    port_speed_code = SPEED_2400;
+    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
+    double line_times = 0;
+    for (int gap = 0; gap < 20 && (line_times < 3.7 || line_times > 4.3); ++gap) {
+        const size_t sent = receive(1).size();
+        const auto sent_at = steady_clock::now();
+        const double line_time_s = static_cast<double>(sent + 33) * 10 / 2400;
+        ASSERT_TRUE(wait_until([&] { return input_within(far_end.get(), 0); }));
+        const std::chrono::duration<double> passed = steady_clock::now() - sent_at;
+        line_times = passed.count() / line_time_s;
+    }
+    EXPECT_NEAR(line_times, 4, 0.3);
     ASSERT_NO_FATAL_FAILURE(hold());
     (void)receive(0); // not for the next case
 }
