@@ -3,10 +3,10 @@
 // start-up until its end: SIGUSR1 and SIGALRM, and one stop signal somewhere between them. Each run
 // has its own seed, so that `many_runs S 1 ...` repeats run S of a longer row.
 //
-// A run is good when it ends by itself, with status 0 and no process left, or when a signal ended
-// it before it had begun to handle them (it has not printed its first line yet); what it had
-// started is then cleaned away. Prints one line for each bad run and the counts at the end; exit
-// status 1 if there was a bad one.
+// A run is good when it ends by itself, with status 0 and no process left, or when one of the
+// signals sent ended it before it had begun to handle them (it has not printed its first line yet);
+// what it had started is then cleaned away. Prints one line for each bad run and the counts at the
+// end; exit status 1 if there was a bad one.
 
 #include <algorithm>
 #include <cerrno>
@@ -26,7 +26,8 @@ namespace {
 
 constexpr int64_t LIMIT_MS = 30'000; // of a run: far more than any machine needs
 constexpr int32_t SHORT_SPAN_US = 2000;
-constexpr int STOP_SIGNALS[] = {SIGTERM, SIGQUIT, SIGUSR2};
+// The last one only suspends a program that does not handle it yet.
+constexpr int STOP_SIGNALS[] = {SIGTERM, SIGQUIT, SIGUSR2, SIGTSTP};
 
 struct one_run {
     uint32_t seed = 0;
@@ -36,6 +37,7 @@ struct one_run {
     std::string text;
     bool ended = false;
     int status = 0;
+    sigset_t sent{};
 
     // 0 to below `end`.
     int32_t random(int32_t end) {
@@ -101,9 +103,11 @@ void wait_us(one_run &run, int32_t microseconds) {
 }
 
 // Signals of this process are its program's: the number is nobody else's until waitpid took it.
-void send(const one_run &run, int number) {
-    if (!run.ended)
-        (void)kill(run.program, number);
+void send(one_run &run, int number) {
+    if (run.ended)
+        return;
+    (void)sigaddset(&run.sent, number);
+    (void)kill(run.program, number);
 }
 
 bool is_started(const one_run &run) {
@@ -131,7 +135,8 @@ void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
         send(run, run.random(2) == 0 ? SIGUSR1 : SIGALRM);
     }
     wait_us(run, run.random(span_us));
-    send(run, STOP_SIGNALS[run.random(3)]);
+    read_errors(run);
+    send(run, STOP_SIGNALS[run.random(is_started(run) ? 4 : 3)]);
     while (!run.ended && now_ms() < latest_ms) {
         wait_us(run, run.random(2000));
         send(run, run.random(2) == 0 ? SIGUSR1 : SIGALRM);
@@ -152,7 +157,8 @@ void judge(one_run &run, counts &all) {
     const bool handled = is_started(run);
     const bool ended = run.ended;
     const bool left = clean_up(run);
-    if (ended && WIFSIGNALED(run.status) && !handled) {
+    const bool killed = WIFSIGNALED(run.status) && sigismember(&run.sent, WTERMSIG(run.status)) > 0;
+    if (ended && killed && !handled) {
         ++all.ended_at_start;
     } else if (ended && WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0 && !left) {
         ++all.handled;

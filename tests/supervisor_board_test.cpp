@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include "tests/board_run.h"
@@ -170,9 +171,11 @@ void expect_whole_lists(const std::vector<log_line> &log, size_t items) {
 }
 
 // Producers are started without a pause between them: their storms meet tests that have only just
-// been forked. A longer row of other seeds is a command in tests/many_runs.cpp.
+// been forked. HK_STORM_RUNS asks for a longer row, which may need HK_WAIT_SECONDS as well.
 TEST(Requests, storms_of_signals_at_any_moment_leave_no_process_and_whole_lists) {
-    const std::string runs = sizeof(HK_EMULATOR) > 1 ? "60" : "300";
+    const char *asked_for = getenv("HK_STORM_RUNS");
+    const std::string few = sizeof(HK_EMULATOR) > 1 ? "60" : "300";
+    const std::string runs = asked_for != nullptr ? asked_for : few;
     struct {
         std::vector<std::string> board;
         std::vector<std::string> arguments; // of hk_stress
@@ -196,6 +199,12 @@ TEST(Requests, storms_of_signals_at_any_moment_leave_no_process_and_whole_lists)
         EXPECT_GE(handled, 1U);
         EXPECT_GE(count_lines(run, "<OL>"), c.least_lists * handled);
     }
+}
+
+TEST(Requests, a_crash_does_not_pass_for_an_end_that_a_storm_brings) {
+    board_run run = board_run::program(
+        {}, own_program(MANY_RUNS_PATH, {"1", "12", "20", "12", "/bin/sh", "-c", "kill -SEGV $$"}));
+    EXPECT_EQ(run.finish(), 1) << run.output;
 }
 
 } // namespace
