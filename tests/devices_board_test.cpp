@@ -2,6 +2,7 @@
 // supervisor goes on, and the counters say what happened.
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -48,17 +49,27 @@ TEST(HungUpPort, is_counted_by_each_test_that_uses_it_and_the_run_goes_on) {
     }
 }
 
-// A port that has gone away is ready to be read all the time.
-TEST(HungUpPort, costs_the_receiver_one_count_a_silent_interval_and_no_more) {
-    board_run run = board_run::stress({"--cable", "1-8", "--fault", "hangup:1:1"},
-                                      {"-d1", "-l600", "-C1", "-P8"});
-    ASSERT_TRUE(run.wait_until_running());
-    const int64_t before = list_now(run).at(0).errors[2];
-    const int64_t start_ms = run.log.back().time_ms;
-    const Results items =
-        lists_until(run, [&](const Results &now) { return now[0].errors[2] >= before + 10; });
-    const int64_t passed_ms = run.log.back().time_ms - start_ms;
-    EXPECT_LE(items.at(0).errors[2] - before, passed_ms / 80 + 2);
+// A port that has gone away is ready to be read all the time, and its writes fail at once.
+TEST(HungUpPort, costs_each_test_one_count_a_pause_and_no_more) {
+    struct {
+        const char *fault;
+        size_t item;
+        size_t error;
+        int64_t pause_ms; // at least so long after each count
+    } const cases[] = {{"hangup:1:1", 0, 2, 80}, {"hangup:8:1", 1, 2, 2}, {"hangup:2:1", 2, 1, 2}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.fault);
+        board_run run = board_run::stress({"--cable", "1-8", "--loop", "2", "--fault", c.fault},
+                                          {"-d1", "-l600", "-C1", "-P8", "-E2"});
+        ASSERT_TRUE(run.wait_until_running());
+        const auto start = std::chrono::steady_clock::now();
+        const int64_t before = list_now(run).at(c.item).errors[c.error];
+        const Results items = lists_until(
+            run, [&](const Results &now) { return now[c.item].errors[c.error] >= before + 10; });
+        const auto passed = std::chrono::steady_clock::now() - start;
+        const int64_t pauses = passed / std::chrono::milliseconds(c.pause_ms);
+        EXPECT_LE(items.at(c.item).errors[c.error] - before, pauses + 1);
+    }
 }
 
 size_t occurrences(const std::string &text, const std::string &part) {
@@ -165,6 +176,39 @@ TEST(FullFileSystem, shows_in_the_counters_of_the_tests_that_write) {
     EXPECT_EQ(items[0].counts[1], 0) << "no file could be verified";
     EXPECT_EQ(items[1].counts[1], 0) << "nothing could be read back";
     EXPECT_EQ(items[2].errors[0], 0) << "the crossover is not concerned";
+    EXPECT_EQ(run.stop(), 0);
+}
+
+// The test that cannot write stands last: its process would start those behind it once more.
+TEST(ReadOnlyFileSystem, is_one_error_of_the_test_that_is_to_write_and_leaves_the_others) {
+    for (const auto &[option, argument] :
+         {std::pair{"-Y", "/r0/fixed"}, std::pair{"-M", "/r0/fixed/a:/r0/fixed/b:0"}}) {
+        SCOPED_TRACE(option);
+        board_run run = stress_from("mkdir /r0/fixed && mount -t tmpfs -o ro none /r0/fixed && "
+                                    "exec \"$@\"",
+                                    {"--loop", "5s"}, {"-d1", "-h", "-E55", option, argument});
+        const Results items = lists_until(run, [](const Results &now) {
+            return now.size() == 2 && now[1].errors[0] == 1 && now[0].counts[1] >= 10;
+        });
+        EXPECT_EQ(items[0].errors[0], 0);
+        EXPECT_EQ(items[1].counts[0], 0) << "nothing was written";
+    }
+}
+
+// As long as a file is open for writing the file system refuses: hence the repetition.
+TEST(ReadOnlyFileSystem, that_becomes_so_in_mid_run_is_an_error_for_each_file_and_pass) {
+    board_run run = stress_from("mkdir /r0/files && mount -t tmpfs none /r0/files || exit; "
+                                "(until [ -s /r0/files/file-000F ] && mount -o remount,ro "
+                                "/r0/files 2>/dev/null; do :; done; "
+                                "echo read-only) & exec \"$@\"",
+                                {"--release"}, {"-d1", "-Y", "/r0/files"});
+    ASSERT_TRUE(run.wait_for_output("read-only"));
+    const Results before =
+        lists_until(run, [](const Results &now) { return now.at(0).errors[0] >= 16; });
+    const Results items = lists_until(
+        run, [&](const Results &now) { return now.at(0).errors[0] >= before[0].errors[0] + 16; });
+    EXPECT_EQ(items[0].counts[0], 16) << "laid once";
+    EXPECT_EQ(items[0].counts[1], before[0].counts[1]) << "no file could be opened";
     EXPECT_EQ(run.stop(), 0);
 }
 
