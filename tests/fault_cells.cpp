@@ -186,7 +186,7 @@ const std::vector<fault_cell> CELLS = {
     {"port or device missing", {"--port", "2"}, {"-E28"},
      {{'E', "0 sp0 loop", STAYS, {BY_LOAD, STAYS, STAYS}},
       {'E', "5 sp2 loop", STAYS, {BY_LOAD, STAYS, STAYS}}},
-     {"Couldn't open SP8"}},
+     {"Couldn't open SP8"}, nullptr, nullptr, ending::never},
     {.fault = "port or device missing", .board = {}, .arguments = {"-E77"},
      .lines = {{'E', "5 sp0 loop", STAYS, {BY_LOAD, STAYS, STAYS}}}, .log = {"Couldn't open SP7"}, .end = ending::by_itself},
     {.fault = "port or device missing", .board = {}, .arguments = {"-F"},

@@ -43,6 +43,7 @@ enum class ending {
     stopped,   // once the counters are there
     by_itself, // the tests end, and the run with them
     held,      // stopped when record 1 has acknowledged its hold
+    never,     // the supervisor misses the end of a test: the board has to end the run
 };
 
 struct fault_cell {
