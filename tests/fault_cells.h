@@ -37,6 +37,7 @@ struct line_claim {
     std::array<bounds, 3> errors;
     // Holds for every sample that a fault has left; null where the line has none to show.
     bool (*is_sample)(const sample &seen) = nullptr;
+    bounds first_count = BY_LOAD; // what was written, or received by a consumer
 };
 
 enum class ending {

@@ -39,8 +39,9 @@ bool are_reached(const fault_cell &cell, const std::vector<result_line> &items) 
         return false;
     for (size_t i = 0; i < items.size(); ++i) {
         // A record gets its unit, and with it its name, once its test is at work.
-        bool reached =
-            has_name(items[i], cell.lines[i]) && is_reached(cell.lines[i].good, items[i].counts[1]);
+        bool reached = has_name(items[i], cell.lines[i]) &&
+                       is_reached(cell.lines[i].first_count, items[i].counts[0]) &&
+                       is_reached(cell.lines[i].good, items[i].counts[1]);
         for (size_t k = 0; k < items[i].errors.size(); ++k)
             reached = reached && is_reached(cell.lines[i].errors[k], items[i].errors[k]);
         if (!reached)
@@ -52,6 +53,8 @@ bool are_reached(const fault_cell &cell, const std::vector<result_line> &items) 
 void expect_line(const line_claim &claim, const result_line &item) {
     SCOPED_TRACE(claim.name);
     EXPECT_EQ(std::to_string(item.kind) + " " + item.name, claim.name);
+    EXPECT_GE(item.counts[0], claim.first_count.least);
+    EXPECT_LE(item.counts[0], claim.first_count.most);
     EXPECT_GE(item.counts[1], claim.good.least);
     EXPECT_LE(item.counts[1], claim.good.most);
     for (size_t k = 0; k < item.errors.size(); ++k) {
