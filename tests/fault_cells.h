@@ -37,12 +37,14 @@ struct line_claim {
     std::array<bounds, 3> errors;
     // Holds for every sample that a fault has left; null where the line has none to show.
     bool (*is_sample)(const sample &seen) = nullptr;
+    bounds first_count = BY_LOAD; // what was written, or received by a consumer
 };
 
 enum class ending {
     stopped,   // once the counters are there
     by_itself, // the tests end, and the run with them
     held,      // stopped when record 1 has acknowledged its hold
+    never,     // the supervisor misses the end of a test: the board has to end the run
 };
 
 struct fault_cell {

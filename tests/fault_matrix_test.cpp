@@ -3,6 +3,7 @@
 // table goes out as text and nothing is run.
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -14,6 +15,8 @@
 #include "tests/list_polling.h"
 
 namespace {
+
+constexpr int ENDED_BY_THE_BOARD = 124;
 
 constexpr char TESTS[] = {'C', 'P', 'E', 'F', 'L', 'S', 'Y', 'M', 'D'};
 
@@ -36,8 +39,9 @@ bool are_reached(const fault_cell &cell, const std::vector<result_line> &items) 
         return false;
     for (size_t i = 0; i < items.size(); ++i) {
         // A record gets its unit, and with it its name, once its test is at work.
-        bool reached =
-            has_name(items[i], cell.lines[i]) && is_reached(cell.lines[i].good, items[i].counts[1]);
+        bool reached = has_name(items[i], cell.lines[i]) &&
+                       is_reached(cell.lines[i].first_count, items[i].counts[0]) &&
+                       is_reached(cell.lines[i].good, items[i].counts[1]);
         for (size_t k = 0; k < items[i].errors.size(); ++k)
             reached = reached && is_reached(cell.lines[i].errors[k], items[i].errors[k]);
         if (!reached)
@@ -49,6 +53,8 @@ bool are_reached(const fault_cell &cell, const std::vector<result_line> &items) 
 void expect_line(const line_claim &claim, const result_line &item) {
     SCOPED_TRACE(claim.name);
     EXPECT_EQ(std::to_string(item.kind) + " " + item.name, claim.name);
+    EXPECT_GE(item.counts[0], claim.first_count.least);
+    EXPECT_LE(item.counts[0], claim.first_count.most);
     EXPECT_GE(item.counts[1], claim.good.least);
     EXPECT_LE(item.counts[1], claim.good.most);
     for (size_t k = 0; k < item.errors.size(); ++k) {
@@ -79,10 +85,20 @@ std::vector<result_line> run_cell(const fault_cell &cell, board_run &run) {
     for (const char *text : cell.log)
         if (!run.wait_for_log(text))
             ADD_FAILURE() << "not logged: " << text;
-    if (cell.end == ending::stopped)
+    if (cell.end == ending::stopped || cell.end == ending::never)
         return lists_until(run, [&](const auto &items) { return are_reached(cell, items); });
     EXPECT_EQ(run.finish(), 0);
     return last_list(run);
+}
+
+void expect_end(const fault_cell &cell, board_run &run) {
+    if (cell.end == ending::stopped) {
+        EXPECT_EQ(run.stop(), 0);
+    }
+    if (cell.end == ending::never) {
+        run.signal(SIGINT); // SIGTERM to the program, then the board's own limit
+        EXPECT_EQ(run.finish(), ENDED_BY_THE_BOARD);
+    }
 }
 
 class FaultMatrix : public testing::TestWithParam<size_t> {};
@@ -105,6 +121,7 @@ TEST_P(FaultMatrix, moves_its_counters_and_no_others) {
     for (size_t i = 0; i < items.size(); ++i)
         expect_line(cell.lines[i], items[i]);
     EXPECT_TRUE(cell.also == nullptr || cell.also(items));
+    expect_end(cell, run);
 }
 
 // "input stuck in byte 0" for -F becomes "input_stuck_in_byte_0_F_41".
