@@ -12,6 +12,9 @@ one runs at the same time. A changed program may kill every process it
 sees, map memory without end or leave files anywhere: its tests run in namespaces of their own, with
 limited memory and in a scratch folder. Needs root, or the right to make such namespaces.
 
+Changes that alter nothing anybody could see are listed in equivalent_changes.txt; they are made all the
+same, and counted apart when they are not noticed.
+
 A change counts as noticed when the tests fail or do not end, twice in a row. A change that does not
 build is no change. With --least the exit status is 1 when fewer per cent are noticed.
 """
@@ -35,6 +38,7 @@ BUILD = os.path.join(WORK, "build")
 FOLDERS = ("supervisor", "serial", "fio", "storage", "panel")
 MEMORY_MAX_KB = 8 << 20
 
+EQUIVALENT = os.path.join(ROOT, "tests", "equivalent_changes.txt")
 UNIT = "unit_tests"
 NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
@@ -197,11 +201,16 @@ def prepare(options):
             sys.exit(f"the unchanged program fails: {verdict}, see {WORK}/last_output")
 
 
-def describe(change):
+def describe(change, place="{path}:{number}"):
     path, number, column, old, new = change
     with open(os.path.join(ROOT, path)) as source:
         line = source.readlines()[number - 1].strip()
-    return f"{path}:{number}: {old} -> {new} at column {column + 1}: {line}"
+    return f"{place.format(path=path, number=number)}: {old} -> {new} at column {column + 1}: {line}"
+
+
+def is_equivalent(change):
+    with open(EQUIVALENT) as listed:
+        return describe(change, "{path}") in listed.read().split("\n")
 
 
 def sample(changes, chance, count):
@@ -246,11 +255,14 @@ def main():
         print("\n".join(map(describe, options.changes)))
         return
     prepare(options)
-    survivors, noticed, unbuilt = [], 0, 0
+    survivors, noticed, equivalent, unbuilt = [], 0, 0, 0
     for index, change in enumerate(options.changes, 1):
         start = time.monotonic()
         verdict = judge(change, options)
-        if verdict is None:
+        if verdict is None and is_equivalent(change):
+            verdict = "equivalent"
+            equivalent += 1
+        elif verdict is None:
             survivors.append(change)
         elif verdict == NO_BUILD:
             unbuilt += 1
@@ -260,7 +272,7 @@ def main():
               f"{verdict or 'SURVIVED'}: {describe(change)}", flush=True)
     tried = noticed + len(survivors)
     print(f"\n{noticed} of {tried} changes noticed ({100 * noticed / max(tried, 1):.1f} %), "
-          f"{unbuilt} more do not build. Not noticed:")
+          f"{equivalent} more are equivalent, {unbuilt} do not build. Not noticed:")
     for change in survivors:
         print("  " + describe(change))
     sys.exit(100 * noticed < options.least * tried)
