@@ -1,8 +1,10 @@
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -101,7 +103,15 @@ TEST_F(Countdown, loses_the_led_period_an_alarm_and_begins_anew_with_each_list_b
     }
 }
 
-TEST(Sleep, ends_though_a_call_before_it_was_interrupted) {
+TEST(Sleep, goes_on_after_an_interruption_but_not_for_that_of_an_earlier_call) {
+    using std::chrono::steady_clock;
+    (void)signal(SIGALRM, [](int) {});
+    const itimerval soon = {{}, {0, 2000}};
+    const auto start = steady_clock::now();
+    ASSERT_EQ(setitimer(ITIMER_REAL, &soon, nullptr), 0);
+    sleep_us(20000);
+    EXPECT_GE(steady_clock::now() - start, std::chrono::microseconds(20000));
+    (void)signal(SIGALRM, SIG_DFL);
     errno = EINTR;
     sleep_us(1000);
 }
