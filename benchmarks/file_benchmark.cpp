@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "storage/file_copy_turn.h"
-#include "storage/test_files.h"
+#include "storage/numbered_files.h"
 
 namespace {
 

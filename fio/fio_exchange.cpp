@@ -13,8 +13,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "runtime/system_log.h"
 #include "serial/port_io.h"
-#include "supervisor/system_log.h"
 
 namespace {
 

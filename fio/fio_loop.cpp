@@ -5,15 +5,15 @@
 // The first record owns the stop and hold words of the test. Both records count, each for its own
 // module; a port that cannot be opened counts in the first.
 
-#include "fio/fio_loop_test.h"
+#include "fio/fio_loop.h"
 
 #include <cstdlib>
 #include <sched.h>
 #include <unistd.h>
 
 #include "fio/fio_module.h"
+#include "runtime/runner.h"
 #include "serial/port_access.h"
-#include "supervisor/test_process.h"
 
 namespace {
 

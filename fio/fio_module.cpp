@@ -1,8 +1,8 @@
 #include "fio/fio_module.h"
 
 #include "fio/fio_exchange.h"
-#include "supervisor/sleep.h"
-#include "supervisor/system_log.h"
+#include "runtime/clock.h"
+#include "runtime/system_log.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Drives the front panel: names the keys that are pressed, fills the display while nobody presses
 // any, and restarts the board on four ESC in a row.
 
-#include "panel/front_panel_test.h"
+#include "panel/front_panel.h"
 
 #include <algorithm>
 #include <array>
@@ -14,10 +14,10 @@
 #include "panel/panel_keys.h"
 #include "panel/port_table.h"
 #include "panel/screen.h"
+#include "runtime/clock.h"
+#include "runtime/runner.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "supervisor/sleep.h"
+#include "runtime/clock.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,4 +1,4 @@
-#include "supervisor/test_process.h"
+#include "runtime/runner.h"
 
 #include <array>
 #include <cerrno>
@@ -7,8 +7,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "supervisor/sleep.h"
-#include "supervisor/system_log.h"
+#include "runtime/clock.h"
+#include "runtime/system_log.h"
 
 namespace {
 

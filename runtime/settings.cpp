@@ -1,4 +1,4 @@
-#include "supervisor/settings.h"
+#include "runtime/settings.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "supervisor/system_log.h"
+#include "runtime/system_log.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -6,7 +6,7 @@
 // What arrives on y is counted in x's record and the other way round, as each record speaks of its
 // port's transmitter; stop, hold and time-outs stand in y's record.
 
-#include "serial/crossover_test.h"
+#include "serial/crossover.h"
 
 #include <algorithm>
 #include <array>
@@ -17,12 +17,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/settings.h"
+#include "runtime/system_log.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "supervisor/settings.h"
-#include "supervisor/sleep.h"
-#include "supervisor/system_log.h"
-#include "supervisor/test_process.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 // Sends back whatever arrives on one serial port, so that the unit at the far end can check its own
 // data after a round trip.
 
-#include "serial/echo_test.h"
+#include "serial/echo.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
 
 namespace {
 
@@ -54,12 +54,11 @@ void run_echo(echo &test) {
     TestRecord &record = test.record;
     set_shared_word(record.pid, getpid());
     open_port(test);
-    while (!told_to_stop(record)) {
+    while (!told_to_stop(record))
         if (is_held(record))
             hold_nap(record, HOLD_NAP_US);
         else
             echo_block(test);
-    }
     mark_finished(record);
 }
 

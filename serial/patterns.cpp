@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "supervisor/settings.h"
+#include "runtime/settings.h"
 
 namespace {
 

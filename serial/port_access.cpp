@@ -6,9 +6,9 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 
+#include "runtime/number.h"
+#include "runtime/settings.h"
 #include "serial/custom_speed.h"
-#include "supervisor/number.h"
-#include "supervisor/settings.h"
 
 uint32_t port_speed_code = SPEED_115200;
 uint32_t platform_code = 0;

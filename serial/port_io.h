@@ -6,8 +6,8 @@
 #include <array>
 #include <cstdint>
 
+#include "runtime/settings.h"
 #include "serial/patterns.h"
-#include "supervisor/settings.h"
 
 // The receive buffer of this process.
 extern std::array<uint8_t, TRANSFER_BYTES> rx_buffer;

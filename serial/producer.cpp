@@ -1,18 +1,18 @@
 // Writes blocks of test data to one serial port as fast as the line takes them. It never reads: the
 // far end is a receiver, on the partner port or on another board.
 
-#include "serial/producer_test.h"
+#include "serial/producer.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/settings.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "supervisor/settings.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
 
 namespace {
 
@@ -53,14 +53,13 @@ void send_block(producer &test) {
 void run_producer(producer &test) {
     TestRecord &record = test.record;
     set_shared_word(record.pid, getpid());
-    while (!told_to_stop(record)) {
+    while (!told_to_stop(record))
         if (is_held(record))
             hold_nap(record, SHORT_HOLD_NAP_US);
         else if (test.port <= PORT_NOT_OPEN)
             open_port(test);
         else
             send_block(test);
-    }
     mark_finished(record);
 }
 

@@ -1,17 +1,17 @@
 // Listens on one serial port and checks every block that arrives. It never transmits: the far end
 // is a producer, on the partner port or on another board.
 
-#include "serial/serial_loop_test.h"
+#include "serial/receiver.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/settings.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "supervisor/settings.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
 
 namespace {
 
@@ -96,14 +96,13 @@ void receive_until_held(receiver &test) {
 void run_receiver(receiver &test) {
     TestRecord &record = test.record;
     set_shared_word(record.pid, getpid());
-    while (!told_to_stop(record)) {
+    while (!told_to_stop(record))
         if (is_held(record))
             acknowledge_hold(test);
         else if (test.port <= PORT_NOT_OPEN)
             open_port(test);
         else
             receive_until_held(test);
-    }
     mark_finished(record);
 }
 

@@ -1,19 +1,19 @@
 #include "simulator/board.h"
 
-#include "simulator/board_output.h"
-#include "simulator/feed.h"
-#include "simulator/field_io.h"
-#include "simulator/fio_line.h"
-#include "simulator/front_panel.h"
-#include "simulator/hold_release.h"
-#include "simulator/led.h"
-#include "simulator/namespaces.h"
-#include "simulator/network.h"
-#include "simulator/program_run.h"
-#include "simulator/request_channel.h"
-#include "simulator/root.h"
-#include "simulator/serial_port.h"
-#include "simulator/system_log.h"
+#include "simulator/devices/fio/field_io.h"
+#include "simulator/devices/fio/fio_line.h"
+#include "simulator/devices/led.h"
+#include "simulator/devices/panel/front_panel.h"
+#include "simulator/devices/serial/feed.h"
+#include "simulator/devices/serial/serial_port.h"
+#include "simulator/requests/request_channel.h"
+#include "simulator/world/hold_release.h"
+#include "simulator/world/log/board_output.h"
+#include "simulator/world/log/system_log.h"
+#include "simulator/world/namespaces.h"
+#include "simulator/world/network.h"
+#include "simulator/world/program_run.h"
+#include "simulator/world/root.h"
 
 #include <cstdio>
 #include <map>
@@ -32,9 +32,8 @@ using port_map = std::map<std::string, std::unique_ptr<serial_port>>;
 
 serial_port &port_named(port_map &ports, const std::string &name) {
     std::unique_ptr<serial_port> &port = ports[name];
-    if (port == nullptr) {
+    if (port == nullptr)
         port = std::make_unique<serial_port>(name);
-    }
     return *port;
 }
 
@@ -54,31 +53,26 @@ bool plug_everything(const board_options &options, port_map &ports) {
     for (const auto &[one, other] : options.cables) {
         serial_port &first = port_named(ports, one);
         serial_port &second = port_named(ports, other);
-        if (!plug(first, second, other) || !plug(second, first, one)) {
+        if (!plug(first, second, other) || !plug(second, first, one))
             return false;
-        }
     }
     for (const std::string &name : options.loops) {
         serial_port &port = port_named(ports, name);
-        if (!plug(port, port, name)) {
+        if (!plug(port, port, name))
             return false;
-        }
     }
-    for (const std::string &name : options.ports) {
+    for (const std::string &name : options.ports)
         (void)port_named(ports, name);
-    }
     return true;
 }
 
 bool plug_modules(const board_options &options, port_map &ports, board &built) {
-    if (options.field_io.modules.empty()) {
+    if (options.field_io.modules.empty())
         return true;
-    }
     serial_port &port = port_named(ports, FIO_PORT_NAME);
     auto line = std::make_unique<fio_line>(port, options.field_io.modules);
-    if (!plug(port, *line, "")) {
+    if (!plug(port, *line, ""))
         return false;
-    }
     built.devices.push_back(std::move(line));
     return true;
 }
@@ -87,26 +81,22 @@ bool plug_feeds(const board_options &options, port_map &ports, board &built) {
     for (const auto &[name, path] : options.feeds) {
         serial_port &port = port_named(ports, name);
         auto source = std::make_unique<feed>(port);
-        if (!plug(port, *source, source->name) || !source->load(path.c_str())) {
+        if (!plug(port, *source, source->name) || !source->load(path.c_str()))
             return false;
-        }
         built.devices.push_back(std::move(source));
     }
     return true;
 }
 
 bool plug_panel(const board_options &options, port_map &ports, board &built) {
-    if (!options.has_panel) {
+    if (!options.has_panel)
         return true;
-    }
-    if (options.panel && !built.terminal.open()) {
+    if (options.panel && !built.terminal.open())
         return false;
-    }
     serial_port &port = port_named(ports, PANEL_PORT_NAME);
     auto panel = std::make_unique<front_panel>(port, options.keys, built.terminal.board_end());
-    if (!plug(port, *panel, "")) {
+    if (!plug(port, *panel, ""))
         return false;
-    }
     built.devices.push_back(std::move(panel));
     return true;
 }
@@ -114,12 +104,10 @@ bool plug_panel(const board_options &options, port_map &ports, board &built) {
 bool deal_out_faults(const board_options &options, const port_map &ports, board &built) {
     for (const fault &wanted : options.faults) {
         bool taken = false;
-        for (const std::unique_ptr<device> &candidate : built.devices) {
+        for (const std::unique_ptr<device> &candidate : built.devices)
             taken = candidate->take_fault(wanted) || taken; // a cable has two ends
-        }
-        if (taken) {
+        if (taken)
             continue;
-        }
         dprintf(STDERR_FILENO, "hk_board: --fault %s: this board has no %s %s that can have it",
                 wanted.text.c_str(), wanted.kind->device, wanted.target.c_str());
         const char *before = "; its ports are: ";
@@ -140,19 +128,16 @@ void raise_priority() {
     lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);
     if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowest) != 0) {
         const sched_param none{};
-        if (sched_setscheduler(0, SCHED_OTHER | SCHED_RESET_ON_FORK, &none) == 0) {
+        if (sched_setscheduler(0, SCHED_OTHER | SCHED_RESET_ON_FORK, &none) == 0)
             (void)setpriority(PRIO_PROCESS, 0, -10);
-        }
     }
     (void)mlockall(MCL_CURRENT);
 }
 
 bool open_nodes(const board &built) {
-    for (const std::unique_ptr<device> &each : built.devices) {
-        if (!each->open_nodes()) {
+    for (const std::unique_ptr<device> &each : built.devices)
+        if (!each->open_nodes())
             return false;
-        }
-    }
     return true;
 }
 
@@ -161,45 +146,37 @@ bool open_nodes(const board &built) {
 bool build_board(const board_options &options, board &built) {
     port_map ports;
     if (!plug_everything(options, ports) || !plug_feeds(options, ports, built) ||
-        !plug_modules(options, ports, built) || !plug_panel(options, ports, built)) {
+        !plug_modules(options, ports, built) || !plug_panel(options, ports, built))
         return false;
-    }
-    if (!options.forward_path.empty() && !built.forward.connect_to(options.forward_path)) {
+    if (!options.forward_path.empty() && !built.forward.connect_to(options.forward_path))
         return false;
-    }
     built.devices.push_back(std::make_unique<system_log>(built.forward));
     built.devices.push_back(std::make_unique<led>(options.show_led));
     add_spi(options.field_io, built);
-    if (options.release) {
+    if (options.release)
         built.devices.push_back(std::make_unique<hold_release>());
-    }
-    for (auto &[name, port] : ports) {
+    for (auto &[name, port] : ports)
         built.devices.push_back(std::move(port));
-    }
     return deal_out_faults(options, ports, built);
 }
 
 int run_board(board &built, const board_options &options, const machine_paths &paths) {
     raise_priority();
     bring_up_network(options.mac);
-    if (!build_root(paths.own_program) || !open_nodes(built)) {
+    if (!build_root(paths.own_program) || !open_nodes(built))
         return STATUS_NO_BOARD;
-    }
     program_run program;
     program.run_us = options.run_us;
     request_channel requests;
     requests.devices = &built.devices;
-    if (!program.start(options.program, paths.directory.c_str(), requests.listener)) {
+    if (!program.start(options.program, paths.directory.c_str(), requests.listener))
         return STATUS_NO_BOARD;
-    }
 
     std::vector<event_source *> sources = {&program, &requests, &output, &built.forward};
-    for (const std::unique_ptr<device> &each : built.devices) {
+    for (const std::unique_ptr<device> &each : built.devices)
         sources.push_back(each.get());
-    }
-    while (!program.ended) {
+    while (!program.ended)
         turn(sources, NEVER);
-    }
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
     built.forward.finish(FINISH_US);

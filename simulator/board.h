@@ -1,10 +1,10 @@
 // The simulated board: its devices as the command line asks for them.
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/log_forward.h"
+#include "simulator/devices/device.h"
 #include "simulator/options.h"
-#include "simulator/terminal.h"
+#include "simulator/world/log/log_forward.h"
+#include "simulator/world/terminal.h"
 
 #include <memory>
 #include <string>

@@ -1,9 +1,9 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
 #include "simulator/board.h"
-#include "simulator/board_output.h"
-#include "simulator/namespaces.h"
-#include "simulator/reboot_stand_in.h"
-#include "simulator/root.h"
+#include "simulator/world/log/board_output.h"
+#include "simulator/world/namespaces.h"
+#include "simulator/world/reboot_stand_in.h"
+#include "simulator/world/root.h"
 
 #include <climits>
 #include <fcntl.h>
@@ -15,9 +15,8 @@ namespace {
 
 bool open_output(const board_options &options) {
     output.quiet = options.quiet;
-    if (options.log_path.empty()) {
+    if (options.log_path.empty())
         return true;
-    }
     output.log_file.reset(
         open(options.log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
     return output.log_file.is_open() || cannot("write", options.log_path);
@@ -25,14 +24,12 @@ bool open_output(const board_options &options) {
 
 bool find_paths(machine_paths &paths) {
     char path[PATH_MAX];
-    if (getcwd(path, sizeof path) == nullptr) {
+    if (getcwd(path, sizeof path) == nullptr)
         return cannot("find", "the current directory");
-    }
     paths.directory = path;
     const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    if (length < 0) {
+    if (length < 0)
         return cannot("read", "/proc/self/exe");
-    }
     paths.own_program.assign(path, static_cast<size_t>(length));
     return true;
 }
@@ -41,32 +38,26 @@ bool find_paths(machine_paths &paths) {
 
 int main(int argc, char **argv) {
     const std::string_view own_name = file_name(argv[0]);
-    if (is_restart_command(own_name)) {
+    if (is_restart_command(own_name))
         return report_restart(own_name);
-    }
     board_options options;
-    if (!parse_options(argc, argv, options)) {
+    if (!parse_options(argc, argv, options))
         return STATUS_USAGE;
-    }
     if (options.help) {
         print_help();
         return 0;
     }
     board built;
-    if (!build_board(options, built)) {
+    if (!build_board(options, built))
         return STATUS_USAGE;
-    }
     machine_paths paths;
-    if (!find_paths(paths) || !open_output(options)) {
+    if (!find_paths(paths) || !open_output(options))
         return STATUS_NO_BOARD;
-    }
 
     const pid_t inside = enter_namespaces();
-    if (inside < 0) {
+    if (inside < 0)
         return STATUS_NO_BOARD;
-    }
-    if (inside > 0) {
+    if (inside > 0)
         return wait_outside(inside, built.terminal);
-    }
     _exit(run_board(built, options, paths)); // ends every process of the board
 }

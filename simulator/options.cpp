@@ -38,9 +38,8 @@ bool take_cable(board_options &options, const char *text) {
     }
     const std::string one = cable.substr(0, dash);
     const std::string other = cable.substr(dash + 1);
-    if (!check_port(one) || !check_port(other)) {
+    if (!check_port(one) || !check_port(other))
         return false;
-    }
     if (one == other || one.size() != other.size()) {
         dprintf(
             STDERR_FILENO,
@@ -119,9 +118,8 @@ bool take_mac(board_options &options, const char *text) {
                 text);
         return false;
     }
-    for (size_t i = 0; i < bytes.size(); i++) {
+    for (size_t i = 0; i < bytes.size(); i++)
         options.mac[i] = static_cast<uint8_t>(bytes[i]);
-    }
     return true;
 }
 
@@ -232,11 +230,9 @@ bool parse_options(int argc, char *const *argv, board_options &options) {
     opterr = 0;
     int index = 0;
     int found = 0;
-    while ((found = getopt_long(argc, argv, "+", long_options.data(), &index)) == 0) {
-        if (!OPTIONS[index].take(options, optarg)) {
+    while ((found = getopt_long(argc, argv, "+", long_options.data(), &index)) == 0)
+        if (!OPTIONS[index].take(options, optarg))
             return false;
-        }
-    }
     if (found != -1) {
         refuse_option(argv[optind - 1]);
         return false;
@@ -254,9 +250,8 @@ void print_help() {
             "%s\nRuns a program on a simulated board: private namespaces with serial ports, modem "
             "lines,\nLED, system log and network of their own. Options may be repeated.\n\n",
             USAGE);
-    for (const option_row &row : OPTIONS) {
+    for (const option_row &row : OPTIONS)
         dprintf(STDOUT_FILENO, "  %-24s %s\n", row.example, row.meaning);
-    }
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
     dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");

@@ -1,11 +1,11 @@
 // hk_board's command line.
 #pragma once
 
-#include "simulator/event_loop.h"
+#include "simulator/devices/fio/field_io_options.h"
+#include "simulator/devices/panel/key_script.h"
 #include "simulator/fault.h"
-#include "simulator/field_io_options.h"
-#include "simulator/key_script.h"
-#include "simulator/network.h"
+#include "simulator/time/event_loop.h"
+#include "simulator/world/network.h"
 
 #include <string>
 #include <utility>

@@ -1,14 +1,14 @@
 // Tests main memory: pass after pass maps three quarters of it in blocks of 64 KiB, fills each with
 // 0xAA, reads every byte back and wipes it. A stop or a hold is seen between passes.
 
-#include "storage/dram_test.h"
+#include "storage/dram.h"
 
 #include <cstdlib>
 #include <sys/sysinfo.h>
 #include <unistd.h>
 
+#include "runtime/runner.h"
 #include "storage/dram_pass.h"
-#include "supervisor/test_process.h"
 
 pid_t dram_test(int no_fork) {
     TestRecord &record = claim_record('D');

@@ -1,6 +1,6 @@
 #include "storage/dram_pass.h"
 
-#include "supervisor/sleep.h"
+#include "runtime/clock.h"
 
 namespace {
 

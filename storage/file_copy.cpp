@@ -1,7 +1,7 @@
 // Keeps two files busy, normally on the battery-backed store: every 5 ms it rewrites one block at
 // the start of each, flushes all file systems after each write, and reads both blocks back.
 
-#include "storage/file_copy_test.h"
+#include "storage/file_copy.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -9,9 +9,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
 #include "storage/file_copy_turn.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
 // Exercises a filesystem: lays sixteen small files in a directory and then reads and compares them
 // over and over.
 
-#include "storage/filesystem_test.h"
+#include "storage/files.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "storage/test_files.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "storage/numbered_files.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "storage/test_files.h"
+#include "storage/numbered_files.h"
 
 #include <array>
 #include <cstdio>
@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "supervisor/unique_fd.h"
+#include "runtime/unique_fd.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "supervisor/unique_fd.h"
+#include "runtime/unique_fd.h"
 
 char mac_hex[2 * MAC_BYTES + 1];
 

@@ -9,13 +9,13 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "runtime/settings.h"
+#include "runtime/system_log.h"
 #include "supervisor/led.h"
 #include "supervisor/mac_address.h"
-#include "supervisor/option_table.h"
+#include "supervisor/plan/option_table.h"
 #include "supervisor/run_loop.h"
-#include "supervisor/settings.h"
 #include "supervisor/status_table.h"
-#include "supervisor/system_log.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 #include <sys/time.h>
 #include <sys/wait.h>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/settings.h"
 #include "supervisor/led.h"
-#include "supervisor/results_log.h"
-#include "supervisor/settings.h"
-#include "supervisor/sleep.h"
-#include "supervisor/status_report.h"
+#include "supervisor/lists/results_log.h"
+#include "supervisor/lists/status_report.h"
 #include "supervisor/status_table.h"
-#include "supervisor/test_process.h"
 
 int32_t log_countdown = 10;
 

@@ -2,7 +2,7 @@
 // loopbacks. The removable datakey is read while it is there, the eeprom until a pass takes too
 // long.
 
-#include "fio/spi_device_test.h"
+#include "fio/spi/spi_device.h"
 
 #include <algorithm>
 #include <array>
@@ -12,10 +12,10 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "fio/spi_transfer.h"
-#include "supervisor/sleep.h"
-#include "supervisor/system_log.h"
-#include "supervisor/test_process.h"
+#include "fio/spi/spi_transfer.h"
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/system_log.h"
 
 namespace {
 

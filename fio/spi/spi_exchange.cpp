@@ -1,9 +1,9 @@
-#include "fio/spi_fio_exchange.h"
+#include "fio/spi/spi_exchange.h"
 
 #include <algorithm>
 #include <array>
 
-#include "fio/spi_transfer.h"
+#include "fio/spi/spi_transfer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "fio/spi_inputs.h"
+#include "fio/spi/spi_inputs.h"
 
 namespace {
 

@@ -2,18 +2,18 @@
 // module is asked once what it is: types 219 and 221 are tested, with any other the test holds
 // until the supervisor lets it go. A hold is noticed between two passes over the map.
 
-#include "fio/spi_fio_loop_test.h"
+#include "fio/spi/spi_loop.h"
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "fio/loopback_maps.h"
-#include "fio/spi_fio_exchange.h"
-#include "fio/spi_inputs.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
-#include "supervisor/unique_fd.h"
+#include "fio/spi/spi_exchange.h"
+#include "fio/spi/spi_inputs.h"
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/unique_fd.h"
 
 namespace {
 

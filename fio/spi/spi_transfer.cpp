@@ -1,4 +1,4 @@
-#include "fio/spi_transfer.h"
+#include "fio/spi/spi_transfer.h"
 
 #include <linux/spi/spidev.h>
 #include <sys/ioctl.h>

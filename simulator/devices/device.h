@@ -15,9 +15,9 @@
 // from `ready` or `wake`.
 #pragma once
 
-#include "simulator/event_loop.h"
 #include "simulator/fault.h"
-#include "simulator/request.h"
+#include "simulator/requests/request.h"
+#include "simulator/time/event_loop.h"
 
 #include <sys/stat.h>
 

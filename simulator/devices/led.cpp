@@ -1,6 +1,6 @@
-#include "simulator/led.h"
+#include "simulator/devices/led.h"
 
-#include "simulator/board_output.h"
+#include "simulator/world/log/board_output.h"
 
 #include <array>
 
@@ -13,9 +13,8 @@ constexpr int64_t REFILL_US = 100'000; // between a read and the write that goes
 } // namespace
 
 bool led::open_nodes() {
-    if (!line.open("/dev/cpuactive")) {
+    if (!line.open("/dev/cpuactive"))
         return false;
-    }
     reader_watch = watch_reader(line);
     offer_state();
     return true;
@@ -23,9 +22,8 @@ bool led::open_nodes() {
 
 void led::add_polls(std::vector<pollfd> &polls) const {
     polls.push_back({line.master.get(), POLLIN, 0});
-    if (reader_watch.is_open()) {
+    if (reader_watch.is_open())
         polls.push_back({reader_watch.get(), POLLIN, 0});
-    }
 }
 
 void led::ready(const pollfd &event) {
@@ -36,9 +34,8 @@ void led::ready(const pollfd &event) {
     }
     for (const uint8_t byte : take_written(line)) {
         const uint8_t wanted = byte != 0 ? 1 : 0;
-        if (wanted != state && show_changes) {
+        if (wanted != state && show_changes)
             board_note("LED %s", wanted != 0 ? "on" : "off");
-        }
         state = wanted;
     }
     offer_state();
@@ -50,9 +47,8 @@ int64_t led::wake_time_us() const {
 
 void led::wake(int64_t) {
     refill_us = NEVER;
-    if (nothing_under_way(line)) {
+    if (nothing_under_way(line))
         offer_state();
-    }
 }
 
 void led::offer_state() {

@@ -7,8 +7,8 @@
 // follows it, or, if none follows, a little later.
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/pty.h"
+#include "simulator/devices/device.h"
+#include "simulator/devices/serial/pty.h"
 
 namespace simulator {
 

@@ -1,4 +1,4 @@
-#include "simulator/request_channel.h"
+#include "simulator/requests/request_channel.h"
 
 #include <algorithm>
 #include <array>
@@ -54,9 +54,8 @@ bool still_waiting(const request &asked) {
 bool receive(int listener, request &asked, uint64_t &descriptor) {
     std::vector<uint64_t> &words = buffers().notification;
     std::fill(words.begin(), words.end(), 0);
-    if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, words.data()) != 0) {
+    if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, words.data()) != 0)
         return false;
-    }
     seccomp_notif notification{};
     memcpy(&notification, words.data(), sizeof notification);
     asked = {listener, notification.id, static_cast<pid_t>(notification.pid),
@@ -71,14 +70,11 @@ device *find_device(const std::vector<std::unique_ptr<device>> &devices, const r
     snprintf(path.data(), path.size(), "/proc/%d/fd/%d", asked.caller,
              static_cast<int>(descriptor));
     struct stat node {};
-    if (stat(path.data(), &node) != 0 || !still_waiting(asked)) {
+    if (stat(path.data(), &node) != 0 || !still_waiting(asked))
         return nullptr;
-    }
-    for (const std::unique_ptr<device> &candidate : devices) {
-        if (candidate->owns(node)) {
+    for (const std::unique_ptr<device> &candidate : devices)
+        if (candidate->owns(node))
             return candidate.get();
-        }
-    }
     return nullptr;
 }
 
@@ -111,9 +107,8 @@ void pass_on(const request &asked) {
 }
 
 void request_channel::add_polls(std::vector<pollfd> &polls) const {
-    if (listener.is_open()) {
+    if (listener.is_open())
         polls.push_back({listener.get(), POLLIN, 0});
-    }
 }
 
 void request_channel::ready(const pollfd &event) {
@@ -121,16 +116,14 @@ void request_channel::ready(const pollfd &event) {
     uint64_t descriptor = 0;
     if ((event.revents & POLLIN) != 0 && receive(listener.get(), asked, descriptor)) {
         device *owner = find_device(*devices, asked, descriptor);
-        if (owner != nullptr) {
+        if (owner != nullptr)
             owner->take_request(asked);
-        } else {
+        else
             pass_on(asked);
-        }
         return;
     }
-    if ((event.revents & (POLLHUP | POLLERR)) != 0) {
+    if ((event.revents & (POLLHUP | POLLERR)) != 0)
         listener.reset();
-    }
 }
 
 } // namespace simulator

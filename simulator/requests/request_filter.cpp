@@ -1,6 +1,6 @@
-#include "simulator/request_filter.h"
+#include "simulator/requests/request_filter.h"
 
-#include "simulator/serial_port.h"
+#include "simulator/devices/serial/serial_port.h"
 
 #include <asm/termbits.h>
 #include <asm/termios.h>
@@ -117,18 +117,16 @@ struct descriptor_message {
 unique_fd install_request_filter() {
     std::vector<sock_filter> steps = filter_steps();
     sock_fprog program{static_cast<unsigned short>(steps.size()), steps.data()};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         return unique_fd();
-    }
     // With the second flag a signal does not abort a request that the board has begun to carry out;
     // kernels before 5.19 know only the first.
     for (const unsigned long flags :
          {SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV,
           SECCOMP_FILTER_FLAG_NEW_LISTENER}) {
         const long listener = syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, flags, &program);
-        if (listener >= 0) {
+        if (listener >= 0)
             return unique_fd(static_cast<int>(listener));
-        }
     }
     return unique_fd();
 }
@@ -145,13 +143,11 @@ bool send_descriptor(int socket, int descriptor) {
 
 unique_fd receive_descriptor(int socket) {
     descriptor_message carrier;
-    if (recvmsg(socket, &carrier.message, MSG_CMSG_CLOEXEC) != 1) {
+    if (recvmsg(socket, &carrier.message, MSG_CMSG_CLOEXEC) != 1)
         return unique_fd();
-    }
     const cmsghdr *header = CMSG_FIRSTHDR(&carrier.message);
-    if (header == nullptr || header->cmsg_type != SCM_RIGHTS) {
+    if (header == nullptr || header->cmsg_type != SCM_RIGHTS)
         return unique_fd();
-    }
     int descriptor = -1;
     memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
     return unique_fd(descriptor);

@@ -1,4 +1,4 @@
-#include "simulator/event_loop.h"
+#include "simulator/time/event_loop.h"
 
 #include <algorithm>
 #include <ctime>
@@ -15,9 +15,8 @@ namespace {
 
 int64_t next_wake_us(std::span<event_source *const> sources) {
     int64_t next = NEVER;
-    for (const event_source *source : sources) {
+    for (const event_source *source : sources)
         next = std::min(next, source->wake_time_us());
-    }
     return next;
 }
 
@@ -25,9 +24,8 @@ int wait_for_events(std::vector<pollfd> &polls, int64_t wake_us, int64_t longest
     const int64_t until_wake =
         wake_us == NEVER ? NEVER : std::max<int64_t>(0, wake_us - monotonic_us());
     const int64_t wait_us = std::min(until_wake, longest_us);
-    if (wait_us == NEVER) {
+    if (wait_us == NEVER)
         return ppoll(polls.data(), polls.size(), nullptr, nullptr);
-    }
     timespec wait{};
     wait.tv_sec = static_cast<time_t>(wait_us / 1'000'000);
     wait.tv_nsec = static_cast<long>(wait_us % 1'000'000 * 1000);
@@ -46,17 +44,13 @@ int turn(std::span<event_source *const> sources, int64_t longest_us) {
     // No signal can interrupt the wait: the board takes all of its signals from a descriptor.
     const int events = wait_for_events(polls, next_wake_us(sources), longest_us);
 
-    for (size_t i = 0; events > 0 && i < polls.size(); i++) {
-        if (polls[i].revents != 0) {
+    for (size_t i = 0; events > 0 && i < polls.size(); i++)
+        if (polls[i].revents != 0)
             owners[i]->ready(polls[i]);
-        }
-    }
     const int64_t now = monotonic_us();
-    for (event_source *source : sources) {
-        if (source->wake_time_us() <= now) {
+    for (event_source *source : sources)
+        if (source->wake_time_us() <= now)
             source->wake(now);
-        }
-    }
     return std::max(events, 0);
 }
 

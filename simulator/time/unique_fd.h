@@ -26,9 +26,8 @@ public:
         return fd_ >= 0;
     }
     void reset(int fd = -1) {
-        if (fd_ >= 0) {
+        if (fd_ >= 0)
             (void)close(fd_); // nothing is written through a buffer that close could lose
-        }
         fd_ = fd;
     }
 

@@ -1,4 +1,4 @@
-#include "simulator/hold_release.h"
+#include "simulator/world/hold_release.h"
 
 #include <cstddef>
 #include <sys/shm.h>
@@ -23,13 +23,11 @@ int32_t *attach_segment() {
     const int last = shmctl(0, SHM_INFO, &status);
     for (int index = 0; index <= last; index++) {
         const int id = shmctl(index, SHM_STAT, &status);
-        if (id < 0 || status.shm_segsz != SEGMENT_BYTES) {
+        if (id < 0 || status.shm_segsz != SEGMENT_BYTES)
             continue;
-        }
         void *address = shmat(id, nullptr, 0);
-        if (address != reinterpret_cast<void *>(-1)) {
+        if (address != reinterpret_cast<void *>(-1))
             return static_cast<int32_t *>(address);
-        }
     }
     return nullptr;
 }
@@ -47,17 +45,14 @@ int64_t hold_release::wake_time_us() const {
 
 void hold_release::wake(int64_t now_us) {
     next_look_us = now_us + LOOK_EVERY_US;
-    if (words == nullptr) {
+    if (words == nullptr)
         words = attach_segment();
-    }
-    if (words == nullptr) {
+    if (words == nullptr)
         return;
-    }
     for (size_t record = 1; record < RECORDS; record++) {
         volatile int32_t &hold = words[record * RECORD_WORDS + HOLD_WORD];
-        if (hold != 0) {
+        if (hold != 0)
             hold = 0;
-        }
     }
 }
 

@@ -3,7 +3,7 @@
 // shared memory, as a tool of the real board would.
 #pragma once
 
-#include "simulator/device.h"
+#include "simulator/devices/device.h"
 
 namespace simulator {
 

@@ -1,6 +1,6 @@
-#include "simulator/namespaces.h"
+#include "simulator/world/namespaces.h"
 
-#include "simulator/unique_fd.h"
+#include "simulator/time/unique_fd.h"
 
 #include <array>
 #include <cerrno>
@@ -26,9 +26,8 @@ constexpr int PASSED_ON[] = {SIGHUP, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM,
 void block_signals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : PASSED_ON) {
+    for (const int number : PASSED_ON)
         sigaddset(&signals, number);
-    }
     sigaddset(&signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
@@ -64,18 +63,16 @@ bool become_root_inside(uid_t user, gid_t group) {
 void die_with_outer(int pipe_end) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     pollfd outer{pipe_end, 0, 0};
-    if (poll(&outer, 1, 0) == 1) {
+    if (poll(&outer, 1, 0) == 1)
         _exit(STATUS_NO_BOARD);
-    }
 }
 
 void pass_signals(const unique_fd &signals, pid_t inside) {
     signalfd_siginfo arrived{};
     while (read(signals.get(), &arrived, sizeof arrived) == sizeof arrived) {
         const int number = static_cast<int>(arrived.ssi_signo);
-        if (number != SIGCHLD) {
+        if (number != SIGCHLD)
             (void)kill(inside, number); // it may be ending just now
-        }
     }
 }
 
@@ -126,9 +123,8 @@ int wait_outside(pid_t inside, operator_terminal &terminal) {
     while (waitpid(inside, &status, WNOHANG) != inside) {
         std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
         (void)poll(polls.data(), polls.size(), -1);
-        if (polls[1].revents != 0) {
+        if (polls[1].revents != 0)
             terminal.pass_keys();
-        }
         pass_signals(signals, inside);
     }
     terminal.restore();

@@ -3,7 +3,7 @@
 // nothing that happens on the board outlives it. See namespaces(7), pid_namespaces(7).
 #pragma once
 
-#include "simulator/terminal.h"
+#include "simulator/world/terminal.h"
 
 #include <sys/types.h>
 

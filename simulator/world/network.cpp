@@ -1,6 +1,6 @@
-#include "simulator/network.h"
+#include "simulator/world/network.h"
 
-#include "simulator/unique_fd.h"
+#include "simulator/time/unique_fd.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -73,9 +73,8 @@ bool add_tap() {
 
 bool bring_up(int socket, const char *name) {
     ifreq asked = interface(name);
-    if (ioctl(socket, SIOCGIFFLAGS, &asked) != 0) {
+    if (ioctl(socket, SIOCGIFFLAGS, &asked) != 0)
         return false;
-    }
     asked.ifr_flags = static_cast<short>(asked.ifr_flags | IFF_UP);
     return ioctl(socket, SIOCSIFFLAGS, &asked) == 0;
 }
@@ -85,9 +84,8 @@ bool give_addresses(int socket, const mac_address &mac) {
     ifreq asked = interface(NAME);
     asked.ifr_hwaddr.sa_family = ARPHRD_ETHER;
     memcpy(asked.ifr_hwaddr.sa_data, mac.data(), mac.size());
-    if (ioctl(socket, SIOCSIFHWADDR, &asked) != 0) {
+    if (ioctl(socket, SIOCSIFHWADDR, &asked) != 0)
         return false;
-    }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     inet_pton(AF_INET, ADDRESS, &address.sin_addr);

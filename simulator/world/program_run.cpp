@@ -1,7 +1,7 @@
-#include "simulator/program_run.h"
+#include "simulator/world/program_run.h"
 
-#include "simulator/namespaces.h"
-#include "simulator/request_filter.h"
+#include "simulator/requests/request_filter.h"
+#include "simulator/world/namespaces.h"
 
 #include <cerrno>
 #include <csignal>
@@ -77,15 +77,13 @@ bool program_run::start(char *const *arguments, const char *directory, unique_fd
         perror("hk_board: cannot start the program");
         return false;
     }
-    if (program == 0) {
+    if (program == 0)
         become_program(arguments, directory, program_end.get());
-    }
     (void)setpgid(program, program);
     program_end.reset();
     listener = receive_descriptor(board_end.get());
-    if (run_us != NEVER) {
+    if (run_us != NEVER)
         end_us = monotonic_us() + run_us;
-    }
     return true; // without a listener the child has said why and ends
 }
 
@@ -97,13 +95,12 @@ void program_run::ready(const pollfd &) {
     signalfd_siginfo arrived{};
     while (read(signals.get(), &arrived, sizeof arrived) == sizeof arrived) {
         const int number = static_cast<int>(arrived.ssi_signo);
-        if (number == SIGCHLD) {
+        if (number == SIGCHLD)
             reap();
-        } else if (number == SIGINT || number == SIGHUP) {
+        else if (number == SIGINT || number == SIGHUP)
             request_end();
-        } else {
+        else
             pass_on(number);
-        }
     }
 }
 
@@ -135,9 +132,8 @@ void program_run::request_end() {
 }
 
 void program_run::pass_on(int number) {
-    if (!ended) {
+    if (!ended)
         (void)kill(program, number);
-    }
 }
 
 void program_run::reap() {

@@ -1,4 +1,4 @@
-#include "simulator/reboot_stand_in.h"
+#include "simulator/world/reboot_stand_in.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
-#include "simulator/root.h"
+#include "simulator/world/root.h"
 
-#include "simulator/reboot_stand_in.h"
-#include "simulator/unique_fd.h"
+#include "simulator/time/unique_fd.h"
+#include "simulator/world/reboot_stand_in.h"
 
 #include <algorithm>
 #include <array>
@@ -32,14 +32,12 @@ constexpr const char *HOST_SBIN = "/.host_sbin"; // where /sbin is no link, its 
 std::vector<std::string> names_in(const char *directory) {
     std::vector<std::string> names;
     DIR *entries = opendir(directory);
-    if (entries == nullptr) {
+    if (entries == nullptr)
         return names;
-    }
     while (const dirent *entry = readdir(entries)) {
         const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
+        if (name != "." && name != "..")
             names.emplace_back(name);
-        }
     }
     closedir(entries);
     return names;
@@ -68,13 +66,11 @@ bool start_new_root() {
         return false;
     }
     for (const char *place : {"/tmp", "/mnt", "/var", "/usr"}) {
-        if (mount("tmpfs", place, "tmpfs", MS_NOSUID, "mode=755") != 0) {
+        if (mount("tmpfs", place, "tmpfs", MS_NOSUID, "mode=755") != 0)
             continue;
-        }
         if (chdir(place) != 0 || mkdir(HOST_ROOT + 1, 0755) != 0 ||
-            syscall(SYS_pivot_root, ".", HOST_ROOT + 1) != 0 || chdir("/") != 0) {
+            syscall(SYS_pivot_root, ".", HOST_ROOT + 1) != 0 || chdir("/") != 0)
             return cannot("change the root to", place);
-        }
         return true;
     }
     return cannot("mount", "tmpfs");
@@ -90,26 +86,21 @@ bool show_host_entry(const std::string &name) {
     const std::string source = HOST_ROOT + ("/" + name);
     const std::string target = "/" + name;
     struct stat status {};
-    if (lstat(source.c_str(), &status) != 0) {
+    if (lstat(source.c_str(), &status) != 0)
         return true; // gone meanwhile
-    }
-    if (S_ISLNK(status.st_mode)) {
+    if (S_ISLNK(status.st_mode))
         return symlink(link_text(source).c_str(), target.c_str()) == 0 || cannot("link", target);
-    }
-    if (S_ISDIR(status.st_mode)) {
+    if (S_ISDIR(status.st_mode))
         return show_host_directory(source, target);
-    }
     return !S_ISREG(status.st_mode) || publish_node(source.c_str(), target.c_str());
 }
 
 bool show_host_entries() {
-    for (const std::string &name : names_in(HOST_ROOT)) {
+    for (const std::string &name : names_in(HOST_ROOT))
         if (std::find(std::begin(OWN_ENTRIES), std::end(OWN_ENTRIES), name) ==
                 std::end(OWN_ENTRIES) &&
-            !show_host_entry(name)) {
+            !show_host_entry(name))
             return false;
-        }
-    }
     return true;
 }
 
@@ -119,21 +110,18 @@ bool build_sbin(const std::string &stand_in) {
     std::string commands = link_text(host_sbin); // "usr/sbin" on most hosts
     if (commands.empty()) {
         commands = HOST_SBIN;
-        if (access(host_sbin.c_str(), F_OK) == 0 && !show_host_directory(host_sbin, HOST_SBIN)) {
+        if (access(host_sbin.c_str(), F_OK) == 0 && !show_host_directory(host_sbin, HOST_SBIN))
             return false;
-        }
     } else if (commands.front() != '/') {
         commands = '/' + commands;
     }
-    if (mkdir("/sbin", 0755) != 0) {
+    if (mkdir("/sbin", 0755) != 0)
         return cannot("create", "/sbin");
-    }
     commands += '/';
     for (const std::string &name : names_in(commands.c_str())) {
         const std::string target = "/sbin/" + name;
-        if (name != "reboot" && symlink((commands + name).c_str(), target.c_str()) != 0) {
+        if (name != "reboot" && symlink((commands + name).c_str(), target.c_str()) != 0)
             return cannot("link", target);
-        }
     }
     return publish_node(stand_in.c_str(), "/sbin/reboot");
 }
@@ -155,9 +143,8 @@ bool cover_restart_commands(const std::string &stand_in) {
                                                               free);
             if (file != nullptr && is_restart_command(file_name(file.get())) &&
                 !is_same_file(stand_in.c_str(), file.get()) &&
-                !publish_node(stand_in.c_str(), file.get())) {
+                !publish_node(stand_in.c_str(), file.get()))
                 return false;
-            }
         }
     }
     return true;
@@ -172,9 +159,8 @@ void protect_sys() {
 
 bool mount_proc_and_protect_sys() {
     (void)mkdir("/proc", 0555);
-    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
+    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
         return cannot("mount", "/proc");
-    }
     // Writing here restarts the machine without asking for the right to.
     protect_sys();
     return access("/proc/sysrq-trigger", F_OK) != 0 ||
@@ -182,9 +168,8 @@ bool mount_proc_and_protect_sys() {
 }
 
 bool leave_host_root() {
-    if (umount2(HOST_ROOT, MNT_DETACH) != 0 || rmdir(HOST_ROOT) != 0) {
+    if (umount2(HOST_ROOT, MNT_DETACH) != 0 || rmdir(HOST_ROOT) != 0)
         return cannot("leave", HOST_ROOT);
-    }
     return true;
 }
 
@@ -196,9 +181,8 @@ bool cannot(const char *what, const std::string &path) {
 }
 
 bool publish_node(const char *source, const char *target) {
-    if (access(target, F_OK) != 0) {
+    if (access(target, F_OK) != 0)
         const unique_fd created(open(target, O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
-    }
     return mount(source, target, nullptr, MS_BIND, nullptr) == 0 || cannot("show", target);
 }
 

@@ -1,6 +1,6 @@
 // The board's /dev: a memory file system with the few nodes that every board has. The devices of
 // this board add their own.
-#include "simulator/root.h"
+#include "simulator/world/root.h"
 
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -16,9 +16,8 @@ constexpr const char *COMMON_NODES[] = {"/dev/null",   "/dev/zero",    "/dev/ful
 bool show_common_nodes() {
     for (const char *node : COMMON_NODES) {
         const std::string source = HOST_ROOT + std::string(node);
-        if (access(source.c_str(), F_OK) == 0 && !publish_node(source.c_str(), node)) {
+        if (access(source.c_str(), F_OK) == 0 && !publish_node(source.c_str(), node))
             return false;
-        }
     }
     return true;
 }
@@ -27,9 +26,8 @@ bool show_common_nodes() {
 bool mount_terminals() {
     (void)mkdir("/dev/pts", 0755);
     if (mount("devpts", "/dev/pts", "devpts", MS_NOSUID | MS_NOEXEC,
-              "newinstance,ptmxmode=0666,mode=620") != 0) {
+              "newinstance,ptmxmode=0666,mode=620") != 0)
         return cannot("mount", "/dev/pts");
-    }
     return symlink("pts/ptmx", "/dev/ptmx") == 0 || cannot("link", "/dev/ptmx");
 }
 
@@ -43,9 +41,8 @@ bool mount_shared_memory() {
 
 bool build_dev() {
     (void)mkdir("/dev", 0755);
-    if (mount("tmpfs", "/dev", "tmpfs", MS_NOSUID | MS_NOEXEC, "mode=755") != 0) {
+    if (mount("tmpfs", "/dev", "tmpfs", MS_NOSUID | MS_NOEXEC, "mode=755") != 0)
         return cannot("mount", "/dev");
-    }
     return show_common_nodes() && mount_terminals() && mount_shared_memory();
 }
 

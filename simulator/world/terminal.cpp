@@ -1,4 +1,4 @@
-#include "simulator/terminal.h"
+#include "simulator/world/terminal.h"
 
 #include <array>
 #include <cstdio>
@@ -33,9 +33,8 @@ bool operator_terminal::open() {
 }
 
 void operator_terminal::make_raw() {
-    if (!sender.is_open()) {
+    if (!sender.is_open())
         return;
-    }
     termios wanted = settings;
     cfmakeraw(&wanted);
     wanted.c_oflag = settings.c_oflag; // what the program prints stays whole lines
@@ -47,9 +46,8 @@ void operator_terminal::make_raw() {
 
 // Keys that nobody has read must not reach the operator's shell.
 void operator_terminal::restore() {
-    if (sender.is_open()) {
+    if (sender.is_open())
         (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings); // the terminal may be gone
-    }
 }
 
 void operator_terminal::pass_keys() {

@@ -1,10 +1,10 @@
-#include "supervisor/results_log.h"
+#include "supervisor/lists/results_log.h"
 
 #include <atomic>
 #include <csignal>
 #include <cstdio>
 
-#include "supervisor/system_log.h"
+#include "runtime/system_log.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "supervisor/status_report.h"
+#include "supervisor/lists/status_report.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
-#include "supervisor/settings.h"
+#include "runtime/settings.h"
 
 timeval last_report_time;
 timeval report_start_time;

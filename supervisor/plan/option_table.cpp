@@ -1,26 +1,26 @@
 // The test plan: what each option of the command line does.
 
-#include "supervisor/option_table.h"
+#include "supervisor/plan/option_table.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <unistd.h>
 
-#include "fio/fio_loop_test.h"
-#include "fio/spi_device_test.h"
-#include "fio/spi_fio_loop_test.h"
-#include "panel/front_panel_test.h"
-#include "serial/crossover_test.h"
+#include "fio/fio_loop.h"
+#include "fio/spi/spi_device.h"
+#include "fio/spi/spi_loop.h"
+#include "panel/front_panel.h"
+#include "runtime/number.h"
+#include "runtime/settings.h"
+#include "runtime/system_log.h"
+#include "serial/crossover.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
-#include "storage/dram_test.h"
-#include "storage/file_copy_test.h"
-#include "storage/filesystem_test.h"
-#include "supervisor/number.h"
-#include "supervisor/serial_plan.h"
-#include "supervisor/settings.h"
+#include "storage/dram.h"
+#include "storage/file_copy.h"
+#include "storage/files.h"
+#include "supervisor/plan/serial_plan.h"
 #include "supervisor/status_table.h"
-#include "supervisor/system_log.h"
 
 namespace {
 

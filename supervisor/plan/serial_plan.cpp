@@ -1,8 +1,8 @@
-#include "supervisor/serial_plan.h"
+#include "supervisor/plan/serial_plan.h"
 
 #include "serial/port_access.h"
-#include "serial/producer_test.h"
-#include "serial/serial_loop_test.h"
+#include "serial/producer.h"
+#include "serial/receiver.h"
 #include "supervisor/status_table.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/board_run.h"
-#include "tests/list_polling.h"
+#include "tests/support/board_run.h"
+#include "tests/support/list_polling.h"
 
 namespace {
 
@@ -203,8 +203,8 @@ TEST(ReadOnlyFileSystem, that_becomes_so_in_mid_run_is_an_error_for_each_file_an
                                 "echo read-only) & exec \"$@\"",
                                 {"--release"}, {"-d1", "-Y", "/r0/files"});
     ASSERT_TRUE(run.wait_for_output("read-only"));
-    const Results before =
-        lists_until(run, [](const Results &now) { return now.at(0).errors[0] >= 16; });
+    const Results before = lists_until(
+        run, [](const Results &now) { return now.at(0).errors[0] >= 16; });
     const Results items = lists_until(
         run, [&](const Results &now) { return now.at(0).errors[0] >= before[0].errors[0] + 16; });
     EXPECT_EQ(items[0].counts[0], 16) << "laid once";

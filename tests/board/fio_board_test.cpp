@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/board_run.h"
-#include "tests/list_polling.h"
+#include "tests/support/board_run.h"
+#include "tests/support/list_polling.h"
 
 namespace {
 

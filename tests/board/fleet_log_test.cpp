@@ -16,9 +16,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "supervisor/unique_fd.h"
-#include "tests/board_run.h"
-#include "tests/list_polling.h"
+#include "runtime/unique_fd.h"
+#include "tests/support/board_run.h"
+#include "tests/support/list_polling.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 namespace {
 

@@ -14,14 +14,14 @@
 #include <unistd.h>
 #include <vector>
 
-#include "serial/crossover_test.h"
-#include "serial/echo_test.h"
+#include "runtime/unique_fd.h"
+#include "serial/crossover.h"
+#include "serial/echo.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
-#include "serial/producer_test.h"
-#include "serial/serial_loop_test.h"
-#include "supervisor/unique_fd.h"
-#include "tests/table_fixture.h"
+#include "serial/producer.h"
+#include "serial/receiver.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

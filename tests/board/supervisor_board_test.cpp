@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "tests/board_run.h"
-#include "tests/list_polling.h"
+#include "tests/support/board_run.h"
+#include "tests/support/list_polling.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "runtime/settings.h"
 #include "serial/port_access.h"
-#include "supervisor/option_table.h"
-#include "supervisor/settings.h"
+#include "supervisor/plan/option_table.h"
 #include "supervisor/status_table.h"
 #include "tests/fuzz/targets.h"
 

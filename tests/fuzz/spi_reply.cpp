@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <array>
 
-#include "fio/spi_fio_exchange.h"
-#include "fio/spi_inputs.h"
+#include "fio/spi/spi_exchange.h"
+#include "fio/spi/spi_inputs.h"
 #include "tests/fuzz/targets.h"
 
 constexpr size_t LONGEST_REPLY = 30;

@@ -1,4 +1,4 @@
-#include "tests/fault_cells.h"
+#include "tests/matrix/fault_cells.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -146,9 +146,11 @@ bool is_half_received(const lines &seen) {
     return seen[0].counts[0] <= seen[1].counts[0] / 2 + 1;
 }
 bool are_missing_frames_counted(const lines &seen) {
-    return std::ranges::all_of(seen, [](const result_line &item) {
-        return item.counts[0] - item.counts[1] <= 1 + item.errors[1];
-    });
+    return std::ranges::all_of(
+        seen,
+        [](const result_line &item) {
+            return item.counts[0] - item.counts[1] <= 1 + item.errors[1];
+        });
 }
 bool is_one_frame_in_ten_bad(const lines &seen) {
     return std::abs(seen[0].counts[0] / 10 - seen[0].errors[0]) <= 2;
@@ -175,15 +177,17 @@ bool is_one_failure_a_step(const lines &seen) {
 // Of the second line, whose index runs beyond its slots: a list then shows the last five, which
 // nothing was written to.
 bool are_slots_of_y_empty(const lines &seen) {
-    return std::ranges::all_of(seen[1].samples, [](const sample &shown) {
-        return shown == sample{0, 0};
-    });
+    return std::ranges::all_of(
+        seen[1].samples,
+        [](const sample &shown) {
+            return shown == sample{0, 0};
+        });
 }
 // Each lost request ends a pass: a status, four outputs set and read, and the one that is lost.
 bool is_one_request_in_ten_lost(const lines &seen) {
-    return std::ranges::all_of(seen, [](const result_line &item) {
-        return std::abs(item.counts[0] - 4 * item.errors[1]) <= 5;
-    });
+    return std::ranges::all_of(
+        seen,
+        [](const result_line &item) { return std::abs(item.counts[0] - 4 * item.errors[1]) <= 5; });
 }
 bool is_one_spi_reply_in_ten_bad(const lines &seen) {
     return std::abs(seen[0].counts[0] / 10 - seen[0].errors[1]) <= 1;

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 // What a number of a list line has come to when the run is looked at. A run is looked at as soon as
 // every `least` has been reached.

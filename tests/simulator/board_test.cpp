@@ -7,7 +7,7 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -17,7 +17,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "supervisor/unique_fd.h"
+#include "runtime/unique_fd.h"
 
 // A line of the system log or of the board itself (its ident is "board").
 struct log_line {

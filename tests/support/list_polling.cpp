@@ -1,4 +1,4 @@
-#include "tests/list_polling.h"
+#include "tests/support/list_polling.h"
 
 #include <algorithm>
 #include <chrono>
@@ -48,8 +48,9 @@ lists_until(board_run &run, const std::function<bool(const std::vector<result_li
 }
 
 bool second_count_is_at_least::operator()(const std::vector<result_line> &items) const {
-    return std::all_of(items.begin(), items.end(),
-                       [this](const result_line &item) { return item.counts[1] >= count; });
+    return std::all_of(
+        items.begin(), items.end(),
+        [this](const result_line &item) { return item.counts[1] >= count; });
 }
 
 void pause_between_lists() {

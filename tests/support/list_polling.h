@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "tests/board_run.h"
+#include "tests/support/board_run.h"
 
 // The items of one list that is asked for now, parsed. Where a line is none, its item is empty.
 std::vector<result_line> list_now(board_run &run);

@@ -2,10 +2,10 @@
 """Changes one constant or comparison of the program at a time and tells which changes the tests do
 not notice.
 
-    tests/mutate.py                              changes in a random hundred lines
-    tests/mutate.py --sample 300 --seed 2        more, others
-    tests/mutate.py --files 'serial/*' --sample 0    every change in a folder
-    tests/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
+    tests/support/mutate.py                              changes in a random hundred lines
+    tests/support/mutate.py --sample 300 --seed 2        more, others
+    tests/support/mutate.py --files 'serial/*' --sample 0    every change in a folder
+    tests/support/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
 
 It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
 one runs at the same time. A changed program may kill every process it

@@ -1,4 +1,4 @@
-#include "tests/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "supervisor/test_process.h"
+#include "runtime/runner.h"
 
 namespace fs = std::filesystem;
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 class ScratchDirectoryTest : public TableTest {
 protected:

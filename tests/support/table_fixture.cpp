@@ -1,12 +1,12 @@
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 #include <csignal>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
+#include "runtime/clock.h"
+#include "runtime/runner.h"
 
 void TableTest::SetUp() {
     void *room = mmap(nullptr, sizeof(StatusTable), PROT_READ | PROT_WRITE,

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
+#include "runtime/unique_fd.h"
 #include "serial/port_access.h"
-#include "supervisor/unique_fd.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "storage/dram_pass.h"
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

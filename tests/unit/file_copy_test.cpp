@@ -1,10 +1,10 @@
-#include "storage/file_copy_test.h"
+#include "storage/file_copy.h"
 
 #include <algorithm>
 #include <chrono>
 #include <sys/stat.h>
 
-#include "tests/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

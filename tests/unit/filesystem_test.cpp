@@ -1,11 +1,11 @@
-#include "storage/filesystem_test.h"
+#include "storage/files.h"
 
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "storage/test_files.h"
-#include "tests/scratch_directory.h"
+#include "storage/numbered_files.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "fio/fio_exchange.h"
 #include "fio/fio_module.h"
-#include "supervisor/unique_fd.h"
+#include "runtime/unique_fd.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "fio/fio_module.h"
-#include "fio/spi_inputs.h"
+#include "fio/spi/spi_inputs.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "runtime/settings.h"
 #include "serial/port_access.h"
-#include "supervisor/settings.h"
 #include "supervisor/status_table.h"
 #include "tests/fuzz/targets.h"
 

@@ -12,13 +12,13 @@
 #include <unistd.h>
 #include <vector>
 
-#include "panel/front_panel_test.h"
+#include "panel/front_panel.h"
 #include "panel/panel_keys.h"
 #include "panel/port_table.h"
 #include "panel/screen.h"
-#include "supervisor/test_process.h"
-#include "supervisor/unique_fd.h"
-#include "tests/table_fixture.h"
+#include "runtime/runner.h"
+#include "runtime/unique_fd.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "runtime/settings.h"
 #include "serial/patterns.h"
-#include "supervisor/settings.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 
+#include "runtime/unique_fd.h"
 #include "serial/port_access.h"
-#include "supervisor/unique_fd.h"
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

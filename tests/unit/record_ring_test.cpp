@@ -1,4 +1,4 @@
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

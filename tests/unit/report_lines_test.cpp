@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "supervisor/results_log.h"
-#include "supervisor/status_report.h"
-#include "tests/table_fixture.h"
+#include "supervisor/lists/results_log.h"
+#include "supervisor/lists/status_report.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

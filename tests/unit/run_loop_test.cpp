@@ -9,11 +9,11 @@
 #include <unistd.h>
 #include <vector>
 
+#include "runtime/clock.h"
+#include "runtime/runner.h"
+#include "runtime/settings.h"
 #include "supervisor/run_loop.h"
-#include "supervisor/settings.h"
-#include "supervisor/sleep.h"
-#include "supervisor/test_process.h"
-#include "tests/table_fixture.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "serial/patterns.h"
-#include "supervisor/serial_plan.h"
-#include "tests/table_fixture.h"
+#include "supervisor/plan/serial_plan.h"
+#include "tests/support/table_fixture.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // An SPI memory that answers nothing, and how an eeprom pass is timed.
 #include <sys/stat.h>
 
-#include "fio/spi_device_test.h"
-#include "tests/scratch_directory.h"
+#include "fio/spi/spi_device.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <unistd.h>
 
-#include "supervisor/option_table.h"
-#include "tests/scratch_directory.h"
+#include "supervisor/plan/option_table.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "simulator/field_io.h"
+#include "simulator/devices/fio/field_io.h"
 
-#include "simulator/spi_device.h"
-#include "simulator/spi_memory.h"
+#include "simulator/devices/spi/spi_device.h"
+#include "simulator/devices/spi/spi_memory.h"
 
 namespace simulator {
 
@@ -17,9 +17,8 @@ void add_memory(board &built, const char *node, size_t bytes, uint8_t value) {
 } // namespace
 
 void add_spi(const field_io_options &options, board &built) {
-    for (const auto &[node, module_type] : options.spi) {
+    for (const auto &[node, module_type] : options.spi)
         built.devices.push_back(std::make_unique<spi_device>(node, module_type));
-    }
     if (options.datakey != datakey_state::none) {
         const bool present = options.datakey == datakey_state::present;
         add_memory(built, "datakeypresent", 1, present ? 0x80 : 0);

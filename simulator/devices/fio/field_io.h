@@ -2,7 +2,7 @@
 #pragma once
 
 #include "simulator/board.h"
-#include "simulator/field_io_options.h"
+#include "simulator/devices/fio/field_io_options.h"
 
 namespace simulator {
 

@@ -1,4 +1,4 @@
-#include "simulator/field_io_options.h"
+#include "simulator/devices/fio/field_io_options.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -48,9 +48,8 @@ bool take_modules(field_io_options &options, const char *text) {
     const std::string list = text;
     for (size_t begin = 0; begin <= list.size();) {
         const size_t end = std::min(list.find(',', begin), list.size());
-        if (!take_module(options, list.substr(begin, end - begin))) {
+        if (!take_module(options, list.substr(begin, end - begin)))
             return false;
-        }
         begin = end + 1;
     }
     return true;

@@ -1,4 +1,4 @@
-#include "simulator/fio_line.h"
+#include "simulator/devices/fio/fio_line.h"
 
 namespace simulator {
 
@@ -18,11 +18,9 @@ constexpr module_lengths SMALL_MODULES[] = {{1, 16, 12}, {2, 26, 19}};
 constexpr module_lengths OTHER_MODULES = {0, 32, 21};
 
 module_lengths lengths_of(int type) {
-    for (const module_lengths &lengths : SMALL_MODULES) {
-        if (lengths.type == type) {
+    for (const module_lengths &lengths : SMALL_MODULES)
+        if (lengths.type == type)
             return lengths;
-        }
-    }
     return OTHER_MODULES;
 }
 
@@ -49,21 +47,18 @@ void fio_line::wake(int64_t now_us) {
 
 bool fio_line::take_fault(const fault &wanted) {
     bool taken = false;
-    for (addressed_module &each : modules) {
+    for (addressed_module &each : modules)
         taken = (wanted.kind->id != fault_id::check && each.module.take_fault(wanted)) || taken;
-    }
     return taken;
 }
 
 void fio_line::take_chunk(std::span<const uint8_t> frame) {
-    if (frame.size() < HEADER_BYTES || frame[1] != FUNCTION_CODE) {
+    if (frame.size() < HEADER_BYTES || frame[1] != FUNCTION_CODE)
         return;
-    }
     for (addressed_module &each : modules) {
         const size_t payload = frame[2] == '7' ? each.set_bytes : frame[2] == '1' ? 1 : 0;
-        if (each.address == frame[0] && frame.size() == HEADER_BYTES + payload) {
+        if (each.address == frame[0] && frame.size() == HEADER_BYTES + payload)
             answer_request(each, frame);
-        }
     }
 }
 
@@ -71,25 +66,20 @@ void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> 
     fio_module &module = asked.module;
     const std::vector<uint8_t> data =
         module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);
-    if (data.empty()) {
+    if (data.empty())
         return;
-    }
     std::vector<uint8_t> reply = {frame[0], frame[1], static_cast<uint8_t>(frame[2] + 0x80)};
     reply.insert(reply.end(), data.begin(), data.end());
-    if (module.strikes(fault_id::stray_bytes)) {
+    if (module.strikes(fault_id::stray_bytes))
         reply.insert(reply.begin(), {0x11, 0x22, 0x33});
-    }
-    if (module.strikes(fault_id::long_reply)) {
+    if (module.strikes(fault_id::long_reply))
         reply.insert(reply.end(), {0x44, 0x55});
-    }
-    if (module.strikes(fault_id::short_reply)) {
+    if (module.strikes(fault_id::short_reply))
         reply.pop_back();
-    }
-    if (module.strikes(fault_id::late_reply)) {
+    if (module.strikes(fault_id::late_reply))
         late.push_back({monotonic_us() + LATE_US, reply});
-    } else {
+    else
         port.take_chunk(reply);
-    }
 }
 
 } // namespace simulator

@@ -3,9 +3,9 @@
 // are not answered.
 #pragma once
 
-#include "simulator/field_io_options.h"
-#include "simulator/fio_module.h"
-#include "simulator/serial_port.h"
+#include "simulator/devices/fio/field_io_options.h"
+#include "simulator/devices/fio/fio_module.h"
+#include "simulator/devices/serial/serial_port.h"
 
 #include <deque>
 

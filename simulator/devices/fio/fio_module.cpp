@@ -1,4 +1,4 @@
-#include "simulator/fio_module.h"
+#include "simulator/devices/fio/fio_module.h"
 
 #include <algorithm>
 
@@ -25,9 +25,8 @@ fio_module::fio_module(std::string module_name, int module_type, module_wiring h
 
 std::vector<uint8_t> fio_module::execute(uint8_t command, std::span<const uint8_t> payload,
                                          size_t input_bytes) {
-    if (is_silent_to(command)) {
+    if (is_silent_to(command))
         return {};
-    }
     replies++;
     switch (command) {
     case '1':
@@ -51,53 +50,53 @@ std::vector<uint8_t> fio_module::execute(uint8_t command, std::span<const uint8_
 // them then reads as set, so is bit 2 of byte 11.
 std::array<uint8_t, MODULE_BYTES> fio_module::read_inputs() const {
     std::array<uint8_t, MODULE_BYTES> inputs{};
-    for (const wire &path : wiring.wires) {
-        if (is_set(outputs, path.output_byte, path.output_bit) && !is_dead(path)) {
+    for (const wire &path : wiring.wires)
+        if (is_set(outputs, path.output_byte, path.output_bit) && !is_dead(path))
             inputs[static_cast<size_t>(path.input_byte)] |= bit_value(path.input_bit);
-        }
-    }
-    for (const fault &present : faults) {
-        if (present.kind->id == fault_id::stuck) {
+    for (const fault &present : faults)
+        if (present.kind->id == fault_id::stuck)
             inputs[static_cast<size_t>(present.numbers[0])] |= bit_value(present.numbers[1]);
-        }
-    }
     if (top_bits_inverted) {
         inputs[7] ^= 0xC0;
-        if ((inputs[7] & 0xC0) != 0) {
+        if ((inputs[7] & 0xC0) != 0)
             inputs[11] ^= 0x02;
-        }
     }
     return inputs;
 }
 
 bool fio_module::is_silent_to(uint8_t command) const {
-    return std::ranges::any_of(faults, [&](const fault &present) {
-        return present.kind->id == fault_id::silent && present.numbers[0] + '0' == command;
-    });
+    return std::ranges::any_of(
+        faults,
+        [&](const fault &present) {
+            return present.kind->id == fault_id::silent && present.numbers[0] + '0' == command;
+        });
 }
 
 bool fio_module::is_dead(const wire &path) const {
-    return std::ranges::any_of(faults, [&](const fault &present) {
-        return present.kind->id == fault_id::dead && present.numbers[0] == path.output_byte &&
-               present.numbers[1] == path.output_bit;
-    });
+    return std::ranges::any_of(
+        faults,
+        [&](const fault &present) {
+            return present.kind->id == fault_id::dead && present.numbers[0] == path.output_byte &&
+                   present.numbers[1] == path.output_bit;
+        });
 }
 
 bool fio_module::take_fault(const fault &wanted) {
-    if (wanted.target != name || !is_fault_of(wanted, "module")) {
+    if (wanted.target != name || !is_fault_of(wanted, "module"))
         return false;
-    }
-    if (wanted.kind->id == fault_id::type) {
+    if (wanted.kind->id == fault_id::type)
         type = static_cast<uint8_t>(wanted.numbers[0]);
-    }
     faults.push_back(wanted);
     return true;
 }
 
 bool fio_module::strikes(fault_id id) const {
-    return std::ranges::any_of(faults, [&](const fault &present) {
-        return present.kind->id == id && replies % static_cast<uint32_t>(present.numbers[0]) == 0;
-    });
+    return std::ranges::any_of(
+        faults,
+        [&](const fault &present) {
+            return present.kind->id == id &&
+                   replies % static_cast<uint32_t>(present.numbers[0]) == 0;
+        });
 }
 
 } // namespace simulator

@@ -3,8 +3,8 @@
 // fio_line.h, spi_device.h.
 #pragma once
 
+#include "simulator/devices/fio/module_wiring.h"
 #include "simulator/fault.h"
-#include "simulator/module_wiring.h"
 
 #include <array>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "simulator/module_wiring.h"
+#include "simulator/devices/fio/module_wiring.h"
 
 #include <iterator>
 
@@ -61,29 +61,24 @@ constexpr int STRAIGHT_BYTES = 8;
 constexpr int SPREAD_BYTES = 13; // output bytes of modules 2 and 219
 
 void connect(module_wiring &wiring, int output_byte, int output_bit, input_number input) {
-    if (input != NONE) {
+    if (input != NONE)
         wiring.wires.push_back({output_byte, output_bit, input >> 4, input & 0xF});
-    }
 }
 
 module_wiring by_table(const input_number (*rows)[8], size_t bytes) {
     module_wiring wiring;
-    for (size_t byte = 0; byte < bytes; byte++) {
-        for (int bit = 1; bit <= 8; bit++) {
+    for (size_t byte = 0; byte < bytes; byte++)
+        for (int bit = 1; bit <= 8; bit++)
             connect(wiring, static_cast<int>(byte), bit, rows[byte][bit - 1]);
-        }
-    }
     return wiring;
 }
 
 // Each output to the input of the same byte and bit.
 module_wiring straight(int bytes) {
     module_wiring wiring;
-    for (int byte = 0; byte < bytes; byte++) {
-        for (int bit = 1; bit <= 8; bit++) {
+    for (int byte = 0; byte < bytes; byte++)
+        for (int bit = 1; bit <= 8; bit++)
             wiring.wires.push_back({byte, bit, byte, bit});
-        }
-    }
     return wiring;
 }
 
@@ -100,9 +95,8 @@ module_wiring spread() {
 
 module_wiring of_219_on_spi() {
     module_wiring wiring = by_table(WIRES_OF_219_ON_SPI, std::size(WIRES_OF_219_ON_SPI));
-    for (const second_wire &wire : SECOND_WIRES_OF_219_ON_SPI) {
+    for (const second_wire &wire : SECOND_WIRES_OF_219_ON_SPI)
         connect(wiring, wire.output >> 4, wire.output & 0xF, wire.input);
-    }
     return wiring;
 }
 

@@ -1,4 +1,4 @@
-#include "simulator/display_lines.h"
+#include "simulator/devices/panel/display_lines.h"
 
 #include <array>
 #include <cstdio>
@@ -38,17 +38,14 @@ bool display_lines::take(uint8_t byte) {
     }
     if (!sequence.empty()) {
         sequence += static_cast<char>(byte);
-        if ((sequence.size() > 2 && ends_sequence(byte)) || sequence.size() == SEQUENCE_BYTES) {
+        if ((sequence.size() > 2 && ends_sequence(byte)) || sequence.size() == SEQUENCE_BYTES)
             show_sequence();
-        }
         return false;
     }
-    if (byte == '\n') {
+    if (byte == '\n')
         return true;
-    }
-    if (byte != '\r') {
+    if (byte != '\r')
         append_byte(line, byte);
-    }
     return line.size() >= LINE_BYTES;
 }
 

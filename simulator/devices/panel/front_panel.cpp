@@ -1,6 +1,6 @@
-#include "simulator/front_panel.h"
+#include "simulator/devices/panel/front_panel.h"
 
-#include "simulator/board_output.h"
+#include "simulator/world/log/board_output.h"
 
 #include <array>
 #include <sys/socket.h>
@@ -29,17 +29,15 @@ bool front_panel::open_nodes() {
 }
 
 void front_panel::add_polls(std::vector<pollfd> &polls) const {
-    if (keyboard >= 0) {
+    if (keyboard >= 0)
         polls.push_back({keyboard, POLLIN, 0});
-    }
 }
 
 void front_panel::ready(const pollfd &) {
     std::array<uint8_t, STROKE_BYTES> stroke{};
     const ssize_t length = recv(keyboard, stroke.data(), stroke.size(), MSG_DONTWAIT);
-    if (length > 0) {
+    if (length > 0)
         port.take_chunk(std::span(stroke).first(static_cast<size_t>(length)));
-    }
 }
 
 int64_t front_panel::wake_time_us() const {
@@ -54,9 +52,8 @@ void front_panel::wake(int64_t now_us) {
     }
     const key_step step = script.front();
     script.pop_front();
-    if (!step.bytes.empty()) {
+    if (!step.bytes.empty())
         port.take_chunk(as_bytes(step.bytes));
-    }
     next_step_us = now_us + step.pause_us;
 }
 
@@ -65,24 +62,20 @@ void front_panel::take_chunk(std::span<const uint8_t> chunk) {
         script_begun = true;
         next_step_us = monotonic_us();
     }
-    if (keyboard >= 0) {
+    if (keyboard >= 0)
         output.show_display(chunk);
-    }
-    for (const uint8_t byte : chunk) {
-        if (display.take(byte)) {
+    for (const uint8_t byte : chunk)
+        if (display.take(byte))
             show_line();
-        }
-    }
 }
 
 // The operator who has the display need not read it twice.
 void front_panel::show_line() {
     const std::string line = "panel: " + display.line;
-    if (keyboard >= 0) {
+    if (keyboard >= 0)
         output.keep(line);
-    } else {
+    else
         output.show(line);
-    }
     display.start_line();
 }
 

@@ -7,10 +7,10 @@
 // before, so that a busy machine does not make one key of two.
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/display_lines.h"
-#include "simulator/key_script.h"
-#include "simulator/serial_port.h"
+#include "simulator/devices/device.h"
+#include "simulator/devices/panel/display_lines.h"
+#include "simulator/devices/panel/key_script.h"
+#include "simulator/devices/serial/serial_port.h"
 
 #include <deque>
 

@@ -1,4 +1,4 @@
-#include "simulator/key_script.h"
+#include "simulator/devices/panel/key_script.h"
 
 #include <cctype>
 #include <cstdio>
@@ -27,9 +27,8 @@ bool parse_escape(const char *&at, char &byte) {
         }
     }
     if (*at != 'x' || isxdigit(static_cast<unsigned char>(at[1])) == 0 ||
-        isxdigit(static_cast<unsigned char>(at[2])) == 0) {
+        isxdigit(static_cast<unsigned char>(at[2])) == 0)
         return false;
-    }
     const char digits[] = {at[1], at[2], '\0'};
     byte = static_cast<char>(strtol(digits, nullptr, 16));
     at += 2;
@@ -39,9 +38,8 @@ bool parse_escape(const char *&at, char &byte) {
 bool parse_bytes(const std::string &group, std::string &bytes) {
     for (const char *at = group.c_str(); *at != '\0'; at++) {
         char byte = *at;
-        if (byte == '\\' && !parse_escape(++at, byte)) {
+        if (byte == '\\' && !parse_escape(++at, byte))
             return false;
-        }
         bytes += byte;
     }
     return true;
@@ -50,17 +48,15 @@ bool parse_bytes(const std::string &group, std::string &bytes) {
 bool parse_pause(const std::string &group, int64_t &pause_us) {
     char *end = nullptr;
     const double seconds = strtod(group.c_str() + 1, &end);
-    if (end == group.c_str() + 1 || *end != '\0' || !(seconds >= 0 && seconds < 1e6)) {
+    if (end == group.c_str() + 1 || *end != '\0' || !(seconds >= 0 && seconds < 1e6))
         return false;
-    }
     pause_us = static_cast<int64_t>(seconds * 1e6);
     return true;
 }
 
 bool parse_group(const std::string &group, key_step &step) {
-    if (group.front() == '@') {
+    if (group.front() == '@')
         return parse_pause(group, step.pause_us);
-    }
     step.pause_us = KEY_PAUSE_US;
     return parse_bytes(group, step.bytes);
 }

@@ -1,4 +1,4 @@
-#include "simulator/feed.h"
+#include "simulator/devices/serial/feed.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -44,16 +44,14 @@ void feed::wake(int64_t now_us) {
     const auto first = bytes.begin() + static_cast<ptrdiff_t>(sent);
     std::vector<uint8_t> block(first, first + static_cast<ptrdiff_t>(length));
     sent = (sent + length) % bytes.size();
-    if (faults.pass(block)) {
+    if (faults.pass(block))
         port.take_chunk(block);
-    }
     next_block_us = now_us + FEED_PERIOD_US;
 }
 
 bool feed::take_fault(const fault &wanted) {
-    if (wanted.target != name || !is_fault_of(wanted, "port")) {
+    if (wanted.target != name || !is_fault_of(wanted, "port"))
         return false;
-    }
     faults.add(wanted);
     return true;
 }

@@ -7,8 +7,8 @@
 // into port 1.
 #pragma once
 
-#include "simulator/line_faults.h"
-#include "simulator/serial_port.h"
+#include "simulator/devices/serial/line_faults.h"
+#include "simulator/devices/serial/serial_port.h"
 
 #include <span>
 #include <string>

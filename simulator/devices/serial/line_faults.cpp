@@ -1,4 +1,4 @@
-#include "simulator/line_faults.h"
+#include "simulator/devices/serial/line_faults.h"
 
 namespace simulator {
 
@@ -7,9 +7,8 @@ void line_faults::add(const fault &wanted) {
 }
 
 bool line_faults::strikes(const fault &present) const {
-    if (present.kind->id == fault_id::cut) {
+    if (present.kind->id == fault_id::cut)
         return true;
-    }
     const auto number = static_cast<uint32_t>(present.numbers[0]);
     return present.kind->id == fault_id::pull ? chunks > number : chunks % number == 0;
 }
@@ -18,9 +17,8 @@ bool line_faults::pass(std::vector<uint8_t> &chunk) {
     chunks++;
     bool arrives = true;
     for (const fault &present : faults) {
-        if (!strikes(present)) {
+        if (!strikes(present))
             continue;
-        }
         if (present.kind->id == fault_id::flip) {
             // Another byte and bit each time.
             chunk[bits_flipped % chunk.size()] ^= static_cast<uint8_t>(1U << bits_flipped % 8);

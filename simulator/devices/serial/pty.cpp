@@ -1,6 +1,6 @@
-#include "simulator/pty.h"
+#include "simulator/devices/serial/pty.h"
 
-#include "simulator/root.h"
+#include "simulator/world/root.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -55,9 +55,8 @@ std::vector<uint8_t> take_written(const pty &line) {
     size_t count = 0;
     while (count < CHUNK_BYTES) {
         const ssize_t got = read(line.master.get(), bytes.data() + count, CHUNK_BYTES - count);
-        if (got <= 0) {
+        if (got <= 0)
             break;
-        }
         count += static_cast<size_t>(got);
     }
     bytes.resize(count);
@@ -90,9 +89,8 @@ unique_fd watch_reader(const pty &line) {
     unique_fd watch(epoll_create1(EPOLL_CLOEXEC));
     epoll_event edge{};
     edge.events = EPOLLOUT | EPOLLET;
-    if (!watch.is_open() || epoll_ctl(watch.get(), EPOLL_CTL_ADD, line.master.get(), &edge) != 0) {
+    if (!watch.is_open() || epoll_ctl(watch.get(), EPOLL_CTL_ADD, line.master.get(), &edge) != 0)
         watch.reset();
-    }
     return watch;
 }
 

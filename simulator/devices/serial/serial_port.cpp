@@ -1,4 +1,4 @@
-#include "simulator/serial_port.h"
+#include "simulator/devices/serial/serial_port.h"
 
 #include <algorithm>
 #include <asm/termbits.h>
@@ -20,20 +20,17 @@ serial_port::serial_port(std::string port_name)
     : name(std::move(port_name)), synchronous(name.back() == 's') {}
 
 bool serial_port::open_nodes() {
-    if (!line.open(("/dev/sp" + name).c_str())) {
+    if (!line.open(("/dev/sp" + name).c_str()))
         return false;
-    }
-    if (synchronous) {
+    if (synchronous)
         reader_watch = watch_reader(line);
-    }
     return true;
 }
 
 void serial_port::add_polls(std::vector<pollfd> &polls) const {
     polls.push_back({line.master.get(), POLLIN, 0});
-    if (reader_watch.is_open()) {
+    if (reader_watch.is_open())
         polls.push_back({reader_watch.get(), POLLIN, 0});
-    }
 }
 
 void serial_port::ready(const pollfd &event) {
@@ -71,9 +68,8 @@ void serial_port::hang_up() {
 
 // False when the port is gone, with this chunk or before it.
 bool serial_port::passes_chunk() {
-    if (!hung_up && ++chunks_passed == hangup_chunk) {
+    if (!hung_up && ++chunks_passed == hangup_chunk)
         hang_up();
-    }
     return !hung_up;
 }
 
@@ -81,30 +77,26 @@ bool serial_port::passes_chunk() {
 
 void serial_port::send_written() {
     std::vector<uint8_t> chunk = take_written(line);
-    if (!chunk.empty()) {
+    if (!chunk.empty())
         send_chunk(chunk);
-    }
 }
 
 void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
-    if (passes_chunk() && faults.pass(chunk) && partner != nullptr) {
+    if (passes_chunk() && faults.pass(chunk) && partner != nullptr)
         partner->take_chunk(chunk);
-    }
 }
 
 // Receiving: from the partner to the program.
 
 void serial_port::take_chunk(std::span<const uint8_t> chunk) {
-    if (!passes_chunk()) {
+    if (!passes_chunk())
         return;
-    }
     if (!synchronous) {
         give_bytes(chunk);
         return;
     }
-    if (frames.size() < FRAMES_KEPT) {
+    if (frames.size() < FRAMES_KEPT)
         frames.emplace_back(chunk.begin(), chunk.end());
-    }
     hand_over_frames();
 }
 
@@ -125,9 +117,8 @@ void serial_port::hand_over_frames() {
 // queue was empty. When the program reads part of its queue while bytes are under way, the expected
 // count is never reached; then the next time it has read everything tells.
 bool serial_port::has_arrived() {
-    if (hung_up || nothing_under_way(line) || unread_bytes(line) >= expected_unread) {
+    if (hung_up || nothing_under_way(line) || unread_bytes(line) >= expected_unread)
         expected_unread = 0;
-    }
     return expected_unread == 0;
 }
 
@@ -141,11 +132,10 @@ void serial_port::take_request(const request &asked) {
     switch (asked.number) {
     case TIOCMGET: {
         const uint32_t lines = modem_lines();
-        if (write_argument(asked, &lines, sizeof lines)) {
+        if (write_argument(asked, &lines, sizeof lines))
             answer(asked, 0);
-        } else {
+        else
             refuse(asked, EFAULT);
-        }
         break;
     }
     case TIOCMSET:
@@ -171,9 +161,8 @@ void serial_port::drain(const request &asked) {
 void serial_port::answer_drains(int64_t now_us) {
     const bool arrived = partner == nullptr || partner->has_arrived();
     std::erase_if(drains, [&](const waiting_drain &waiting) {
-        if (!arrived && now_us < waiting.latest_us) {
+        if (!arrived && now_us < waiting.latest_us)
             return false;
-        }
         answer(waiting.asked, 0);
         return true;
     });
@@ -200,42 +189,37 @@ void serial_port::set_modem_lines(const request &asked) {
 }
 
 void serial_port::configure_synchronous(const request &asked) {
-    if (!synchronous) {
+    if (!synchronous)
         refuse(asked, ENOTTY);
-    } else if (!read_argument(asked, sync_mode.data(), sync_mode.size())) {
+    else if (!read_argument(asked, sync_mode.data(), sync_mode.size()))
         refuse(asked, EFAULT);
-    } else {
+    else
         answer(asked, 0);
-    }
 }
 
 // Faults.
 
 // A cable is named by its two ports, in either order, a loop by its one.
 bool serial_port::is_on_cable(const std::string &cable) const {
-    if (partner_name == name) {
+    if (partner_name == name)
         return cable == name;
-    }
     return !partner_name.empty() &&
            (cable == name + "-" + partner_name || cable == partner_name + "-" + name);
 }
 
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
-        if (!is_on_cable(wanted.target)) {
+        if (!is_on_cable(wanted.target))
             return false;
-        }
         lines_wired = false;
         return true;
     }
-    if (wanted.target != name || !is_fault_of(wanted, "port")) {
+    if (wanted.target != name || !is_fault_of(wanted, "port"))
         return false;
-    }
-    if (wanted.kind->id == fault_id::hangup) {
+    if (wanted.kind->id == fault_id::hangup)
         hangup_chunk = static_cast<uint32_t>(wanted.numbers[0]);
-    } else {
+    else
         faults.add(wanted);
-    }
     return true;
 }
 

@@ -12,9 +12,9 @@
 // behind the program, however busy the machine is.
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/line_faults.h"
-#include "simulator/pty.h"
+#include "simulator/devices/device.h"
+#include "simulator/devices/serial/line_faults.h"
+#include "simulator/devices/serial/pty.h"
 
 #include <array>
 #include <deque>

@@ -1,7 +1,7 @@
-#include "simulator/spi_device.h"
+#include "simulator/devices/spi/spi_device.h"
 
-#include "simulator/root.h"
-#include "simulator/unique_fd.h"
+#include "simulator/time/unique_fd.h"
+#include "simulator/world/root.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -20,9 +20,8 @@ constexpr size_t REPLY_GAP_BYTES = 6;       // between a request's end and its r
 
 uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     uint8_t result = 0xFF;
-    for (const uint8_t byte : bytes) {
+    for (const uint8_t byte : bytes)
         result ^= byte;
-    }
     return result;
 }
 
@@ -33,11 +32,10 @@ size_t request_length(uint8_t command) {
 
 template <typename Setting>
 void take_setting(const request &asked, Setting &setting) {
-    if (read_argument(asked, &setting, sizeof setting)) {
+    if (read_argument(asked, &setting, sizeof setting))
         answer(asked, 0);
-    } else {
+    else
         refuse(asked, EFAULT);
-    }
 }
 
 // The request with another address of the caller's memory.
@@ -60,9 +58,8 @@ bool spi_device::open_nodes() {
     const std::string path = "/dev/" + name;
     const unique_fd node(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
     struct stat status {};
-    if (!node.is_open() || fstat(node.get(), &status) != 0) {
+    if (!node.is_open() || fstat(node.get(), &status) != 0)
         return cannot("create", path);
-    }
     file_system = status.st_dev;
     file = status.st_ino;
     return true;
@@ -110,28 +107,24 @@ void spi_device::transfer(const request &asked) {
     const bool heard = mode == SPI_MODE_2 && word_bits == 8 && wanted.bits_per_word == 8 &&
                        clock_hz <= SPEED_HZ_MAX && speed_hz <= SPEED_HZ_MAX;
     const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
-    if (write_argument(at(asked, wanted.rx_buf), received.data(), received.size())) {
+    if (write_argument(at(asked, wanted.rx_buf), received.data(), received.size()))
         answer(asked, static_cast<int64_t>(received.size()));
-    } else {
+    else
         refuse(asked, EFAULT);
-    }
 }
 
 spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) {
-    if (!module) {
+    if (!module)
         return sent;
-    }
     transfer_bytes received(sent.size());
     const size_t length = sent.empty() ? 0 : request_length(sent[0]);
     const std::span<const uint8_t> asked = std::span(sent).first(std::min(length, sent.size()));
-    if (length == 0 || asked.size() < length || exclusive_or(asked) != 0) {
+    if (length == 0 || asked.size() < length || exclusive_or(asked) != 0)
         return received;
-    }
     const transfer_bytes data =
         module->execute(asked[0], asked.subspan(1, length - 2), INPUT_BYTES);
-    if (data.empty()) {
+    if (data.empty())
         return received;
-    }
     transfer_bytes reply = {static_cast<uint8_t>(asked[0] + 0x80)};
     reply.insert(reply.end(), data.begin(), data.end());
     reply.push_back(exclusive_or(reply));
@@ -142,16 +135,13 @@ spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) 
 // A late reply begins so late that the transfer ends in its middle.
 void spi_device::put_reply(transfer_bytes &received, size_t request_bytes,
                            transfer_bytes reply) const {
-    if (module->strikes(fault_id::check)) {
+    if (module->strikes(fault_id::check))
         reply.back() ^= 0x01;
-    }
     size_t begin = request_bytes + REPLY_GAP_BYTES;
-    if (module->strikes(fault_id::late_reply)) {
+    if (module->strikes(fault_id::late_reply))
         begin = received.size() - reply.size() / 2;
-    }
-    for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++) {
+    for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++)
         received[begin + i] = reply[i];
-    }
 }
 
 bool spi_device::take_fault(const fault &wanted) {

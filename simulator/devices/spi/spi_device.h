@@ -6,8 +6,8 @@
 // all that comes back is zeros.
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/fio_module.h"
+#include "simulator/devices/device.h"
+#include "simulator/devices/fio/fio_module.h"
 
 #include <optional>
 #include <string>

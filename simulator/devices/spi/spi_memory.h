@@ -2,7 +2,7 @@
 // /dev/datakeypresent has one byte, not 0 when the key is in its holder.
 #pragma once
 
-#include "simulator/device.h"
+#include "simulator/devices/device.h"
 
 #include <cstddef>
 #include <string>

@@ -1,4 +1,4 @@
-#include "simulator/board_output.h"
+#include "simulator/world/log/board_output.h"
 
 #include <algorithm>
 #include <array>
@@ -41,9 +41,8 @@ std::string whole_line(std::string_view text) {
 } // namespace
 
 void board_output::add_polls(std::vector<pollfd> &polls) const {
-    if (!waiting.empty() && !closed) {
+    if (!waiting.empty() && !closed)
         polls.push_back({STDOUT_FILENO, POLLOUT, 0});
-    }
 }
 
 void board_output::ready(const pollfd &) {
@@ -64,24 +63,21 @@ void board_output::keep(std::string_view text) {
 void board_output::show(std::string_view text) {
     const std::string line = whole_line(text);
     keep_line(line);
-    if (quiet) {
+    if (quiet)
         return;
-    }
     put(std::exchange(within_line, false) ? "\r\n" + line : line);
 }
 
 void board_output::show_display(std::span<const uint8_t> bytes) {
-    if (bytes.empty()) {
+    if (bytes.empty())
         return;
-    }
     put({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
     within_line = bytes.back() != '\n';
 }
 
 void board_output::put(std::string_view text) {
-    if (closed) {
+    if (closed)
         return;
-    }
     if (waiting.size() + text.size() > WAITING_BYTES) {
         lost_lines++;
         return;
@@ -95,9 +91,8 @@ void board_output::put(std::string_view text) {
 void board_output::write_waiting() {
     while (!waiting.empty()) {
         pollfd out{STDOUT_FILENO, POLLOUT, 0};
-        if (poll(&out, 1, 0) != 1) {
+        if (poll(&out, 1, 0) != 1)
             return;
-        }
         const ssize_t written =
             write(STDOUT_FILENO, waiting.data(), std::min<size_t>(waiting.size(), PIPE_BUF));
         if (written < 0) {

@@ -1,4 +1,4 @@
-#include "simulator/log_forward.h"
+#include "simulator/world/log/log_forward.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -35,9 +35,8 @@ bool log_forward::connect_to(const std::string &path) {
 }
 
 void log_forward::send(std::string_view message) {
-    if (!socket.is_open()) {
+    if (!socket.is_open())
         return;
-    }
     if (waiting.size() >= WAITING_MESSAGES) {
         lost++;
         return;
@@ -50,9 +49,8 @@ void log_forward::send_waiting() {
     while (!waiting.empty()) {
         const std::string &message = waiting.front();
         if (::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL) < 0) {
-            if (errno == EAGAIN) {
+            if (errno == EAGAIN)
                 return;
-            }
             lost++; // the receiver has gone, and the message is for nobody else
         }
         waiting.pop_front();
@@ -67,15 +65,13 @@ void log_forward::finish(int64_t limit_us) {
         send_waiting();
     }
     lost += waiting.size();
-    if (lost > 0) {
+    if (lost > 0)
         dprintf(STDERR_FILENO, "hk_board: %zu log messages could not be forwarded\n", lost);
-    }
 }
 
 void log_forward::add_polls(std::vector<pollfd> &polls) const {
-    if (!waiting.empty()) {
+    if (!waiting.empty())
         polls.push_back({socket.get(), POLLOUT, 0});
-    }
 }
 
 void log_forward::ready(const pollfd &) {

@@ -1,6 +1,6 @@
-#include "simulator/system_log.h"
+#include "simulator/world/log/system_log.h"
 
-#include "simulator/board_output.h"
+#include "simulator/world/log/board_output.h"
 
 #include <array>
 #include <cctype>
@@ -24,9 +24,8 @@ constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
 // kernel's default is 10.
 void allow_many_unread() {
     const unique_fd limit(open("/proc/sys/net/unix/max_dgram_qlen", O_WRONLY | O_CLOEXEC));
-    if (limit.is_open()) {
+    if (limit.is_open())
         (void)!write(limit.get(), "512", 3);
-    }
 }
 
 bool is_stamp(std::string_view text) {
@@ -35,15 +34,12 @@ bool is_stamp(std::string_view text) {
 }
 
 std::string_view without_header(std::string_view message) {
-    if (message.starts_with('<')) {
+    if (message.starts_with('<'))
         message.remove_prefix(std::min(message.find('>') + 1, message.size()));
-    }
-    if (is_stamp(message)) {
+    if (is_stamp(message))
         message.remove_prefix(STAMP_LENGTH);
-    }
-    while (!message.empty() && (message.back() == '\n' || message.back() == '\0')) {
+    while (!message.empty() && (message.back() == '\n' || message.back() == '\0'))
         message.remove_suffix(1);
-    }
     return message;
 }
 
@@ -61,9 +57,8 @@ bool system_log::open_nodes() {
         return false;
     }
     const int bytes = RECEIVE_BYTES;
-    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
         (void)setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-    }
     return true;
 }
 
@@ -76,9 +71,8 @@ void system_log::ready(const pollfd &) {
     // Not all there is: a program that logs without an end must not keep the other devices waiting.
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
-        if (length < 0) {
+        if (length < 0)
             return;
-        }
         const std::string_view text{message.data(), static_cast<size_t>(length)};
         forward.send(text);
         output.show(without_header(text));

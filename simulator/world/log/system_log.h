@@ -2,9 +2,9 @@
 // forwarded; see syslog(3) for what the C library sends: "<priority>Mmm dd hh:mm:ss ident: text".
 #pragma once
 
-#include "simulator/device.h"
-#include "simulator/log_forward.h"
-#include "simulator/unique_fd.h"
+#include "simulator/devices/device.h"
+#include "simulator/time/unique_fd.h"
+#include "simulator/world/log/log_forward.h"
 
 namespace simulator {
 
