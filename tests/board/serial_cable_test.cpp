@@ -178,6 +178,16 @@ TEST_F(SerialReceiver, a_port_that_becomes_descriptor_0_counts_as_a_failed_open)
     EXPECT_EQ(own().errors3, 1);
 }
 
+TEST_F(SerialReceiver, a_stop_takes_effect_only_once_the_test_is_held) {
+    ASSERT_NO_FATAL_FAILURE(start_receiver());
+    set_shared_word(own().pid, PID_STOP);
+    ASSERT_NO_FATAL_FAILURE(send_block());
+    ASSERT_NO_FATAL_FAILURE(wait_for_silence(2));
+    EXPECT_EQ(own().pid, PID_STOP);
+    set_shared_word(own().hold, HOLD_REQUESTED);
+    EXPECT_TRUE(wait_until([] { return shared_word(own().pid) == PID_FINISHED; }));
+}
+
 TEST_F(SerialReceiver, a_transfer_length_outside_its_buffer_does_no_harm) {
     for (const int32_t length : {-5, 512, 100000}) {
         xfer_length = length;

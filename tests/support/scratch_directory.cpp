@@ -40,9 +40,10 @@ void ScratchDirectoryTest::start_held(void (*routine)(int, const char *),
 }
 
 int ScratchDirectoryTest::stop(int index) {
+    const pid_t process = shared_word(record(index).pid);
     set_shared_word(record(index).pid, PID_STOP);
     int status = -1;
-    (void)waitpid(started_process(index), &status, 0);
+    (void)waitpid(process, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
