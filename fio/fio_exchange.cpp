@@ -5,20 +5,18 @@
 #include "fio/fio_exchange.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
-#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/system_log.h"
-#include "serial/port_io.h"
 
 namespace {
 
-constexpr int WRITABLE_MS = 5;
+constexpr int32_t WRITABLE_MS = 5;
 constexpr int32_t REPLY_POLL_MS = 6;
 constexpr int64_t FIRST_FIGURE_US = 6000; // any that lets the wait begin
 constexpr int64_t DEADLINE_US = 24000;
@@ -28,29 +26,11 @@ constexpr size_t CLEARED_BYTES = 20; // of the receive area, before each read
 receive_area area;
 
 int64_t microseconds_between(const timeval &from, const timeval &to) {
-    return (int64_t{to.tv_sec} - from.tv_sec) * 1000000 + (to.tv_usec - from.tv_usec);
-}
-
-timeval time_of_day() {
-    timeval now = {};
-    (void)gettimeofday(&now, nullptr);
-    return now;
-}
-
-// Tells the system log and standard error.
-__attribute__((format(printf, 1, 2))) void tell(const char *format, ...) {
-    char text[64];
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    log_text(text);
-    (void)!write(STDERR_FILENO, text, static_cast<size_t>(length)); // nobody may be listening
+    return (int64_t{to.tv_sec} - from.tv_sec) * US_PER_S + (to.tv_usec - from.tv_usec);
 }
 
 bool send_request(int port, std::span<const uint8_t> request) {
-    pollfd writable = {port, POLLOUT, 0};
-    (void)poll(&writable, 1, WRITABLE_MS); // a port that is not ready shows in the write
+    (void)output_within(port, WRITABLE_MS); // a port that is not ready shows in the write
     (void)tcdrain(port);
     return write(port, request.data(), request.size()) == static_cast<ssize_t>(request.size());
 }
@@ -71,13 +51,13 @@ bool take_reply(size_t count, uint8_t marker, std::span<uint8_t> reply, TestReco
     const auto expected = static_cast<int>(reply.size());
     const std::optional<int32_t> offset = find_frame(area.received().first(count), marker);
     if (offset != 0) {
-        tell("<%d %d ", received, expected);
+        log_and_print("<%d %d ", received, expected);
         if (!offset)
             return false;
         ++record.errors;
-        tell(" %d>", *offset);
+        log_and_print(" %d>", *offset);
     } else if (received != expected) {
-        tell("[%d %d]", received, expected);
+        log_and_print("[%d %d]", received, expected);
     }
     copy_frame(area, *offset, reply);
     return true;

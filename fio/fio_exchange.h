@@ -10,7 +10,7 @@
 #include <sys/time.h>
 
 #include "fio/fio_frame.h"
-#include "supervisor/status_table.h"
+#include "runtime/record.h"
 
 // Sends a request (its first three bytes at least) and waits for the reply, which must begin to
 // arrive within 24 ms of the end of the transmission. Returns 0 with `expected` bytes of the reply

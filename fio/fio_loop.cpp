@@ -8,7 +8,6 @@
 #include "fio/fio_loop.h"
 
 #include <cstdlib>
-#include <sched.h>
 #include <unistd.h>
 
 #include "fio/fio_module.h"
@@ -24,12 +23,18 @@ struct fio_module {
 };
 
 struct fio_loop {
+    TestRecord &record;
+    TestRecord &second_record;
     const char *port_name;
-    fio_module first;
-    fio_module second;
+    fio_module first = {record, FIRST_MODULE};
+    fio_module second = {second_record, SECOND_MODULE};
     int port = 0; // 0 and below: not open
     fio_frame request = {};
     fio_frame reply = {};
+
+    void turn();
+    void before_nap();
+    void release();
 };
 
 void serve(fio_loop &test, fio_module &module) {
@@ -43,57 +48,39 @@ void serve(fio_loop &test, fio_module &module) {
                        module.profile);
 }
 
-// A descriptor 0 counts as not open and stays behind: the next turn gets another one.
+// A descriptor 0 counts as not open and stays open: the next turn gets another one.
 void open_port(fio_loop &test) {
     test.port = open_sync_port(test.port_name);
     if (test.port < 0) {
-        ++test.first.record.errors;
-        set_shared_word(test.first.record.hold, HOLD_REQUESTED);
+        ++test.record.errors;
+        set_shared_word(test.record.hold, HOLD_REQUESTED);
+    }
+}
+
+void fio_loop::turn() {
+    if (port > 0) {
+        serve(*this, first);
+        serve(*this, second);
+    } else {
+        open_port(*this);
     }
 }
 
 // The first module is identified anew after a hold; the second goes on as it was.
-void take_hold(fio_loop &test) {
-    test.first.profile = {};
-    set_shared_word(test.second.record.hold, HOLD_ACKNOWLEDGED);
-    hold_nap(test.first.record, HOLD_NAP_US);
+void fio_loop::before_nap() {
+    first.profile = {};
+    set_shared_word(second_record.hold, HOLD_ACKNOWLEDGED);
 }
 
-void run_fio_loop(fio_loop &test) {
-    sched_param priority = {};
-    (void)sched_getparam(0, &priority);
-    priority.sched_priority = 4; // not applied: the process keeps the policy it inherited
-    set_shared_word(test.second.record.pid, getpid());
-    set_shared_word(test.first.record.pid, getpid());
-
-    while (!told_to_stop(test.first.record)) {
-        if (is_held(test.first.record)) {
-            take_hold(test);
-        } else if (test.port > 0) {
-            serve(test, test.first);
-            serve(test, test.second);
-        } else {
-            open_port(test);
-        }
-    }
-    set_shared_word(test.second.record.pid, PID_FINISHED);
-    mark_finished(test.first.record);
-    if (test.port > 0)
-        (void)close(test.port);
+void fio_loop::release() {
+    if (port > 0)
+        (void)close(port);
 }
 
 } // namespace
 
 pid_t fio_loop_test(int no_fork, const char *port) {
-    TestRecord &first = claim_record('F');
-    TestRecord &second = claim_record('C');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    fio_loop test = {port, {first, FIRST_MODULE}, {second, SECOND_MODULE}};
-    run_fio_loop(test);
-    exit(TEST_EXIT_STATUS);
+    TestRecord &first = claim_record(record_letter::FIO);
+    TestRecord &second = claim_record(record_letter::RECEIVER); // it is listed as one
+    return start_test(no_fork, fio_loop{first, second, port});
 }

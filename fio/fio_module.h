@@ -6,7 +6,7 @@
 
 #include "fio/fio_frame.h"
 #include "fio/loopback_maps.h"
-#include "supervisor/status_table.h"
+#include "runtime/record.h"
 
 // What a module's type decides. Without a map the module is not identified.
 struct module_profile {

@@ -15,9 +15,9 @@
 #include "panel/port_table.h"
 #include "panel/screen.h"
 #include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/runner.h"
 #include "serial/port_access.h"
-#include "serial/port_io.h"
 
 namespace {
 
@@ -35,10 +35,16 @@ constexpr const char *RESTART_COMMANDS[] = {
     "/sbin/reboot",
 };
 
-struct panel {
+struct front_panel {
+    static constexpr bool PID_AFTER_SET_UP = true; // a panel that cannot be had leaves no id
+
+    TestRecord &record;
     int32_t escapes = 0; // ESC presses in a row, also over lines of letters
     int32_t letter = 0;  // of the last line, 1..26
     std::array<char, PANEL_TEXT_MAX> text = {};
+
+    void set_up();
+    void turn();
 };
 
 // From here on the panel is the process's terminal. Each descriptor stays what it was until the
@@ -82,7 +88,7 @@ void show_bytes(std::span<const uint8_t> bytes) {
     }
 }
 
-void take_key(panel &front) {
+void take_key(front_panel &front) {
     std::array<uint8_t, READ_BYTES> buffer;
     const auto count = static_cast<int32_t>(read(STDIN_FILENO, buffer.data(), buffer.size()));
     // A port that has hung up reports input at once and for ever: keep the pace of the polls.
@@ -103,42 +109,27 @@ void take_key(panel &front) {
     end_line();
 }
 
-void show_letters(panel &front) {
+void show_letters(front_panel &front) {
     front.letter = next_letter(front.letter);
     format_letter_line(front.letter, front.text);
     show(front.text.data());
     end_line();
 }
 
-void run_panel(TestRecord &record) {
+void front_panel::set_up() {
     take_panel_as_terminal();
     record.unit = PANEL_UNIT;
-    set_shared_word(record.pid, getpid());
     record.errors = 0;
+}
 
-    panel front;
-    while (!told_to_stop(record)) {
-        if (is_held(record)) {
-            hold_nap(record, HOLD_NAP_US);
-            continue;
-        }
-        poll_until_idle([] { return input_within(STDIN_FILENO, POLL_MS); },
-                        [&front] { take_key(front); });
-        show_letters(front);
-    }
-    mark_finished(record);
+void front_panel::turn() {
+    poll_until_idle([] { return input_within(STDIN_FILENO, POLL_MS); },
+                    [this] { take_key(*this); });
+    show_letters(*this);
 }
 
 } // namespace
 
 pid_t front_panel_test(int no_fork) {
-    TestRecord &record = claim_record('\0');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    run_panel(record);
-    exit(TEST_EXIT_STATUS);
+    return start_test(no_fork, front_panel{claim_record(record_letter::PANEL)});
 }

@@ -5,9 +5,15 @@
 
 void sleep_us(int32_t microseconds) {
     timespec left = {};
-    left.tv_sec = microseconds / 1000000;
-    left.tv_nsec = microseconds % 1000000 * 1000L;
+    left.tv_sec = microseconds / US_PER_S;
+    left.tv_nsec = microseconds % US_PER_S * 1000L;
     // EINTR: the interval timer or a request for a list; nanosleep has stored what is left.
     while (nanosleep(&left, &left) != 0 && errno == EINTR) {
     }
+}
+
+timeval time_of_day() {
+    timeval now = {};
+    (void)gettimeofday(&now, nullptr);
+    return now;
 }

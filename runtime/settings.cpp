@@ -7,6 +7,7 @@ int32_t log_period = 120;
 int32_t xfer_length = 32;
 int32_t error_flag = 0;
 uint8_t hdlc_mode = 0;
+char mac_hex[2 * MAC_BYTES + 1];
 std::array<uint8_t, TRANSFER_BYTES> tx_buffer;
 
 void clamp_periods() {

@@ -1,5 +1,5 @@
 // Process-wide settings: changed by the command line, inherited by every test at its fork, so that
-// an option acts on the tests that stand behind it.
+// an option acts on the tests that follow it.
 
 #pragma once
 
@@ -14,6 +14,10 @@ extern uint8_t hdlc_mode;   // non-zero: asynchronous opens become synchronous o
 
 // Brings both periods into their ranges, once the whole command line has been read.
 void clamp_periods();
+
+// The board's MAC address as twelve lower-case hexadecimal digits; empty before name_board.
+constexpr int MAC_BYTES = 6;
+extern char mac_hex[2 * MAC_BYTES + 1];
 
 constexpr int32_t TRANSFER_BYTES = 512; // the longest block of the serial tests
 

@@ -3,8 +3,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <syslog.h>
+#include <unistd.h>
 
-#include "supervisor/mac_address.h"
+#include "runtime/print.h"
+#include "runtime/settings.h"
 
 namespace {
 
@@ -33,4 +35,14 @@ void log_format(const char *format, ...) {
     (void)vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     log_text(text);
+}
+
+void log_and_print(const char *format, ...) {
+    char text[LOG_TEXT_MAX];
+    va_list arguments;
+    va_start(arguments, format);
+    (void)vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    log_text(text);
+    print(STDERR_FILENO, "%s", text);
 }

@@ -16,3 +16,6 @@ void log_text(const char *text);
 
 // Sends one formatted message, cut to LOG_TEXT_MAX.
 void log_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// The same, and to standard error too.
+void log_and_print(const char *format, ...) __attribute__((format(printf, 1, 2)));

@@ -4,20 +4,19 @@
 // port, the same descriptor and the same record.
 //
 // What arrives on y is counted in x's record and the other way round, as each record speaks of its
-// port's transmitter; stop, hold and time-outs stand in y's record.
+// port's transmitter; stop, hold and time-outs are in y's record.
 
 #include "serial/crossover.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/runner.h"
 #include "runtime/settings.h"
 #include "runtime/system_log.h"
@@ -35,13 +34,12 @@ constexpr int32_t CLEARED_BYTES = 100; // of the receive buffer, before each rea
 constexpr int32_t SILENCE_ALLOWED = 3; // failed reads in a row that are not yet a fault
 constexpr uint32_t GRACE_WRITES = 3;   // frames in which x to y may still be out of step
 constexpr int32_t DEADLINE_TRIES = 3;
-constexpr int32_t US_PER_S = 1000000;
 
 struct crossover {
     const char *x;
     const char *y;
     TestRecord &x_record;
-    TestRecord &y_record;
+    TestRecord &record; // y's
     PatternSource pattern;
     int x_port = -1;
     int y_port = -1;
@@ -49,8 +47,12 @@ struct crossover {
     int32_t length = 0;  // of the frame in hand
 
     bool two_ports() const {
-        return &x_record != &y_record;
+        return &x_record != &record;
     }
+    void set_up();
+    void turn();
+    void before_nap();
+    void end();
 };
 
 struct pace {
@@ -61,14 +63,14 @@ struct pace {
 
 void give_up(crossover &test, const char *port) {
     log_format("Couldn't open SP%s", port);
-    set_shared_word(test.y_record.pid, PID_STOP);
+    set_shared_word(test.record.pid, PID_STOP);
 }
 
 void open_ports(crossover &test) {
     test.x_port = open_async_port(test.x, O_RDWR);
     if (test.x_port < 0)
         return give_up(test, test.x);
-    test.y_record.unit = port_number(test.x);
+    test.record.unit = port_number(test.x);
     if (!test.two_ports()) {
         test.y_port = test.x_port;
         return;
@@ -77,8 +79,8 @@ void open_ports(crossover &test) {
     if (test.y_port < 0)
         return give_up(test, test.y);
     test.x_record.unit = port_number(test.x);
-    test.y_record.unit = port_number(test.y);
-    set_shared_word(test.x_record.pid, shared_word(test.y_record.pid));
+    test.record.unit = port_number(test.y);
+    set_shared_word(test.x_record.pid, shared_word(test.record.pid));
 }
 
 // The far end's RTS is `expected`: CTS and DCD of this port must follow it.
@@ -96,7 +98,7 @@ void check_modem_lines(crossover &test) {
     for (const int level : {0, 1}) {
         (void)set_rts(test.x_port, level);
         (void)set_rts(test.y_port, level);
-        expect_lines(test.y_port, level, test.y_record);
+        expect_lines(test.y_port, level, test.record);
         if (test.two_ports())
             expect_lines(test.x_port, level, test.x_record);
     }
@@ -104,7 +106,7 @@ void check_modem_lines(crossover &test) {
 
 void add_silence(crossover &test) {
     if (test.silence > SILENCE_ALLOWED) {
-        test.y_record.errors2 += test.silence;
+        test.record.errors2 += test.silence;
         test.silence = 0;
     }
 }
@@ -122,8 +124,8 @@ void send_frame(crossover &test) {
         tx_buffer = frame;
     }
     if (sent != -1)
-        ++test.y_record.write_count;
-    test.x_record.write_count = test.y_record.write_count;
+        ++test.record.write_count;
+    test.x_record.write_count = test.record.write_count;
 }
 
 // Sleeps for the line time of the frame and says how long to wait for it.
@@ -137,7 +139,7 @@ pace wait_for_line(const crossover &test) {
     wait.delay_us = std::max(wait.delay_us, DELAY_MIN_US);
     sleep_us(wait.delay_us);
 
-    (void)gettimeofday(&wait.deadline, nullptr);
+    wait.deadline = time_of_day();
     wait.deadline.tv_usec += wait.delay_us;
     if (wait.deadline.tv_usec > US_PER_S) {
         wait.deadline.tv_usec -= US_PER_S;
@@ -149,8 +151,7 @@ pace wait_for_line(const crossover &test) {
 }
 
 bool has_passed(const timeval &deadline) {
-    timeval now;
-    (void)gettimeofday(&now, nullptr);
+    const timeval now = time_of_day();
     return now.tv_sec > deadline.tv_sec ||
            (now.tv_sec == deadline.tv_sec && now.tv_usec >= deadline.tv_usec);
 }
@@ -175,30 +176,30 @@ void count_silence(crossover &test, TestRecord &record) {
 
 // Direction x to y.
 void receive_on_y(crossover &test, const pace &wait) {
-    TestRecord &record = test.x_record;
+    TestRecord &sender = test.x_record;
     const bool ready = input_before_deadline(test.y_port, wait);
     if (!ready) {
-        const int32_t timeouts = test.y_record.errors3;
-        record.errors3 = timeouts;
-        test.y_record.errors3 = timeouts + 1;
+        const int32_t timeouts = test.record.errors3;
+        sender.errors3 = timeouts;
+        test.record.errors3 = timeouts + 1;
     }
     const int32_t count = receive_block(test.y_port, ready, CLEARED_BYTES);
     if (count <= 0)
-        return count_silence(test, record);
+        return count_silence(test, sender);
 
     test.silence = 0;
     const int32_t bad = verify_block(test.pattern, count);
-    if (bad > 0 && test.y_record.write_count > GRACE_WRITES) {
-        ++record.errors2;
-        record_sample(record, test.length, received_byte(bad));
+    if (bad > 0 && test.record.write_count > GRACE_WRITES) {
+        ++sender.errors2;
+        record_sample(sender, test.length, received_byte(bad));
     } else {
-        ++record.read_count;
+        ++sender.read_count;
     }
 }
 
 // Direction y to x; the frame has waited in x's queue meanwhile.
 void receive_on_x(crossover &test, const pace &wait) {
-    TestRecord &record = test.y_record;
+    TestRecord &record = test.record;
     const bool ready = input_within(test.x_port, wait.poll_ms);
     const int32_t count = receive_block(test.x_port, ready, CLEARED_BYTES);
     if (count <= 0)
@@ -218,47 +219,35 @@ void receive_on_x(crossover &test, const pace &wait) {
         test.x_record.hist_next = 0;
 }
 
-void exchange_frame(crossover &test) {
-    send_frame(test);
-    const pace wait = wait_for_line(test);
-    receive_on_y(test, wait);
-    if (test.two_ports())
-        receive_on_x(test, wait);
+void crossover::set_up() {
+    open_ports(*this);
+    check_modem_lines(*this);
+    sleep_us(LINES_SETTLE_US);
 }
 
-void run_crossover(crossover &test) {
-    TestRecord &record = test.y_record;
-    set_shared_word(record.pid, getpid());
-    open_ports(test);
-    check_modem_lines(test);
-    sleep_us(LINES_SETTLE_US);
+void crossover::turn() {
+    add_silence(*this);
+    send_frame(*this);
+    const pace wait = wait_for_line(*this);
+    receive_on_y(*this, wait);
+    if (two_ports())
+        receive_on_x(*this, wait);
+}
 
-    while (!told_to_stop(record)) {
-        add_silence(test);
-        if (is_held(record)) {
-            test.silence = 0;
-            hold_nap(record, HOLD_NAP_US);
-            continue;
-        }
-        exchange_frame(test);
-    }
-    record.errors2 += test.silence;
-    mark_finished(record);
+void crossover::before_nap() {
+    add_silence(*this);
+    silence = 0;
+}
+
+void crossover::end() {
+    record.errors2 += silence;
 }
 
 } // namespace
 
 pid_t crossover_test(int no_fork, const char *x, const char *y, PatternSource pattern) {
-    TestRecord &first = claim_record('N');
+    TestRecord &first = claim_record(record_letter::CROSSOVER);
     const bool two_ports = strcmp(x, y) != 0;
-    TestRecord &last = two_ports ? claim_record('N') : first;
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    crossover test = {x, y, first, last, pattern};
-    run_crossover(test);
-    exit(TEST_EXIT_STATUS);
+    TestRecord &last = two_ports ? claim_record(record_letter::CROSSOVER) : first;
+    return start_test(no_fork, crossover{x, y, first, last, pattern});
 }

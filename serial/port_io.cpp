@@ -1,27 +1,9 @@
 #include "serial/port_io.h"
 
 #include <algorithm>
-#include <poll.h>
 #include <unistd.h>
 
 std::array<uint8_t, TRANSFER_BYTES> rx_buffer;
-
-namespace {
-
-bool event_within(int port, short events, int32_t timeout_ms) {
-    pollfd waiting = {port, events, 0};
-    return poll(&waiting, 1, timeout_ms) > 0;
-}
-
-} // namespace
-
-bool input_within(int port, int32_t timeout_ms) {
-    return event_within(port, POLLIN | POLLPRI, timeout_ms);
-}
-
-bool output_within(int port, int32_t timeout_ms) {
-    return event_within(port, POLLOUT, timeout_ms);
-}
 
 int32_t read_block(int port) {
     return static_cast<int32_t>(read(port, rx_buffer.data(), rx_buffer.size()));

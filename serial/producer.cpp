@@ -3,12 +3,12 @@
 
 #include "serial/producer.h"
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/runner.h"
 #include "runtime/settings.h"
 #include "serial/port_access.h"
@@ -21,10 +21,14 @@ constexpr int32_t PAUSE_US = 2000;     // between two blocks, the time to send t
 constexpr int32_t GENERATE_LENGTH = 0; // of the pattern, which sends its own length
 
 struct producer {
-    const char *name;
+    static constexpr int32_t HOLD_NAP_US = SHORT_HOLD_NAP_US;
+
     TestRecord &record;
+    const char *name;
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
+
+    void turn();
 };
 
 // Descriptor 0 is kept and not used: the next turn opens the port again.
@@ -50,30 +54,15 @@ void send_block(producer &test) {
     sleep_us(PAUSE_US);
 }
 
-void run_producer(producer &test) {
-    TestRecord &record = test.record;
-    set_shared_word(record.pid, getpid());
-    while (!told_to_stop(record))
-        if (is_held(record))
-            hold_nap(record, SHORT_HOLD_NAP_US);
-        else if (test.port <= PORT_NOT_OPEN)
-            open_port(test);
-        else
-            send_block(test);
-    mark_finished(record);
+void producer::turn() {
+    if (port <= PORT_NOT_OPEN)
+        open_port(*this);
+    else
+        send_block(*this);
 }
 
 } // namespace
 
 pid_t producer_test(int no_fork, const char *port, PatternSource pattern) {
-    TestRecord &record = claim_record('P');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    producer test = {port, record, pattern};
-    run_producer(test);
-    exit(TEST_EXIT_STATUS);
+    return start_test(no_fork, producer{claim_record(record_letter::PRODUCER), port, pattern});
 }

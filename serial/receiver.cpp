@@ -3,11 +3,10 @@
 
 #include "serial/receiver.h"
 
-#include <cstdlib>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/runner.h"
 #include "runtime/settings.h"
 #include "serial/port_access.h"
@@ -19,12 +18,17 @@ constexpr int32_t POLL_MS = 40;      // two of these in a row are one silent int
 constexpr int32_t DRAIN_POLL_MS = 5; // a gap this long ends the stale input
 
 struct receiver {
-    const char *name;
+    static constexpr int32_t HOLD_NAP_US = SHORT_HOLD_NAP_US;
+
     TestRecord &record;
+    const char *name;
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
     bool was_held = false; // what came meanwhile is stale
     int32_t silence = 0;   // failed reads since the last good one
+
+    void turn();
+    void before_nap();
 };
 
 // A far end that never pauses is never stale enough: start the receiver first. A failed read ends
@@ -32,13 +36,6 @@ struct receiver {
 void drain_input(int port) {
     while (input_within(port, DRAIN_POLL_MS) && read_block(port) > 0)
         ;
-}
-
-void acknowledge_hold(receiver &test) {
-    test.record.errors2 += test.silence;
-    test.silence = 0;
-    test.was_held = true;
-    hold_nap(test.record, SHORT_HOLD_NAP_US);
 }
 
 void open_port(receiver &test) {
@@ -93,30 +90,21 @@ void receive_until_held(receiver &test) {
     }
 }
 
-void run_receiver(receiver &test) {
-    TestRecord &record = test.record;
-    set_shared_word(record.pid, getpid());
-    while (!told_to_stop(record))
-        if (is_held(record))
-            acknowledge_hold(test);
-        else if (test.port <= PORT_NOT_OPEN)
-            open_port(test);
-        else
-            receive_until_held(test);
-    mark_finished(record);
+void receiver::turn() {
+    if (port <= PORT_NOT_OPEN)
+        open_port(*this);
+    else
+        receive_until_held(*this);
+}
+
+void receiver::before_nap() {
+    record.errors2 += silence;
+    silence = 0;
+    was_held = true;
 }
 
 } // namespace
 
 pid_t serial_loop_test(int no_fork, const char *port, PatternSource pattern) {
-    TestRecord &record = claim_record('C');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    receiver test = {port, record, pattern};
-    run_receiver(test);
-    exit(TEST_EXIT_STATUS);
+    return start_test(no_fork, receiver{claim_record(record_letter::RECEIVER), port, pattern});
 }

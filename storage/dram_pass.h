@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
+#include "runtime/record.h"
 #include "storage/dram_block.h"
-#include "supervisor/status_table.h"
 
 using dram_fill = void (*)(uint8_t *block);
 

@@ -30,7 +30,7 @@ void keep_path(char (&path)[PATH_KEPT + 1], const char *text) {
     (void)snprintf(path, sizeof path, "%s", text);
 }
 
-// Empty fields are skipped, what stands behind the third is ignored.
+// Empty fields are skipped, what follows the third is ignored.
 bool split_argument(const char *argument, copy_argument &fields) {
     char text[ARGUMENT_MAX + 1];
     if (strlen(argument) > ARGUMENT_MAX)
@@ -48,29 +48,53 @@ bool split_argument(const char *argument, copy_argument &fields) {
     return true;
 }
 
+struct file_copy {
+    TestRecord &record;
+    const char *source;
+    const char *destination;
+    copy_block block = {};
+    copy_files files = {};
+
+    bool set_up();
+    void turn();
+    void release();
+};
+
 // A source that is there keeps its contents. Descriptor 0 is taken for a failure, so that a source
 // opened under it is opened again. Returns a negative number when the source cannot be made.
-int open_source(TestRecord &record, const char *path, const copy_block &block) {
-    const int existing = open(path, O_RDWR);
+int open_source(const file_copy &test) {
+    const int existing = open(test.source, O_RDWR);
     if (existing > 0)
         return existing;
-    const int created = open(path, O_RDWR | O_CREAT, FILE_MODE);
+    const int created = open(test.source, O_RDWR | O_CREAT, FILE_MODE);
     if (created < 0)
         return created;
-    (void)!write(created, block.data(), block.size());
-    ++record.write_count;
+    (void)!write(created, test.block.data(), test.block.size());
+    ++test.record.write_count;
     return created;
 }
 
-void copy_until_stopped(TestRecord &record, const copy_files &files, const copy_block &block) {
-    while (!told_to_stop(record)) {
-        if (is_held(record)) {
-            hold_nap(record, HOLD_NAP_US);
-            continue;
-        }
-        file_copy_turn(record, files, block);
-        sleep_us(TURN_PAUSE_US);
-    }
+// Unlike the source a destination that cannot be opened is not noticed: the transfers fail, and
+// count as done.
+bool file_copy::set_up() {
+    block = make_copy_block();
+    files.source = open_source(*this);
+    if (files.source < 0)
+        return false;
+    files.destination = open(destination, O_RDWR | O_CREAT, FILE_MODE);
+    return true;
+}
+
+void file_copy::turn() {
+    file_copy_turn(record, files, block);
+    sleep_us(TURN_PAUSE_US);
+}
+
+void file_copy::release() {
+    (void)close(files.destination);
+    (void)close(files.source);
+    (void)unlink(source);
+    (void)unlink(destination);
 }
 
 } // namespace
@@ -87,28 +111,6 @@ void file_copy_option(int no_fork, const char *argument) {
 }
 
 void file_copy_test(int no_fork, const char *source, const char *destination, long) {
-    TestRecord &record = claim_record('M');
-    if (no_fork != 0 || start_test() != 0)
-        return;
-
-    set_shared_word(record.pid, getpid());
-    const copy_block block = make_copy_block();
-    copy_files files = {};
-    files.source = open_source(record, source, block);
-    if (files.source < 0) {
-        ++record.errors;
-        set_shared_word(record.pid, PID_STOP);
-        return;
-    }
-    // Unlike the source a destination that cannot be opened is not noticed: the transfers fail, and
-    // count as done.
-    files.destination = open(destination, O_RDWR | O_CREAT, FILE_MODE);
-    copy_until_stopped(record, files, block);
-
-    mark_finished(record);
-    (void)close(files.destination);
-    (void)close(files.source);
-    (void)unlink(source);
-    (void)unlink(destination);
-    exit(TEST_EXIT_STATUS);
+    TestRecord &record = claim_record(record_letter::FILE_COPY);
+    (void)start_test(no_fork, file_copy{record, source, destination});
 }

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "supervisor/status_table.h"
+#include "runtime/record.h"
 
 constexpr int32_t COPY_BLOCK_BYTES = 512;
 

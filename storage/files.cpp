@@ -4,11 +4,9 @@
 #include "storage/files.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "runtime/clock.h"
 #include "runtime/runner.h"
 #include "storage/numbered_files.h"
 
@@ -16,7 +14,7 @@ namespace {
 
 constexpr mode_t DIRECTORY_MODE = 0700;
 
-// Goes into the directory, says in `made` whether it had to be made for that.
+// Goes into the directory. `made` is set when it had to be made for that.
 bool enter_directory(const char *directory, bool &made) {
     made = false;
     if (chdir(directory) == 0)
@@ -29,38 +27,34 @@ bool enter_directory(const char *directory, bool &made) {
     return made;
 }
 
-void verify_until_stopped(TestRecord &record) {
-    while (!told_to_stop(record)) {
-        if (is_held(record)) {
-            hold_nap(record, HOLD_NAP_US);
-            continue;
-        }
+struct filesystem {
+    TestRecord &record;
+    const char *directory;
+    bool made = false; // the directory is ours to remove
+
+    bool set_up() {
+        record.errors = 0;
+        return enter_directory(directory, made) && lay_test_files(record);
+    }
+
+    void turn() {
         verify_test_files(record);
     }
-}
+
+    void end() {
+        remove_test_files();
+    }
+
+    void release() {
+        // Away from the directory: a relative name is the battery-backed store's from here on.
+        (void)!chdir("/r0");
+        if (made)
+            (void)rmdir(directory);
+    }
+};
 
 } // namespace
 
 void filesystem_test(int no_fork, const char *directory) {
-    TestRecord &record = claim_record('Y');
-    if (no_fork != 0 || start_test() != 0)
-        return;
-
-    record.errors = 0;
-    set_shared_word(record.pid, getpid());
-    bool made;
-    if (!enter_directory(directory, made) || !lay_test_files(record)) {
-        ++record.errors;
-        set_shared_word(record.pid, PID_STOP);
-        return;
-    }
-    verify_until_stopped(record);
-
-    remove_test_files();
-    mark_finished(record);
-    // Away from the directory: a relative name is the battery-backed store's from here on.
-    (void)!chdir("/r0");
-    if (made)
-        (void)rmdir(directory);
-    exit(TEST_EXIT_STATUS);
+    (void)start_test(no_fork, filesystem{claim_record(record_letter::FILESYSTEM), directory});
 }

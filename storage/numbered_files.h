@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "supervisor/status_table.h"
+#include "runtime/record.h"
 
 // Lays the files 0 to 15. One that is there with the right size is kept, whatever it holds, and
 // its descriptor stays open. Counts each file written into `write_count`. Returns false when one

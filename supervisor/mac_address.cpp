@@ -9,8 +9,6 @@
 
 #include "runtime/unique_fd.h"
 
-char mac_hex[2 * MAC_BYTES + 1];
-
 namespace {
 
 // Asks for the hardware address of the interface named in `request`, unless it is a loopback one.

@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "runtime/print.h"
 #include "runtime/settings.h"
 #include "runtime/system_log.h"
 #include "supervisor/led.h"
@@ -21,10 +21,6 @@ namespace {
 
 constexpr int ARGUMENTS_MAX = 49; // the program's name and 48 arguments; later ones are not read
 
-void print(int fd, const char *text, int length) {
-    (void)!write(fd, text, static_cast<size_t>(length)); // nowhere to report a failure
-}
-
 // A device opened while one of the three is closed would take its number, and the report would be
 // written into the device.
 void occupy_standard_descriptors() {
@@ -34,11 +30,10 @@ void occupy_standard_descriptors() {
 }
 
 bool create_table() {
-    status_table = status_table_attach(TABLE_RECORDS);
+    set_status_table(status_table_attach(TABLE_RECORDS));
     if (status_table == nullptr) {
-        constexpr char message[] = "hk_stress: no shared memory for the status table (see ipcs -lm "
-                                   "and ipcs -m), nothing started\n";
-        print(STDERR_FILENO, message, sizeof message - 1);
+        print(STDERR_FILENO, "hk_stress: no shared memory for the status table (see ipcs -lm "
+                             "and ipcs -m), nothing started\n");
         return false;
     }
     *status_table = {};
@@ -72,13 +67,10 @@ void close_plan() {
 }
 
 void start_run() {
-    char line[64];
-    print(STDERR_FILENO, line,
-          snprintf(line, sizeof line, "proc %d bogus %d\n", record_count, bogus_count));
+    print(STDERR_FILENO, "proc %d bogus %d\n", record_count, bogus_count);
     record_count = 1; // from here on it counts ended processes, plus one
     start_timer();
-    print(STDERR_FILENO, line,
-          snprintf(line, sizeof line, "numproc %d indx %d\n", process_count, record_count));
+    print(STDERR_FILENO, "numproc %d indx %d\n", process_count, record_count);
 }
 
 } // namespace

@@ -9,8 +9,8 @@
 #include <sys/wait.h>
 
 #include "runtime/clock.h"
-#include "runtime/runner.h"
 #include "runtime/settings.h"
+#include "runtime/started_tests.h"
 #include "supervisor/led.h"
 #include "supervisor/lists/results_log.h"
 #include "supervisor/lists/status_report.h"
@@ -154,7 +154,7 @@ void reap_records(int32_t ended) {
 }
 
 void run_until_reaped() {
-    (void)gettimeofday(&last_report_time, nullptr);
+    last_report_time = time_of_day();
     record_count += failed_starts();
     while (process_count >= record_count) {
         const pid_t ended = wait(nullptr);

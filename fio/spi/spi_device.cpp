@@ -7,29 +7,27 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include "fio/spi/spi_transfer.h"
 #include "runtime/clock.h"
+#include "runtime/poll.h"
 #include "runtime/runner.h"
 #include "runtime/system_log.h"
 
 namespace {
 
-constexpr int32_t DATAKEY = 1; // selectors; the first two stand in `unit` as well
+constexpr int32_t DATAKEY = 1; // selectors; `unit` holds the first two as well
 constexpr int32_t EEPROM = 2;
 constexpr int32_t RESERVED = 4;
 constexpr int32_t MANUFACTURER = 8;
 
 constexpr size_t MEMORY_BYTES = 32; // read from a memory in one pass
-constexpr int FIRST_POLL_MS = 2;
-constexpr int SECOND_POLL_MS = 12;
+constexpr int32_t FIRST_POLL_MS = 2;
+constexpr int32_t SECOND_POLL_MS = 12;
 constexpr int32_t READ_PAUSE_US = 5000;
 constexpr int32_t SLOW_PASS_US = 100000;
-constexpr int32_t US_PER_S = 1000000;
 constexpr uint8_t LOOPBACK_BYTE = '#';
 
 struct spi_loopback {
@@ -37,18 +35,16 @@ struct spi_loopback {
     int device = -1; // below 1: not open; never closed
 };
 
-struct device_test {
+struct spi_device {
     TestRecord &record;
     int32_t selector;
     spi_loopback manufacturer = {"/dev/manufacturer"};
     spi_loopback reserved = {"/dev/reserved"};
     int32_t eeprom_flag = 1;
-};
 
-bool has_input(int device, int timeout_ms) {
-    pollfd waiting = {device, POLLIN | POLLPRI, 0};
-    return poll(&waiting, 1, timeout_ms) > 0;
-}
+    void set_up();
+    void turn();
+};
 
 bool datakey_present() {
     uint8_t present = 0;
@@ -84,62 +80,37 @@ void exchange_loopback(TestRecord &record, spi_loopback &loopback) {
         ++record.errors2;
 }
 
-timeval time_of_day() {
-    timeval now = {};
-    (void)gettimeofday(&now, nullptr);
-    return now;
+void spi_device::set_up() {
+    record.unit = selector;
+    record.errors = 0;
 }
 
-void run_turn(device_test &test) {
-    if (test.selector == DATAKEY)
-        read_datakey(test.record);
+void spi_device::turn() {
+    if (selector == DATAKEY)
+        read_datakey(record);
     const timeval begin = time_of_day();
     timeval end = begin;
-    if (test.selector == MANUFACTURER)
-        exchange_loopback(test.record, test.manufacturer);
-    if (test.selector == RESERVED)
-        exchange_loopback(test.record, test.reserved);
-    if (test.eeprom_flag == 0)
+    if (selector == MANUFACTURER)
+        exchange_loopback(record, manufacturer);
+    if (selector == RESERVED)
+        exchange_loopback(record, reserved);
+    if (eeprom_flag == 0)
         return;
-    if (test.selector == EEPROM) {
-        spi_read_device(test.record, "/dev/eeprom", MEMORY_BYTES);
-        test.record.unit = EEPROM;
+    if (selector == EEPROM) {
+        spi_read_device(record, "/dev/eeprom", MEMORY_BYTES);
+        record.unit = EEPROM;
         end = time_of_day();
     }
     char message[EEPROM_MESSAGE_MAX];
-    test.eeprom_flag = check_eeprom_timing(begin, end, message);
-    if (test.eeprom_flag == 0)
+    eeprom_flag = check_eeprom_timing(begin, end, message);
+    if (eeprom_flag == 0)
         log_text(message);
-}
-
-void run_device_test(device_test &test) {
-    TestRecord &record = test.record;
-    record.unit = test.selector;
-    set_shared_word(record.pid, getpid());
-    record.errors = 0;
-    while (!told_to_stop(record)) {
-        if (is_held(record)) {
-            hold_nap(record, HOLD_NAP_US);
-            continue;
-        }
-        run_turn(test);
-    }
-    mark_finished(record);
 }
 
 } // namespace
 
 pid_t spi_device_test(int no_fork, int32_t selector) {
-    TestRecord &record = claim_record('S');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    device_test test = {record, selector};
-    run_device_test(test);
-    exit(TEST_EXIT_STATUS);
+    return start_test(no_fork, spi_device{claim_record(record_letter::SPI_DEVICE), selector});
 }
 
 void spi_read_device(TestRecord &record, const char *device_path, size_t length) {
@@ -150,7 +121,7 @@ void spi_read_device(TestRecord &record, const char *device_path, size_t length)
     }
     std::array<uint8_t, MEMORY_BYTES> contents{};
     ssize_t count = 0;
-    if (has_input(device, FIRST_POLL_MS) || has_input(device, SECOND_POLL_MS)) {
+    if (input_within(device, FIRST_POLL_MS) || input_within(device, SECOND_POLL_MS)) {
         (void)lseek(device, 0, SEEK_SET);
         count = read(device, contents.data(), std::min(length, contents.size()));
     }

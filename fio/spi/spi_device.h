@@ -6,7 +6,7 @@
 #include <sys/time.h>
 #include <sys/types.h>
 
-#include "supervisor/status_table.h"
+#include "runtime/record.h"
 
 // Starts the test of one SPI device: 1 the datakey, 2 the eeprom, 4 and 8 the loopbacks behind
 // "/dev/reserved" and "/dev/manufacturer". With any other selector it loops and touches nothing.

@@ -4,9 +4,7 @@
 
 #include "fio/spi/spi_loop.h"
 
-#include <cstdlib>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "fio/loopback_maps.h"
 #include "fio/spi/spi_exchange.h"
@@ -22,16 +20,22 @@ constexpr size_t SET_LENGTH = 35;
 constexpr int32_t IDENTIFIED_US = 4000;
 constexpr int32_t STATUS_TAKEN_US = 20000;
 constexpr int32_t OUTPUTS_SETTLE_US = 30000;
-constexpr int32_t END_US = 5000;
 
 struct spi_loop {
+    static constexpr bool NAP_BEFORE_MARK = true;
+
     TestRecord &record;
+    const char *device_path;
     unique_fd device = {};
     uint8_t module_type = 0;
     const loop_step *map = IDENTITY_MAP.data();
     int32_t step_index = 0;
     fio_frame request = {};
     fio_frame reply = {};
+
+    void set_up();
+    void turn();
+    void after_nap();
 };
 
 // Exchanges the first `length` bytes of the request in hand; a failure counts.
@@ -45,8 +49,8 @@ bool exchange(spi_loop &test, size_t length) {
 }
 
 // Without the device the test goes on: every exchange fails and counts.
-void open_device(spi_loop &test, const char *device_path) {
-    test.device.reset(open(device_path, O_RDWR | O_NONBLOCK));
+void open_device(spi_loop &test) {
+    test.device.reset(open(test.device_path, O_RDWR | O_NONBLOCK));
     if (test.device)
         test.record.unit = UNIT_B;
     else
@@ -70,13 +74,6 @@ void ask_status(spi_loop &test) {
     ++test.record.write_count;
     (void)exchange(test, STATUS_LENGTH);
     sleep_us(STATUS_TAKEN_US);
-}
-
-// Keeps the module talking while the test is held; counts nothing.
-void ask_status_uncounted(spi_loop &test) {
-    build_status(test.request, FIRST_MODULE);
-    (void)spi_fio_exchange(std::span(test.request).first(STATUS_LENGTH), test.reply,
-                           test.device.get());
 }
 
 bool set_output(spi_loop &test, const loop_step &step) {
@@ -113,40 +110,26 @@ void run_step(spi_loop &test, const loop_step &step) {
     }
 }
 
-void run_map(spi_loop &test) {
-    for (test.step_index = 0; test.map[test.step_index].output_bit != 0; ++test.step_index)
-        run_step(test, test.map[test.step_index]);
+void spi_loop::set_up() {
+    open_device(*this);
+    identify(*this);
+    ask_status(*this);
 }
 
-void run_spi_loop(spi_loop &test, const char *device_path) {
-    TestRecord &record = test.record;
-    set_shared_word(record.pid, getpid());
-    open_device(test, device_path);
-    identify(test);
-    ask_status(test);
-    while (!told_to_stop(record)) {
-        if (is_held(record)) {
-            hold_nap(record, HOLD_NAP_US);
-            ask_status_uncounted(test);
-            continue;
-        }
-        run_map(test);
-    }
-    sleep_us(END_US);
-    set_shared_word(record.pid, PID_FINISHED);
+void spi_loop::turn() {
+    for (step_index = 0; map[step_index].output_bit != 0; ++step_index)
+        run_step(*this, map[step_index]);
+}
+
+// Keeps the module talking while the test is held; counts nothing.
+void spi_loop::after_nap() {
+    build_status(request, FIRST_MODULE);
+    (void)spi_fio_exchange(std::span(request).first(STATUS_LENGTH), reply, device.get());
 }
 
 } // namespace
 
+// The device is closed by the end of the process.
 pid_t spi_fio_loop_test(int no_fork, const char *device_path) {
-    TestRecord &record = claim_record('L');
-    if (no_fork != 0)
-        return no_fork;
-
-    const pid_t child = start_test();
-    if (child != 0)
-        return child;
-    spi_loop test = {record};
-    run_spi_loop(test, device_path);
-    exit(TEST_EXIT_STATUS);
+    return start_test(no_fork, spi_loop{claim_record(record_letter::SPI_FIO), device_path});
 }

@@ -14,6 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "runtime/poll.h"
 #include "runtime/unique_fd.h"
 #include "serial/crossover.h"
 #include "serial/echo.h"

@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "runtime/runner.h"
+#include "runtime/started_tests.h"
 
 namespace fs = std::filesystem;
 

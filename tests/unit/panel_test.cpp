@@ -16,7 +16,7 @@
 #include "panel/panel_keys.h"
 #include "panel/port_table.h"
 #include "panel/screen.h"
-#include "runtime/runner.h"
+#include "runtime/started_tests.h"
 #include "runtime/unique_fd.h"
 #include "tests/support/table_fixture.h"
 

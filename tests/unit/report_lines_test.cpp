@@ -118,7 +118,8 @@ std::string written_report() {
 }
 
 TEST_F(StatusReport, shows_the_counted_processes_only_and_remembers_their_counters) {
-    for (const char letter : {'P', 'N', 'S', 'P'})
+    using enum record_letter;
+    for (const record_letter letter : {PRODUCER, CROSSOVER, SPI_DEVICE, PRODUCER})
         claim_record(letter);
     process_count = 3; // one record has no process of its own
     for (int i = 1; i <= 4; ++i) {
@@ -135,7 +136,7 @@ TEST_F(StatusReport, shows_the_counted_processes_only_and_remembers_their_counte
 
 TEST_F(StatusReport, of_a_full_table_of_the_longest_lines_is_whole) {
     for (int i = 1; i <= TEST_RECORDS; ++i) {
-        TestRecord &r = claim_record('L');
+        TestRecord &r = claim_record(record_letter::SPI_FIO);
         r.pid = INT32_MAX;
         r.errors2 = r.errors3 = -1;
         r.read_count = r.write_count = UINT32_MAX;

@@ -12,6 +12,7 @@
 #include "runtime/clock.h"
 #include "runtime/runner.h"
 #include "runtime/settings.h"
+#include "runtime/started_tests.h"
 #include "supervisor/run_loop.h"
 #include "tests/support/table_fixture.h"
 
@@ -121,8 +122,8 @@ using StopSignals = TableTest;
 // Starts a test of so many records that does nothing.
 pid_t start_idle_test(int records = 1) {
     for (int i = 0; i < records; ++i)
-        claim_record('P');
-    const pid_t child = start_test();
+        claim_record(record_letter::PRODUCER);
+    const pid_t child = fork_test();
     if (child == 0) {
         pause();
         _exit(0);

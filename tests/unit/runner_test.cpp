@@ -11,7 +11,7 @@
 #include "fio/fio_loop.h"
 #include "fio/spi/spi_device.h"
 #include "fio/spi/spi_loop.h"
-#include "runtime/runner.h"
+#include "runtime/started_tests.h"
 #include "serial/producer.h"
 #include "serial/receiver.h"
 #include "storage/dram.h"

@@ -33,7 +33,7 @@ TEST_F(StoragePlan, tests_are_held_before_their_first_turn_and_carry_their_code_
 }
 
 TEST_F(StoragePlan, a_bad_copy_argument_claims_nothing_but_holds_and_marks_the_newest_record) {
-    (void)claim_record('N');
+    (void)claim_record(record_letter::CROSSOVER);
     walk({"-Ma:b"});
     EXPECT_EQ(record_count, 1);
     EXPECT_EQ(record(1).hold, HOLD_REQUESTED);

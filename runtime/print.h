@@ -1,0 +1,7 @@
+#pragma once
+
+constexpr int PRINT_MAX = 1024; // bytes of one text, the closing zero included
+
+// Writes one formatted text, cut to PRINT_MAX, to a descriptor with one write(2). There is nowhere
+// to report a failure.
+void print(int fd, const char *format, ...) __attribute__((format(printf, 2, 3)));
