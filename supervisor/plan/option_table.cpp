@@ -1,10 +1,7 @@
-// The test plan: what each option of the command line does.
-
 #include "supervisor/plan/option_table.h"
 
-#include <cstdint>
-#include <cstdio>
-#include <unistd.h>
+#include <algorithm>
+#include <iterator>
 
 #include "fio/fio_loop.h"
 #include "fio/spi/spi_device.h"
@@ -24,116 +21,67 @@
 
 namespace {
 
-constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
-
-// True when `records` more records fit into the table. If not, says which option is dropped.
-bool records_fit(int32_t records, char letter, const char *argument) {
-    if (records_left() >= records)
-        return true;
-    char line[160];
-    const int length = snprintf(line, sizeof line,
-                                "hk_stress: -%c%.80s dropped: needs %d record(s) of the status "
-                                "table, %d left\n",
-                                letter, argument, records, records_left());
-    (void)!write(STDERR_FILENO, line, static_cast<size_t>(length));
-    return false;
+bool names_two_ports(const char *argument) {
+    return argument[0] != '\0' && argument[1] != '\0' && argument[1] != argument[0];
 }
 
-void set_kind(int32_t kind_code) {
-    last_claimed_record().kind_code = kind_code;
+int32_t crossover_needs(const char *argument) {
+    return names_two_ports(argument) ? 2 : 1;
 }
 
 void start_crossover(const char *argument) {
     const char x[2] = {argument[0], '\0'};
-    const bool two_ports = x[0] != '\0' && argument[1] != '\0' && argument[1] != x[0];
-    const char y[2] = {two_ports ? argument[1] : x[0], '\0'};
-    if (!records_fit(two_ports ? 2 : 1, 'E', argument))
-        return;
-    if (two_ports)
-        ++bogus_count;
+    const char y[2] = {names_two_ports(argument) ? argument[1] : x[0], '\0'};
     (void)crossover_test(0, x, y, frame_sample_pattern);
-    set_kind(5);
-    (void)usleep(START_PAUSE_US);
 }
 
-void start_fio_loop(const char *argument) {
-    if (sync_owner != 0 || !records_fit(2, 'F', argument))
-        return;
+int32_t fio_loop_needs(const char *) {
+    return sync_owner == 0 ? 2 : NOT_NOW;
+}
+
+void start_fio_loop(const char *) {
     (void)fio_loop_test(0, "5");
     sync_owner = record_count;
-    status_table->records[static_cast<size_t>(record_count - 1)].kind_code = 10;
-    set_kind(1);
-    ++bogus_count;
 }
 
-void start_spi_fio_loop(const char *argument) {
-    if (!records_fit(1, 'L', argument))
-        return;
+void start_spi_fio_loop(const char *) {
     (void)spi_fio_loop_test(0, "/dev/manufacturer");
-    set_kind(9);
 }
 
 void start_spi_device(const char *argument) {
-    if (!records_fit(1, 'S', argument))
-        return;
-    const int32_t selector = number_of(argument);
-    (void)spi_device_test(0, selector);
-    set_kind(selector == 1 ? 6 : 7);
+    (void)spi_device_test(0, number_of(argument));
 }
 
-// The pause comes after a skipped receiver too.
+int32_t serial_needs(const char *argument) {
+    return sync_port_permits(argument) ? 1 : 0;
+}
+
 void start_receiver(const char *argument) {
-    if (!sync_port_permits(argument) || records_fit(1, 'C', argument))
-        (void)consume_dispatch(argument, 0, paren_pattern);
-    (void)usleep(START_PAUSE_US);
+    (void)consume_dispatch(argument, 0, paren_pattern);
 }
 
 void start_producer(const char *argument) {
-    if (!sync_port_permits(argument) || records_fit(1, 'P', argument))
-        (void)produce_dispatch(argument, 0, paren_pattern);
-}
-
-void hold(TestRecord &record) {
-    if (shared_word(record.hold) == HOLD_NONE)
-        set_shared_word(record.hold, HOLD_REQUESTED);
-}
-
-// The storage and memory tests start held; nothing on the command line releases them. The word is
-// written ahead of the start: a test that came first would run a whole turn, for DRAM seconds.
-bool hold_next_test(char letter, const char *argument) {
-    if (!records_fit(1, letter, argument))
-        return false;
-    hold(status_table->records[static_cast<size_t>(record_count) + 1]);
-    return true;
+    (void)produce_dispatch(argument, 0, paren_pattern);
 }
 
 void start_dram(const char *) {
-    if (!hold_next_test('D', ""))
-        return;
     (void)dram_test(0);
-    set_kind(8);
-    (void)usleep(START_PAUSE_US);
 }
 
-// An argument that starts nothing still holds and marks the test before it.
+int32_t file_copy_needs(const char *argument) {
+    return is_file_copy_argument(argument) ? 1 : 0;
+}
+
 void start_file_copy(const char *argument) {
-    if (is_file_copy_argument(argument) && !hold_next_test('M', argument))
-        return;
     file_copy_option(0, argument);
-    hold(last_claimed_record());
-    set_kind(5);
 }
 
 void start_filesystem(const char *argument) {
-    if (!hold_next_test('Y', argument))
-        return;
     filesystem_test(0, argument);
-    set_kind(11);
 }
 
-void start_front_panel(const char *argument) {
-    if (records_fit(1, 'K', argument))
-        (void)front_panel_test(0);
+void start_front_panel(const char *) {
+    (void)front_panel_test(0);
 }
 
 void set_speed(const char *argument) {
@@ -164,37 +112,116 @@ void toggle_hdlc_mode(const char *) {
     hdlc_mode = hdlc_mode == 0 ? 1 : 0;
 }
 
-struct option_row {
-    char letter;
-    void (*run)(const char *argument); // null: nothing is started
-};
-
 constexpr option_row OPTIONS[] = {
-    {'C', start_receiver},      // PORT      serial receiver
-    {'D', start_dram},          //           DRAM
-    {'E', start_crossover},     // XY        crossover between ports X and Y
-    {'F', start_fio_loop},      //           field I/O modules on the sync port
-    {'I', set_log_ident},       // TEXT      name of the run in the system log
-    {'K', start_front_panel},   //           front panel
-    {'L', start_spi_fio_loop},  //           field I/O module on SPI
-    {'M', start_file_copy},     // SRC:DST:N battery-backed file copy
-    {'P', start_producer},      // PORT      serial producer
-    {'S', start_spi_device},    // NUMBER    datakey, eeprom, SPI loopback
-    {'Y', start_filesystem},    // DIR       filesystem
-    {'b', set_speed},           // BITS/S    speed of asynchronous ports
-    {'d', set_led_period},      // SECONDS   LED period
-    {'e', set_error_flag},      //
-    {'f', set_transfer_length}, // BYTES     transfer length
-    {'h', toggle_hdlc_mode},    //           HDLC on, off, on, ...
-    {'i', clear_error_flag},    //
-    {'l', set_log_period},      // SECONDS   period of the results list
+    {.letter = option_letter::RECEIVER,
+     .argument = argument_form::PORT,
+     .records = 1,
+     .rule = kind_rule::BY_PORT,
+     .pause = start_pause::ALWAYS,
+     .routine = start_receiver,
+     .needs = serial_needs,
+     .help = "serial receiver on a port"},
+    {.letter = option_letter::DRAM,
+     .records = 1,
+     .rule = kind_rule::LAST_RECORD,
+     .kinds = {KIND_DRAM},
+     .state = start_state::HELD,
+     .pause = start_pause::AFTER_START,
+     .routine = start_dram,
+     .help = "DRAM"},
+    {.letter = option_letter::CROSSOVER,
+     .argument = argument_form::PORT_PAIR,
+     .records = 2,
+     .rule = kind_rule::LAST_RECORD,
+     .kinds = {KIND_CROSSOVER},
+     .pause = start_pause::AFTER_START,
+     .routine = start_crossover,
+     .needs = crossover_needs,
+     .help = "crossover between ports X and Y, or loopback on one port"},
+    {.letter = option_letter::FIO,
+     .records = 2,
+     .rule = kind_rule::EACH_RECORD,
+     .kinds = {KIND_FIO_FIRST, KIND_FIO_SECOND},
+     .routine = start_fio_loop,
+     .needs = fio_loop_needs,
+     .help = "field I/O modules on the sync port"},
+    {.letter = option_letter::PANEL,
+     .records = 1,
+     .routine = start_front_panel,
+     .help = "front panel"},
+    {.letter = option_letter::SPI_FIO,
+     .records = 1,
+     .rule = kind_rule::LAST_RECORD,
+     .kinds = {KIND_SPI_FIO},
+     .routine = start_spi_fio_loop,
+     .help = "field I/O module on SPI"},
+    {.letter = option_letter::FILE_COPY,
+     .argument = argument_form::PATHS,
+     .records = 1,
+     .rule = kind_rule::LAST_RECORD,
+     .kinds = {KIND_FILE_COPY},
+     .state = start_state::HELD,
+     .routine = start_file_copy,
+     .needs = file_copy_needs,
+     .help = "battery-backed file copy"},
+    {.letter = option_letter::PRODUCER,
+     .argument = argument_form::PORT,
+     .records = 1,
+     .rule = kind_rule::BY_PORT,
+     .routine = start_producer,
+     .needs = serial_needs,
+     .help = "serial producer on a port"},
+    {.letter = option_letter::SPI_DEVICE,
+     .argument = argument_form::SELECTOR,
+     .records = 1,
+     .rule = kind_rule::BY_SELECTOR,
+     .kinds = {KIND_DATAKEY, KIND_EEPROM},
+     .routine = start_spi_device,
+     .help = "datakey (1), eeprom (2) or SPI loopback (4, 8)"},
+    {.letter = option_letter::FILESYSTEM,
+     .argument = argument_form::DIRECTORY,
+     .records = 1,
+     .rule = kind_rule::LAST_RECORD,
+     .kinds = {KIND_FILESYSTEM},
+     .state = start_state::HELD,
+     .routine = start_filesystem,
+     .help = "files in a directory"},
+
+    {.letter = option_letter::LOG_IDENT,
+     .argument = argument_form::TEXT,
+     .routine = set_log_ident,
+     .help = "name of the run in the system log"},
+    {.letter = option_letter::SPEED,
+     .argument = argument_form::BITS_PER_S,
+     .routine = set_speed,
+     .help = "speed of asynchronous ports"},
+    {.letter = option_letter::LED_PERIOD,
+     .argument = argument_form::SECONDS,
+     .routine = set_led_period,
+     .help = "time between two changes of the LED"},
+    {.letter = option_letter::SET_ERROR_FLAG,
+     .routine = set_error_flag,
+     .help = "sets the error flag, which nothing reads"},
+    {.letter = option_letter::TRANSFER_LENGTH,
+     .argument = argument_form::BYTES,
+     .routine = set_transfer_length,
+     .help = "transfer length of the serial tests"},
+    {.letter = option_letter::HDLC,
+     .routine = toggle_hdlc_mode,
+     .help = "HDLC mode on, off, on, ..."},
+    {.letter = option_letter::CLEAR_ERROR_FLAG,
+     .routine = clear_error_flag,
+     .help = "clears the error flag"},
+    {.letter = option_letter::LOG_PERIOD,
+     .argument = argument_form::SECONDS,
+     .routine = set_log_period,
+     .help = "time between two results lists"},
 };
 
-constexpr const option_row *find_option(int letter) {
-    for (const option_row &row : OPTIONS)
-        if (row.letter == letter)
-            return &row;
-    return nullptr;
+constexpr bool is_option(const option_row &row, const char *letter) {
+    const bool takes_argument = letter[1] == ':';
+    return static_cast<char>(row.letter) == letter[0] &&
+           (row.argument != argument_form::NONE) == takes_argument;
 }
 
 constexpr bool every_letter_has_a_row() {
@@ -203,35 +230,23 @@ constexpr bool every_letter_has_a_row() {
         if (*letter == ':')
             continue;
         ++letters;
-        if (find_option(*letter) == nullptr)
+        const auto same = [letter](const option_row &row) { return is_option(row, letter); };
+        if (std::count_if(std::begin(OPTIONS), std::end(OPTIONS), same) != 1)
             return false;
     }
-    return letters == sizeof OPTIONS / sizeof OPTIONS[0];
+    return letters == std::size(OPTIONS);
 }
 static_assert(every_letter_has_a_row());
 
+constexpr bool every_row_does_something() {
+    return std::all_of(
+        std::begin(OPTIONS), std::end(OPTIONS),
+        [](const option_row &row) { return row.routine != nullptr; });
+}
+static_assert(every_row_does_something());
+
 } // namespace
 
-void print_usage(const char *program) {
-    char text[1024];
-    const int length = snprintf(text, sizeof text,
-                                "Options...<%s>\n"
-                                "-L for spifio   -F for fio\n"
-                                "-h for hdlc -b9600 for 9600 baud\n"
-                                "-S1 datakey  -S2 eeprom -D dram -K keyboard/display \n"
-                                "-Exy serial test for port x to y and y to x\n"
-                                "---------example:\n"
-                                "set led to 1sec, logging to 10sec\n"
-                                "crossover for SP2 and SP8, hdlc loopback on SP5s\n"
-                                "%.400s -d1 -l10 -E28 -h -E55\n",
-                                OPTION_STRING, program);
-    (void)!write(STDOUT_FILENO, text, static_cast<size_t>(length));
-}
-
-void walk_options(int argc, char **argv) {
-    for (int letter; (letter = getopt(argc, argv, OPTION_STRING)) != -1;) {
-        const option_row *row = find_option(letter);
-        if (row != nullptr && row->run != nullptr)
-            row->run(optarg != nullptr ? optarg : "");
-    }
+std::span<const option_row> option_table() {
+    return OPTIONS;
 }

@@ -1,11 +1,104 @@
+// The test plan: what each option of the command line is. The walk runs on this table, and so does
+// every other reader of it: what checks the manual page and the completion, for one.
+
 #pragma once
 
-// The letters of the command line, a colon behind each that takes an argument; see getopt(3).
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "supervisor/plan/kind_codes.h"
+
+// The letters of the command line, a colon after each that takes an argument; see getopt(3).
 constexpr char OPTION_STRING[] = "eihb:d:f:l:E:P:C:I:S:Y:M:FDLK";
+
+// The letters of the options. Those of the records are others, see record_letter.
+enum class option_letter : char {
+    RECEIVER = 'C',
+    DRAM = 'D',
+    CROSSOVER = 'E',
+    FIO = 'F',
+    LOG_IDENT = 'I',
+    PANEL = 'K',
+    SPI_FIO = 'L',
+    FILE_COPY = 'M',
+    PRODUCER = 'P',
+    SPI_DEVICE = 'S',
+    FILESYSTEM = 'Y',
+    SPEED = 'b',
+    LED_PERIOD = 'd',
+    SET_ERROR_FLAG = 'e',
+    TRANSFER_LENGTH = 'f',
+    HDLC = 'h',
+    CLEAR_ERROR_FLAG = 'i',
+    LOG_PERIOD = 'l',
+};
+
+// The form of an option's argument. Numbers are decimal; a text that begins with none is 0.
+enum class argument_form : uint8_t {
+    NONE,
+    PORT,      // the name of a port, whose leading digits are its number
+    PORT_PAIR, // one or two digits, ports x and y
+    SELECTOR,  // number of an SPI device
+    PATHS,     // a source, a destination and a number, separated by colons
+    DIRECTORY,
+    TEXT,
+    BITS_PER_S,
+    SECONDS,
+    BYTES,
+};
+
+// As the help shows them, by form.
+constexpr std::array<const char *, 10> ARGUMENT_NAMES = {
+    "", "PORT", "XY", "NUMBER", "SRC:DST:N", "DIR", "TEXT", "BITS/S", "SECONDS", "BYTES",
+};
+static_assert(ARGUMENT_NAMES.size() == static_cast<size_t>(argument_form::BYTES) + 1);
+
+// Which of an option's kind codes go where.
+enum class kind_rule : uint8_t {
+    NONE,        // none is written
+    LAST_RECORD, // the first one into the record claimed last
+    EACH_RECORD, // one into each of the two records
+    BY_SELECTOR, // the first one for device 1, the second for any other
+    BY_PORT,     // as the table of the ports says, see serial_plan.h
+};
+
+enum class start_state : uint8_t {
+    RUNNING,
+    HELD, // nothing on the command line releases it
+};
+
+enum class start_pause : uint8_t {
+    NONE,
+    AFTER_START, // 50 ms, in which the new test writes its id
+    ALWAYS,      // also when nothing was started
+};
+
+struct option_row {
+    option_letter letter;
+    argument_form argument = argument_form::NONE;
+    int8_t records = 0; // of the status table, at most; 0 for a setting
+    kind_rule rule = kind_rule::NONE;
+    std::array<kind_code, 2> kinds = {}; // as many as the rule uses
+    start_state state = start_state::RUNNING;
+    start_pause pause = start_pause::NONE;
+    void (*routine)(const char *argument) = nullptr; // starts the test or takes the setting
+    // Records that the option needs with this argument, 0 where it starts nothing, NOT_NOW where it
+    // does nothing at all. Null: always `records`.
+    int32_t (*needs)(const char *argument) = nullptr;
+    const char *help = "";
+};
+
+constexpr int32_t NOT_NOW = -1;
+
+// Every option: the tests, then the settings, each by letter.
+std::span<const option_row> option_table();
 
 // Prints the usage text to standard output.
 void print_usage(const char *program);
 
 // Reads the options from left to right. Each test option starts its test at once, under the
-// settings that stand before it; unknown letters are ignored after getopt's own message.
+// settings that precede it; unknown letters are ignored after getopt's own message. A test that
+// does not fit into the status table is dropped with a message.
 void walk_options(int argc, char **argv);

@@ -3,6 +3,7 @@
 #include "serial/port_access.h"
 #include "serial/producer.h"
 #include "serial/receiver.h"
+#include "supervisor/plan/kind_codes.h"
 #include "supervisor/status_table.h"
 
 namespace {
@@ -12,18 +13,18 @@ enum sync_use { SYNC_NONE, SYNC_USES, SYNC_OWNS };
 struct port_row {
     int32_t port;
     sync_use sync;
-    int32_t receiver_kind;
-    int32_t producer_kind;
+    kind_code receiver_kind;
+    kind_code producer_kind;
 };
 
 constexpr port_row PORTS[] = {
     // port  sync link  receiver  producer
-    {1, SYNC_NONE, 3, 2},
-    {2, SYNC_NONE, 2, 3},
-    {3, SYNC_USES, 0, 1},
-    {5, SYNC_OWNS, 1, 0},
+    {1, SYNC_NONE, KIND_LINK_TO_PORT_1, KIND_LINK_TO_PORT_2},
+    {2, SYNC_NONE, KIND_LINK_TO_PORT_2, KIND_LINK_TO_PORT_1},
+    {3, SYNC_USES, KIND_LINK_TO_PORT_3, KIND_LINK_TO_PORT_5},
+    {5, SYNC_OWNS, KIND_LINK_TO_PORT_5, KIND_LINK_TO_PORT_3},
 };
-constexpr port_row OTHER_PORT = {0, SYNC_NONE, 4, 4};
+constexpr port_row OTHER_PORT = {0, SYNC_NONE, KIND_LINK_TO_OTHER_PORT, KIND_LINK_TO_OTHER_PORT};
 
 const port_row &find_port(const char *text) {
     const int32_t number = port_number(text);
@@ -37,11 +38,11 @@ bool permits(const port_row &row) {
     return row.sync == SYNC_NONE || sync_owner == 0;
 }
 
-int32_t close_dispatch(const port_row &row, int32_t kind_code) {
+int32_t close_dispatch(const port_row &row, kind_code kind) {
     if (row.sync == SYNC_OWNS && sync_owner == 0)
         sync_owner = record_count;
-    last_claimed_record().kind_code = kind_code;
-    return kind_code;
+    last_claimed_record().kind_code = kind;
+    return kind;
 }
 
 } // namespace
