@@ -12,6 +12,7 @@
 #include "runtime/settings.h"
 #include "runtime/started_tests.h"
 #include "supervisor/led.h"
+#include "supervisor/lists/rates.h"
 #include "supervisor/lists/results_log.h"
 #include "supervisor/lists/status_report.h"
 #include "supervisor/status_table.h"

@@ -2,19 +2,18 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 
 #include "runtime/system_log.h"
+#include "supervisor/lists/line_format.h"
+#include "supervisor/lists/results_rows.h"
 
 namespace {
+
+static_assert(longest_line(RESULTS_ROWS) <= RESULTS_LINE_MAX);
 
 volatile sig_atomic_t list_open = 0; // a list is being sent
 std::atomic<int32_t> lists_owed = 0; // asked for meanwhile, each by a stop signal of its own
 static_assert(std::atomic<int32_t>::is_always_lock_free);
-
-constexpr const char *spi_device_name(int32_t unit) {
-    return unit == 1 ? "Datakey" : "eeprom";
-}
 
 void send_list() {
     log_text("<OL>");
@@ -36,78 +35,8 @@ bool take_owed_list() {
 
 } // namespace
 
-int format_results_line(const TestRecord &r, char (&line)[RESULTS_LINE_MAX]) {
-    const auto s = samples_newest_first(r);
-    constexpr size_t room = sizeof line;
-    // The counters are unsigned words, printed as the target's %d shows them.
-    const auto wrote = static_cast<int32_t>(r.write_count);
-    const auto read = static_cast<int32_t>(r.read_count);
-    const auto verified = static_cast<int32_t>(r.prev_read_count);
-
-    switch (r.test_letter) {
-    case 'N':
-        return snprintf(line, room,
-                        "<LI> %d sp%d loop wrote %d read %d errors %d,%d,%d hist %d,%d %d,%d %d,%d "
-                        "%d,%d %d,%d\n",
-                        r.kind_code, r.unit, wrote, read, r.errors2, r.errors, r.errors3,
-                        s[0].position, s[0].value, s[1].position, s[1].value, s[2].position,
-                        s[2].value, s[3].position, s[3].value, s[4].position, s[4].value);
-    case 'E':
-        return snprintf(line, room,
-                        "<LI> %d sp%d echo wrote %d read %d errors %d,%d,0 hist %d,%d %d,%d %d,%d "
-                        "%d,%d %d,%d\n",
-                        r.kind_code, r.unit, wrote, read, r.errors2, r.errors, s[0].position,
-                        s[0].value, s[1].position, s[1].value, s[2].position, s[2].value,
-                        s[3].position, s[3].value, s[4].position, s[4].value);
-    case 'P':
-        return snprintf(line, room,
-                        "<LI> %d sp%d produce wrote %d verify %d errors %d,%d,%d hist 0,0 0,0 0,0 "
-                        "0,0 0,0\n",
-                        r.kind_code, r.unit, wrote, wrote, r.errors2, r.errors3, r.errors);
-    case 'C':
-        return snprintf(line, room,
-                        "<LI> %d sp%d consume read %d verify %d errors %d,%d,%d hist %d,%d %d,%d "
-                        "%d,%d %d,%d %d,%d\n",
-                        r.kind_code, r.unit, read, verified, r.errors2, r.errors3, r.errors,
-                        s[0].position, s[0].value, s[1].position, s[1].value, s[2].position,
-                        s[2].value, s[3].position, s[3].value, s[4].position, s[4].value);
-    case 'S':
-        return snprintf(line, room,
-                        "<LI> %d %s spi wrote %d read %d errors %d,%d,0 hist 0,0 0,0 0,0 0,0 0,0\n",
-                        r.kind_code, spi_device_name(r.unit), wrote, read, r.errors2, r.errors);
-    case 'F':
-        return snprintf(line, room,
-                        "<LI> %d FIOloop sp%ds wrote %d read %d errors %d,%d,%d hist %d,%d %d,%d "
-                        "%d,%d %d,%d %d,%d\n",
-                        r.kind_code, r.unit, wrote, verified, r.errors2, r.errors3, r.errors,
-                        s[0].position, s[0].value, s[1].position, s[1].value, s[2].position,
-                        s[2].value, s[3].position, s[3].value, s[4].position, s[4].value);
-    case 'L':
-        return snprintf(line, room,
-                        "<LI> %d SpiFIOloop sp%cs wrote %d read %d errors %d,%d,0 hist %d,%d %d,%d "
-                        "%d,%d %d,%d %d,%d\n",
-                        r.kind_code, r.unit, wrote, read, r.errors2, r.errors3, s[0].position,
-                        s[0].value, s[1].position, s[1].value, s[2].position, s[2].value,
-                        s[3].position, s[3].value, s[4].position, s[4].value);
-    case 'Y':
-        return snprintf(
-            line, room,
-            "<LI> %d filesys opt wrote %d read %d errors %d,0,0 hist 0,0 0,0 0,0 0,0 0,0\n",
-            r.kind_code, wrote, read, r.errors);
-    case 'M':
-        return snprintf(
-            line, room,
-            "<LI> %d bbsram file_copy wrote %d read %d errors %d,0,0 hist 0,0 0,0 0,0 0,0 0,0\n",
-            r.kind_code, wrote, read, r.errors);
-    case 'D':
-        return snprintf(
-            line, room,
-            "<LI> %d dram user alloc %d test %d errors %d,0,0 hist 0,0 0,0 0,0 0,0 0,0\n",
-            r.kind_code, read, wrote, r.errors);
-    default:
-        line[0] = '\0';
-        return 0;
-    }
+int format_results_line(const TestRecord &record, char (&line)[RESULTS_LINE_MAX]) {
+    return format_line(RESULTS_ROWS, record, line);
 }
 
 void results_log() {

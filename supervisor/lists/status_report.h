@@ -1,16 +1,8 @@
 #pragma once
 
-#include <cstdint>
-#include <sys/time.h>
-
 #include "supervisor/status_table.h"
 
 constexpr int REPORT_LINE_MAX = 500; // bytes, the closing zero included
-
-// The time that the rates of a report cover: from the end of the previous report, which the run
-// loop sets when it starts, to the begin of this one.
-extern timeval last_report_time;
-extern timeval report_start_time;
 
 // Formats a record's line, which begins with its own line break. Returns its length, 0 for a letter
 // without a line.

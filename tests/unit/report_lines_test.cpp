@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "supervisor/lists/rates.h"
 #include "supervisor/lists/results_log.h"
 #include "supervisor/lists/status_report.h"
 #include "tests/support/table_fixture.h"
