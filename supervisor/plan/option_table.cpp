@@ -238,13 +238,6 @@ constexpr bool every_letter_has_a_row() {
 }
 static_assert(every_letter_has_a_row());
 
-constexpr bool every_row_does_something() {
-    return std::all_of(
-        std::begin(OPTIONS), std::end(OPTIONS),
-        [](const option_row &row) { return row.routine != nullptr; });
-}
-static_assert(every_row_does_something());
-
 } // namespace
 
 std::span<const option_row> option_table() {

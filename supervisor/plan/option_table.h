@@ -83,7 +83,7 @@ struct option_row {
     std::array<kind_code, 2> kinds = {}; // as many as the rule uses
     start_state state = start_state::RUNNING;
     start_pause pause = start_pause::NONE;
-    void (*routine)(const char *argument) = nullptr; // starts the test or takes the setting
+    void (*routine)(const char *argument); // starts the test or takes the setting
     // Records that the option needs with this argument, 0 where it starts nothing, NOT_NOW where it
     // does nothing at all. Null: always `records`.
     int32_t (*needs)(const char *argument) = nullptr;
