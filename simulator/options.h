@@ -3,7 +3,7 @@
 
 #include "simulator/devices/fio/field_io_options.h"
 #include "simulator/devices/panel/key_script.h"
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 #include "simulator/time/event_loop.h"
 #include "simulator/world/network.h"
 

@@ -15,7 +15,7 @@
 // from `ready` or `wake`.
 #pragma once
 
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
 

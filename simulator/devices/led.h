@@ -8,7 +8,7 @@
 #pragma once
 
 #include "simulator/devices/device.h"
-#include "simulator/devices/serial/pty.h"
+#include "simulator/devices/pty.h"
 
 namespace simulator {
 

@@ -6,8 +6,8 @@
 // operator's terminal, say) goes to the kernel as if nobody had looked. See seccomp_unotify(2).
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/devices/device.h"
-#include "simulator/time/unique_fd.h"
 
 #include <memory>
 #include <vector>

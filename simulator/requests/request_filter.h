@@ -1,7 +1,7 @@
 // Makes the kernel stop the ioctl requests that the board's devices answer, and no other call.
 #pragma once
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 
 namespace simulator {
 

@@ -1,6 +1,6 @@
 #include "simulator/world/namespaces.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "simulator/world/network.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

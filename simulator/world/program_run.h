@@ -3,8 +3,8 @@
 // of its namespace the board also reaps what the program leaves behind.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
 #include <sys/types.h>
 

@@ -1,6 +1,6 @@
 #include "simulator/world/root.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 #include "simulator/world/reboot_stand_in.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "simulator/devices/fio/module_wiring.h"
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 
 #include <array>
 #include <cstddef>

@@ -13,8 +13,8 @@
 #pragma once
 
 #include "simulator/devices/device.h"
+#include "simulator/devices/pty.h"
 #include "simulator/devices/serial/line_faults.h"
-#include "simulator/devices/serial/pty.h"
 
 #include <array>
 #include <deque>

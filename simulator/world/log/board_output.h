@@ -5,8 +5,8 @@
 // bounded store until they can be written; what does not fit is counted and the count is shown.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
 #include <span>
 #include <string>

@@ -6,8 +6,8 @@
 // never does; what does not fit is counted.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
 #include <deque>
 #include <string>

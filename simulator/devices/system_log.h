@@ -2,8 +2,8 @@
 // forwarded; see syslog(3) for what the C library sends: "<priority>Mmm dd hh:mm:ss ident: text".
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/devices/device.h"
-#include "simulator/time/unique_fd.h"
 #include "simulator/world/log/log_forward.h"
 
 namespace simulator {

@@ -1,4 +1,4 @@
-#include "simulator/world/hold_release.h"
+#include "simulator/devices/hold_release.h"
 
 #include <cstddef>
 #include <sys/shm.h>

@@ -1,4 +1,4 @@
-#include "simulator/world/log/system_log.h"
+#include "simulator/devices/system_log.h"
 
 #include "simulator/world/log/board_output.h"
 

@@ -1,4 +1,4 @@
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "simulator/devices/serial/pty.h"
+#include "simulator/devices/pty.h"
 
 #include "simulator/world/root.h"
 
