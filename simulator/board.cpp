@@ -15,7 +15,9 @@
 #include "simulator/world/program_run.h"
 #include "simulator/world/root.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <sched.h>
 #include <sys/mman.h>
@@ -134,6 +136,19 @@ void raise_priority() {
     (void)mlockall(MCL_CURRENT);
 }
 
+// Who receives the output or the log may be slow, or gone.
+void pass_on_rest(std::span<event_source *const> sources) {
+    const auto is_late = [](const event_source *source) { return source->has_unsent(); };
+    std::vector<event_source *> late;
+    std::ranges::copy_if(sources, std::back_inserter(late), is_late);
+    const int64_t latest_us = now_us() + FINISH_US;
+    for (int64_t left_us = FINISH_US; left_us > 0 && std::ranges::any_of(late, is_late);
+         left_us = latest_us - now_us())
+        turn(late, left_us);
+    for (const event_source *source : sources)
+        source->report_unsent();
+}
+
 bool open_nodes(const board &built) {
     for (const std::unique_ptr<device> &each : built.devices)
         if (!each->open_nodes())
@@ -179,8 +194,7 @@ int run_board(board &built, const board_options &options, const machine_paths &p
         turn(sources, NEVER);
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
-    built.forward.finish(FINISH_US);
-    output.finish(FINISH_US);
+    pass_on_rest(sources);
     return program.status;
 }
 

@@ -1,4 +1,5 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
+#include "simulator/base/message.h"
 #include "simulator/board.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"

@@ -10,7 +10,7 @@ namespace simulator {
 struct hold_release final : device {
     bool open_nodes() override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
 private:
     int32_t *words = nullptr; // of the segment; null until there is one

@@ -29,7 +29,7 @@ void led::add_polls(std::vector<pollfd> &polls) const {
 void led::ready(const pollfd &event) {
     if (event.fd == reader_watch.get()) {
         forget_read(reader_watch);
-        refill_us = monotonic_us() + REFILL_US;
+        refill_us = now_us() + REFILL_US;
         return;
     }
     for (const uint8_t byte : take_written(line)) {

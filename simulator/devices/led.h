@@ -19,7 +19,7 @@ struct led final : device {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
 private:
     void offer_state();

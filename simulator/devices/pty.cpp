@@ -1,5 +1,6 @@
 #include "simulator/devices/pty.h"
 
+#include "simulator/time/event_loop.h"
 #include "simulator/world/root.h"
 
 #include <cerrno>
@@ -70,8 +71,7 @@ size_t unread_bytes(const pty &line) {
 }
 
 bool nothing_under_way(const pty &line) {
-    pollfd input{line.slave.get(), POLLIN, 0};
-    return poll(&input, 1, 0) == 0;
+    return present_events(line.slave.get(), POLLIN) == 0;
 }
 
 size_t give(const pty &line, std::span<const uint8_t> bytes) {

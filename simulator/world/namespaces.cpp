@@ -1,6 +1,7 @@
 #include "simulator/world/namespaces.h"
 
 #include "simulator/base/unique_fd.h"
+#include "simulator/time/event_loop.h"
 
 #include <array>
 #include <cerrno>
@@ -62,8 +63,7 @@ bool become_root_inside(uid_t user, gid_t group) {
 // pipe is then closed already.
 void die_with_outer(int pipe_end) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    pollfd outer{pipe_end, 0, 0};
-    if (poll(&outer, 1, 0) == 1)
+    if (present_events(pipe_end, 0) != 0)
         _exit(STATUS_NO_BOARD);
 }
 
@@ -122,6 +122,7 @@ int wait_outside(pid_t inside, operator_terminal &terminal) {
     int status = 0;
     while (waitpid(inside, &status, WNOHANG) != inside) {
         std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
+        // Outside the board there are no devices and no times: nothing to wait for but these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
             terminal.pass_keys();

@@ -83,7 +83,7 @@ bool program_run::start(char *const *arguments, const char *directory, unique_fd
     program_end.reset();
     listener = receive_descriptor(board_end.get());
     if (run_us != NEVER)
-        end_us = monotonic_us() + run_us;
+        end_us = now_us() + run_us;
     return true; // without a listener the child has said why and ends
 }
 
@@ -108,10 +108,10 @@ int64_t program_run::wake_time_us() const {
     return end_us < give_up_us ? end_us : give_up_us;
 }
 
-void program_run::wake(int64_t now_us) {
+void program_run::wake(int64_t time_us) {
     if (ended) {
         end_us = give_up_us = NEVER;
-    } else if (now_us >= give_up_us) {
+    } else if (time_us >= give_up_us) {
         dprintf(STDERR_FILENO,
                 "hk_board: the program did not end within %d s of SIGTERM; "
                 "ending everything on the board\n",
@@ -127,7 +127,7 @@ void program_run::request_end() {
     end_us = NEVER;
     if (give_up_us == NEVER) {
         pass_on(SIGTERM);
-        give_up_us = monotonic_us() + GRACE_US;
+        give_up_us = now_us() + GRACE_US;
     }
 }
 

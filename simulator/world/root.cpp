@@ -1,5 +1,6 @@
 #include "simulator/world/root.h"
 
+#include "simulator/base/message.h"
 #include "simulator/base/unique_fd.h"
 #include "simulator/world/reboot_stand_in.h"
 
@@ -174,11 +175,6 @@ bool leave_host_root() {
 }
 
 } // namespace
-
-bool cannot(const char *what, const std::string &path) {
-    dprintf(STDERR_FILENO, "hk_board: cannot %s %s: %s\n", what, path.c_str(), strerror(errno));
-    return false;
-}
 
 bool publish_node(const char *source, const char *target) {
     if (access(target, F_OK) != 0)

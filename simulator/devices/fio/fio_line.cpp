@@ -38,8 +38,8 @@ int64_t fio_line::wake_time_us() const {
     return late.empty() ? NEVER : late.front().due_us;
 }
 
-void fio_line::wake(int64_t now_us) {
-    while (!late.empty() && late.front().due_us <= now_us) {
+void fio_line::wake(int64_t time_us) {
+    while (!late.empty() && late.front().due_us <= time_us) {
         port.take_chunk(late.front().frame);
         late.pop_front();
     }
@@ -77,7 +77,7 @@ void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> 
     if (module.strikes(fault_id::short_reply))
         reply.pop_back();
     if (module.strikes(fault_id::late_reply))
-        late.push_back({monotonic_us() + LATE_US, reply});
+        late.push_back({now_us() + LATE_US, reply});
     else
         port.take_chunk(reply);
 }

@@ -20,7 +20,7 @@ struct fio_line final : device, line_partner {
         return true; // the port has them
     }
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
     bool take_fault(const fault &wanted) override;
 
     void take_chunk(std::span<const uint8_t> frame) override;

@@ -26,7 +26,7 @@ struct front_panel final : device, line_partner {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
     // What the program sends to the display.
     void take_chunk(std::span<const uint8_t> chunk) override;

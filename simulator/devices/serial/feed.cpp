@@ -31,7 +31,7 @@ bool feed::load(const char *path) {
 }
 
 bool feed::open_nodes() {
-    next_block_us = monotonic_us();
+    next_block_us = now_us();
     return true;
 }
 
@@ -39,14 +39,14 @@ int64_t feed::wake_time_us() const {
     return next_block_us;
 }
 
-void feed::wake(int64_t now_us) {
+void feed::wake(int64_t time_us) {
     const size_t length = std::min(FEED_BLOCK_BYTES, bytes.size() - sent);
     const auto first = bytes.begin() + static_cast<ptrdiff_t>(sent);
     std::vector<uint8_t> block(first, first + static_cast<ptrdiff_t>(length));
     sent = (sent + length) % bytes.size();
     if (faults.pass(block))
         port.take_chunk(block);
-    next_block_us = now_us + FEED_PERIOD_US;
+    next_block_us = time_us + FEED_PERIOD_US;
 }
 
 bool feed::take_fault(const fault &wanted) {

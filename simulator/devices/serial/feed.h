@@ -30,7 +30,7 @@ struct feed final : device, line_partner {
 
     bool open_nodes() override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
     bool take_fault(const fault &wanted) override;
 
     // What the port sends is not looked at.

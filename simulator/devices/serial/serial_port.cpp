@@ -46,9 +46,9 @@ int64_t serial_port::wake_time_us() const {
     return std::min(frame_look_us, drain_look_us);
 }
 
-void serial_port::wake(int64_t now_us) {
+void serial_port::wake(int64_t time_us) {
     hand_over_frames();
-    answer_drains(now_us);
+    answer_drains(time_us);
 }
 
 bool serial_port::owns(const struct stat &node) const {
@@ -110,7 +110,7 @@ void serial_port::hand_over_frames() {
         give_bytes(frames.front());
         frames.pop_front();
     }
-    frame_look_us = frames.empty() ? NEVER : monotonic_us() + FRAME_LOOK_US;
+    frame_look_us = frames.empty() ? NEVER : now_us() + FRAME_LOOK_US;
 }
 
 // Looking whether nothing is under way waits for what is, so the count is exact after it if the
@@ -154,19 +154,19 @@ void serial_port::take_request(const request &asked) {
 
 void serial_port::drain(const request &asked) {
     send_written();
-    drains.push_back({asked, monotonic_us() + DRAIN_LIMIT_US});
-    answer_drains(monotonic_us());
+    drains.push_back({asked, now_us() + DRAIN_LIMIT_US});
+    answer_drains(now_us());
 }
 
-void serial_port::answer_drains(int64_t now_us) {
+void serial_port::answer_drains(int64_t time_us) {
     const bool arrived = partner == nullptr || partner->has_arrived();
     std::erase_if(drains, [&](const waiting_drain &waiting) {
-        if (!arrived && now_us < waiting.latest_us)
+        if (!arrived && time_us < waiting.latest_us)
             return false;
         answer(waiting.asked, 0);
         return true;
     });
-    drain_look_us = drains.empty() ? NEVER : now_us + DRAIN_LOOK_US;
+    drain_look_us = drains.empty() ? NEVER : time_us + DRAIN_LOOK_US;
 }
 
 uint32_t serial_port::modem_lines() const {

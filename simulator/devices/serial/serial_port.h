@@ -53,7 +53,7 @@ struct serial_port final : device, line_partner {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
     bool owns(const struct stat &node) const override;
     void take_request(const request &asked) override;
     bool take_fault(const fault &wanted) override;
@@ -82,7 +82,7 @@ private:
     bool passes_chunk();
     void hang_up();
     void drain(const request &asked);
-    void answer_drains(int64_t now_us);
+    void answer_drains(int64_t time_us);
     uint32_t modem_lines() const;
     void set_modem_lines(const request &asked);
     void configure_synchronous(const request &asked);

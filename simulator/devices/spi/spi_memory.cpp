@@ -1,5 +1,6 @@
 #include "simulator/devices/spi/spi_memory.h"
 
+#include "simulator/base/message.h"
 #include "simulator/base/unique_fd.h"
 #include "simulator/world/root.h"
 
