@@ -183,9 +183,12 @@ int run_board(board &built, const board_options &options, const machine_paths &p
     program_run program;
     program.run_us = options.run_us;
     request_channel requests;
-    requests.devices = &built.devices;
-    if (!program.start(options.program, paths.directory.c_str(), requests.listener))
+    for (const std::unique_ptr<device> &each : built.devices)
+        requests.takers.push_back(each.get());
+    const std::vector<uint32_t> ioctls = requests.stopped_ioctls();
+    if (!program.start({options.program, paths.directory.c_str(), ioctls}))
         return STATUS_NO_BOARD;
+    requests.listener = std::move(program.listener);
 
     std::vector<event_source *> sources = {&program, &requests, &output, &built.forward};
     for (const std::unique_ptr<device> &each : built.devices)

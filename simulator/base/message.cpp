@@ -9,16 +9,31 @@
 
 namespace simulator {
 
-bool complain(const char *format, ...) {
+namespace {
+
+// One write, so that lines of several processes do not mix.
+void write_line(const char *format, va_list arguments) {
     char *text = nullptr;
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = vasprintf(&text, format, arguments);
-    va_end(arguments);
-    if (length < 0)
-        return false; // no memory for it
+    if (vasprintf(&text, format, arguments) < 0)
+        return; // no memory for it
     dprintf(STDERR_FILENO, "hk_board: %s\n", text);
     free(text);
+}
+
+} // namespace
+
+void report(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(format, arguments);
+    va_end(arguments);
+}
+
+bool complain(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    write_line(format, arguments);
+    va_end(arguments);
     return false;
 }
 

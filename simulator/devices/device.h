@@ -19,24 +19,12 @@
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
 
-#include <sys/stat.h>
-
 namespace simulator {
 
-struct device : event_source {
+struct device : event_source, request_taker {
     // Creates the device's nodes. False when that failed, after saying why on standard error.
     virtual bool open_nodes() = 0;
 
-    // Whether an open descriptor that has this status (fstat(2)) is one of this device's nodes.
-    virtual bool owns(const struct stat &node) const {
-        (void)node;
-        return false;
-    }
-    // A request on a node of this device. It must be answered once, now or later: the caller is
-    // stopped until then.
-    virtual void take_request(const request &asked) {
-        refuse(asked, ENOTTY);
-    }
     // True when the fault is meant for this device, which has it from then on.
     virtual bool take_fault(const fault &wanted) {
         (void)wanted;

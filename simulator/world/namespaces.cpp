@@ -1,5 +1,6 @@
 #include "simulator/world/namespaces.h"
 
+#include "simulator/base/message.h"
 #include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
 
@@ -84,7 +85,7 @@ pid_t enter_namespaces() {
     const gid_t group = getegid();
     block_signals();
     if (pipe2(alive, O_CLOEXEC) != 0) {
-        perror("hk_board: pipe");
+        (void)cannot("make", "a pipe");
         return -1;
     }
     bool own_users = user != 0;
@@ -94,10 +95,8 @@ pid_t enter_namespaces() {
         inside = fork_into(NAMESPACES | CLONE_NEWUSER);
     }
     if (inside < 0) {
-        dprintf(STDERR_FILENO,
-                "hk_board: the kernel refuses the board's namespaces: %s\n"
-                "hk_board: run it as root, or allow user namespaces for ordinary users\n",
-                strerror(errno));
+        report("the kernel refuses the board's namespaces: %s", strerror(errno));
+        report("run it as root, or allow user namespaces for ordinary users");
         return -1;
     }
     if (inside > 0) {
@@ -108,7 +107,7 @@ pid_t enter_namespaces() {
     die_with_outer(alive[0]);
     (void)setpgid(0, 0); // the terminal's signals are for the outer process alone
     if (own_users && !become_root_inside(user, group)) {
-        dprintf(STDERR_FILENO, "hk_board: cannot become root of the board: %s\n", strerror(errno));
+        (void)cannot("become root of", "the board");
         _exit(STATUS_NO_BOARD);
     }
     return 0;

@@ -60,10 +60,8 @@ bool mount_memory(const char *directory, const char *options) {
 bool start_new_root() {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         (void)cannot("make mounts private below", "/");
-        if (errno == EINVAL) { // mount(2): no mount point
-            dprintf(STDERR_FILENO, "hk_board: bind-mount a changed root on itself before the "
-                                   "chroot: mount --bind root root\n");
-        }
+        if (errno == EINVAL) // mount(2): no mount point
+            report("bind-mount a changed root on itself before the chroot: mount --bind root root");
         return false;
     }
     for (const char *place : {"/tmp", "/mnt", "/var", "/usr"}) {

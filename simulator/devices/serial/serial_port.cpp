@@ -14,6 +14,13 @@ constexpr int64_t FRAME_LOOK_US = 20'000;   // a reader that flushed its input i
 constexpr size_t FRAMES_KEPT = 64;          // as a driver's receive ring; further frames are lost
 constexpr uint32_t OUTPUT_LINES = TIOCM_RTS | TIOCM_DTR;
 
+constexpr uint32_t STOPPED_IOCTLS[] = {
+    TIOCMGET,            // modem lines: a pty has none
+    TIOCMSET,            //
+    TCSBRK,              // tcdrain(3): returns once the bytes can be read at the far end
+    SYNC_CONFIG_REQUEST, // the synchronous ports' mode
+};
+
 } // namespace
 
 serial_port::serial_port(std::string port_name)
@@ -49,6 +56,10 @@ int64_t serial_port::wake_time_us() const {
 void serial_port::wake(int64_t time_us) {
     hand_over_frames();
     answer_drains(time_us);
+}
+
+std::span<const uint32_t> serial_port::stopped_ioctls() const {
+    return STOPPED_IOCTLS;
 }
 
 bool serial_port::owns(const struct stat &node) const {
@@ -129,10 +140,10 @@ void serial_port::take_request(const request &asked) {
         refuse(asked, EIO);
         return;
     }
-    switch (asked.number) {
+    switch (asked.ioctl_number()) {
     case TIOCMGET: {
         const uint32_t lines = modem_lines();
-        if (write_argument(asked, &lines, sizeof lines))
+        if (write_memory(asked, asked.ioctl_argument(), &lines, sizeof lines))
             answer(asked, 0);
         else
             refuse(asked, EFAULT);
@@ -180,7 +191,7 @@ bool serial_port::drives_rts() const {
 
 void serial_port::set_modem_lines(const request &asked) {
     uint32_t lines = 0;
-    if (!read_argument(asked, &lines, sizeof lines)) {
+    if (!read_memory(asked, asked.ioctl_argument(), &lines, sizeof lines)) {
         refuse(asked, EFAULT);
         return;
     }
@@ -191,7 +202,7 @@ void serial_port::set_modem_lines(const request &asked) {
 void serial_port::configure_synchronous(const request &asked) {
     if (!synchronous)
         refuse(asked, ENOTTY);
-    else if (!read_argument(asked, sync_mode.data(), sync_mode.size()))
+    else if (!read_memory(asked, asked.ioctl_argument(), sync_mode.data(), sync_mode.size()))
         refuse(asked, EFAULT);
     else
         answer(asked, 0);

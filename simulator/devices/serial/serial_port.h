@@ -54,6 +54,7 @@ struct serial_port final : device, line_partner {
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
+    std::span<const uint32_t> stopped_ioctls() const override;
     bool owns(const struct stat &node) const override;
     void take_request(const request &asked) override;
     bool take_fault(const fault &wanted) override;

@@ -13,6 +13,13 @@ namespace simulator {
 
 namespace {
 
+constexpr uint32_t STOPPED_IOCTLS[] = {
+    SPI_IOC_WR_MODE,
+    SPI_IOC_WR_BITS_PER_WORD,
+    SPI_IOC_WR_MAX_SPEED_HZ,
+    SPI_IOC_MESSAGE(1),
+};
+
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
 constexpr size_t TRANSFER_BYTES_MAX = 4096; // as spidev's own buffer
 constexpr size_t INPUT_BYTES = 18;          // in a read-inputs reply
@@ -33,17 +40,10 @@ size_t request_length(uint8_t command) {
 
 template <typename Setting>
 void take_setting(const request &asked, Setting &setting) {
-    if (read_argument(asked, &setting, sizeof setting))
+    if (read_memory(asked, asked.ioctl_argument(), &setting, sizeof setting))
         answer(asked, 0);
     else
         refuse(asked, EFAULT);
-}
-
-// The request with another address of the caller's memory.
-request at(const request &asked, uint64_t address) {
-    request elsewhere = asked;
-    elsewhere.argument = address;
-    return elsewhere;
 }
 
 } // namespace
@@ -66,12 +66,16 @@ bool spi_device::open_nodes() {
     return true;
 }
 
+std::span<const uint32_t> spi_device::stopped_ioctls() const {
+    return STOPPED_IOCTLS;
+}
+
 bool spi_device::owns(const struct stat &node) const {
     return node.st_dev == file_system && node.st_ino == file;
 }
 
 void spi_device::take_request(const request &asked) {
-    switch (asked.number) {
+    switch (asked.ioctl_number()) {
     case SPI_IOC_WR_MODE:
         take_setting(asked, mode);
         break;
@@ -91,7 +95,7 @@ void spi_device::take_request(const request &asked) {
 
 void spi_device::transfer(const request &asked) {
     spi_ioc_transfer wanted{};
-    if (!read_argument(asked, &wanted, sizeof wanted)) {
+    if (!read_memory(asked, asked.ioctl_argument(), &wanted, sizeof wanted)) {
         refuse(asked, EFAULT);
         return;
     }
@@ -100,7 +104,7 @@ void spi_device::transfer(const request &asked) {
         return;
     }
     transfer_bytes sent(wanted.len);
-    if (!read_argument(at(asked, wanted.tx_buf), sent.data(), sent.size())) {
+    if (!read_memory(asked, wanted.tx_buf, sent.data(), sent.size())) {
         refuse(asked, EFAULT);
         return;
     }
@@ -108,7 +112,7 @@ void spi_device::transfer(const request &asked) {
     const bool heard = mode == SPI_MODE_2 && word_bits == 8 && wanted.bits_per_word == 8 &&
                        clock_hz <= SPEED_HZ_MAX && speed_hz <= SPEED_HZ_MAX;
     const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
-    if (write_argument(at(asked, wanted.rx_buf), received.data(), received.size()))
+    if (write_memory(asked, wanted.rx_buf, received.data(), received.size()))
         answer(asked, static_cast<int64_t>(received.size()));
     else
         refuse(asked, EFAULT);

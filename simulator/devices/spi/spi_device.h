@@ -19,6 +19,7 @@ struct spi_device final : device {
     spi_device(std::string node_name, int module_type);
 
     bool open_nodes() override;
+    std::span<const uint32_t> stopped_ioctls() const override;
     bool owns(const struct stat &node) const override;
     void take_request(const request &asked) override;
     bool take_fault(const fault &wanted) override;

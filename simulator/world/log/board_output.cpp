@@ -119,8 +119,8 @@ bool board_output::has_unsent() const {
 
 void board_output::report_unsent() const {
     if (!waiting.empty()) {
-        (void)complain("%td lines could not be shown: nobody reads them",
-                       std::count(waiting.begin(), waiting.end(), '\n'));
+        report("%td lines could not be shown: nobody reads them",
+               std::count(waiting.begin(), waiting.end(), '\n'));
     }
 }
 

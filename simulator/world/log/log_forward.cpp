@@ -62,7 +62,7 @@ bool log_forward::has_unsent() const {
 void log_forward::report_unsent() const {
     const size_t in_all = lost + waiting.size();
     if (in_all > 0)
-        (void)complain("%zu log messages could not be forwarded", in_all);
+        report("%zu log messages could not be forwarded", in_all);
 }
 
 void log_forward::add_polls(std::vector<pollfd> &polls) const {
