@@ -56,4 +56,10 @@ void hold_release::wake(int64_t time_us) {
     }
 }
 
+bool release_held_tests(device_set &devices, const char *) {
+    if (devices.find<hold_release>() == nullptr)
+        devices.add<hold_release>();
+    return true;
+}
+
 } // namespace simulator

@@ -3,7 +3,7 @@
 // shared memory, as a tool of the real board would.
 #pragma once
 
-#include "simulator/devices/device.h"
+#include "simulator/devices/device_set.h"
 
 namespace simulator {
 
@@ -16,5 +16,7 @@ private:
     int32_t *words = nullptr; // of the segment; null until there is one
     int64_t next_look_us = NEVER;
 };
+
+bool release_held_tests(device_set &devices, const char *); // --release
 
 } // namespace simulator

@@ -56,4 +56,12 @@ void led::offer_state() {
     (void)give(line, std::array{state}); // one byte has room in an emptied queue
 }
 
+void add_led(device_set &devices) {
+    devices.add<led>();
+}
+
+bool show_led_changes(device_set &devices, const char *) {
+    return devices.find<led>()->show_changes = true; // every board has one
+}
+
 } // namespace simulator

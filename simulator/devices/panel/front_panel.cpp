@@ -19,9 +19,9 @@ std::span<const uint8_t> as_bytes(const std::string &text) {
 
 } // namespace
 
-front_panel::front_panel(serial_port &panel_port, const std::vector<key_step> &keys,
-                         int keyboard_node)
-    : port(panel_port), script(keys.begin(), keys.end()), keyboard(keyboard_node) {}
+void front_panel::add_keys(const std::vector<key_step> &keys) {
+    script.insert(script.end(), keys.begin(), keys.end());
+}
 
 bool front_panel::open_nodes() {
     next_step_us = now_us() + SCRIPT_LATEST_US;
@@ -29,7 +29,7 @@ bool front_panel::open_nodes() {
 }
 
 void front_panel::add_polls(std::vector<pollfd> &polls) const {
-    if (keyboard >= 0)
+    if (has_keyboard())
         polls.push_back({keyboard, POLLIN, 0});
 }
 
@@ -62,7 +62,7 @@ void front_panel::take_chunk(std::span<const uint8_t> chunk) {
         script_begun = true;
         next_step_us = now_us();
     }
-    if (keyboard >= 0)
+    if (has_keyboard())
         output.show_display(chunk);
     for (const uint8_t byte : chunk)
         if (display.take(byte))
@@ -72,7 +72,7 @@ void front_panel::take_chunk(std::span<const uint8_t> chunk) {
 // The operator who has the display need not read it twice.
 void front_panel::show_line() {
     const std::string line = "panel: " + display.line;
-    if (keyboard >= 0)
+    if (has_keyboard())
         output.keep(line);
     else
         output.show(line);

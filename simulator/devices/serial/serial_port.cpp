@@ -1,5 +1,7 @@
 #include "simulator/devices/serial/serial_port.h"
 
+#include "simulator/base/text.h"
+
 #include <algorithm>
 #include <asm/termbits.h>
 #include <asm/termios.h>
@@ -24,7 +26,7 @@ constexpr uint32_t STOPPED_IOCTLS[] = {
 } // namespace
 
 serial_port::serial_port(std::string port_name)
-    : name(std::move(port_name)), synchronous(name.back() == 's') {}
+    : device(std::move(port_name)), synchronous(name.back() == 's') {}
 
 bool serial_port::open_nodes() {
     if (!line.open(("/dev/sp" + name).c_str()))
@@ -210,20 +212,30 @@ void serial_port::configure_synchronous(const request &asked) {
 
 // Faults.
 
-// A cable is named by its two ports, in either order, a loop by its one.
+// A cable is named by its two ports, in either order, a loop by its one. Empty where there is none.
+std::string serial_port::cable_name() const {
+    if (partner_name.empty() || partner_name == name)
+        return partner_name;
+    return std::min(name, partner_name) + "-" + std::max(name, partner_name);
+}
+
 bool serial_port::is_on_cable(const std::string &cable) const {
-    if (partner_name == name)
-        return cable == name;
-    return !partner_name.empty() &&
-           (cable == name + "-" + partner_name || cable == partner_name + "-" + name);
+    const auto [one, other] = split_once(cable, '-');
+    return !partner_name.empty() && (cable == cable_name() || cable_name() == other + "-" + one);
+}
+
+void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "port")
+        targets.insert(name);
+    if (thing == "cable" && !partner_name.empty())
+        targets.insert(cable_name());
 }
 
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
-        if (!is_on_cable(wanted.target))
-            return false;
-        lines_wired = false;
-        return true;
+        if (is_on_cable(wanted.target))
+            lines_wired = false;
+        return is_on_cable(wanted.target);
     }
     if (wanted.target != name || !is_fault_of(wanted, "port"))
         return false;

@@ -20,11 +20,14 @@ constexpr uint32_t STOPPED_IOCTLS[] = {
     SPI_IOC_MESSAGE(1),
 };
 
+constexpr int INVERTING_TYPE = 219; // see fio_module::read_inputs
+constexpr uint8_t WORD_BITS = 8;
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
 constexpr size_t TRANSFER_BYTES_MAX = 4096; // as spidev's own buffer
 constexpr size_t INPUT_BYTES = 18;          // in a read-inputs reply
 constexpr size_t OUTPUT_BYTES = 32;         // in a set-outputs request
-constexpr size_t REPLY_GAP_BYTES = 6;       // between a request's end and its reply
+constexpr size_t STATUS_REQUEST_BYTES = 1;
+constexpr size_t REPLY_GAP_BYTES = 6; // between a request's end and its reply
 
 uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     uint8_t result = 0xFF;
@@ -33,9 +36,12 @@ uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     return result;
 }
 
-// Bytes of a request with command and check byte; the command alone tells.
+// Bytes of a request with command and check byte; the command alone decides.
 size_t request_length(uint8_t command) {
-    return command == '7' ? 1 + OUTPUT_BYTES + 1 : command == '1' ? 3 : 2;
+    const size_t payload = command == COMMAND_SET      ? OUTPUT_BYTES
+                           : command == COMMAND_STATUS ? STATUS_REQUEST_BYTES
+                                                       : 0;
+    return 1 + payload + 1;
 }
 
 template <typename Setting>
@@ -48,10 +54,10 @@ void take_setting(const request &asked, Setting &setting) {
 
 } // namespace
 
-spi_device::spi_device(std::string node_name, int module_type) : name(std::move(node_name)) {
-    if (module_type != 0) {
+spi_device::spi_device(std::string node_name, int module_type) : device(std::move(node_name)) {
+    if (module_type != SPI_LOOPBACK) {
         module.emplace(name, module_type, spi_harness(module_type));
-        module->top_bits_inverted = module_type == 219;
+        module->top_bits_inverted = module_type == INVERTING_TYPE;
     }
 }
 
@@ -109,8 +115,9 @@ void spi_device::transfer(const request &asked) {
         return;
     }
     const uint32_t clock_hz = wanted.speed_hz != 0 ? wanted.speed_hz : speed_hz;
-    const bool heard = mode == SPI_MODE_2 && word_bits == 8 && wanted.bits_per_word == 8 &&
-                       clock_hz <= SPEED_HZ_MAX && speed_hz <= SPEED_HZ_MAX;
+    const bool heard = mode == SPI_MODE_2 && word_bits == WORD_BITS &&
+                       wanted.bits_per_word == WORD_BITS && clock_hz <= SPEED_HZ_MAX &&
+                       speed_hz <= SPEED_HZ_MAX;
     const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
     if (write_memory(asked, wanted.rx_buf, received.data(), received.size()))
         answer(asked, static_cast<int64_t>(received.size()));
@@ -130,7 +137,7 @@ spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) 
         module->execute(asked[0], asked.subspan(1, length - 2), INPUT_BYTES);
     if (data.empty())
         return received;
-    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + 0x80)};
+    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + REPLY_MARK)};
     reply.insert(reply.end(), data.begin(), data.end());
     reply.push_back(exclusive_or(reply));
     put_reply(received, length, std::move(reply));
@@ -147,6 +154,11 @@ void spi_device::put_reply(transfer_bytes &received, size_t request_bytes,
         begin = received.size() - reply.size() / 2;
     for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++)
         received[begin + i] = reply[i];
+}
+
+void spi_device::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "module" && module)
+        targets.insert(name);
 }
 
 bool spi_device::take_fault(const fault &wanted) {
