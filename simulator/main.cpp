@@ -1,4 +1,5 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
+#include "simulator/base/message.h"
 #include "simulator/board.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
@@ -13,13 +14,13 @@ using namespace simulator;
 
 namespace {
 
-bool open_output(const board_options &options) {
-    output.quiet = options.quiet;
-    if (options.log_path.empty())
+bool open_output(const run_settings &settings) {
+    output.quiet = settings.quiet;
+    if (settings.log_path.empty())
         return true;
     output.log_file.reset(
-        open(options.log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
-    return output.log_file.is_open() || cannot("write", options.log_path);
+        open(settings.log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
+    return output.log_file.is_open() || cannot("write", settings.log_path);
 }
 
 bool find_paths(machine_paths &paths) {
@@ -40,24 +41,25 @@ int main(int argc, char **argv) {
     const std::string_view own_name = file_name(argv[0]);
     if (is_restart_command(own_name))
         return report_restart(own_name);
-    board_options options;
-    if (!parse_options(argc, argv, options))
+    command_line given;
+    if (!read_command_line(argc, argv, given))
         return STATUS_USAGE;
-    if (options.help) {
+    if (given.help) {
         print_help();
         return 0;
     }
     board built;
-    if (!build_board(options, built))
+    if (!build_board(given, built))
         return STATUS_USAGE;
     machine_paths paths;
-    if (!find_paths(paths) || !open_output(options))
+    paths.program = given.program;
+    if (!find_paths(paths) || !open_output(built.settings))
         return STATUS_NO_BOARD;
 
     const pid_t inside = enter_namespaces();
     if (inside < 0)
         return STATUS_NO_BOARD;
     if (inside > 0)
-        return wait_outside(inside, built.terminal);
-    _exit(run_board(built, options, paths)); // ends every process of the board
+        return wait_outside(inside, built.devices.terminal);
+    _exit(run_board(built, paths)); // ends every process of the board
 }

@@ -2,12 +2,13 @@
 //
 // To add a device: give it a file of its own with a structure derived from `device`; let
 // `open_nodes` create what it shows in /dev (pty.h and `publish_node` of root.h); watch its
-// descriptors through the event_source part; create it in board.cpp from its option, and give the
-// option a row in options.cpp. A device that answers ioctl requests adds their numbers to the list
-// in request_filter.cpp, says in `owns` which nodes are its own, and answers in `take_request`. A
-// device that can be faulty adds rows to FAULT_KINDS in fault.h and accepts them in `take_fault`.
-// Something that hangs on a serial line (a module, a feed, a panel) is also a `line_partner` of its
-// port, see serial_port.h.
+// descriptors and times through the event_source part. A function that adds it to the board's
+// devices for an option's argument, and a row in option_table.cpp that names the option and that
+// function, are all that the rest of the board needs. A device that answers calls names them in
+// `stopped_ioctls`, says in `owns` which nodes are its own, and answers in `take_request`. A device
+// that can be faulty has its kinds of faults in FAULT_KINDS (fault.h), says in `list_targets` what
+// they call it, and accepts them in `take_fault`. Something that hangs on a serial line (a module,
+// a feed, a panel) is also the `line_partner` of its port, see line_partner.h.
 //
 // A device lives from the reading of the command line to the end of the run. It is built outside
 // the namespaces and opens its nodes inside them, in the process that runs the event loop. That
@@ -15,27 +16,28 @@
 // from `ready` or `wake`.
 #pragma once
 
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
 
-#include <sys/stat.h>
+#include <set>
+#include <string>
 
 namespace simulator {
 
-struct device : event_source {
+struct device : event_source, request_taker {
+    explicit device(std::string own_name = "") : name(std::move(own_name)) {}
+
+    const std::string name; // among devices of its kind; empty where the board has one only
+
     // Creates the device's nodes. False when that failed, after saying why on standard error.
     virtual bool open_nodes() = 0;
 
-    // Whether an open descriptor that has this status (fstat(2)) is one of this device's nodes.
-    virtual bool owns(const struct stat &node) const {
-        (void)node;
-        return false;
-    }
-    // A request on a node of this device. It must be answered once, now or later: the caller is
-    // stopped until then.
-    virtual void take_request(const request &asked) {
-        refuse(asked, ENOTTY);
+    // Adds the names by which faults call this device, or parts of it, when they are faults of such
+    // a thing ("port", "cable", "module").
+    virtual void list_targets(std::string_view thing, std::set<std::string> &targets) const {
+        (void)thing;
+        (void)targets;
     }
     // True when the fault is meant for this device, which has it from then on.
     virtual bool take_fault(const fault &wanted) {

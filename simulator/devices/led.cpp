@@ -29,7 +29,7 @@ void led::add_polls(std::vector<pollfd> &polls) const {
 void led::ready(const pollfd &event) {
     if (event.fd == reader_watch.get()) {
         forget_read(reader_watch);
-        refill_us = monotonic_us() + REFILL_US;
+        refill_us = now_us() + REFILL_US;
         return;
     }
     for (const uint8_t byte : take_written(line)) {
@@ -54,6 +54,14 @@ void led::wake(int64_t) {
 void led::offer_state() {
     take_back(line);
     (void)give(line, std::array{state}); // one byte has room in an emptied queue
+}
+
+void add_led(device_set &devices) {
+    devices.add<led>();
+}
+
+bool show_led_changes(device_set &devices, const char *) {
+    return devices.find<led>()->show_changes = true; // every board has one
 }
 
 } // namespace simulator

@@ -7,28 +7,30 @@
 // follows it, or, if none follows, a little later.
 #pragma once
 
-#include "simulator/devices/device.h"
-#include "simulator/devices/serial/pty.h"
+#include "simulator/devices/device_set.h"
+#include "simulator/devices/pty.h"
 
 namespace simulator {
 
 struct led final : device {
-    explicit led(bool print_changes) : show_changes(print_changes) {}
+    bool show_changes = false; // in the log
 
     bool open_nodes() override;
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
 private:
     void offer_state();
 
     pty line;
-    bool show_changes;
     uint8_t state = 0;
     unique_fd reader_watch;
     int64_t refill_us = NEVER;
 };
+
+void add_led(device_set &devices);
+bool show_led_changes(device_set &devices, const char *); // --show-led
 
 } // namespace simulator

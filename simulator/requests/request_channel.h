@@ -1,25 +1,31 @@
-// Where the stopped requests of the program under test arrive: takes each from the kernel, finds
-// the device behind its descriptor and hands it over.
+// Where the stopped calls of the program under test arrive: takes each from the kernel, finds what
+// is at its descriptor and hands the call over.
 //
-// The device is found by what the descriptor refers to, not by its number or name: the status of
-// /proc/PID/fd/N is compared with the devices' own nodes. A request on anything else (the
-// operator's terminal, say) goes to the kernel as if nobody had looked. See seccomp_unotify(2).
+// A taker is found by what the descriptor refers to, not by its number or name: the status of
+// /proc/PID/fd/N is compared with the takers' own nodes. A call on anything else (the operator's
+// terminal, say) goes to the kernel as if nobody had looked. See seccomp_unotify(2).
 #pragma once
 
-#include "simulator/devices/device.h"
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
+#include "simulator/requests/request.h"
+#include "simulator/time/event_loop.h"
 
-#include <memory>
 #include <vector>
 
 namespace simulator {
 
-struct request_channel : event_source {
+struct request_channel final : event_source {
     unique_fd listener; // closed once no process of the program is left
-    const std::vector<std::unique_ptr<device>> *devices = nullptr;
+    std::vector<request_taker *> takers;
+
+    // What the kernel is to stop for all of them, each number once.
+    std::vector<uint32_t> stopped_ioctls() const;
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
+
+private:
+    request_taker *find_taker(const request &asked) const;
 };
 
 } // namespace simulator

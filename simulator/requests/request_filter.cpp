@@ -1,20 +1,14 @@
 #include "simulator/requests/request_filter.h"
 
-#include "simulator/devices/serial/serial_port.h"
-
-#include <asm/termbits.h>
-#include <asm/termios.h>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <endian.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <linux/spi/spidev.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 #include <vector>
 
 // Linux 5.19; older headers lack it.
@@ -25,17 +19,6 @@
 namespace simulator {
 
 namespace {
-
-constexpr uint32_t STOPPED_REQUESTS[] = {
-    TIOCMGET,            // modem lines: a pty has none
-    TIOCMSET,            //
-    TCSBRK,              // tcdrain(3): returns once the bytes can be read at the far end
-    SYNC_CONFIG_REQUEST, // the synchronous ports' mode
-    SPI_IOC_WR_MODE,     // SPI devices
-    SPI_IOC_WR_BITS_PER_WORD,
-    SPI_IOC_WR_MAX_SPEED_HZ,
-    SPI_IOC_MESSAGE(1),
-};
 
 // A call made through another processor's or another mode's table (x32: bit 30 of the number) has
 // other numbers; it is let through.
@@ -77,7 +60,7 @@ sock_filter skip_next_unless(uint32_t value) {
     return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, 1);
 }
 
-std::vector<sock_filter> filter_steps() {
+std::vector<sock_filter> filter_steps(std::span<const uint32_t> stopped_ioctls) {
     std::vector<sock_filter> steps = {
         load(offsetof(seccomp_data, arch)),
         skip_next_if(NATIVE_CALLS),
@@ -87,7 +70,7 @@ std::vector<sock_filter> filter_steps() {
         give(SECCOMP_RET_ALLOW),
         load(offsetof(seccomp_data, args) + sizeof(uint64_t) + LOW_WORD),
     };
-    for (const uint32_t number : STOPPED_REQUESTS) {
+    for (const uint32_t number : stopped_ioctls) {
         steps.push_back(skip_next_unless(number));
         steps.push_back(give(SECCOMP_RET_USER_NOTIF));
     }
@@ -95,27 +78,10 @@ std::vector<sock_filter> filter_steps() {
     return steps;
 }
 
-// A message of one byte with room for a descriptor beside it, see cmsg(3).
-struct descriptor_message {
-    descriptor_message() {
-        message.msg_iov = &data;
-        message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-    }
-    descriptor_message(const descriptor_message &) = delete;
-    descriptor_message &operator=(const descriptor_message &) = delete;
-
-    char byte = 0;
-    iovec data{&byte, 1};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message{};
-};
-
 } // namespace
 
-unique_fd install_request_filter() {
-    std::vector<sock_filter> steps = filter_steps();
+unique_fd install_request_filter(std::span<const uint32_t> stopped_ioctls) {
+    std::vector<sock_filter> steps = filter_steps(stopped_ioctls);
     sock_fprog program{static_cast<unsigned short>(steps.size()), steps.data()};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         return unique_fd();
@@ -129,28 +95,6 @@ unique_fd install_request_filter() {
             return unique_fd(static_cast<int>(listener));
     }
     return unique_fd();
-}
-
-bool send_descriptor(int socket, int descriptor) {
-    descriptor_message carrier;
-    cmsghdr *header = CMSG_FIRSTHDR(&carrier.message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-    return sendmsg(socket, &carrier.message, MSG_NOSIGNAL) == 1;
-}
-
-unique_fd receive_descriptor(int socket) {
-    descriptor_message carrier;
-    if (recvmsg(socket, &carrier.message, MSG_CMSG_CLOEXEC) != 1)
-        return unique_fd();
-    const cmsghdr *header = CMSG_FIRSTHDR(&carrier.message);
-    if (header == nullptr || header->cmsg_type != SCM_RIGHTS)
-        return unique_fd();
-    int descriptor = -1;
-    memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
-    return unique_fd(descriptor);
 }
 
 } // namespace simulator

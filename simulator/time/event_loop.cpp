@@ -1,15 +1,8 @@
 #include "simulator/time/event_loop.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace simulator {
-
-int64_t monotonic_us() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
-}
 
 namespace {
 
@@ -21,14 +14,13 @@ int64_t next_wake_us(std::span<event_source *const> sources) {
 }
 
 int wait_for_events(std::vector<pollfd> &polls, int64_t wake_us, int64_t longest_us) {
-    const int64_t until_wake =
-        wake_us == NEVER ? NEVER : std::max<int64_t>(0, wake_us - monotonic_us());
+    const int64_t until_wake = wake_us == NEVER ? NEVER : std::max<int64_t>(0, wake_us - now_us());
     const int64_t wait_us = std::min(until_wake, longest_us);
     if (wait_us == NEVER)
         return ppoll(polls.data(), polls.size(), nullptr, nullptr);
     timespec wait{};
-    wait.tv_sec = static_cast<time_t>(wait_us / 1'000'000);
-    wait.tv_nsec = static_cast<long>(wait_us % 1'000'000 * 1000);
+    wait.tv_sec = static_cast<time_t>(wait_us / US_PER_SECOND);
+    wait.tv_nsec = static_cast<long>(wait_us % US_PER_SECOND * NS_PER_US);
     return ppoll(polls.data(), polls.size(), &wait, nullptr);
 }
 
@@ -47,11 +39,16 @@ int turn(std::span<event_source *const> sources, int64_t longest_us) {
     for (size_t i = 0; events > 0 && i < polls.size(); i++)
         if (polls[i].revents != 0)
             owners[i]->ready(polls[i]);
-    const int64_t now = monotonic_us();
+    const int64_t now = now_us();
     for (event_source *source : sources)
         if (source->wake_time_us() <= now)
             source->wake(now);
     return std::max(events, 0);
+}
+
+short present_events(int fd, short wanted) {
+    pollfd look{fd, wanted, 0};
+    return poll(&look, 1, 0) == 1 ? look.revents : short{0};
 }
 
 } // namespace simulator

@@ -3,17 +3,14 @@
 // that no list of registrations can go stale.
 #pragma once
 
+#include "simulator/time/clock.h"
+
 #include <cstdint>
 #include <poll.h>
 #include <span>
 #include <vector>
 
 namespace simulator {
-
-constexpr int64_t NEVER = INT64_MAX; // a wake-up time that does not come
-
-// CLOCK_MONOTONIC in microseconds.
-int64_t monotonic_us();
 
 struct event_source {
     virtual ~event_source() = default;
@@ -26,18 +23,27 @@ struct event_source {
     virtual void ready(const pollfd &event) {
         (void)event;
     }
-    // When to be woken, in CLOCK_MONOTONIC microseconds.
+    // When to be woken, in the time of `now_us`.
     virtual int64_t wake_time_us() const {
         return NEVER;
     }
     // The wake-up time has passed.
-    virtual void wake(int64_t now_us) {
-        (void)now_us;
+    virtual void wake(int64_t time_us) {
+        (void)time_us;
     }
+    // After the end of the program: whether something still waits to be passed on to the operator.
+    virtual bool has_unsent() const {
+        return false;
+    }
+    // No time is left: reports what is lost of it, on standard error.
+    virtual void report_unsent() const {}
 };
 
 // Waits for the next event or wake-up time, at most `longest_us` (NEVER: without limit), and passes
 // everything that is due to its source. Returns the number of descriptors that had events.
 int turn(std::span<event_source *const> sources, int64_t longest_us);
+
+// The events of `wanted` (POLLIN, POLLOUT) that the descriptor has at this moment; waits for none.
+short present_events(int fd, short wanted);
 
 } // namespace simulator

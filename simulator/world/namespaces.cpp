@@ -1,6 +1,8 @@
 #include "simulator/world/namespaces.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/message.h"
+#include "simulator/base/unique_fd.h"
+#include "simulator/time/event_loop.h"
 
 #include <array>
 #include <cerrno>
@@ -62,8 +64,7 @@ bool become_root_inside(uid_t user, gid_t group) {
 // pipe is then closed already.
 void die_with_outer(int pipe_end) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    pollfd outer{pipe_end, 0, 0};
-    if (poll(&outer, 1, 0) == 1)
+    if (present_events(pipe_end, 0) != 0)
         _exit(STATUS_NO_BOARD);
 }
 
@@ -84,7 +85,7 @@ pid_t enter_namespaces() {
     const gid_t group = getegid();
     block_signals();
     if (pipe2(alive, O_CLOEXEC) != 0) {
-        perror("hk_board: pipe");
+        (void)cannot("make", "a pipe");
         return -1;
     }
     bool own_users = user != 0;
@@ -94,10 +95,8 @@ pid_t enter_namespaces() {
         inside = fork_into(NAMESPACES | CLONE_NEWUSER);
     }
     if (inside < 0) {
-        dprintf(STDERR_FILENO,
-                "hk_board: the kernel refuses the board's namespaces: %s\n"
-                "hk_board: run it as root, or allow user namespaces for ordinary users\n",
-                strerror(errno));
+        report("the kernel refuses the board's namespaces: %s", strerror(errno));
+        report("run it as root, or allow user namespaces for ordinary users");
         return -1;
     }
     if (inside > 0) {
@@ -108,7 +107,7 @@ pid_t enter_namespaces() {
     die_with_outer(alive[0]);
     (void)setpgid(0, 0); // the terminal's signals are for the outer process alone
     if (own_users && !become_root_inside(user, group)) {
-        dprintf(STDERR_FILENO, "hk_board: cannot become root of the board: %s\n", strerror(errno));
+        (void)cannot("become root of", "the board");
         _exit(STATUS_NO_BOARD);
     }
     return 0;
@@ -122,6 +121,7 @@ int wait_outside(pid_t inside, operator_terminal &terminal) {
     int status = 0;
     while (waitpid(inside, &status, WNOHANG) != inside) {
         std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
+        // Outside the board there are no devices and no times: nothing to wait for but these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
             terminal.pass_keys();

@@ -1,6 +1,7 @@
 #include "simulator/world/network.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/message.h"
+#include "simulator/base/unique_fd.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -100,10 +101,8 @@ void bring_up_network(const mac_address &mac) {
     const unique_fd any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     (void)bring_up(any.get(), "lo");
     const bool added = add_dummy() || ioctl(any.get(), SIOCBRADDBR, NAME) == 0 || add_tap();
-    if (!added || !give_addresses(any.get(), mac) || !bring_up(any.get(), NAME)) {
-        dprintf(STDERR_FILENO, "hk_board: no network interface on this board: %s\n",
-                strerror(errno));
-    }
+    if (!added || !give_addresses(any.get(), mac) || !bring_up(any.get(), NAME))
+        report("no network interface on this board: %s", strerror(errno));
 }
 
 } // namespace simulator

@@ -3,26 +3,35 @@
 // of its namespace the board also reaps what the program leaves behind.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
+#include <span>
 #include <sys/types.h>
 
 namespace simulator {
+
+struct program_start {
+    char *const *arguments; // its name first
+    const char *directory;  // where it runs
+    std::span<const uint32_t> stopped_ioctls;
+};
 
 struct program_run final : event_source {
     int64_t run_us = NEVER; // how long it may run
     bool ended = false;
     int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
-    // Starts the program in directory `directory`; `listener` receives the descriptor on which its
-    // stopped requests arrive. False after a message.
-    bool start(char *const *arguments, const char *directory, unique_fd &listener);
+    // Starts the program. False after a message.
+    bool start(const program_start &how);
+    // The descriptor on which its stopped calls arrive; none when the program could not be started,
+    // which it then reports by its exit status.
+    unique_fd listener;
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
 private:
     void request_end();

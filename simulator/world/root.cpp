@@ -1,6 +1,7 @@
 #include "simulator/world/root.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/message.h"
+#include "simulator/base/unique_fd.h"
 #include "simulator/world/reboot_stand_in.h"
 
 #include <algorithm>
@@ -59,10 +60,8 @@ bool mount_memory(const char *directory, const char *options) {
 bool start_new_root() {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         (void)cannot("make mounts private below", "/");
-        if (errno == EINVAL) { // mount(2): no mount point
-            dprintf(STDERR_FILENO, "hk_board: bind-mount a changed root on itself before the "
-                                   "chroot: mount --bind root root\n");
-        }
+        if (errno == EINVAL) // mount(2): no mount point
+            report("bind-mount a changed root on itself before the chroot: mount --bind root root");
         return false;
     }
     for (const char *place : {"/tmp", "/mnt", "/var", "/usr"}) {
@@ -174,11 +173,6 @@ bool leave_host_root() {
 }
 
 } // namespace
-
-bool cannot(const char *what, const std::string &path) {
-    dprintf(STDERR_FILENO, "hk_board: cannot %s %s: %s\n", what, path.c_str(), strerror(errno));
-    return false;
-}
 
 bool publish_node(const char *source, const char *target) {
     if (access(target, F_OK) != 0)

@@ -27,8 +27,4 @@ bool build_dev();
 // Shows the file, device or directory `source` at the path `target`, which is created as an empty
 // file if it is not there. False after a message.
 bool publish_node(const char *source, const char *target);
-
-// Reports "hk_board: cannot WHAT PATH: reason" with the reason in errno. Returns false.
-bool cannot(const char *what, const std::string &path);
-
 } // namespace simulator

@@ -1,5 +1,6 @@
 // The board's /dev: a memory file system with the few nodes that every board has. The devices of
 // this board add their own.
+#include "simulator/base/message.h"
 #include "simulator/world/root.h"
 
 #include <sys/mount.h>

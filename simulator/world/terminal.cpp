@@ -1,7 +1,8 @@
 #include "simulator/world/terminal.h"
 
+#include "simulator/base/message.h"
+
 #include <array>
-#include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,21 +15,15 @@ constexpr size_t STROKE_BYTES = 64;
 } // namespace
 
 bool operator_terminal::open() {
-    if (tcgetattr(STDIN_FILENO, &settings) != 0 || tcgetpgrp(STDIN_FILENO) != getpgrp()) {
-        dprintf(STDERR_FILENO,
-                "hk_board: --panel needs a terminal as standard input, in the foreground\n");
-        return false;
-    }
+    if (tcgetattr(STDIN_FILENO, &settings) != 0 || tcgetpgrp(STDIN_FILENO) != getpgrp())
+        return complain("--panel needs a terminal as standard input, in the foreground");
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0) {
-        perror("hk_board: --panel");
-        return false;
-    }
+    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return cannot("make a way for keys to", "the panel");
     sender.reset(ends[0]);
     receiver.reset(ends[1]);
-    dprintf(STDERR_FILENO,
-            "hk_board: the keyboard is the panel's, Ctrl-C ends the run\n"
-            "hk_board: arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF\n");
+    report("the keyboard is the panel's, Ctrl-C ends the run");
+    report("arrows, Enter, s ESC, p NEXT, q YES, r NO, t AxON, u AxOFF");
     return true;
 }
 

@@ -8,7 +8,7 @@
 // Every key goes to the panel, but Ctrl-C, which ends the run as it does without --panel.
 #pragma once
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 
 #include <termios.h>
 

@@ -114,7 +114,7 @@ TEST(Board, wrong_options_are_refused_with_the_valid_ones) {
         const char *says;
     } cases[] = {
         {{"--cabel", "2-8"}, "--cable PORT-PORT --loop PORT"},
-        {{"--cable", "2-9"}, "no such port: \"9\"; the ports are 1 to 8"},
+        {{"--cable", "2-9"}, "--cable 2-9: port 9: ports are 1 to 8"},
         {{"--cable", "2-2"}, "two different ports"},
         {{"--cable", "2-8s"}, "of one kind"},
         {{"--cable", "2-8", "--loop", "8"}, "plugged into port 8 already"},
@@ -122,8 +122,8 @@ TEST(Board, wrong_options_are_refused_with_the_valid_ones) {
         {{"--cable", "2-8", "--fault", "flip:2:0"}, "flip:PORT:N"},
         {{"--cable", "2-8", "--fault", "drop:3:10"}, "its ports are: 2 8"},
         {{"--cable", "2-8", "--fault", "lines:2"}, "no cable 2"},
-        {{"--mac", "02:00:00"}, "no hardware address"},
-        {{"--for", "soon"}, "--for takes seconds"},
+        {{"--mac", "02:00:00"}, "--mac 02:00:00: this is no hardware address"},
+        {{"--for", "soon"}, "--for soon: --for takes seconds"},
         {{"--keys", "a \\q"}, "\"\\q\""},
         {{"--keys", "a\\"}, "\"a\\\""},
         {{"--keys", "\\x1"}, "\"\\x1\""},

@@ -5,6 +5,9 @@ namespace simulator {
 namespace {
 
 constexpr uint8_t FUNCTION_CODE = 0x83;
+constexpr uint8_t STRAY_BYTES[] = {0x11, 0x22, 0x33};
+constexpr uint8_t SURPLUS_BYTES[] = {0x44, 0x55};
+constexpr size_t STATUS_REQUEST_BYTES = 1;
 constexpr size_t HEADER_BYTES = 3;  // address, function code, command
 constexpr int64_t LATE_US = 60'000; // well above what anybody waits for
 
@@ -26,23 +29,32 @@ module_lengths lengths_of(int type) {
 
 } // namespace
 
-fio_line::fio_line(serial_port &bus, std::span<const module_at> wanted) : port(bus) {
-    for (const auto &[address, type] : wanted) {
-        const module_lengths lengths = lengths_of(type);
-        modules.push_back({static_cast<uint8_t>(address), lengths.set_bytes, lengths.input_bytes,
-                           fio_module(std::to_string(address), type, line_harness(type))});
-    }
+bool fio_line::add_module(int address, int type) {
+    for (const addressed_module &other : modules)
+        if (other.address == address)
+            return false;
+    const module_lengths lengths = lengths_of(type);
+    modules.push_back({static_cast<uint8_t>(address), lengths.set_bytes, lengths.input_bytes,
+                       fio_module(std::to_string(address), type, line_harness(type))});
+    return true;
 }
 
 int64_t fio_line::wake_time_us() const {
     return late.empty() ? NEVER : late.front().due_us;
 }
 
-void fio_line::wake(int64_t now_us) {
-    while (!late.empty() && late.front().due_us <= now_us) {
+void fio_line::wake(int64_t time_us) {
+    while (!late.empty() && late.front().due_us <= time_us) {
         port.take_chunk(late.front().frame);
         late.pop_front();
     }
+}
+
+void fio_line::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing != "module")
+        return;
+    for (const addressed_module &each : modules)
+        targets.insert(each.module.name);
 }
 
 bool fio_line::take_fault(const fault &wanted) {
@@ -56,7 +68,9 @@ void fio_line::take_chunk(std::span<const uint8_t> frame) {
     if (frame.size() < HEADER_BYTES || frame[1] != FUNCTION_CODE)
         return;
     for (addressed_module &each : modules) {
-        const size_t payload = frame[2] == '7' ? each.set_bytes : frame[2] == '1' ? 1 : 0;
+        const size_t payload = frame[2] == COMMAND_SET      ? each.set_bytes
+                               : frame[2] == COMMAND_STATUS ? STATUS_REQUEST_BYTES
+                                                            : 0;
         if (each.address == frame[0] && frame.size() == HEADER_BYTES + payload)
             answer_request(each, frame);
     }
@@ -68,16 +82,16 @@ void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> 
         module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);
     if (data.empty())
         return;
-    std::vector<uint8_t> reply = {frame[0], frame[1], static_cast<uint8_t>(frame[2] + 0x80)};
+    std::vector<uint8_t> reply = {frame[0], frame[1], static_cast<uint8_t>(frame[2] + REPLY_MARK)};
     reply.insert(reply.end(), data.begin(), data.end());
     if (module.strikes(fault_id::stray_bytes))
-        reply.insert(reply.begin(), {0x11, 0x22, 0x33});
+        reply.insert(reply.begin(), std::begin(STRAY_BYTES), std::end(STRAY_BYTES));
     if (module.strikes(fault_id::long_reply))
-        reply.insert(reply.end(), {0x44, 0x55});
+        reply.insert(reply.end(), std::begin(SURPLUS_BYTES), std::end(SURPLUS_BYTES));
     if (module.strikes(fault_id::short_reply))
         reply.pop_back();
     if (module.strikes(fault_id::late_reply))
-        late.push_back({monotonic_us() + LATE_US, reply});
+        late.push_back({now_us() + LATE_US, reply});
     else
         port.take_chunk(reply);
 }

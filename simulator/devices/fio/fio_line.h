@@ -3,7 +3,6 @@
 // are not answered.
 #pragma once
 
-#include "simulator/devices/fio/field_io_options.h"
 #include "simulator/devices/fio/fio_module.h"
 #include "simulator/devices/serial/serial_port.h"
 
@@ -11,16 +10,18 @@
 
 namespace simulator {
 
-constexpr const char *FIO_PORT_NAME = "5s";
-
 struct fio_line final : device, line_partner {
-    fio_line(serial_port &bus, std::span<const module_at> wanted);
+    explicit fio_line(serial_port &bus) : port(bus) {}
+
+    // Adds a module, 1 to 255 each. False when another one has the address.
+    bool add_module(int address, int type);
 
     bool open_nodes() override {
         return true; // the port has them
     }
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
     void take_chunk(std::span<const uint8_t> frame) override;

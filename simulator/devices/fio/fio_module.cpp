@@ -6,7 +6,8 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t STATUS_BYTES = 7; // what a status reply tells; nobody looks at it
+constexpr uint8_t TOP_BITS = 0xC0;
+constexpr size_t STATUS_BYTES = 7; // what a status reply carries; nobody looks at it
 
 uint8_t bit_value(int bit) {
     return static_cast<uint8_t>(1U << (bit - 1));
@@ -29,15 +30,15 @@ std::vector<uint8_t> fio_module::execute(uint8_t command, std::span<const uint8_
         return {};
     replies++;
     switch (command) {
-    case '1':
+    case COMMAND_STATUS:
         return std::vector<uint8_t>(STATUS_BYTES, 0);
-    case '<':
+    case COMMAND_IDENTIFY:
         return {type};
-    case '7':
+    case COMMAND_SET:
         outputs.fill(0);
         std::copy_n(payload.begin(), std::min(payload.size(), outputs.size()), outputs.begin());
         return {0};
-    case '4': {
+    case COMMAND_READ: {
         const std::array<uint8_t, MODULE_BYTES> inputs = read_inputs();
         return {inputs.begin(), inputs.begin() + static_cast<ptrdiff_t>(input_bytes)};
     }
@@ -57,9 +58,9 @@ std::array<uint8_t, MODULE_BYTES> fio_module::read_inputs() const {
         if (present.kind->id == fault_id::stuck)
             inputs[static_cast<size_t>(present.numbers[0])] |= bit_value(present.numbers[1]);
     if (top_bits_inverted) {
-        inputs[7] ^= 0xC0;
-        if ((inputs[7] & 0xC0) != 0)
-            inputs[11] ^= 0x02;
+        inputs[7] ^= TOP_BITS;
+        if ((inputs[7] & TOP_BITS) != 0)
+            inputs[11] ^= bit_value(2);
     }
     return inputs;
 }

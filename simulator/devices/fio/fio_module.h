@@ -4,7 +4,7 @@
 #pragma once
 
 #include "simulator/devices/fio/module_wiring.h"
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 
 #include <array>
 #include <cstddef>
@@ -16,6 +16,13 @@
 namespace simulator {
 
 constexpr size_t MODULE_BYTES = 32; // of outputs, and of inputs; more than any module has
+
+// Commands of a request; a reply carries the same plus REPLY_MARK.
+constexpr uint8_t COMMAND_STATUS = '1';
+constexpr uint8_t COMMAND_READ = '4';
+constexpr uint8_t COMMAND_SET = '7';
+constexpr uint8_t COMMAND_IDENTIFY = '<';
+constexpr uint8_t REPLY_MARK = 0x80;
 
 struct fio_module {
     // `name` is what faults call it. `type` stands in its identification.

@@ -19,17 +19,17 @@ std::span<const uint8_t> as_bytes(const std::string &text) {
 
 } // namespace
 
-front_panel::front_panel(serial_port &panel_port, const std::vector<key_step> &keys,
-                         int keyboard_node)
-    : port(panel_port), script(keys.begin(), keys.end()), keyboard(keyboard_node) {}
+void front_panel::add_keys(const std::vector<key_step> &keys) {
+    script.insert(script.end(), keys.begin(), keys.end());
+}
 
 bool front_panel::open_nodes() {
-    next_step_us = monotonic_us() + SCRIPT_LATEST_US;
+    next_step_us = now_us() + SCRIPT_LATEST_US;
     return true; // the node is the port's
 }
 
 void front_panel::add_polls(std::vector<pollfd> &polls) const {
-    if (keyboard >= 0)
+    if (has_keyboard())
         polls.push_back({keyboard, POLLIN, 0});
 }
 
@@ -44,25 +44,25 @@ int64_t front_panel::wake_time_us() const {
     return script.empty() ? NEVER : next_step_us;
 }
 
-void front_panel::wake(int64_t now_us) {
+void front_panel::wake(int64_t time_us) {
     script_begun = true;
     if (!port.program_has_read()) {
-        next_step_us = now_us + READ_LOOK_US;
+        next_step_us = time_us + READ_LOOK_US;
         return;
     }
     const key_step step = script.front();
     script.pop_front();
     if (!step.bytes.empty())
         port.take_chunk(as_bytes(step.bytes));
-    next_step_us = now_us + step.pause_us;
+    next_step_us = time_us + step.pause_us;
 }
 
 void front_panel::take_chunk(std::span<const uint8_t> chunk) {
     if (!script_begun) {
         script_begun = true;
-        next_step_us = monotonic_us();
+        next_step_us = now_us();
     }
-    if (keyboard >= 0)
+    if (has_keyboard())
         output.show_display(chunk);
     for (const uint8_t byte : chunk)
         if (display.take(byte))
@@ -72,7 +72,7 @@ void front_panel::take_chunk(std::span<const uint8_t> chunk) {
 // The operator who has the display need not read it twice.
 void front_panel::show_line() {
     const std::string line = "panel: " + display.line;
-    if (keyboard >= 0)
+    if (has_keyboard())
         output.keep(line);
     else
         output.show(line);

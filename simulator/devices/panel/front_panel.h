@@ -16,17 +16,24 @@
 
 namespace simulator {
 
-constexpr const char *PANEL_PORT_NAME = "6";
-
 struct front_panel final : device, line_partner {
-    // `keyboard_node` is where the keys of --panel arrive, one message a stroke; -1: no keyboard.
-    front_panel(serial_port &panel_port, const std::vector<key_step> &keys, int keyboard_node);
+    explicit front_panel(serial_port &panel_port) : port(panel_port) {}
+
+    // Keys to be pressed after those that the script has already.
+    void add_keys(const std::vector<key_step> &keys);
+    // `node` is a socket where the operator's keys arrive, one message a stroke.
+    void plug_keyboard(int node) {
+        keyboard = node;
+    }
+    bool has_keyboard() const {
+        return keyboard >= 0;
+    }
 
     bool open_nodes() override;
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
 
     // What the program sends to the display.
     void take_chunk(std::span<const uint8_t> chunk) override;
@@ -36,7 +43,7 @@ private:
 
     serial_port &port;
     std::deque<key_step> script;
-    int keyboard;
+    int keyboard = -1;
     bool script_begun = false;
     int64_t next_step_us = NEVER;
     display_lines display;

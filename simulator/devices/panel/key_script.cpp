@@ -1,7 +1,9 @@
 #include "simulator/devices/panel/key_script.h"
 
+#include "simulator/base/message.h"
+#include "simulator/base/text.h"
+
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -14,11 +16,13 @@ struct escape_row {
     char byte;
 };
 
+constexpr double PAUSE_SECONDS_MAX = 1e6;
+
 constexpr escape_row ESCAPES[] = {
     {'e', '\033'}, {'r', '\r'}, {'n', '\n'}, {'s', ' '}, {'\\', '\\'},
 };
 
-// Reads what stands behind a backslash and moves `at` to its last character.
+// Reads what follows a backslash and moves `at` to its last character.
 bool parse_escape(const char *&at, char &byte) {
     for (const escape_row &row : ESCAPES) {
         if (*at == row.letter) {
@@ -45,18 +49,9 @@ bool parse_bytes(const std::string &group, std::string &bytes) {
     return true;
 }
 
-bool parse_pause(const std::string &group, int64_t &pause_us) {
-    char *end = nullptr;
-    const double seconds = strtod(group.c_str() + 1, &end);
-    if (end == group.c_str() + 1 || *end != '\0' || !(seconds >= 0 && seconds < 1e6))
-        return false;
-    pause_us = static_cast<int64_t>(seconds * 1e6);
-    return true;
-}
-
 bool parse_group(const std::string &group, key_step &step) {
     if (group.front() == '@')
-        return parse_pause(group, step.pause_us);
+        return read_seconds(group.substr(1), PAUSE_SECONDS_MAX, step.pause_us);
     step.pause_us = KEY_PAUSE_US;
     return parse_bytes(group, step.bytes);
 }
@@ -70,11 +65,10 @@ bool parse_keys(const char *text, std::vector<key_step> &steps) {
         const std::string group = script.substr(start, script.find(' ', start) - start);
         steps.emplace_back();
         if (!parse_group(group, steps.back())) {
-            dprintf(STDERR_FILENO,
-                    "hk_board: --keys: \"%s\" is neither keys, with \\e \\r \\n \\s \\\\ or \\xHH "
-                    "for bytes without a key, nor a pause as in @2.5\n",
-                    group.c_str());
-            return false;
+            return complain(
+                "--keys: \"%s\" is neither keys, with \\e \\r \\n \\s \\\\ or \\xHH for "
+                "bytes without a key, nor a pause as in @2.5",
+                group.c_str());
         }
         start += group.size();
     }

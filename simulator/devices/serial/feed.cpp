@@ -1,14 +1,13 @@
 #include "simulator/devices/serial/feed.h"
 
+#include "simulator/base/message.h"
+
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 
 namespace simulator {
 
-feed::feed(serial_port &fed_port) : name("feed" + fed_port.name), port(fed_port) {}
+feed::feed(serial_port &fed_port) : device("feed" + fed_port.name), port(fed_port) {}
 
 bool feed::load(const char *path) {
     const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
@@ -20,18 +19,17 @@ bool feed::load(const char *path) {
         length += count > 0 ? static_cast<size_t>(count) : 0;
     }
     bytes.resize(length);
-    if (count < 0) {
-        dprintf(STDERR_FILENO, "hk_board: cannot read %s: %s\n", path, strerror(errno));
-    } else if (length == 0 || length > FEED_FILE_BYTES_MAX) {
-        dprintf(STDERR_FILENO, "hk_board: a feed needs a file of 1 to %zu bytes, %s is none\n",
-                FEED_FILE_BYTES_MAX, path);
-        count = -1;
-    }
-    return count >= 0;
+    if (count < 0)
+        return cannot("read", path);
+    if (length > FEED_FILE_BYTES_MAX)
+        return complain("--feed: %s is too long: a feed's file has 1 to %zu bytes", path,
+                        FEED_FILE_BYTES_MAX);
+    return length > 0 || complain("--feed: %s is empty: a feed's file has 1 to %zu bytes", path,
+                                  FEED_FILE_BYTES_MAX);
 }
 
 bool feed::open_nodes() {
-    next_block_us = monotonic_us();
+    next_block_us = now_us();
     return true;
 }
 
@@ -39,14 +37,19 @@ int64_t feed::wake_time_us() const {
     return next_block_us;
 }
 
-void feed::wake(int64_t now_us) {
+void feed::wake(int64_t time_us) {
     const size_t length = std::min(FEED_BLOCK_BYTES, bytes.size() - sent);
     const auto first = bytes.begin() + static_cast<ptrdiff_t>(sent);
     std::vector<uint8_t> block(first, first + static_cast<ptrdiff_t>(length));
     sent = (sent + length) % bytes.size();
     if (faults.pass(block))
         port.take_chunk(block);
-    next_block_us = now_us + FEED_PERIOD_US;
+    next_block_us = time_us + FEED_PERIOD_US;
+}
+
+void feed::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "port")
+        targets.insert(name);
 }
 
 bool feed::take_fault(const fault &wanted) {

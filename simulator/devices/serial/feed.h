@@ -21,16 +21,15 @@ constexpr int64_t FEED_PERIOD_US = 10'000;
 constexpr size_t FEED_FILE_BYTES_MAX = 1 << 20;
 
 struct feed final : device, line_partner {
-    explicit feed(serial_port &fed_port);
-
-    std::string name; // "feed1"
+    explicit feed(serial_port &fed_port); // named "feed1" for port 1
 
     // Reads the file. False after a message when it cannot be read, is empty or too long.
     bool load(const char *path);
 
     bool open_nodes() override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
     // What the port sends is not looked at.

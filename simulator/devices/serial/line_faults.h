@@ -2,7 +2,7 @@
 // which bit is the same in every run.
 #pragma once
 
-#include "simulator/fault.h"
+#include "simulator/faults/fault.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,7 @@
 #include "simulator/devices/serial/serial_port.h"
 
+#include "simulator/base/text.h"
+
 #include <algorithm>
 #include <asm/termbits.h>
 #include <asm/termios.h>
@@ -14,10 +16,17 @@ constexpr int64_t FRAME_LOOK_US = 20'000;   // a reader that flushed its input i
 constexpr size_t FRAMES_KEPT = 64;          // as a driver's receive ring; further frames are lost
 constexpr uint32_t OUTPUT_LINES = TIOCM_RTS | TIOCM_DTR;
 
+constexpr uint32_t STOPPED_IOCTLS[] = {
+    TIOCMGET,            // modem lines: a pty has none
+    TIOCMSET,            //
+    TCSBRK,              // tcdrain(3): returns once the bytes can be read at the far end
+    SYNC_CONFIG_REQUEST, // the synchronous ports' mode
+};
+
 } // namespace
 
 serial_port::serial_port(std::string port_name)
-    : name(std::move(port_name)), synchronous(name.back() == 's') {}
+    : device(std::move(port_name)), synchronous(name.back() == 's') {}
 
 bool serial_port::open_nodes() {
     if (!line.open(("/dev/sp" + name).c_str()))
@@ -46,9 +55,13 @@ int64_t serial_port::wake_time_us() const {
     return std::min(frame_look_us, drain_look_us);
 }
 
-void serial_port::wake(int64_t now_us) {
+void serial_port::wake(int64_t time_us) {
     hand_over_frames();
-    answer_drains(now_us);
+    answer_drains(time_us);
+}
+
+std::span<const uint32_t> serial_port::stopped_ioctls() const {
+    return STOPPED_IOCTLS;
 }
 
 bool serial_port::owns(const struct stat &node) const {
@@ -110,7 +123,7 @@ void serial_port::hand_over_frames() {
         give_bytes(frames.front());
         frames.pop_front();
     }
-    frame_look_us = frames.empty() ? NEVER : monotonic_us() + FRAME_LOOK_US;
+    frame_look_us = frames.empty() ? NEVER : now_us() + FRAME_LOOK_US;
 }
 
 // Looking whether nothing is under way waits for what is, so the count is exact after it if the
@@ -129,10 +142,10 @@ void serial_port::take_request(const request &asked) {
         refuse(asked, EIO);
         return;
     }
-    switch (asked.number) {
+    switch (asked.ioctl_number()) {
     case TIOCMGET: {
         const uint32_t lines = modem_lines();
-        if (write_argument(asked, &lines, sizeof lines))
+        if (write_memory(asked, asked.ioctl_argument(), &lines, sizeof lines))
             answer(asked, 0);
         else
             refuse(asked, EFAULT);
@@ -154,19 +167,19 @@ void serial_port::take_request(const request &asked) {
 
 void serial_port::drain(const request &asked) {
     send_written();
-    drains.push_back({asked, monotonic_us() + DRAIN_LIMIT_US});
-    answer_drains(monotonic_us());
+    drains.push_back({asked, now_us() + DRAIN_LIMIT_US});
+    answer_drains(now_us());
 }
 
-void serial_port::answer_drains(int64_t now_us) {
+void serial_port::answer_drains(int64_t time_us) {
     const bool arrived = partner == nullptr || partner->has_arrived();
     std::erase_if(drains, [&](const waiting_drain &waiting) {
-        if (!arrived && now_us < waiting.latest_us)
+        if (!arrived && time_us < waiting.latest_us)
             return false;
         answer(waiting.asked, 0);
         return true;
     });
-    drain_look_us = drains.empty() ? NEVER : now_us + DRAIN_LOOK_US;
+    drain_look_us = drains.empty() ? NEVER : time_us + DRAIN_LOOK_US;
 }
 
 uint32_t serial_port::modem_lines() const {
@@ -180,7 +193,7 @@ bool serial_port::drives_rts() const {
 
 void serial_port::set_modem_lines(const request &asked) {
     uint32_t lines = 0;
-    if (!read_argument(asked, &lines, sizeof lines)) {
+    if (!read_memory(asked, asked.ioctl_argument(), &lines, sizeof lines)) {
         refuse(asked, EFAULT);
         return;
     }
@@ -191,7 +204,7 @@ void serial_port::set_modem_lines(const request &asked) {
 void serial_port::configure_synchronous(const request &asked) {
     if (!synchronous)
         refuse(asked, ENOTTY);
-    else if (!read_argument(asked, sync_mode.data(), sync_mode.size()))
+    else if (!read_memory(asked, asked.ioctl_argument(), sync_mode.data(), sync_mode.size()))
         refuse(asked, EFAULT);
     else
         answer(asked, 0);
@@ -199,20 +212,30 @@ void serial_port::configure_synchronous(const request &asked) {
 
 // Faults.
 
-// A cable is named by its two ports, in either order, a loop by its one.
+// A cable is named by its two ports, in either order, a loop by its one. Empty where there is none.
+std::string serial_port::cable_name() const {
+    if (partner_name.empty() || partner_name == name)
+        return partner_name;
+    return std::min(name, partner_name) + "-" + std::max(name, partner_name);
+}
+
 bool serial_port::is_on_cable(const std::string &cable) const {
-    if (partner_name == name)
-        return cable == name;
-    return !partner_name.empty() &&
-           (cable == name + "-" + partner_name || cable == partner_name + "-" + name);
+    const auto [one, other] = split_once(cable, '-');
+    return !partner_name.empty() && (cable == cable_name() || cable_name() == other + "-" + one);
+}
+
+void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "port")
+        targets.insert(name);
+    if (thing == "cable" && !partner_name.empty())
+        targets.insert(cable_name());
 }
 
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
-        if (!is_on_cable(wanted.target))
-            return false;
-        lines_wired = false;
-        return true;
+        if (is_on_cable(wanted.target))
+            lines_wired = false;
+        return is_on_cable(wanted.target);
     }
     if (wanted.target != name || !is_fault_of(wanted, "port"))
         return false;

@@ -13,8 +13,9 @@
 #pragma once
 
 #include "simulator/devices/device.h"
+#include "simulator/devices/pty.h"
 #include "simulator/devices/serial/line_faults.h"
-#include "simulator/devices/serial/pty.h"
+#include "simulator/devices/serial/line_partner.h"
 
 #include <array>
 #include <deque>
@@ -27,23 +28,9 @@ namespace simulator {
 // The serial driver's request to set up synchronous mode; its argument is four bytes.
 constexpr uint32_t SYNC_CONFIG_REQUEST = 0x40047300;
 
-// What is plugged into a port: another port, or a device that speaks over the line.
-struct line_partner {
-    virtual ~line_partner() = default;
-    virtual void take_chunk(std::span<const uint8_t> chunk) = 0;
-    // Whether all chunks taken so far are where they were to go.
-    virtual bool has_arrived() {
-        return true;
-    }
-    virtual bool drives_rts() const {
-        return false;
-    }
-};
-
 struct serial_port final : device, line_partner {
-    explicit serial_port(std::string port_name);
+    explicit serial_port(std::string port_name); // "2" or "5s"
 
-    std::string name; // "2" or "5s"
     bool synchronous;
     line_partner *partner = nullptr; // none: what is sent goes nowhere
     std::string partner_name;        // of the port at the other end, for the fault "lines"
@@ -53,9 +40,11 @@ struct serial_port final : device, line_partner {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
-    void wake(int64_t now_us) override;
+    void wake(int64_t time_us) override;
+    std::span<const uint32_t> stopped_ioctls() const override;
     bool owns(const struct stat &node) const override;
     void take_request(const request &asked) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
     // True when the program has taken all that it was given.
@@ -76,13 +65,14 @@ private:
 
     void send_written();
     void send_chunk(std::vector<uint8_t> &chunk);
+    std::string cable_name() const;
     bool is_on_cable(const std::string &cable) const;
     void give_bytes(std::span<const uint8_t> chunk);
     void hand_over_frames();
     bool passes_chunk();
     void hang_up();
     void drain(const request &asked);
-    void answer_drains(int64_t now_us);
+    void answer_drains(int64_t time_us);
     uint32_t modem_lines() const;
     void set_modem_lines(const request &asked);
     void configure_synchronous(const request &asked);

@@ -1,6 +1,7 @@
 #include "simulator/devices/spi/spi_device.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/message.h"
+#include "simulator/base/unique_fd.h"
 #include "simulator/world/root.h"
 
 #include <algorithm>
@@ -12,11 +13,21 @@ namespace simulator {
 
 namespace {
 
+constexpr uint32_t STOPPED_IOCTLS[] = {
+    SPI_IOC_WR_MODE,
+    SPI_IOC_WR_BITS_PER_WORD,
+    SPI_IOC_WR_MAX_SPEED_HZ,
+    SPI_IOC_MESSAGE(1),
+};
+
+constexpr int INVERTING_TYPE = 219; // see fio_module::read_inputs
+constexpr uint8_t WORD_BITS = 8;
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
 constexpr size_t TRANSFER_BYTES_MAX = 4096; // as spidev's own buffer
 constexpr size_t INPUT_BYTES = 18;          // in a read-inputs reply
 constexpr size_t OUTPUT_BYTES = 32;         // in a set-outputs request
-constexpr size_t REPLY_GAP_BYTES = 6;       // between a request's end and its reply
+constexpr size_t STATUS_REQUEST_BYTES = 1;
+constexpr size_t REPLY_GAP_BYTES = 6; // between a request's end and its reply
 
 uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     uint8_t result = 0xFF;
@@ -25,32 +36,28 @@ uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     return result;
 }
 
-// Bytes of a request with command and check byte; the command alone tells.
+// Bytes of a request with command and check byte; the command alone decides.
 size_t request_length(uint8_t command) {
-    return command == '7' ? 1 + OUTPUT_BYTES + 1 : command == '1' ? 3 : 2;
+    const size_t payload = command == COMMAND_SET      ? OUTPUT_BYTES
+                           : command == COMMAND_STATUS ? STATUS_REQUEST_BYTES
+                                                       : 0;
+    return 1 + payload + 1;
 }
 
 template <typename Setting>
 void take_setting(const request &asked, Setting &setting) {
-    if (read_argument(asked, &setting, sizeof setting))
+    if (read_memory(asked, asked.ioctl_argument(), &setting, sizeof setting))
         answer(asked, 0);
     else
         refuse(asked, EFAULT);
 }
 
-// The request with another address of the caller's memory.
-request at(const request &asked, uint64_t address) {
-    request elsewhere = asked;
-    elsewhere.argument = address;
-    return elsewhere;
-}
-
 } // namespace
 
-spi_device::spi_device(std::string node_name, int module_type) : name(std::move(node_name)) {
-    if (module_type != 0) {
+spi_device::spi_device(std::string node_name, int module_type) : device(std::move(node_name)) {
+    if (module_type != SPI_LOOPBACK) {
         module.emplace(name, module_type, spi_harness(module_type));
-        module->top_bits_inverted = module_type == 219;
+        module->top_bits_inverted = module_type == INVERTING_TYPE;
     }
 }
 
@@ -65,12 +72,16 @@ bool spi_device::open_nodes() {
     return true;
 }
 
+std::span<const uint32_t> spi_device::stopped_ioctls() const {
+    return STOPPED_IOCTLS;
+}
+
 bool spi_device::owns(const struct stat &node) const {
     return node.st_dev == file_system && node.st_ino == file;
 }
 
 void spi_device::take_request(const request &asked) {
-    switch (asked.number) {
+    switch (asked.ioctl_number()) {
     case SPI_IOC_WR_MODE:
         take_setting(asked, mode);
         break;
@@ -90,7 +101,7 @@ void spi_device::take_request(const request &asked) {
 
 void spi_device::transfer(const request &asked) {
     spi_ioc_transfer wanted{};
-    if (!read_argument(asked, &wanted, sizeof wanted)) {
+    if (!read_memory(asked, asked.ioctl_argument(), &wanted, sizeof wanted)) {
         refuse(asked, EFAULT);
         return;
     }
@@ -99,15 +110,16 @@ void spi_device::transfer(const request &asked) {
         return;
     }
     transfer_bytes sent(wanted.len);
-    if (!read_argument(at(asked, wanted.tx_buf), sent.data(), sent.size())) {
+    if (!read_memory(asked, wanted.tx_buf, sent.data(), sent.size())) {
         refuse(asked, EFAULT);
         return;
     }
     const uint32_t clock_hz = wanted.speed_hz != 0 ? wanted.speed_hz : speed_hz;
-    const bool heard = mode == SPI_MODE_2 && word_bits == 8 && wanted.bits_per_word == 8 &&
-                       clock_hz <= SPEED_HZ_MAX && speed_hz <= SPEED_HZ_MAX;
+    const bool heard = mode == SPI_MODE_2 && word_bits == WORD_BITS &&
+                       wanted.bits_per_word == WORD_BITS && clock_hz <= SPEED_HZ_MAX &&
+                       speed_hz <= SPEED_HZ_MAX;
     const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
-    if (write_argument(at(asked, wanted.rx_buf), received.data(), received.size()))
+    if (write_memory(asked, wanted.rx_buf, received.data(), received.size()))
         answer(asked, static_cast<int64_t>(received.size()));
     else
         refuse(asked, EFAULT);
@@ -125,7 +137,7 @@ spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) 
         module->execute(asked[0], asked.subspan(1, length - 2), INPUT_BYTES);
     if (data.empty())
         return received;
-    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + 0x80)};
+    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + REPLY_MARK)};
     reply.insert(reply.end(), data.begin(), data.end());
     reply.push_back(exclusive_or(reply));
     put_reply(received, length, std::move(reply));
@@ -142,6 +154,11 @@ void spi_device::put_reply(transfer_bytes &received, size_t request_bytes,
         begin = received.size() - reply.size() / 2;
     for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++)
         received[begin + i] = reply[i];
+}
+
+void spi_device::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "module" && module)
+        targets.insert(name);
 }
 
 bool spi_device::take_fault(const fault &wanted) {

@@ -14,13 +14,17 @@
 
 namespace simulator {
 
+constexpr int SPI_LOOPBACK = 0; // instead of the type of a module: what is sent comes back
+
 struct spi_device final : device {
-    // `module_type` 0 makes it a loopback.
+    // `module_type` may be SPI_LOOPBACK.
     spi_device(std::string node_name, int module_type);
 
     bool open_nodes() override;
+    std::span<const uint32_t> stopped_ioctls() const override;
     bool owns(const struct stat &node) const override;
     void take_request(const request &asked) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
 private:
@@ -30,7 +34,6 @@ private:
     transfer_bytes received_for(const transfer_bytes &sent);
     void put_reply(transfer_bytes &received, size_t request_bytes, transfer_bytes reply) const;
 
-    std::string name;
     std::optional<fio_module> module; // none: a loopback
     dev_t file_system = 0;
     ino_t file = 0;

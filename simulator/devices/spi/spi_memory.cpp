@@ -1,6 +1,7 @@
 #include "simulator/devices/spi/spi_memory.h"
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/message.h"
+#include "simulator/base/unique_fd.h"
 #include "simulator/world/root.h"
 
 #include <fcntl.h>

@@ -12,12 +12,11 @@ namespace simulator {
 
 struct spi_memory final : device {
     spi_memory(std::string node_name, std::vector<uint8_t> node_contents)
-        : name(std::move(node_name)), contents(std::move(node_contents)) {}
+        : device(std::move(node_name)), contents(std::move(node_contents)) {}
 
     bool open_nodes() override;
 
 private:
-    std::string name;
     std::vector<uint8_t> contents;
 };
 

@@ -1,5 +1,7 @@
 #include "simulator/world/log/board_output.h"
 
+#include "simulator/base/message.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -15,16 +17,18 @@ board_output output;
 namespace {
 
 constexpr size_t WAITING_BYTES = 1 << 20;
+constexpr size_t STAMP_BYTES = 48; // room for three numbers of any size
+constexpr size_t NOTE_BYTES = 512; // a longer note is cut
 
 std::string time_of_day() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const time_t seconds = now.tv_sec;
+    const int64_t now = calendar_us();
+    const time_t seconds = static_cast<time_t>(now / US_PER_SECOND);
+    const int milliseconds = static_cast<int>(now % US_PER_SECOND / US_PER_MS);
     tm local{};
     localtime_r(&seconds, &local);
-    std::array<char, 48> text{};
+    std::array<char, STAMP_BYTES> text{};
     snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d ", local.tm_hour, local.tm_min,
-             local.tm_sec, static_cast<int>(now.tv_nsec / 1'000'000));
+             local.tm_sec, milliseconds);
     return text.data();
 }
 
@@ -90,8 +94,7 @@ void board_output::put(std::string_view text) {
 // as writable takes PIPE_BUF bytes without blocking.
 void board_output::write_waiting() {
     while (!waiting.empty()) {
-        pollfd out{STDOUT_FILENO, POLLOUT, 0};
-        if (poll(&out, 1, 0) != 1)
+        if (present_events(STDOUT_FILENO, POLLOUT) == 0)
             return;
         const ssize_t written =
             write(STDOUT_FILENO, waiting.data(), std::min<size_t>(waiting.size(), PIPE_BUF));
@@ -110,22 +113,19 @@ void board_output::write_waiting() {
     }
 }
 
-void board_output::finish(int64_t limit_us) {
-    const int64_t latest_us = monotonic_us() + limit_us;
-    write_waiting();
-    while (!waiting.empty() && !closed && monotonic_us() < latest_us) {
-        pollfd out{STDOUT_FILENO, POLLOUT, 0};
-        (void)poll(&out, 1, 50);
-        write_waiting();
-    }
+bool board_output::has_unsent() const {
+    return !waiting.empty() && !closed;
+}
+
+void board_output::report_unsent() const {
     if (!waiting.empty()) {
-        dprintf(STDERR_FILENO, "hk_board: %td lines could not be shown: nobody reads them\n",
-                std::count(waiting.begin(), waiting.end(), '\n'));
+        report("%td lines could not be shown: nobody reads them",
+               std::count(waiting.begin(), waiting.end(), '\n'));
     }
 }
 
 void board_note(const char *format, ...) {
-    std::array<char, 512> text{};
+    std::array<char, NOTE_BYTES> text{};
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text.data(), text.size(), format, arguments);

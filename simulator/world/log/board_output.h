@@ -5,8 +5,8 @@
 // bounded store until they can be written; what does not fit is counted and the count is shown.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
 #include <span>
 #include <string>
@@ -21,6 +21,8 @@ struct board_output final : event_source {
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
+    bool has_unsent() const override;
+    void report_unsent() const override;
 
     // Shows one line; control characters in it become blanks.
     void show(std::string_view text);
@@ -29,8 +31,6 @@ struct board_output final : event_source {
     // Sends bytes to standard output as they are, for an operator whose terminal is the panel.
     // Lines that come meanwhile start on a line of their own.
     void show_display(std::span<const uint8_t> bytes);
-    // Writes what waits, for at most `limit_us`; says on standard error how many lines remain.
-    void finish(int64_t limit_us);
 
 private:
     void keep_line(const std::string &line) const;

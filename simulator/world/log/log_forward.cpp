@@ -1,5 +1,7 @@
 #include "simulator/world/log/log_forward.h"
 
+#include "simulator/base/message.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -19,18 +21,14 @@ bool log_forward::connect_to(const std::string &path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
-        dprintf(STDERR_FILENO, "hk_board: the path of a socket has at most %zu bytes: %s\n",
-                sizeof address.sun_path - 1, path.c_str());
-        return false;
+        return complain("--forward %s: the path has %zu bytes: a socket's has at most %zu",
+                        path.c_str(), path.size(), sizeof address.sun_path - 1);
     }
     memcpy(address.sun_path, path.data(), path.size());
     socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket.is_open() ||
-        connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        dprintf(STDERR_FILENO, "hk_board: cannot forward the log to %s: %s\n", path.c_str(),
-                strerror(errno));
-        return false;
-    }
+        connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        return cannot("forward the log to", path);
     return true;
 }
 
@@ -57,16 +55,14 @@ void log_forward::send_waiting() {
     }
 }
 
-void log_forward::finish(int64_t limit_us) {
-    const int64_t latest_us = monotonic_us() + limit_us;
-    while (!waiting.empty() && monotonic_us() < latest_us) {
-        pollfd out{socket.get(), POLLOUT, 0};
-        (void)poll(&out, 1, 50);
-        send_waiting();
-    }
-    lost += waiting.size();
-    if (lost > 0)
-        dprintf(STDERR_FILENO, "hk_board: %zu log messages could not be forwarded\n", lost);
+bool log_forward::has_unsent() const {
+    return !waiting.empty();
+}
+
+void log_forward::report_unsent() const {
+    const size_t in_all = lost + waiting.size();
+    if (in_all > 0)
+        report("%zu log messages could not be forwarded", in_all);
 }
 
 void log_forward::add_polls(std::vector<pollfd> &polls) const {

@@ -6,8 +6,8 @@
 // never does; what does not fit is counted.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/unique_fd.h"
 
 #include <deque>
 #include <string>
@@ -22,11 +22,10 @@ struct log_forward final : event_source {
 
     // Sends one message, at once or when the receiver takes it. Does nothing when not connected.
     void send(std::string_view message);
-    // Sends what waits, for at most `limit_us`; says on standard error how many messages were lost.
-    void finish(int64_t limit_us);
-
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
+    bool has_unsent() const override;
+    void report_unsent() const override;
 
 private:
     void send_waiting();

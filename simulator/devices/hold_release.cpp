@@ -1,4 +1,4 @@
-#include "simulator/world/hold_release.h"
+#include "simulator/devices/hold_release.h"
 
 #include <cstddef>
 #include <sys/shm.h>
@@ -35,7 +35,7 @@ int32_t *attach_segment() {
 } // namespace
 
 bool hold_release::open_nodes() {
-    next_look_us = monotonic_us();
+    next_look_us = now_us();
     return true;
 }
 
@@ -43,8 +43,8 @@ int64_t hold_release::wake_time_us() const {
     return next_look_us;
 }
 
-void hold_release::wake(int64_t now_us) {
-    next_look_us = now_us + LOOK_EVERY_US;
+void hold_release::wake(int64_t time_us) {
+    next_look_us = time_us + LOOK_EVERY_US;
     if (words == nullptr)
         words = attach_segment();
     if (words == nullptr)
@@ -54,6 +54,12 @@ void hold_release::wake(int64_t now_us) {
         if (hold != 0)
             hold = 0;
     }
+}
+
+bool release_held_tests(device_set &devices, const char *) {
+    if (devices.find<hold_release>() == nullptr)
+        devices.add<hold_release>();
+    return true;
 }
 
 } // namespace simulator

@@ -1,5 +1,6 @@
-#include "simulator/world/log/system_log.h"
+#include "simulator/devices/system_log.h"
 
+#include "simulator/base/message.h"
 #include "simulator/world/log/board_output.h"
 
 #include <array>
@@ -16,6 +17,7 @@ namespace simulator {
 namespace {
 
 constexpr int MESSAGES_A_TURN = 64;
+constexpr size_t MESSAGE_BYTES = 8192; // the C library's messages end there
 
 constexpr int RECEIVE_BYTES = 4 << 20; // a burst of lists waits here, not in the senders
 constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
@@ -52,10 +54,8 @@ bool system_log::open_nodes() {
     address.sun_family = AF_UNIX;
     strcpy(address.sun_path, "/dev/log");
     if (!socket.is_open() ||
-        bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        dprintf(STDERR_FILENO, "hk_board: /dev/log: %s\n", strerror(errno));
-        return false;
-    }
+        bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        return cannot("open", "/dev/log");
     const int bytes = RECEIVE_BYTES;
     if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
         (void)setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
@@ -64,10 +64,26 @@ bool system_log::open_nodes() {
 
 void system_log::add_polls(std::vector<pollfd> &polls) const {
     polls.push_back({socket.get(), POLLIN, 0});
+    forward.add_polls(polls);
 }
 
-void system_log::ready(const pollfd &) {
-    std::array<char, 8192> message; // the C library's messages end at 8 kB
+void system_log::ready(const pollfd &event) {
+    if (event.fd == socket.get())
+        take_messages();
+    else
+        forward.ready(event);
+}
+
+bool system_log::has_unsent() const {
+    return forward.has_unsent();
+}
+
+void system_log::report_unsent() const {
+    forward.report_unsent();
+}
+
+void system_log::take_messages() {
+    std::array<char, MESSAGE_BYTES> message;
     // Not all there is: a program that logs without an end must not keep the other devices waiting.
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
@@ -77,6 +93,14 @@ void system_log::ready(const pollfd &) {
         forward.send(text);
         output.show(without_header(text));
     }
+}
+
+void add_system_log(device_set &devices) {
+    devices.add<system_log>();
+}
+
+bool forward_log(device_set &devices, const char *path) {
+    return devices.find<system_log>()->forward.connect_to(path); // every board has one
 }
 
 } // namespace simulator

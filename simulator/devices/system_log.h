@@ -2,22 +2,28 @@
 // forwarded; see syslog(3) for what the C library sends: "<priority>Mmm dd hh:mm:ss ident: text".
 #pragma once
 
-#include "simulator/devices/device.h"
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
+#include "simulator/devices/device_set.h"
 #include "simulator/world/log/log_forward.h"
 
 namespace simulator {
 
 struct system_log final : device {
-    explicit system_log(log_forward &to) : forward(to) {}
+    log_forward forward; // not connected without --forward
 
     bool open_nodes() override;
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
+    bool has_unsent() const override;
+    void report_unsent() const override;
 
 private:
+    void take_messages();
+
     unique_fd socket;
-    log_forward &forward;
 };
+
+void add_system_log(device_set &devices);
+bool forward_log(device_set &devices, const char *path); // --forward
 
 } // namespace simulator

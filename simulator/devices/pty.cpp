@@ -1,5 +1,7 @@
-#include "simulator/devices/serial/pty.h"
+#include "simulator/devices/pty.h"
 
+#include "simulator/base/message.h"
+#include "simulator/time/event_loop.h"
 #include "simulator/world/root.h"
 
 #include <cerrno>
@@ -33,18 +35,13 @@ bool pty::open(const char *node) {
     unsigned index = 0;
     int locked = 0;
     if (!master.is_open() || ioctl(master.get(), TIOCSPTLCK, &locked) != 0 ||
-        ioctl(master.get(), TIOCGPTN, &index) != 0) {
-        dprintf(STDERR_FILENO, "hk_board: no pseudo-terminal for %s: %s\n", node, strerror(errno));
-        return false;
-    }
+        ioctl(master.get(), TIOCGPTN, &index) != 0)
+        return cannot("get a pseudo-terminal for", node);
     slave_path = "/dev/pts/" + std::to_string(index);
     slave.reset(::open(slave_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
-    if (!slave.is_open() || fstat(slave.get(), &status) != 0) {
-        dprintf(STDERR_FILENO, "hk_board: %s for %s: %s\n", slave_path.c_str(), node,
-                strerror(errno));
-        return false;
-    }
+    if (!slave.is_open() || fstat(slave.get(), &status) != 0)
+        return cannot("open", slave_path);
     slave_number = status.st_rdev;
     set_raw(slave.get());
     return publish_node(slave_path.c_str(), node);
@@ -70,8 +67,7 @@ size_t unread_bytes(const pty &line) {
 }
 
 bool nothing_under_way(const pty &line) {
-    pollfd input{line.slave.get(), POLLIN, 0};
-    return poll(&input, 1, 0) == 0;
+    return present_events(line.slave.get(), POLLIN) == 0;
 }
 
 size_t give(const pty &line, std::span<const uint8_t> bytes) {
@@ -84,7 +80,7 @@ void take_back(const pty &line) {
 }
 
 // The kernel reports the master as writable anew when the slave was read. It is writable all the
-// time, so only an edge-triggered watch can tell.
+// time, so only an edge-triggered watch reports it.
 unique_fd watch_reader(const pty &line) {
     unique_fd watch(epoll_create1(EPOLL_CLOEXEC));
     epoll_event edge{};

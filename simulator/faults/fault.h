@@ -2,6 +2,8 @@
 // Each is offered to every device; the one that has the target takes it.
 #pragma once
 
+#include "simulator/base/text.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,26 +28,22 @@ enum class fault_id {
     type,
 };
 
-struct number_range {
-    int least = 1;
-    int most = 1'000'000'000;
-};
-
-struct fault_kind {
-    fault_id id;
-    const char *name;
-    const char *form;   // as written on the command line
-    size_t numbers;     // how many numbers follow the target
-    const char *device; // what can have it
-    const char *meaning;
-    number_range first = {}; // of the numbers
-    number_range second = {};
-};
-
+constexpr number_range COUNT = {1, 1'000'000'000};
 constexpr number_range BYTE_INDEX = {0, 31};
 constexpr number_range BIT_NUMBER = {1, 8};
 constexpr number_range COMMAND = {1, 12};
 constexpr number_range TYPE = {1, 255};
+
+struct fault_kind {
+    fault_id id;
+    const char *name;
+    const char *form;  // as written on the command line
+    size_t numbers;    // how many numbers follow the target
+    const char *thing; // what can have it
+    const char *meaning;
+    number_range first = COUNT; // of the numbers
+    number_range second = COUNT;
+};
 
 constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::flip, "flip", "flip:PORT:N", 1, "port",
@@ -84,8 +82,8 @@ struct fault {
     std::vector<int> numbers; // each in its range
 };
 
-// Whether the fault is one that such a device ("port", "module") can have.
-bool is_fault_of(const fault &wanted, std::string_view device);
+// Whether the fault is one that such a thing ("port", "cable", "module") can have.
+bool is_fault_of(const fault &wanted, std::string_view thing);
 
 // Reads one --fault argument. False when it is none, after saying on standard error which there
 // are.

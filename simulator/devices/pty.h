@@ -8,7 +8,7 @@
 // that finds nothing to read means that nothing is under way either.
 #pragma once
 
-#include "simulator/time/unique_fd.h"
+#include "simulator/base/unique_fd.h"
 
 #include <cstddef>
 #include <cstdint>

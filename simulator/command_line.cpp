@@ -1,0 +1,91 @@
+#include "simulator/command_line.h"
+
+#include "simulator/base/message.h"
+
+#include <cstdio>
+#include <getopt.h>
+#include <unistd.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr const char *USAGE = "usage: hk_board [options] -- program [arguments]\n";
+
+constexpr const char *KEYS_HELP =
+    "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
+    "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
+    "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
+    "the first text\non the display, at the latest after 10 s; a group is sent 0.2 s after the one "
+    "before, and not\nbefore the program has read that one.\n";
+
+constexpr const char *EXIT_STATUSES =
+    "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "
+    "end\nwithin 5 s of SIGTERM; 125 when the board cannot be set up; 2 for a wrong command "
+    "line.\nSignals USR1, USR2, ALRM, QUIT, TERM and TSTP are passed on to the program; INT "
+    "and HUP\nend the run as --for does. /opt, /run and /r0 on the board are its own and "
+    "empty.\n";
+
+std::vector<option> long_options() {
+    std::vector<option> options;
+    for (const option_row &row : option_table()) {
+        const int argument = row.argument != nullptr ? required_argument : no_argument;
+        options.push_back({row.name, argument, nullptr, 0});
+    }
+    options.push_back({}); // ends the list, see getopt_long(3)
+    return options;
+}
+
+void take_option(command_line &given, const option_row &row, const char *text) {
+    if (std::holds_alternative<help_option>(row.carry_out))
+        given.help = true;
+    else
+        given.options.push_back({&row, text});
+}
+
+void refuse_option(const char *text) {
+    report("%s: unknown option, or its argument is missing; options are:", text);
+    for (const option_row &row : option_table()) {
+        dprintf(STDERR_FILENO, "%s--%s%s%s", &row == &option_table()[0] ? "" : " ", row.name,
+                row.argument != nullptr ? " " : "", row.argument != nullptr ? row.argument : "");
+    }
+    dprintf(STDERR_FILENO, "\n%s", USAGE);
+}
+
+} // namespace
+
+bool read_command_line(int argc, char *const *argv, command_line &given) {
+    const std::vector<option> options = long_options();
+    opterr = 0;
+    int index = 0;
+    int found = 0;
+    while ((found = getopt_long(argc, argv, "+", options.data(), &index)) == 0)
+        take_option(given, option_table()[static_cast<size_t>(index)], optarg);
+    if (found != -1) {
+        refuse_option(argv[optind - 1]);
+        return false;
+    }
+    given.program = argv + optind;
+    if (*given.program == nullptr && !given.help) {
+        report("no program to run");
+        dprintf(STDERR_FILENO, "%sTry hk_board --help.\n", USAGE);
+        return false;
+    }
+    return true;
+}
+
+void print_help() {
+    dprintf(STDOUT_FILENO,
+            "%s\nRuns a program on a simulated board: private namespaces with serial ports, modem "
+            "lines,\nLED, system log and network of their own. Options may be repeated.\n\n",
+            USAGE);
+    for (const option_row &row : option_table())
+        dprintf(STDOUT_FILENO, "  %-24s %s\n", row.example, row.meaning);
+    dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
+    print_fault_kinds(STDOUT_FILENO);
+    dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
+    dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
+    dprintf(STDOUT_FILENO, "%s", EXIT_STATUSES);
+}
+
+} // namespace simulator

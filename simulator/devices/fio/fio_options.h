@@ -1,0 +1,12 @@
+// The option of hk_board for field I/O modules on the synchronous port.
+#pragma once
+
+#include "simulator/devices/device_set.h"
+
+namespace simulator {
+
+constexpr number_range MODULE_BYTE = {1, 255}; // of addresses and types, which are never 0 here
+
+bool plug_modules(device_set &devices, const char *text); // --fio
+
+} // namespace simulator

@@ -1,0 +1,22 @@
+// The ports of the board and what its options plug into them.
+#pragma once
+
+#include "simulator/devices/device_set.h"
+#include "simulator/devices/serial/serial_port.h"
+
+namespace simulator {
+
+// The port of that name ("2", "5s"), which is added if the board lacks it.
+serial_port &port_named(device_set &devices, const std::string &name);
+
+// Plugs a partner into a port. False after a message when something is plugged in already;
+// `option` is what the operator asked for ("--loop 8").
+bool plug(serial_port &port, line_partner &partner, const std::string &option);
+
+// Each carries out one option for its argument. False after a message that says what is valid.
+bool plug_cable(device_set &devices, const char *text); // --cable
+bool plug_loop(device_set &devices, const char *text);  // --loop
+bool add_port(device_set &devices, const char *text);   // --port
+bool plug_feed(device_set &devices, const char *text);  // --feed
+
+} // namespace simulator

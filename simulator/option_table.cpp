@@ -1,0 +1,58 @@
+#include "simulator/option_table.h"
+
+#include "simulator/devices/fio/fio_options.h"
+#include "simulator/devices/hold_release.h"
+#include "simulator/devices/led.h"
+#include "simulator/devices/panel/panel_options.h"
+#include "simulator/devices/serial/port_options.h"
+#include "simulator/devices/spi/spi_options.h"
+#include "simulator/devices/system_log.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr option_row OPTIONS[] = {
+    {"cable", "PORT-PORT", "--cable 2-8",
+     "join two ports by a crossed cable (2s-8s: synchronous ones)", plug_cable},
+    {"loop", "PORT", "--loop 5s", "plug a port into itself", plug_loop},
+    {"port", "PORT", "--port 3", "have a port with nothing plugged in", add_port},
+    {"fio", "ADDRESS=TYPE,...", "--fio 20=221,16=2",
+     "put field I/O modules with loopback harnesses on port 5s", plug_modules},
+    {"spi", "[reserved=]TYPE|loop", "--spi 219",
+     "put a field I/O module, or a loopback, behind /dev/manufacturer (or /dev/reserved)",
+     add_spi_device},
+    {"datakey", "present|absent", "--datakey present", "have a holder for the datakey",
+     add_datakey},
+    {"eeprom", "good|short|missing", "--eeprom good", "have an eeprom", add_eeprom},
+    {"feed", "PORT:FILE", "--feed 1:data",
+     "send the bytes of a file into a port, over and over: 16 every 10 ms", plug_feed},
+    {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
+     plug_terminal},
+    {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
+     "press keys of the front panel, see the script below", press_keys},
+    {"release", nullptr, "--release", "let held tests run", release_held_tests},
+    {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
+     take_mac},
+    {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
+    {"log", "FILE", "--log run.log", "keep the system log in FILE as well", take_log},
+    {"forward", "SOCKET", "--forward /dev/log", "pass the log on to that datagram socket",
+     forward_log},
+    {"quiet", nullptr, "--quiet", "do not show the system log", take_quiet},
+    {"show-led", nullptr, "--show-led", "show each change of the heartbeat LED", show_led_changes},
+    {"help", nullptr, "--help", "show this text", help_option{}},
+};
+
+} // namespace
+
+std::span<const option_row> option_table() {
+    return OPTIONS;
+}
+
+void add_devices_of_every_board(device_set &devices) {
+    add_system_log(devices);
+    add_led(devices);
+}
+
+} // namespace simulator

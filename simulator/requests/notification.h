@@ -1,0 +1,20 @@
+// The kernel's side of a stopped call: the notifications on a filter's listener, see
+// seccomp_unotify(2).
+#pragma once
+
+#include "simulator/requests/request.h"
+
+#include <linux/seccomp.h>
+
+namespace simulator {
+
+// Takes the next stopped call. False when there is none after all (its caller was killed).
+bool receive(int listener, request &asked);
+
+// Answers a call with a value or an error (0: none) and flags of the kernel's response structure.
+void respond(const request &asked, int64_t value, int error, uint32_t flags);
+
+// Whether the caller still waits for the answer; one that was killed does not.
+bool is_waiting(const request &asked);
+
+} // namespace simulator

@@ -1,0 +1,47 @@
+#include "simulator/requests/request.h"
+
+#include "simulator/requests/notification.h"
+
+#include <sys/uio.h>
+
+namespace simulator {
+
+namespace {
+
+iovec area(uint64_t address, size_t bytes) {
+    return {reinterpret_cast<void *>(static_cast<uintptr_t>(address)), bytes};
+}
+
+} // namespace
+
+void request_taker::take_request(const request &asked) {
+    refuse(asked, ENOTTY);
+}
+
+bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes) {
+    const iovec here{to, bytes};
+    const iovec there = area(address, bytes);
+    return process_vm_readv(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes) &&
+           is_waiting(asked); // else the number may already be another process's
+}
+
+bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes) {
+    const iovec here{const_cast<void *>(from), bytes};
+    const iovec there = area(address, bytes);
+    return is_waiting(asked) &&
+           process_vm_writev(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
+}
+
+void answer(const request &asked, int64_t value) {
+    respond(asked, value, 0, 0);
+}
+
+void refuse(const request &asked, int error) {
+    respond(asked, 0, error, 0);
+}
+
+void pass_on(const request &asked) {
+    respond(asked, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE);
+}
+
+} // namespace simulator
