@@ -75,13 +75,19 @@ int64_t cable::next_event_time() const {
 // An end that is settled may call for the cable in turn (a device answers at once); what it starts
 // then is found in the next round.
 void cable::advance(int64_t now) {
-    if (advancing)
+    if (advancing || (now <= advanced_to && !has_news()))
         return;
     advancing = true;
     do
         step(std::max(advanced_to, std::min(now, next_event_time())));
     while (advanced_to < now || next_event_time() <= now);
     advancing = false;
+}
+
+// Whether an end has begun something since the last step.
+bool cable::has_news() const {
+    const auto has_changed = [](const direction &way) { return way.raised != way.from->raised; };
+    return std::ranges::any_of(ways, has_changed) || next_event_time() <= advanced_to;
 }
 
 void cable::step(int64_t now) {
@@ -106,6 +112,8 @@ void cable::step(int64_t now) {
 
 void cable::apply_faults(int64_t now) {
     for (const direction &way : ways) {
+        if (way.faults == &no_faults)
+            continue;
         way.from->output.hold(now, HELD_BY_FAULT, way.faults->stalls(now));
         way.from->frames.hold(now, way.faults->stalls(now));
         way.from->output.set_clock_error(way.faults->clock_error_percent(now));
@@ -114,11 +122,12 @@ void cable::apply_faults(int64_t now) {
 
 // A synchronous receiver hears no single characters.
 void cable::pass_characters(direction &way) {
-    const std::vector<character> loaded = way.from->output.take_loaded();
-    if (way.to == nullptr || way.to->is_synchronous || way.from->is_synchronous)
-        return;
+    std::vector<character> &loaded = way.from->output.loaded;
+    const bool is_heard = way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;
     for (const character &sent : loaded)
-        pass(sent, *way.faults, way.to->input.wire_end());
+        if (is_heard)
+            pass(sent, *way.faults, way.to->input.wire_end());
+    loaded.clear();
 }
 
 void cable::pass_frames(direction &way) {
@@ -132,7 +141,8 @@ void cable::pass_frames(direction &way) {
 }
 
 void cable::update_lines(direction &way) const {
-    const uint32_t driven = way.to != nullptr ? crossed(way.from->raised) : 0;
+    way.raised = way.from->raised;
+    const uint32_t driven = way.to != nullptr ? crossed(way.raised) : 0;
     way.lines = way.faults->modem_lines(advanced_to, driven);
 }
 

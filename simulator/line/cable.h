@@ -79,13 +79,15 @@ private:
         line_end *from;
         line_end *to; // none: nothing is plugged in
         line_faults *faults;
-        uint32_t lines = 0; // that arrive
+        uint32_t raised = 0; // by `from`, when it was last looked at
+        uint32_t lines = 0;  // that arrive
     };
 
+    bool has_news() const;
     void step(int64_t now);
     void apply_faults(int64_t now);
-    void pass_characters(direction &way);
-    void pass_frames(direction &way);
+    static void pass_characters(direction &way);
+    static void pass_frames(direction &way);
     void update_lines(direction &way) const;
     void reload_fifo(int64_t now, line_end &sender);
 

@@ -28,9 +28,10 @@ void device_end::send(int64_t now, std::span<const uint8_t> bytes) {
 
 void device_end::settle(int64_t now, uint32_t arriving_lines) {
     lines = arriving_lines;
-    for (const received_byte &each : input.take_delivered())
+    for (const received_byte &each : input.delivered)
         if (on_receive)
             on_receive(now, {&each.data, 1});
+    input.delivered.clear();
 }
 
 void device_end::take_frame(int64_t now, const line_frame &frame) {

@@ -15,7 +15,7 @@ constexpr size_t FRAMES_KEPT = 64;            // received and unread; further on
 
 } // namespace
 
-port::port(port_kind wanted) : line_end(wanted.is_synchronous), kind(wanted) {
+port::port(port_kind hardware) : line_end(hardware.is_synchronous), kind(hardware) {
     change_settings(0, settings);
 }
 
@@ -150,9 +150,9 @@ void port::change_settings(int64_t now, tty_settings wanted) {
 // From the cable.
 
 void port::settle(int64_t now, uint32_t arriving_lines) {
-    const std::vector<received_byte> delivered = input.take_delivered();
-    if (!delivered.empty()) {
-        input.counts.lost += static_cast<int>(tty.receive(now, delivered));
+    if (!input.delivered.empty()) {
+        input.counts.lost += static_cast<int>(tty.receive(now, input.delivered));
+        input.delivered.clear();
         throttle(now);
         change_count++;
     }
@@ -196,6 +196,7 @@ void port::flush_input(int64_t now) {
 void port::flush_output() {
     output.flush();
     frames.flush();
+    change_count++;
 }
 
 } // namespace simulator::line

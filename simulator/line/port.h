@@ -66,7 +66,7 @@ struct port_kind {
 
 class port final : public line_end {
 public:
-    explicit port(port_kind kind);
+    explicit port(port_kind hardware);
 
     // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier; while the last
     // close still sends what was written, every open waits. EIO for a port that is gone.

@@ -158,14 +158,14 @@ TEST_F(line_faulty, a_clock_that_is_off_makes_garbage) {
     faults.clock_percent = 4;
     EXPECT_EQ(sent_across(*this, "abcdefghi"), "abcdefghi");
     faults.clock_percent = 9;
-    joint.advance(now);
+    run(1);
     EXPECT_NE(sent_across(*this, "abcdefghi"), "abcdefghi");
 }
 
 TEST_F(line_faulty, a_stalled_line_holds_its_output) {
     faults.passed = 100;
     faults.stall_until = now + 3 * SECOND;
-    joint.advance(now);
+    run(1);
     write(one, "abc");
     run(SECOND);
     EXPECT_EQ(read(two), "");
@@ -177,6 +177,7 @@ TEST_F(line_faulty, a_stalled_line_holds_its_output) {
 
 TEST_F(line_faulty, a_cut_modem_line_does_not_arrive) {
     faults.lines_cut = TIOCM_CTS;
+    run(1);
     EXPECT_EQ(request(two, TIOCMGET) & (TIOCM_CTS | TIOCM_CAR), TIOCM_CAR);
     EXPECT_TRUE(has_lines(one, TIOCM_CTS | TIOCM_CAR)) << "the other direction is good";
 }

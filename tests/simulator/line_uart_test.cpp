@@ -72,8 +72,8 @@ TEST_F(line_uart, speeds_5_per_cent_apart_agree_and_6_per_cent_do_not) {
     }
 }
 
-// The middles of its bits lie at 1.5, 4.5 and 7.5 bit times of the sender and then on the idle line:
-// it sees the sender's data bits 0 (as its start bit), 3 and 6 and takes all others for ones.
+// The middles of its bits lie at 1.5, 4.5 and 7.5 bit times of the sender and then on the idle
+// line: it sees the sender's data bits 0 (as its start bit), 3 and 6 and takes all others for ones.
 TEST_F(line_uart, a_receiver_at_a_third_of_the_speed_samples_every_third_bit) {
     open_raw(9600);
     set_raw(two, 3200);

@@ -31,14 +31,13 @@ void discipline::set_settings(int64_t now, const tty_settings &wanted) {
 
 size_t discipline::receive(int64_t now, std::span<const received_byte> bytes) {
     size_t lost = 0;
-    for (const received_byte &each : bytes) {
-        flip.push_back(each);
-        fill_read_buffer(now);
-        if (flip.size() > FLIP_BUFFER_BYTES) {
-            flip.pop_back();
+    for (const received_byte &each : bytes)
+        if (flip.empty() && has_room())
+            take(now, each);
+        else if (flip.size() < FLIP_BUFFER_BYTES)
+            flip.push_back(each);
+        else
             lost++;
-        }
-    }
     return lost;
 }
 

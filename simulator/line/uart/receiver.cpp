@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <asm/termbits.h>
-#include <utility>
 
 namespace simulator::line {
 
@@ -13,8 +12,8 @@ constexpr int64_t TIMEOUT_CHARACTERS = 4;
 } // namespace
 
 void receiver::configure(const line_format &wanted, uint32_t flags, bool enabled) {
-    format = wanted;
-    ear.set_format(format);
+    timeout = TIMEOUT_CHARACTERS * character_ns(wanted);
+    ear.set_format(wanted);
     input_flags = flags;
     is_enabled = enabled;
 }
@@ -25,7 +24,7 @@ void receiver::listen(bool wanted) {
 }
 
 int64_t receiver::timeout_time() const {
-    return fifo.empty() ? NEVER : fifo.back().time + TIMEOUT_CHARACTERS * character_ns(format);
+    return fifo.empty() ? NEVER : fifo.back().time + timeout;
 }
 
 void receiver::advance(int64_t now) {
@@ -74,10 +73,6 @@ void receiver::take(const heard_character &heard) {
     else if (is_bad)
         mark = heard.parity_error ? character_mark::parity_error : character_mark::framing_error;
     delivered.push_back({heard.data, mark});
-}
-
-std::vector<received_byte> receiver::take_delivered() {
-    return std::exchange(delivered, {});
 }
 
 } // namespace simulator::line

@@ -47,8 +47,9 @@ public:
     }
 
     void advance(int64_t now);
-    // What the driver has taken from the FIFO since the last call.
-    std::vector<received_byte> take_delivered();
+    // What the driver has taken from the FIFO and nobody has fetched. Who does, clears it.
+    std::vector<received_byte> delivered;
+
     int64_t next_event_time() const;
 
     receive_counts counts;
@@ -59,12 +60,11 @@ private:
     void take(const heard_character &heard);
 
     sampler ear;
-    line_format format;
+    int64_t timeout = 0;
     uint32_t input_flags = 0;
     bool is_enabled = true;
     bool listening = false;
     std::vector<heard_character> fifo;
-    std::vector<received_byte> delivered;
 };
 
 } // namespace simulator::line

@@ -49,6 +49,7 @@ void transmitter::set_clock_error(int percent) {
     actual = nominal;
     actual.bps =
         static_cast<uint32_t>(std::max(int64_t{1}, int64_t{nominal.bps} * (100 + percent) / 100));
+    one_character = character_ns(actual);
 }
 
 bool transmitter::has_more() const {
@@ -84,14 +85,10 @@ void transmitter::load(int64_t at) {
 
 void transmitter::shift_out(uint8_t byte, int64_t not_before) {
     character next{.start = std::max(not_before, idle_at), .format = actual, .data = byte};
-    next.end = next.start + character_ns(actual);
+    next.end = next.start + one_character;
     fifo_empty_at = next.start;
     idle_at = next.end;
     loaded.push_back(next);
-}
-
-std::vector<character> transmitter::take_loaded() {
-    return std::exchange(loaded, {});
 }
 
 void transmitter::reload(int64_t now, std::vector<character> not_started) {

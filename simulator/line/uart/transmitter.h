@@ -63,8 +63,9 @@ public:
 
     // Loads the FIFO at each moment up to `now` at which that is due.
     void advance(int64_t now);
-    // The characters of the loads since the last call, in order.
-    std::vector<character> take_loaded();
+    // The characters of the loads that nobody has passed on, in order. Who does, clears them.
+    std::vector<character> loaded;
+
     // Gives new times to characters of the FIFO that have not started at a change of the format.
     // They are loaded again.
     void reload(int64_t now, std::vector<character> not_started);
@@ -87,11 +88,11 @@ private:
 
     line_format nominal;
     line_format actual; // with the error of the clock
+    int64_t one_character = character_ns(actual);
     int clock_error_percent = 0;
     std::deque<uint8_t> queue;
     std::optional<uint8_t> urgent;
-    std::vector<character> loaded; // not yet taken
-    size_t load_bytes = 0;         // of the queue's front, now in the FIFO
+    size_t load_bytes = 0; // of the queue's front, now in the FIFO
     unsigned holds = 0;
     int64_t ready_since = 0;   // when there last came something to send
     int64_t fifo_empty_at = 0; // the last loaded byte moves to the shift register

@@ -43,8 +43,11 @@ bool character::bit(int index) const {
 }
 
 int64_t character::bit_start(int index) const {
-    return index >= bits() || is_break ? (index == 0 ? start : end)
-                                       : start + half_bits_ns(format, 2 * index);
+    if (index == 0)
+        return start;
+    if (is_break || index >= bits())
+        return end;
+    return start + half_bits_ns(format, int64_t{2} * index);
 }
 
 } // namespace simulator::line
