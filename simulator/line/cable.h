@@ -1,0 +1,100 @@
+// A cable joins two ends: two ports, a port and a device, or a port and itself (a loop plug). A
+// port with nothing plugged in has a cable with one end.
+//
+// The cable is also the unit of time: its two ends influence each other (flow control, modem lines,
+// echo), so they are taken through their events together and in order. Different cables share
+// nothing. `next_event_time` is the next moment at which anything changes; `advance` takes both
+// ends through all that is due. Every call on a port advances its cable to the time of the call
+// first.
+//
+// Wiring: TXD and RXD are crossed, RTS of one end drives CTS and DCD of the other, DTR drives DSR.
+#pragma once
+
+#include "simulator/line/faults.h"
+#include "simulator/line/frames.h"
+#include "simulator/line/uart/receiver.h"
+#include "simulator/line/uart/transmitter.h"
+
+#include <vector>
+
+namespace simulator::line {
+
+class cable;
+
+// What is plugged in at one end of a cable.
+class line_end {
+public:
+    explicit line_end(bool carries_frames) : is_synchronous(carries_frames) {}
+    line_end(const line_end &) = delete;
+    line_end &operator=(const line_end &) = delete;
+    virtual ~line_end() = default;
+
+    const bool is_synchronous;
+    transmitter output;
+    receiver input;
+    frame_sender frames;
+    uint32_t raised = 0; // of TIOCM_RTS and TIOCM_DTR, what this end drives onto the cable
+
+    // Called whenever the cable has moved in time: takes what `input` has delivered and looks at
+    // the modem lines that arrive.
+    virtual void settle(int64_t now, uint32_t lines) = 0;
+    // An undamaged frame has arrived.
+    virtual void take_frame(int64_t now, const line_frame &frame) = 0;
+    // When the end itself needs to be settled.
+    virtual int64_t timer() const {
+        return NEVER;
+    }
+
+protected:
+    // Of the cable that is plugged in, if any.
+    void advance_cable(int64_t now);
+    // A new format, also for characters in the FIFO that have not begun.
+    void change_format(int64_t now, const line_format &wanted);
+    int64_t cable_event_time() const;
+
+private:
+    friend class cable;
+    cable *plugged = nullptr;
+};
+
+class cable {
+public:
+    explicit cable(line_end &only);
+    // The same end twice is a loop plug.
+    cable(line_end &one, line_end &other);
+    cable(const cable &) = delete;
+    cable &operator=(const cable &) = delete;
+    ~cable();
+
+    // The faults of what leaves `sender`; they must live as long as the cable.
+    void set_faults(const line_end &sender, line_faults &wanted);
+
+    void advance(int64_t now);
+    int64_t next_event_time() const;
+
+private:
+    friend class line_end;
+
+    struct direction {
+        line_end *from;
+        line_end *to; // none: nothing is plugged in
+        line_faults *faults;
+        uint32_t raised = 0; // by `from`, when it was last looked at
+        uint32_t lines = 0;  // that arrive
+    };
+
+    bool has_news() const;
+    void step(int64_t now);
+    void apply_faults(int64_t now);
+    static void pass_characters(direction &way);
+    static void pass_frames(direction &way);
+    void update_lines(direction &way) const;
+    void reload_fifo(int64_t now, line_end &sender);
+
+    line_faults no_faults;
+    std::vector<direction> ways;
+    int64_t advanced_to = 0;
+    bool advancing = false;
+};
+
+} // namespace simulator::line

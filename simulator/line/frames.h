@@ -1,0 +1,58 @@
+// The sending half of a synchronous port: frames leave one after the other, each as one unit with
+// an opening and a closing flag and a check of 16 bits (HDLC). The bits that HDLC stuffs into the
+// data are not counted.
+#pragma once
+
+#include "simulator/line/uart/wire.h"
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace simulator::line {
+
+constexpr size_t FRAME_QUEUE_BYTES = 4095; // of the driver; the longest frame too
+constexpr size_t FRAME_OVERHEAD_BYTES = 4; // two flags and the check
+constexpr uint32_t FRAME_BPS = 614400;
+
+struct line_frame {
+    int64_t end = 0; // of the closing flag
+    uint32_t bps = FRAME_BPS;
+    std::vector<uint8_t> bytes;
+};
+
+class frame_sender {
+public:
+    void set_bps(uint32_t wanted) {
+        bps = wanted;
+    }
+    size_t room() const;
+    size_t queued() const; // bytes, those of the frame that is leaving included
+    // There must be room for it.
+    void put(int64_t now, std::span<const uint8_t> bytes);
+    // Forgets the frames that have not begun.
+    void flush();
+    void hold(int64_t now, bool wanted);
+
+    void advance(int64_t now);
+    // The frames that have left since the last call.
+    std::vector<line_frame> take_sent();
+    // As far as it is known now: NEVER while frames wait for the one that is leaving.
+    int64_t drain_time() const;
+    int64_t next_event_time() const;
+
+private:
+    int64_t start_time() const;
+
+    uint32_t bps = FRAME_BPS;
+    std::deque<std::vector<uint8_t>> waiting;
+    std::optional<line_frame> leaving;
+    std::vector<line_frame> sent;
+    int64_t free_at = 0;
+    int64_t ready_since = 0;
+    bool held = false;
+};
+
+} // namespace simulator::line

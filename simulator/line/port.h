@@ -1,0 +1,158 @@
+// One serial port of the board as its driver and the line discipline show it to a program: what
+// open, close, read, write, poll and the requests of ioctl_tty(2) do on /dev/spN and /dev/spNs.
+//
+// A port knows no descriptor and no clock. Each call says what time it is, and answers with an
+// outcome: it is done, with what the system call returns, or it waits. A waiting call is made
+// again, with the same call structure, when `outcome::until` has come or when `changes` has another
+// value than before; in between `advance` of the port's cable takes the line on, at the latest at
+// its `next_event_time`. What a call has done so far is in its structure, so that an interrupted
+// call can return it, or fail with EINTR when it is nothing.
+//
+// An asynchronous port sends and receives characters. A synchronous one carries frames, but only
+// once its mode has been set with the request of the serial driver and the port is raw. Before,
+// what is written leaves the queue at the speed of the line and reaches nobody.
+#pragma once
+
+#include "simulator/line/cable.h"
+#include "simulator/line/tty/discipline.h"
+#include "simulator/line/tty/output.h"
+#include "simulator/line/tty/settings.h"
+
+#include <array>
+#include <deque>
+#include <span>
+#include <vector>
+
+namespace simulator::line {
+
+struct outcome {
+    int64_t result = 0; // what the call returns, an error as a negative errno
+    bool is_waiting = false;
+    int64_t until = NEVER; // a waiting call is due then, if nothing changes before
+};
+
+struct open_call {
+    bool nonblocking;
+    bool is_counted = false; // the port counts it as open, although the call may still wait
+};
+
+struct read_call {
+    std::span<uint8_t> bytes;
+    bool nonblocking;
+    size_t done = 0;
+    int64_t since = NEVER; // for VTIME: the beginning, then the last byte
+};
+
+struct write_call {
+    std::span<const uint8_t> bytes;
+    bool nonblocking;
+    size_t done = 0;
+    bool is_waiting = false;
+};
+
+// See requests.h for the numbers and the sizes of the arguments.
+struct request_call {
+    uint32_t number;
+    uint64_t value = 0;               // the argument itself, for requests that have a number there
+    std::span<uint8_t> argument = {}; // what it points to, read and written in place
+    bool is_begun = false;
+    int64_t break_end = NEVER;
+};
+
+struct port_kind {
+    bool is_synchronous = false; // has the request for the synchronous mode, carries frames
+    bool has_modem_lines = true;
+};
+
+class port final : public line_end {
+public:
+    explicit port(port_kind hardware);
+
+    // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier; while the last
+    // close still sends what was written, every open waits. EIO for a port that is gone.
+    outcome open(int64_t now, open_call &call);
+    // Also for an open that was interrupted while it waited, if it `is_counted`. The last close
+    // lets the output leave first, for 30 s at most; then DTR and RTS fall (HUPCL) and the input
+    // that waits is lost. Settings stay. A close(2) waits while `is_closing`.
+    void close(int64_t now);
+    bool is_open() const {
+        return open_count > 0;
+    }
+    bool is_closing() const {
+        return closing_until != NEVER;
+    }
+
+    outcome read(int64_t now, read_call &call);
+    outcome write(int64_t now, write_call &call);
+    outcome request(int64_t now, request_call &call);
+    short poll(int64_t now); // POLLIN and its kind, see poll(2)
+
+    // Another value whenever a waiting call may have become due.
+    uint64_t changes() const {
+        return change_count;
+    }
+    // Of the cable that is plugged in.
+    int64_t next_event_time() const {
+        return cable_event_time();
+    }
+
+    // The port goes away: reads end, everything else fails with EIO, until all have closed it. With
+    // `for_good` it does not come back.
+    void hang_up(int64_t now, bool for_good);
+
+    const tty_settings &current_settings() const {
+        return settings;
+    }
+    const receive_counts &counts() const {
+        return input.counts;
+    }
+
+    // For the cable.
+    void settle(int64_t now, uint32_t arriving_lines) override;
+    void take_frame(int64_t now, const line_frame &frame) override;
+    int64_t timer() const override {
+        return closing_until;
+    }
+
+private:
+    friend struct port_requests;
+
+    bool carries_frames() const;
+    bool sees_carrier() const;
+    bool has_room_for_poll() const;
+    bool has_input(size_t least) const;
+    void raise_lines(uint32_t lines);
+    void lower_lines(uint32_t lines);
+    void change_settings(int64_t now, tty_settings wanted);
+    void hold_for_cts(int64_t now);
+    void throttle(int64_t now);
+    void take_lines(int64_t now, uint32_t arriving_lines);
+    void flush_input(int64_t now);
+    void flush_output();
+    void finish_close();
+    int64_t drain_time() const;
+    outcome read_bytes(int64_t now, read_call &call);
+    outcome read_frame(read_call &call);
+    outcome write_frame(int64_t now, write_call &call);
+
+    const port_kind kind;
+    tty_settings settings = initial_settings();
+    output_processing processing{output};
+    discipline tty{output, processing};
+    std::array<uint8_t, 4> sync_mode{}; // as the request set it
+    std::deque<std::vector<uint8_t>> received_frames;
+
+    uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set
+    uint32_t inputs = 0;  // TIOCM_CTS, TIOCM_CAR, TIOCM_DSR as they arrive
+    int open_count = 0;
+    int64_t closing_until = NEVER;
+    bool is_throttled = false;
+    bool is_hung_up = false;
+    bool is_gone = false;
+
+    uint64_t change_count = 0;
+    size_t queued_before = 0;
+    int64_t drained_before = 0;
+};
+
+} // namespace simulator::line

@@ -1,0 +1,213 @@
+#include "simulator/line/requests.h"
+
+#include "simulator/line/port.h"
+
+#include <algorithm>
+#include <asm/ioctls.h>
+#include <asm/termios.h>
+#include <cerrno>
+#include <cstring>
+
+namespace simulator::line {
+
+// The handlers, one a request or a family of requests.
+struct port_requests {
+    using handler = outcome (*)(port &, int64_t, request_call &);
+
+    static outcome get_settings(port &asked, int64_t now, request_call &call);
+    static outcome set_settings(port &asked, int64_t now, request_call &call);
+    static outcome flush(port &asked, int64_t now, request_call &call);
+    static outcome control_flow(port &asked, int64_t now, request_call &call);
+    static outcome send_break(port &asked, int64_t now, request_call &call);
+    static outcome get_lines(port &asked, int64_t now, request_call &call);
+    static outcome set_lines(port &asked, int64_t now, request_call &call);
+    static outcome count_input(port &asked, int64_t now, request_call &call);
+    static outcome count_output(port &asked, int64_t now, request_call &call);
+    static outcome set_sync_mode(port &asked, int64_t now, request_call &call);
+
+private:
+    static outcome wait_for_drain(port &asked, int64_t now);
+};
+
+namespace {
+
+// The two structures differ in the speeds at the end alone.
+constexpr size_t OLD_BYTES = sizeof(::termios);
+constexpr size_t NEW_BYTES = sizeof(::termios2);
+constexpr size_t INT_BYTES = sizeof(int32_t);
+static_assert(offsetof(::termios2, c_cc) == offsetof(::termios, c_cc) && NEW_BYTES >= OLD_BYTES);
+
+constexpr uint32_t OUTPUT_LINES = TIOCM_DTR | TIOCM_RTS | TIOCM_OUT1 | TIOCM_OUT2;
+constexpr int64_t BREAK = 250 * MILLISECOND;
+
+struct known_request {
+    request_shape shape;
+    port_requests::handler handler;
+};
+
+constexpr known_request REQUESTS[] = {
+    //                  name           bytes     from the program, to it
+    {{TCGETS, "TCGETS", OLD_BYTES, false, true}, port_requests::get_settings},
+    {{TCGETS2, "TCGETS2", NEW_BYTES, false, true}, port_requests::get_settings},
+    {{TCSETS, "TCSETS", OLD_BYTES, true, false}, port_requests::set_settings},
+    {{TCSETSW, "TCSETSW", OLD_BYTES, true, false}, port_requests::set_settings},
+    {{TCSETSF, "TCSETSF", OLD_BYTES, true, false}, port_requests::set_settings},
+    {{TCSETS2, "TCSETS2", NEW_BYTES, true, false}, port_requests::set_settings},
+    {{TCSETSW2, "TCSETSW2", NEW_BYTES, true, false}, port_requests::set_settings},
+    {{TCSETSF2, "TCSETSF2", NEW_BYTES, true, false}, port_requests::set_settings},
+    {{TCFLSH, "TCFLSH", 0, false, false}, port_requests::flush},
+    {{TCXONC, "TCXONC", 0, false, false}, port_requests::control_flow},
+    {{TCSBRK, "TCSBRK", 0, false, false}, port_requests::send_break},
+    {{TCSBRKP, "TCSBRKP", 0, false, false}, port_requests::send_break},
+    {{TIOCMGET, "TIOCMGET", INT_BYTES, false, true}, port_requests::get_lines},
+    {{TIOCMSET, "TIOCMSET", INT_BYTES, true, false}, port_requests::set_lines},
+    {{TIOCMBIS, "TIOCMBIS", INT_BYTES, true, false}, port_requests::set_lines},
+    {{TIOCMBIC, "TIOCMBIC", INT_BYTES, true, false}, port_requests::set_lines},
+    {{FIONREAD, "FIONREAD", INT_BYTES, false, true}, port_requests::count_input},
+    {{TIOCOUTQ, "TIOCOUTQ", INT_BYTES, false, true}, port_requests::count_output},
+    {{SYNC_MODE_REQUEST, "SP_SYNC_CONFIG", sizeof SYNC_MODE, true, false},
+     port_requests::set_sync_mode},
+};
+
+const known_request *find(uint32_t number) {
+    const auto found = std::ranges::find_if(
+        REQUESTS, [&](const known_request &each) { return each.shape.number == number; });
+    return found != std::end(REQUESTS) ? found : nullptr;
+}
+
+bool is_one_of(uint32_t number, std::initializer_list<uint32_t> numbers) {
+    return std::ranges::find(numbers, number) != numbers.end();
+}
+
+outcome answer_int(request_call &call, size_t value) {
+    const auto number = static_cast<int32_t>(value);
+    memcpy(call.argument.data(), &number, sizeof number);
+    return {};
+}
+
+} // namespace
+
+const request_shape *find_request(uint32_t number) {
+    const known_request *found = find(number);
+    return found != nullptr ? &found->shape : nullptr;
+}
+
+outcome port::request(int64_t now, request_call &call) {
+    advance_cable(now);
+    if (is_hung_up)
+        return {-EIO};
+    const known_request *known = find(call.number);
+    if (known == nullptr)
+        return {-ENOTTY};
+    if (call.argument.size() < known->shape.argument_bytes)
+        return {-EFAULT};
+    const outcome answer = known->handler(*this, now, call);
+    advance_cable(now);
+    return answer;
+}
+
+outcome port_requests::wait_for_drain(port &asked, int64_t now) {
+    const int64_t drained = asked.drain_time();
+    return drained <= now ? outcome{} : outcome{.is_waiting = true, .until = drained};
+}
+
+outcome port_requests::get_settings(port &asked, int64_t, request_call &call) {
+    const size_t bytes = call.number == TCGETS ? OLD_BYTES : NEW_BYTES;
+    memcpy(call.argument.data(), &asked.settings, bytes);
+    return {};
+}
+
+// The kernel discards the input first and waits then: what arrives in the meantime stays.
+outcome port_requests::set_settings(port &asked, int64_t now, request_call &call) {
+    const bool flushes = is_one_of(call.number, {TCSETSF, TCSETSF2});
+    const bool waits = flushes || is_one_of(call.number, {TCSETSW, TCSETSW2});
+    if (flushes && !call.is_begun)
+        asked.flush_input(now);
+    call.is_begun = true;
+    if (const outcome drain = wait_for_drain(asked, now); waits && drain.is_waiting)
+        return drain;
+    const bool is_old = is_one_of(call.number, {TCSETS, TCSETSW, TCSETSF});
+    tty_settings wanted = asked.settings;
+    memcpy(&wanted, call.argument.data(), is_old ? OLD_BYTES : NEW_BYTES);
+    asked.change_settings(now, wanted);
+    return {};
+}
+
+outcome port_requests::flush(port &asked, int64_t now, request_call &call) {
+    if (call.value > TCIOFLUSH)
+        return {-EINVAL};
+    if (call.value != TCOFLUSH)
+        asked.flush_input(now);
+    if (call.value != TCIFLUSH)
+        asked.flush_output();
+    return {};
+}
+
+outcome port_requests::control_flow(port &asked, int64_t now, request_call &call) {
+    switch (call.value) {
+    case TCOOFF:
+    case TCOON:
+        asked.output.hold(now, HELD_BY_CALL, call.value == TCOOFF);
+        return {};
+    case TCIOFF:
+    case TCION:
+        asked.output.put_first(now, asked.settings.c_cc[call.value == TCIOFF ? VSTOP : VSTART]);
+        return {};
+    default:
+        return {-EINVAL};
+    }
+}
+
+// All three wait for the output. TCSBRK with a value is tcdrain(3) and nothing more; TCSBRKP counts
+// in tenths of a second. The others hold the line low and return when it is high again.
+outcome port_requests::send_break(port &asked, int64_t now, request_call &call) {
+    if (call.break_end == NEVER) {
+        const outcome drain = wait_for_drain(asked, now);
+        if (drain.is_waiting || (call.number == TCSBRK && call.value != 0))
+            return drain;
+        const auto tenths = static_cast<int64_t>(call.value);
+        const int64_t duration = tenths > 0 ? tenths * SECOND / 10 : BREAK;
+        call.break_end = now + duration;
+        asked.output.send_break(now, duration);
+    }
+    if (now < call.break_end)
+        return {.is_waiting = true, .until = call.break_end};
+    return {};
+}
+
+outcome port_requests::get_lines(port &asked, int64_t, request_call &call) {
+    return answer_int(call, asked.outputs | asked.inputs);
+}
+
+outcome port_requests::set_lines(port &asked, int64_t, request_call &call) {
+    uint32_t lines = 0;
+    memcpy(&lines, call.argument.data(), sizeof lines);
+    lines &= OUTPUT_LINES;
+    if (call.number == TIOCMSET)
+        asked.lower_lines(OUTPUT_LINES & ~lines);
+    if (call.number == TIOCMBIC)
+        asked.lower_lines(lines);
+    else
+        asked.raise_lines(lines);
+    return {};
+}
+
+outcome port_requests::count_input(port &asked, int64_t, request_call &call) {
+    if (!asked.carries_frames())
+        return answer_int(call, asked.tty.readable());
+    return answer_int(call,
+                      asked.received_frames.empty() ? 0 : asked.received_frames.front().size());
+}
+
+outcome port_requests::count_output(port &asked, int64_t, request_call &call) {
+    return answer_int(call, asked.output.queued() + asked.frames.queued());
+}
+
+outcome port_requests::set_sync_mode(port &asked, int64_t, request_call &call) {
+    if (!asked.is_synchronous)
+        return {-ENOTTY};
+    std::copy_n(call.argument.begin(), asked.sync_mode.size(), asked.sync_mode.begin());
+    return {};
+}
+
+} // namespace simulator::line

@@ -1,0 +1,88 @@
+// The input side of the terminal line discipline (n_tty): what becomes of the bytes that the driver
+// hands over until a program reads them.
+//
+// There are two queues, as in the kernel. The driver's flip buffers take what comes; the read
+// buffer of 4095 bytes is filled from them and is what read, poll and FIONREAD see. A port that is
+// not read fills the read buffer, then the flip buffers (64 KiB), and then loses bytes. A flush of
+// the input empties the read buffer alone; the flip buffers fill it again.
+//
+// Modelled: ISTRIP, IGNCR, ICRNL, INLCR, IXON, IXANY, BRKINT, PARMRK, INPCK; canonical mode with
+// erase, kill, end of file and the two further line ends; echo; ISIG as far as it flushes the
+// queues. No signal is sent, since no process has a serial port of the board as its controlling
+// terminal. Not modelled: IUCLC, IUTF8, word erase, reprint, literal next.
+#pragma once
+
+#include "simulator/line/tty/output.h"
+#include "simulator/line/uart/receiver.h"
+
+#include <deque>
+#include <span>
+
+namespace simulator::line {
+
+constexpr size_t READ_BUFFER_BYTES = 4095;
+constexpr size_t FLIP_BUFFER_BYTES = 65536;
+
+class discipline {
+public:
+    discipline(transmitter &driver, output_processing &echo_output)
+        : out(driver), echo_out(echo_output) {}
+
+    void set_settings(int64_t now, const tty_settings &wanted);
+
+    // Takes what the driver has received. Returns how many bytes were lost.
+    size_t receive(int64_t now, std::span<const received_byte> bytes);
+
+    // Bytes that a read could get now; in canonical mode those of complete lines (FIONREAD).
+    size_t readable() const;
+    // Whether a read can return: `least` bytes, or a complete line in canonical mode.
+    bool has_input(size_t least) const;
+    // Moves bytes to the reader, at most one line in canonical mode.
+    size_t read(int64_t now, std::span<uint8_t> bytes);
+
+    void flush_input(int64_t now);
+    // The last close: both queues are emptied, nothing of a flow control remains.
+    void close();
+
+    // The read buffer is nearly full (fewer than 128 places), or nearly empty (at most 128 bytes):
+    // when a driver is throttled and released.
+    bool wants_throttle() const;
+    bool wants_release() const;
+
+private:
+    struct cell {
+        uint8_t byte;
+        bool ends_line = false;
+        bool is_end_of_file = false; // ends a line and is not read
+    };
+
+    bool is_canonical() const {
+        return (settings.c_lflag & ICANON) != 0;
+    }
+    bool echoes() const {
+        return (settings.c_lflag & ECHO) != 0;
+    }
+    bool is_special(uint8_t byte, int which) const;
+    bool has_room() const;
+    void fill_read_buffer(int64_t now);
+    void take(int64_t now, received_byte received);
+    void take_flagged(received_byte received);
+    void take_character(int64_t now, uint8_t byte);
+    bool take_flow_control(int64_t now, uint8_t byte);
+    bool take_signal_character(int64_t now, uint8_t byte);
+    bool take_editing(int64_t now, uint8_t byte);
+    void end_line(uint8_t byte, bool is_end_of_file);
+    void store(uint8_t byte);
+    void erase_last(int64_t now);
+    void kill_line(int64_t now);
+    void interrupt();
+
+    transmitter &out;
+    output_processing &echo_out;
+    tty_settings settings = initial_settings();
+    std::deque<received_byte> flip;
+    std::deque<cell> buffer;
+    size_t complete = 0; // of the buffer's cells, those that belong to complete lines
+};
+
+} // namespace simulator::line

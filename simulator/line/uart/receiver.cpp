@@ -1,0 +1,78 @@
+#include "simulator/line/uart/receiver.h"
+
+#include <algorithm>
+#include <asm/termbits.h>
+
+namespace simulator::line {
+
+namespace {
+
+constexpr int64_t TIMEOUT_CHARACTERS = 4;
+
+} // namespace
+
+void receiver::configure(const line_format &wanted, uint32_t flags, bool enabled) {
+    timeout = TIMEOUT_CHARACTERS * character_ns(wanted);
+    ear.set_format(wanted);
+    input_flags = flags;
+    is_enabled = enabled;
+}
+
+void receiver::listen(bool wanted) {
+    listening = wanted;
+    fifo.clear();
+}
+
+int64_t receiver::timeout_time() const {
+    return fifo.empty() ? NEVER : fifo.back().time + timeout;
+}
+
+void receiver::advance(int64_t now) {
+    while (const auto heard = ear.next(now)) {
+        if (!listening)
+            continue;
+        if (timeout_time() <= heard->time)
+            deliver();
+        fifo.push_back(*heard);
+        if (fifo.size() >= trigger)
+            deliver();
+    }
+    if (timeout_time() <= now)
+        deliver();
+}
+
+int64_t receiver::next_event_time() const {
+    const size_t missing = trigger - std::min(trigger - 1, fifo.size());
+    return std::min(ear.time_of(missing), timeout_time());
+}
+
+void receiver::deliver() {
+    for (const heard_character &heard : fifo)
+        take(heard);
+    fifo.clear();
+}
+
+// As the kernel's 8250 driver does with its read_status_mask and ignore_status_mask.
+void receiver::take(const heard_character &heard) {
+    counts.received++;
+    counts.breaks += heard.is_break ? 1 : 0;
+    counts.parity_errors += !heard.is_break && heard.parity_error ? 1 : 0;
+    counts.framing_errors += !heard.is_break && !heard.parity_error && heard.framing_error ? 1 : 0;
+
+    const bool checks = (input_flags & INPCK) != 0;
+    const bool sees_breaks = (input_flags & (IGNBRK | BRKINT | PARMRK)) != 0;
+    const bool is_break = heard.is_break && sees_breaks;
+    const bool is_bad = checks && !heard.is_break && (heard.parity_error || heard.framing_error);
+    const bool ignored =
+        (is_break && (input_flags & IGNBRK) != 0) || (is_bad && (input_flags & IGNPAR) != 0);
+    if (!is_enabled || ignored)
+        return;
+    character_mark mark = character_mark::normal;
+    if (is_break)
+        mark = character_mark::break_seen;
+    else if (is_bad)
+        mark = heard.parity_error ? character_mark::parity_error : character_mark::framing_error;
+    delivered.push_back({heard.data, mark});
+}
+
+} // namespace simulator::line

@@ -1,0 +1,127 @@
+#include "simulator/line/uart/sampler.h"
+
+#include <algorithm>
+
+namespace simulator::line {
+
+std::vector<character> sampler::take_back(int64_t now) {
+    const auto first =
+        std::ranges::find_if(wave, [&](const character &passing) { return passing.start > now; });
+    std::vector<character> taken(first, wave.end());
+    wave.erase(first, wave.end());
+    return taken;
+}
+
+bool sampler::hears_as_sent(const character &passing) const {
+    return !passing.is_break && !awaiting_high && passing.start >= looking_from &&
+           agree(passing.format, format);
+}
+
+std::optional<heard_character> sampler::next(int64_t now) {
+    if (wave.empty())
+        return std::nullopt;
+    const character first = wave.front();
+    if (!hears_as_sent(first))
+        return sample(now);
+    if (first.end > now)
+        return std::nullopt;
+    wave.pop_front();
+    looking_from = first.end;
+    const auto used_bits = static_cast<uint8_t>((1U << format.data_bits) - 1);
+    return heard_character{.time = first.end,
+                           .data = static_cast<uint8_t>(first.data & used_bits),
+                           .framing_error = first.low_stop};
+}
+
+int64_t sampler::time_of(size_t count) const {
+    if (wave.empty())
+        return NEVER;
+    if (hears_as_sent(wave.front()))
+        return wave[std::min(count, wave.size()) - 1].end;
+    const int64_t from = awaiting_high ? first_at_level(true, looking_from) : looking_from;
+    const int64_t start = first_at_level(false, from);
+    return start == NEVER ? wave.back().end : start + stop_sample_ns();
+}
+
+// From the beginning of the start bit to the middle of the first stop bit.
+int64_t sampler::stop_sample_ns() const {
+    return half_bits_ns(format, 2 * bits_before_stop(format) + 1);
+}
+
+std::optional<heard_character> sampler::sample(int64_t now) {
+    if (awaiting_high) {
+        const int64_t high = first_at_level(true, looking_from);
+        if (high > now)
+            return std::nullopt;
+        awaiting_high = false;
+        looking_from = high;
+    }
+    for (;;) {
+        const int64_t start = first_at_level(false, looking_from);
+        if (start == NEVER || start + stop_sample_ns() > now) {
+            forget_until(std::min(start, now));
+            return std::nullopt;
+        }
+        const int64_t middle = start + half_bits_ns(format, 1);
+        if (!level_at(middle)) {
+            const heard_character heard = read_bits(start);
+            awaiting_high = heard.is_break;
+            looking_from = heard.framing_error && !heard.is_break
+                               ? heard.time - half_bits_ns(format, 1)
+                               : heard.time;
+            forget_until(looking_from);
+            return heard;
+        }
+        looking_from = middle; // too short for a start bit
+    }
+}
+
+heard_character sampler::read_bits(int64_t start) const {
+    heard_character heard{.time = start + stop_sample_ns()};
+    const auto sampled = [&](int bit) {
+        return level_at(start + half_bits_ns(format, 2 * bit + 1));
+    };
+    for (int bit = 0; bit < format.data_bits; bit++)
+        heard.data |= static_cast<uint8_t>(sampled(1 + bit) ? 1U << bit : 0U);
+    const bool has_parity = format.parity != parity_kind::none;
+    const bool parity_level = has_parity && sampled(1 + format.data_bits);
+    heard.parity_error = has_parity && parity_level != parity_bit(format, heard.data);
+    heard.framing_error = !sampled(bits_before_stop(format));
+    heard.is_break = heard.framing_error && heard.data == 0 && !parity_level;
+    return heard;
+}
+
+// The first moment not before `from` at which the wire has the level. Between characters it is
+// high.
+int64_t sampler::first_at_level(bool level, int64_t from) const {
+    int64_t at = from;
+    for (const character &passing : wave) {
+        if (passing.end <= at || passing.start == passing.end)
+            continue;
+        if (level && at < passing.start)
+            return at;
+        for (int bit = 0; bit < passing.bits(); bit++)
+            if (passing.bit(bit) == level && passing.bit_start(bit + 1) > at)
+                return std::max(at, passing.bit_start(bit));
+        at = passing.end;
+    }
+    return level ? at : NEVER;
+}
+
+bool sampler::level_at(int64_t time) const {
+    for (const character &passing : wave) {
+        if (time < passing.start)
+            return true;
+        for (int bit = 0; time < passing.end && bit < passing.bits(); bit++)
+            if (time < passing.bit_start(bit + 1))
+                return passing.bit(bit);
+    }
+    return true;
+}
+
+void sampler::forget_until(int64_t time) {
+    while (!wave.empty() && wave.front().end <= time)
+        wave.pop_front();
+}
+
+} // namespace simulator::line
