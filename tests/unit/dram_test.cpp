@@ -3,12 +3,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include "storage/dram.h"
 #include "storage/dram_pass.h"
-#include "tests/support/table_fixture.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
-using Dram = TableTest;
+using Dram = ScratchDirectoryTest;
 
 constexpr uint32_t BLOCK = DRAM_BLOCK_BYTES;
 constexpr uint32_t BAD_BLOCK = 3; // the one that is spoiled, counted from 1
@@ -105,6 +106,13 @@ TEST_F(Dram, tested_blocks_are_wiped_and_listed_in_order) {
     }
     EXPECT_EQ(listed, filled);
     release_dram_blocks(first);
+}
+
+TEST_F(Dram, a_held_test_makes_no_pass_before_it_stops) {
+    start_held([](int no_fork, const char *) { (void)dram_test(no_fork); }, "");
+    EXPECT_EQ(stop(), 2);
+    EXPECT_EQ(record(1).pid, PID_FINISHED);
+    EXPECT_EQ(record(1).read_count, 0u);
 }
 
 } // namespace
