@@ -73,23 +73,6 @@ TEST(SpiInputs, the_first_input_is_exact_and_the_second_only_not_0) {
     EXPECT_FALSE(inputs_follow(reply_with({{13, 0x20}}), {15, 6, 13, 5, 0, 0}));
 }
 
-TEST(SpiInputs, two_bits_of_219_are_inverted_and_a_third_with_them) {
-    const struct {
-        uint8_t byte_7, byte_11;
-        uint8_t corrected_7, corrected_11;
-    } cases[] = {
-        {0x00, 0x02, 0xC0, 0x02},
-        {0x40, 0x00, 0x80, 0x02},
-        {0xC4, 0x22, 0x04, 0x20},
-        {0x3F, 0xFF, 0xFF, 0xFF},
-    };
-    for (const auto &raw : cases) {
-        fio_frame reply = reply_with({{7, raw.byte_7}, {11, raw.byte_11}});
-        correct_inputs(reply, 219);
-        EXPECT_EQ(reply, reply_with({{7, raw.corrected_7}, {11, raw.corrected_11}}));
-    }
-}
-
 TEST(SpiInputs, five_bytes_of_221_are_not_wired_and_other_types_are_left_alone) {
     fio_frame reply;
     reply.fill(0xFF);

@@ -128,14 +128,7 @@ TEST(LetterLines, run_from_40_a_to_40_z_and_begin_again) {
     }
 }
 
-class FrontPanel : public TableTest {};
-
-TEST_F(FrontPanel, a_claim_alone_takes_one_record_without_a_letter) {
-    EXPECT_EQ(front_panel_test(1), 1);
-    EXPECT_EQ(record_count, 1);
-    EXPECT_EQ(record(1).test_letter, 0);
-    EXPECT_EQ(started_process(1), 0);
-}
+using FrontPanel = TableTest;
 
 // Without the port the process ends before it could restart anything.
 TEST_F(FrontPanel, without_its_port_says_so_on_the_screen_and_leaves_its_record_alone) {
