@@ -45,22 +45,6 @@ class SpiFioLoop : public testing::Test {
     }
 };
 
-TEST(FioLoop, odd_replies_are_told_on_standard_error_too) {
-    board_run run = board_run::stress(
-        {"--fio", "20=221,16=1", "--fault", "stray:20:10", "--fault", "short:16:10"},
-        {"-d1", "-F"});
-    for (const char *text : {"<27 24  3>", "[14 15]"})
-        EXPECT_TRUE(run.wait_until([&] { return run.errors.find(text) != std::string::npos; }))
-            << text;
-}
-
-TEST(FioLoop, the_sync_port_belongs_to_the_first_that_asks_for_it) {
-    board_run run = board_run::stress({"--fio", "20=1,16=1"}, {"-d1", "-F", "-F"});
-    ASSERT_TRUE(run.wait_until_running());
-    EXPECT_EQ(list_now(run).size(), 2U);
-    EXPECT_TRUE(run.wait_until([&] { return run.errors == "proc 2 bogus 1\nnumproc 1 indx 1\n"; }));
-}
-
 TEST(FioLoop, a_missing_port_holds_both_records_and_is_tried_again_after_the_hold) {
     const auto log = probed(
         {}, "is 1 27 2 is 2 27 2 show 1 7 set 1 27 0 is 1 7 2 is 1 27 2 show 2 7", {"-d1", "-F"});

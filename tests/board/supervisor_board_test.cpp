@@ -204,10 +204,4 @@ TEST(Requests, storms_of_signals_at_any_moment_leave_no_process_and_whole_lists)
     }
 }
 
-TEST(Requests, a_crash_does_not_pass_for_an_end_that_a_storm_brings) {
-    board_run run = board_run::program(
-        {}, own_program(MANY_RUNS_PATH, {"1", "12", "20", "12", "/bin/sh", "-c", "kill -SEGV $$"}));
-    EXPECT_EQ(run.finish(), 1) << run.output;
-}
-
 } // namespace

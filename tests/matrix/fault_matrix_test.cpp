@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <numeric>
 #include <set>
 
 #include "tests/matrix/fault_cells.h"
@@ -139,55 +138,49 @@ std::string moved_by(const line_claim &claim) {
     return text.empty() ? "-" : text;
 }
 
-// One entry of the matrix; empty when the fault does not meet the test.
+// What one cell shows of a test that it meets.
 std::string entry(const fault_cell &cell, char test) {
     std::string text;
-    bool seen = !cell.log.empty();
-    for (const line_claim &claim : cell.lines) {
-        if (claim.test != test)
-            continue;
-        if (!text.empty())
-            text += '/';
-        text += moved_by(claim);
-        seen = seen || moved_by(claim) != "-";
-    }
-    if (text.empty())
-        return text;
-    const bool is_clean = strcmp(cell.fault, "none") == 0;
-    if (!seen)
-        text = is_clean ? "ok" : "unseen";
-    if (!cell.log.empty())
-        text += " log";
+    bool is_seen = !cell.log.empty();
+    for (const line_claim &claim : cell.lines)
+        if (claim.test == test) {
+            text.append(text.empty() ? "" : "/").append(moved_by(claim));
+            is_seen = is_seen || moved_by(claim) != "-";
+        }
+    if (!is_seen)
+        return strcmp(cell.fault, "none") == 0 ? "ok" : "unseen";
+    return text + (cell.log.empty() ? "" : " log");
+}
+
+// The entries of all rows of one fault, each once.
+std::string entries(const char *fault, char test) {
+    std::set<std::string> shown;
+    for (const fault_cell &cell : fault_cells())
+        for (const line_claim &claim : cell.lines)
+            if (strcmp(cell.fault, fault) == 0 && claim.test == test)
+                shown.insert(entry(cell, test));
+    std::string text;
+    for (const std::string &one : shown)
+        text.append(text.empty() ? "" : ", ").append(one);
     return text;
 }
 
 void print_matrix() {
-    printf("| Fault |");
-    for (const char test : TESTS)
-        printf(" -%c |", test);
-    printf("\n|---|");
-    for (size_t i = 0; i < std::size(TESTS); ++i)
-        printf("---|");
-    printf("\n");
-    std::set<std::string> printed;
-    for (const fault_cell &row : fault_cells()) {
-        if (!printed.insert(row.fault).second)
-            continue;
-        printf("| %s |", row.fault);
-        for (const char test : TESTS) {
-            std::set<std::string> entries;
-            for (const fault_cell &cell : fault_cells())
-                if (strcmp(cell.fault, row.fault) == 0)
-                    entries.insert(entry(cell, test));
-            entries.erase("");
-            const auto join = [](const std::string &all, const std::string &one) {
-                return all.empty() ? one : all + ", " + one;
-            };
-            printf(" %s |",
-                   std::accumulate(entries.begin(), entries.end(), std::string(), join).c_str());
-        }
-        printf("\n");
+    std::string heading = "| Fault |";
+    std::string rule = "|---|";
+    for (const char test : TESTS) {
+        heading.append(" -").append(1, test).append(" |");
+        rule += "---|";
     }
+    printf("%s\n%s\n", heading.c_str(), rule.c_str());
+    std::set<std::string> printed;
+    for (const fault_cell &row : fault_cells())
+        if (printed.insert(row.fault).second) {
+            printf("| %s |", row.fault);
+            for (const char test : TESTS)
+                printf(" %s |", entries(row.fault, test).c_str());
+            printf("\n");
+        }
 }
 
 } // namespace

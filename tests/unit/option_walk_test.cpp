@@ -1,4 +1,5 @@
-// The walk over the command line with nothing started.
+// The walk over the command line with nothing started, and the inputs that the fuzzers have found
+// worth keeping, with every compiler.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -17,8 +18,10 @@ void walk(const std::vector<std::string> &arguments) {
     fuzz_option_walk({reinterpret_cast<const uint8_t *>(line.data()), line.size() - 1});
 }
 
-TEST(Corpus, every_command_line_stays_within_the_table) {
+TEST(Corpus, every_command_line_and_every_reply_is_taken_or_refused) {
     EXPECT_GT(replay("option_walk", fuzz_option_walk), 0);
+    EXPECT_GT(replay("fio_reply", fuzz_fio_reply), 0);
+    EXPECT_GT(replay("spi_reply", fuzz_spi_reply), 0);
 }
 
 TEST(OptionWalk, tests_take_the_records_that_are_left_and_none_more) {
