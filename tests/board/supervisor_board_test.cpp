@@ -144,7 +144,7 @@ TEST(Stopping, each_stop_signal_kills_lists_twice_reports_and_exits_with_0) {
     }
 }
 
-TEST(Stopping, never_comes_to_an_end_for_a_process_behind_the_counted_records) {
+TEST(Stopping, does_not_end_while_a_process_above_the_counted_records_is_left) {
     board_run run = board_run::stress({"--cable", "2-8", "--loop", "5s", "--for", "2"},
                                       {"-d1", "-l600", "-E28", "-h", "-E55"});
     EXPECT_EQ(run.finish(), 124);

@@ -204,7 +204,7 @@ bool is_as_much_read_as_written(const lines &seen) {
     return std::abs(seen[0].counts[0] - seen[0].counts[1]) <= 3;
 }
 
-// The table. A row's name tells the fault; rows of one name are one row of the matrix.
+// The table. A row is named for its fault; rows of one name are one row of the matrix.
 
 const std::vector<fault_cell> CELLS = {
     // clang-format off

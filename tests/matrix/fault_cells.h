@@ -54,7 +54,7 @@ struct fault_cell {
     std::vector<std::string> board;
     std::vector<std::string> arguments; // of hk_stress
     std::vector<line_claim> lines;
-    std::vector<const char *> log = {}; // told in the system log, in this order
+    std::vector<const char *> log = {}; // lines of the system log that must come, in this order
     // Holds between the numbers of the lines; null where nothing does.
     bool (*also)(const std::vector<result_line> &items) = nullptr;
     const char *prepared_by = nullptr; // a shell command on the board, before hk_stress

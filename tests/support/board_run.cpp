@@ -69,9 +69,9 @@ std::chrono::seconds wait_limit() {
 
 // "<LI> KIND NAME... WORD COUNT WORD COUNT errors A,B,C hist P,V P,V P,V P,V P,V"
 std::optional<result_line> parse_result_line(const std::string &text) {
-    std::string parted = text;
-    std::replace(parted.begin(), parted.end(), ',', ' ');
-    std::istringstream stream(parted);
+    std::string spaced = text;
+    std::replace(spaced.begin(), spaced.end(), ',', ' ');
+    std::istringstream stream(spaced);
     const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
     const auto found = std::find(words.begin(), words.end(), "errors");
     const auto errors = static_cast<size_t>(found - words.begin());

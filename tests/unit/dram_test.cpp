@@ -13,7 +13,7 @@ using Dram = ScratchDirectoryTest;
 constexpr uint32_t BLOCK = DRAM_BLOCK_BYTES;
 constexpr uint32_t BAD_BLOCK = 3; // the one that is spoiled, counted from 1
 
-// The fill of the tests takes no argument of its own: what it sees and does stands here.
+// The fill routine takes no argument of its own: what it sees and does is kept here.
 std::vector<uint8_t *> filled;
 std::vector<uint32_t> spoiled_offsets;
 

@@ -44,7 +44,7 @@ TEST(Inputs, hold_the_bits_of_a_step_alone_and_are_read_again_only_when_no_byte_
         {TWO, {{0, 0x02}, {13, 0x03}}, 14, 1, 1, 0x03},
         {BYTE_14, {{1, 0x02}}, 14, 1, 0, 0},
         {BYTE_14, {{1, 0x02}}, 15, 1, 1, 0x00},
-        {BYTE_0, {{0, 0x03}}, 14, 1, 0, 0}, // the bytes behind it match
+        {BYTE_0, {{0, 0x03}}, 14, 1, 0, 0}, // the bytes after it match
         {BYTE_0, {{0, 0x80}}, 1, 5, 1, 0x80},
     };
     for (const auto &c : cases) {
