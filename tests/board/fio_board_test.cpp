@@ -45,34 +45,18 @@ class SpiFioLoop : public testing::Test {
     }
 };
 
-TEST(FioLoop, odd_replies_are_told_on_standard_error_too) {
-    board_run run = board_run::stress(
-        {"--fio", "20=221,16=1", "--fault", "stray:20:10", "--fault", "short:16:10"},
-        {"-d1", "-F"});
-    for (const char *text : {"<27 24  3>", "[14 15]"})
-        EXPECT_TRUE(run.wait_until([&] { return run.errors.find(text) != std::string::npos; }))
-            << text;
-}
-
-TEST(FioLoop, the_sync_port_belongs_to_the_first_that_asks_for_it) {
-    board_run run = board_run::stress({"--fio", "20=1,16=1"}, {"-d1", "-F", "-F"});
-    ASSERT_TRUE(run.wait_until_running());
-    EXPECT_EQ(list_now(run).size(), 2U);
-    EXPECT_TRUE(run.wait_until([&] { return run.errors == "proc 2 bogus 1\nnumproc 1 indx 1\n"; }));
-}
-
 TEST(FioLoop, a_missing_port_holds_both_records_and_is_tried_again_after_the_hold) {
     const auto log = probed(
         {}, "is 1 27 2 is 2 27 2 show 1 7 set 1 27 0 is 1 7 2 is 1 27 2 show 2 7", {"-d1", "-F"});
     EXPECT_EQ(logged(log, "record"), (Words{"record 1 word 7 is 1", "record 2 word 7 is 0"}));
 }
 
-// Every reply of one module is two bytes too long and tells its length in the log: 6 bytes for
+// Every reply of one module is two bytes too long, and the log shows its length: 6 bytes for
 // identification and outputs, 12 for a status, 17 for inputs.
 TEST(FioLoop, after_a_hold_the_first_module_is_identified_anew_and_the_second_goes_on) {
     struct {
         const char *fault;
-        Words told;
+        Words reported;
     } const cases[] = {{"long:20:1", {"[6 4]", "[12 10]", "[6 4]", "[17 15]"}},
                        {"long:16:1", {"[12 10]", "[6 4]", "[17 15]", "[6 4]"}}};
     for (const auto &c : cases) {
@@ -80,10 +64,10 @@ TEST(FioLoop, after_a_hold_the_first_module_is_identified_anew_and_the_second_go
                                 "wait 1 4 70 set 1 27 1 is 1 27 2 is 2 27 2 show 1 27 "
                                 "set 1 27 0 wait 1 4 200",
                                 {"-d1", "-F"});
-        Words told = logged(log, "[", "record 1 word 27 is 2");
-        ASSERT_GE(told.size(), c.told.size()) << c.fault;
-        told.resize(c.told.size());
-        EXPECT_EQ(told, c.told) << c.fault;
+        Words reported = logged(log, "[", "record 1 word 27 is 2");
+        ASSERT_GE(reported.size(), c.reported.size()) << c.fault;
+        reported.resize(c.reported.size());
+        EXPECT_EQ(reported, c.reported) << c.fault;
     }
 }
 
@@ -113,7 +97,7 @@ TEST(SpiMemory, is_not_read_while_the_test_is_held) {
     EXPECT_EQ(counts[0], counts[1]);
 }
 
-TEST(SpiMemory, one_slow_pass_is_told_and_ends_the_reads_of_an_eeprom) {
+TEST(SpiMemory, one_slow_pass_is_reported_and_ends_the_reads_of_an_eeprom) {
     board_run run = board_run::stress({"--eeprom", "good"}, {"-d1", "-l600", "-S2"});
     (void)lists_until(run, second_count_is_at_least{2});
     pid_t test = run.board_id();

@@ -48,7 +48,7 @@ TEST(FrontPanelOnBoard, names_every_key_on_a_cleared_display_and_shows_long_read
     EXPECT_EQ(run.output, "\n") << "the panel has no line in the report";
 }
 
-TEST(FrontPanelOnBoard, restarts_software_and_board_in_order_on_each_escape_behind_three_in_a_row) {
+TEST(FrontPanelOnBoard, restarts_software_and_board_in_order_on_each_escape_after_three_in_a_row) {
     // A line of letters between two of them does not matter, nor does how many bytes came with one.
     // The board's software, as the restart finds it in /opt, reports its calls.
     board_run run = board_run::program(
@@ -76,7 +76,7 @@ int64_t ms_between(const log_line &one, const log_line &later) {
 }
 
 // A busy machine makes the polls later, never earlier. The key comes when the first line has.
-TEST(FrontPanelOnBoard, fills_a_line_after_2_seconds_and_a_poll_less_behind_a_key) {
+TEST(FrontPanelOnBoard, fills_a_line_after_2_seconds_and_one_poll_sooner_after_a_key) {
     board_run run = board_run::stress({"--keys", "x"}, {"-d1", "-K"});
     const auto key = run.wait_for_log("1 x");
     const auto line = run.wait_for_log(std::string(40, 'B'));

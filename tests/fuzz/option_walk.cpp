@@ -1,7 +1,8 @@
-// Links with fork and usleep wrapped: no test is started and no pause made. Everything else is
-// the program's own.
+// The walk over the command line as the program does it, except that it forks no process and makes
+// no pause: the linker replaces fork(2), nanosleep(2) and usleep(3), see the top CMakeLists.txt.
 
 #include <algorithm>
+#include <ctime>
 #include <getopt.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -19,6 +20,8 @@ constexpr size_t ARGUMENTS_MAX = 200; // more than the program reads, enough to 
 constexpr pid_t SOME_PROCESS = 700001;
 
 StatusTable table; // of its own: the sanitizer sees what goes beyond it
+
+thread_local bool is_walking = false; // threads of a fuzzer or sanitizer sleep as they wish
 
 bool is_untouched(const TestRecord &record) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(&record);
@@ -49,22 +52,37 @@ std::vector<char *> split(std::vector<char> &text) {
 
 } // namespace
 
-extern "C" pid_t __wrap_fork();
-extern "C" pid_t __wrap_fork() {
+extern "C" {
+pid_t __real_fork();
+int __real_nanosleep(const timespec *, timespec *);
+int __real_usleep(useconds_t);
+
+pid_t __wrap_fork();
+pid_t __wrap_fork() {
+    if (!is_walking)
+        return __real_fork();
     require(record_count >= 1 && record_count <= TEST_RECORDS);
     return SOME_PROCESS;
 }
 
-extern "C" int __wrap_usleep(useconds_t);
-extern "C" int __wrap_usleep(useconds_t) {
-    return 0;
+int __wrap_nanosleep(const timespec *wanted, timespec *left);
+int __wrap_nanosleep(const timespec *wanted, timespec *left) {
+    return is_walking ? 0 : __real_nanosleep(wanted, left);
+}
+
+int __wrap_usleep(useconds_t wanted);
+int __wrap_usleep(useconds_t wanted) {
+    return is_walking ? 0 : __real_usleep(wanted);
+}
 }
 
 void fuzz_option_walk(std::span<const uint8_t> input) {
     start_afresh();
     std::vector<char> text(input.begin(), input.end());
     std::vector<char *> words = split(text);
+    is_walking = true;
     walk_options(static_cast<int>(words.size()) - 1, words.data());
+    is_walking = false;
 
     require(record_count >= 0 && record_count <= TEST_RECORDS);
     require(bogus_count >= 0 && 2 * bogus_count <= record_count);

@@ -22,5 +22,6 @@ void fuzz_spi_reply(std::span<const uint8_t> input);
 // A command line, its arguments separated by zero bytes.
 void fuzz_option_walk(std::span<const uint8_t> input);
 
-// Gives every input of a folder of the corpus to a target. Returns how many there were.
-int replay(const std::string &folder, void (*target)(std::span<const uint8_t>));
+// Runs a target with every input that its list in corpus/ holds, one a line in hexadecimal. Returns
+// how many there are.
+int replay(const std::string &target, void (*run)(std::span<const uint8_t>));

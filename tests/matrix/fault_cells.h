@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <span>
 #include <string>
@@ -29,14 +30,15 @@ constexpr bounds at_least(int64_t count) {
 }
 
 using sample = std::array<int64_t, 2>;
+using sample_claim = std::function<bool(const sample &seen)>;
 
 struct line_claim {
     char test;        // its option
     const char *name; // kind code and name
     bounds good;      // the second count: what was read, or sent by a producer
-    std::array<bounds, 3> errors;
-    // Holds for every sample that a fault has left; null where the line has none to show.
-    bool (*is_sample)(const sample &seen) = nullptr;
+    std::array<bounds, 3> errors = {};
+    sample_claim is_sample =
+        {}; // holds for every sample that the fault leaves; empty if it leaves none
     bounds first_count = BY_LOAD; // what was written, or received by a consumer
 };
 
@@ -52,14 +54,13 @@ struct fault_cell {
     std::vector<std::string> board;
     std::vector<std::string> arguments; // of hk_stress
     std::vector<line_claim> lines;
-    std::vector<const char *> log = {}; // told in the system log, in this order
+    std::vector<const char *> log = {}; // lines of the system log that must come, in this order
     // Holds between the numbers of the lines; null where nothing does.
     bool (*also)(const std::vector<result_line> &items) = nullptr;
     const char *prepared_by = nullptr; // a shell command on the board, before hk_stress
     ending end = ending::stopped;
     const char *report = nullptr; // part of the report; then the lists are not looked at
     bool needs_limits = false;    // resource limits that an emulator takes for itself
-    bool needs_spi = false;       // requests that emulators do not know
 };
 
 std::span<const fault_cell> fault_cells();

@@ -69,9 +69,9 @@ std::chrono::seconds wait_limit() {
 
 // "<LI> KIND NAME... WORD COUNT WORD COUNT errors A,B,C hist P,V P,V P,V P,V P,V"
 std::optional<result_line> parse_result_line(const std::string &text) {
-    std::string parted = text;
-    std::replace(parted.begin(), parted.end(), ',', ' ');
-    std::istringstream stream(parted);
+    std::string spaced = text;
+    std::replace(spaced.begin(), spaced.end(), ',', ' ');
+    std::istringstream stream(spaced);
     const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
     const auto found = std::find(words.begin(), words.end(), "errors");
     const auto errors = static_cast<size_t>(found - words.begin());
@@ -184,10 +184,10 @@ void board_run::read_log() {
     std::string events;
     (void)append_from(log_watch, events); // only that there were any matters
     (void)append_from(log_file, unfinished_log);
-    for (size_t end; (end = unfinished_log.find('\n')) != std::string::npos;) {
-        log.push_back(parse_log_line(unfinished_log.substr(0, end)));
-        unfinished_log.erase(0, end + 1);
-    }
+    size_t begin = 0;
+    for (size_t end; (end = unfinished_log.find('\n', begin)) != std::string::npos; begin = end + 1)
+        log.push_back(parse_log_line(unfinished_log.substr(begin, end - begin)));
+    unfinished_log.erase(0, begin); // once: a hung-up port fills the log quickly
 }
 
 bool board_run::wait_until(const std::function<bool()> &holds) {

@@ -38,7 +38,7 @@ struct result_line {
 // None when the text is no item of a results list.
 std::optional<result_line> parse_result_line(const std::string &text);
 
-// The command that runs a program of the project: behind the emulator where the tests are for
+// The command that runs a program of the project: through the emulator where the tests are for
 // another processor.
 std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments);
 
@@ -76,7 +76,7 @@ public:
     // Asks for a results list (SIGUSR1) and returns its items. Empty when none came.
     std::vector<std::string> request_list();
     // The items of a whole list that begins at or after log line `from`; none if there is none yet.
-    // `from` then stands behind the list.
+    // `from` is then after the list.
     std::optional<std::vector<std::string>> next_list(size_t &from) const;
 
     // Sends a signal to hk_board, which passes most of them on.
@@ -105,7 +105,7 @@ private:
     unique_fd output_pipe;
     unique_fd error_pipe;
     unique_fd log_file;
-    unique_fd log_watch; // tells when the log file has grown
+    unique_fd log_watch; // reports when the log file has grown
     std::string log_path;
     std::string unfinished_log;
     size_t log_passed = 0;

@@ -121,7 +121,7 @@ void await_start(one_run &run) {
     }
 }
 
-// The signals strike at any moment of the start-up, or at once behind it, where the stop signal
+// The signals strike at any moment of the start-up, or right after it, where the stop signal
 // meets tests that have hardly begun, or later.
 void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
     const int64_t latest_ms = now_ms() + LIMIT_MS;

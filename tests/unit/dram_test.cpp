@@ -1,19 +1,19 @@
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
 
+#include "storage/dram.h"
 #include "storage/dram_pass.h"
-#include "tests/support/table_fixture.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
-using Dram = TableTest;
+using Dram = ScratchDirectoryTest;
 
 constexpr uint32_t BLOCK = DRAM_BLOCK_BYTES;
 constexpr uint32_t BAD_BLOCK = 3; // the one that is spoiled, counted from 1
 
-// The fill of the tests takes no argument of its own: what it sees and does stands here.
+// The fill routine takes no argument of its own: what it sees and does is kept here.
 std::vector<uint8_t *> filled;
 std::vector<uint32_t> spoiled_offsets;
 
@@ -63,6 +63,9 @@ TEST_F(Dram, a_pass_ends_with_a_bad_block_or_the_one_that_reaches_the_limit_and_
         {10 * BLOCK, {}, 10, 0},
         {8 * BLOCK, {0}, BAD_BLOCK, 1},
         {8 * BLOCK, {BLOCK - 1}, BAD_BLOCK, 1},
+        {8 * BLOCK, {511}, BAD_BLOCK, 1},
+        {8 * BLOCK, {512}, BAD_BLOCK, 1},
+        {8 * BLOCK, {65024}, BAD_BLOCK, 1},
         {8 * BLOCK, {300, 301, 65000}, BAD_BLOCK, 1},
     };
     for (const auto &c : cases) {
@@ -79,19 +82,6 @@ TEST_F(Dram, a_pass_ends_with_a_bad_block_or_the_one_that_reaches_the_limit_and_
     }
 }
 
-TEST_F(Dram, the_check_finds_the_first_bad_byte) {
-    uint8_t *block = map_dram_block(nullptr);
-    ASSERT_NE(block, nullptr);
-    for (const uint32_t offset : {65535u, 65024u, 40000u, 513u, 512u, 511u, 3u, 0u}) {
-        fill_dram_block(block);
-        EXPECT_EQ(first_bad_dram_byte(block), BLOCK);
-        block[BLOCK - 1] = 0;
-        block[offset] ^= 0x01;
-        EXPECT_EQ(first_bad_dram_byte(block), offset);
-    }
-    (void)munmap(block, BLOCK);
-}
-
 TEST_F(Dram, tested_blocks_are_wiped_and_listed_in_order) {
     filled.clear();
     spoiled_offsets = {100}; // the bad block too
@@ -105,6 +95,13 @@ TEST_F(Dram, tested_blocks_are_wiped_and_listed_in_order) {
     }
     EXPECT_EQ(listed, filled);
     release_dram_blocks(first);
+}
+
+TEST_F(Dram, a_held_test_makes_no_pass_before_it_stops) {
+    start_held([](int no_fork, const char *) { (void)dram_test(no_fork); }, "");
+    EXPECT_EQ(stop(), 2);
+    EXPECT_EQ(record(1).pid, PID_FINISHED);
+    EXPECT_EQ(record(1).read_count, 0u);
 }
 
 } // namespace

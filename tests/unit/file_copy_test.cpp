@@ -10,7 +10,7 @@ namespace {
 
 using FileCopy = ScratchDirectoryTest;
 
-// The block that is copied, and what stands behind it.
+// The block that is copied, and what follows it.
 file_bytes block_and(size_t tail, uint8_t byte) {
     file_bytes bytes(512 + tail, byte);
     std::fill_n(bytes.begin(), 256, uint8_t{0x55});
@@ -53,7 +53,7 @@ TEST_F(FileCopy, makes_files_named_by_300_characters_of_their_paths_and_removes_
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-TEST_F(FileCopy, rewrites_a_block_of_each_file_every_5_ms_and_leaves_what_is_behind_it) {
+TEST_F(FileCopy, rewrites_a_block_of_each_file_every_5_ms_and_leaves_what_follows_it) {
     const file_bytes text(700, 'z');
     write_whole("source", text);
     write_whole("copy", {1, 2, 3});

@@ -1,6 +1,7 @@
 // The exchange with a field I/O module, over a socket pair that keeps frames apart as the sync
 // port does. What the module answers is put there before it is asked.
 #include <algorithm>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <sys/socket.h>
@@ -14,7 +15,6 @@
 namespace {
 
 constexpr uint8_t STATUS_MARKER = '1' + 0x80;
-constexpr uint8_t IDENTIFY_MARKER = '<' + 0x80;
 
 using bytes = std::vector<uint8_t>;
 
@@ -39,14 +39,14 @@ protected:
         return frame;
     }
 
-    // Asks for the status; what is written to standard error meanwhile is kept in `told`.
+    // Asks for the status; what is written to standard error meanwhile is kept in `reported`.
     int ask_status(uint16_t expected = STATUS_REPLY_LENGTH) {
         build_status(request, FIRST_MODULE);
         reply.fill(0x55);
         testing::internal::CaptureStderr();
         const int result = fio_exchange(std::span(request).first(STATUS_LENGTH), reply, expected,
                                         port.get(), record);
-        told = testing::internal::GetCapturedStderr();
+        reported = testing::internal::GetCapturedStderr();
         return result;
     }
 
@@ -55,10 +55,10 @@ protected:
     TestRecord record = {};
     fio_frame request = {};
     fio_frame reply = {};
-    std::string told;
+    std::string reported;
 };
 
-// `count` bytes, the marker at position `at`, the others telling their position.
+// `count` bytes, the marker at position `at`, the others showing their position.
 bytes frame_with_marker(size_t count, size_t at) {
     bytes frame(count);
     std::iota(frame.begin(), frame.end(), uint8_t{1});
@@ -67,7 +67,7 @@ bytes frame_with_marker(size_t count, size_t at) {
     return frame;
 }
 
-TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_told_where_place_or_length_are_odd) {
+TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_reported_where_place_or_length_are_odd) {
     const struct {
         size_t count;
         size_t at;
@@ -76,7 +76,7 @@ TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_told_where_place_or_length
     } cases[] = {
         {10, 2, "", 0},
         {12, 2, "[12 10]", 0},
-        {3, 2, "[3 10]", 0}, // zeros behind it, not what the longer reply before it left
+        {3, 2, "[3 10]", 0}, // zeros follow it, not what the longer reply before it left
         {13, 5, "<13 10  3>", 1},
         {8, 0, "<8 10  -2>", 1},
         {9, 1, "<9 10  -1>", 1},
@@ -90,23 +90,36 @@ TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_told_where_place_or_length
         module_sends(answer);
         EXPECT_EQ(ask_status(), 0);
         EXPECT_EQ(module_receives(), (bytes{20, 0x83, '1', 0xFF}));
-        EXPECT_EQ(told, c.text);
+        EXPECT_EQ(reported, c.text);
         EXPECT_EQ(record.errors, c.errors);
         for (size_t i = 0; i < STATUS_REPLY_LENGTH; ++i) {
             const size_t from = c.at + i - COMMAND_AT; // wraps in front of the frame
             EXPECT_EQ(reply[i], from < std::min(c.count, size_t{1000}) ? answer[from] : 0) << i;
         }
-        EXPECT_EQ(reply[STATUS_REPLY_LENGTH], 0x55) << "nothing behind the expected length";
+        EXPECT_EQ(reply[STATUS_REPLY_LENGTH], 0x55) << "nothing after the expected length";
     }
 }
 
-TEST_F(Exchange, frames_without_the_marker_in_reach_are_told_and_the_next_one_taken) {
-    module_sends({20});
-    module_sends({20, 0x83});
-    module_sends({20, 0x83, IDENTIFY_MARKER, 221});
-    module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
-    EXPECT_EQ(ask_status(), 0);
-    EXPECT_EQ(told, "<1 10 <2 10 <4 10 ");
+// The frames have 24 ms together. A try in which a busy machine has used them up is passed over.
+TEST_F(Exchange, frames_without_the_marker_are_reported_and_the_next_one_is_taken) {
+    using std::chrono::steady_clock;
+    bool is_in_time = false;
+    while (!is_in_time) {
+        while (!module_receives().empty()) {
+        }
+        while (recv(port.get(), reply.data(), reply.size(), 0) > 0) {
+        }
+        record = {};
+        module_sends({20});
+        module_sends({20, 0x83});
+        module_sends({20, 0x83, '<' + 0x80, 221});
+        module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
+        const auto start = steady_clock::now();
+        const int result = ask_status();
+        is_in_time = steady_clock::now() - start < std::chrono::milliseconds(20);
+        EXPECT_EQ(is_in_time ? result : 0, 0);
+    }
+    EXPECT_EQ(reported, "<1 10 <2 10 <4 10 ");
     EXPECT_EQ(record.errors, 0);
 }
 
@@ -125,7 +138,7 @@ TEST_F(Exchange, silence_a_hangup_and_a_lost_request_fail_and_leave_the_reply_bu
     EXPECT_EQ(ask_status(), 1);
     ASSERT_EQ(shutdown(module.get(), SHUT_WR), 0);
     EXPECT_EQ(ask_status(), 1);
-    EXPECT_EQ(told, "");
+    EXPECT_EQ(reported, "");
 
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -134,32 +147,6 @@ TEST_F(Exchange, silence_a_hangup_and_a_lost_request_fail_and_leave_the_reply_bu
     module_sends(frame_with_marker(STATUS_REPLY_LENGTH, COMMAND_AT));
     EXPECT_EQ(ask_status(), 1);
     EXPECT_EQ(std::ranges::count(reply, 0x55), std::ssize(reply));
-}
-
-TEST_F(Exchange, a_module_is_identified_by_the_type_in_its_reply) {
-    const struct {
-        uint8_t type;
-        uint8_t set_length;
-        uint8_t read_reply_length;
-        uint8_t inputs;
-        const loop_step *map;
-    } cases[] = {
-        {1, 19, 15, 8, IDENTITY_MAP.data()},    {2, 29, 22, 15, MAP_A.data()},
-        {219, 35, 24, 14, MAP_A.data()},        {220, 35, 24, 14, MAP_C.data()},
-        {221, 35, 24, 14, IDENTITY_MAP.data()}, {3, 0, 0, 0, nullptr},
-    };
-    for (const auto &wanted : cases) {
-        module_profile profile = {1, 1, 1, MAP_S.data()};
-        module_sends({16, 0x83, IDENTIFY_MARKER, wanted.type});
-        EXPECT_EQ(fio_identify(port.get(), record, SECOND_MODULE, reply, request, profile),
-                  wanted.map == nullptr ? 1 : 0);
-        EXPECT_EQ(module_receives(), (bytes{16, 0x83, '<'}));
-        EXPECT_EQ(profile.set_length, wanted.set_length) << int{wanted.type};
-        EXPECT_EQ(profile.read_reply_length, wanted.read_reply_length) << int{wanted.type};
-        EXPECT_EQ(profile.inputs, wanted.inputs) << int{wanted.type};
-        EXPECT_EQ(profile.map, wanted.map) << int{wanted.type};
-    }
-    EXPECT_EQ(record.errors3, 0);
 }
 
 TEST_F(Exchange, a_silent_module_is_asked_three_times_and_forgotten) {

@@ -44,7 +44,7 @@ TEST(Inputs, hold_the_bits_of_a_step_alone_and_are_read_again_only_when_no_byte_
         {TWO, {{0, 0x02}, {13, 0x03}}, 14, 1, 1, 0x03},
         {BYTE_14, {{1, 0x02}}, 14, 1, 0, 0},
         {BYTE_14, {{1, 0x02}}, 15, 1, 1, 0x00},
-        {BYTE_0, {{0, 0x03}}, 14, 1, 0, 0}, // the bytes behind it match
+        {BYTE_0, {{0, 0x03}}, 14, 1, 0, 0}, // the bytes after it match
         {BYTE_0, {{0, 0x80}}, 1, 5, 1, 0x80},
     };
     for (const auto &c : cases) {
@@ -71,23 +71,6 @@ TEST(SpiInputs, the_first_input_is_exact_and_the_second_only_not_0) {
     EXPECT_FALSE(inputs_follow(reply_with({{13, 0x04}}), step));
     EXPECT_TRUE(inputs_follow(reply_with({{7, 0x10}}), {14, 6, 7, 5, 0, 0}));
     EXPECT_FALSE(inputs_follow(reply_with({{13, 0x20}}), {15, 6, 13, 5, 0, 0}));
-}
-
-TEST(SpiInputs, two_bits_of_219_are_inverted_and_a_third_with_them) {
-    const struct {
-        uint8_t byte_7, byte_11;
-        uint8_t corrected_7, corrected_11;
-    } cases[] = {
-        {0x00, 0x02, 0xC0, 0x02},
-        {0x40, 0x00, 0x80, 0x02},
-        {0xC4, 0x22, 0x04, 0x20},
-        {0x3F, 0xFF, 0xFF, 0xFF},
-    };
-    for (const auto &raw : cases) {
-        fio_frame reply = reply_with({{7, raw.byte_7}, {11, raw.byte_11}});
-        correct_inputs(reply, 219);
-        EXPECT_EQ(reply, reply_with({{7, raw.corrected_7}, {11, raw.corrected_11}}));
-    }
 }
 
 TEST(SpiInputs, five_bytes_of_221_are_not_wired_and_other_types_are_left_alone) {

@@ -1,4 +1,5 @@
-// The walk over the command line with nothing started.
+// The walk over the command line with nothing started, and the inputs that the fuzzers have found
+// worth keeping, with every compiler.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -17,8 +18,10 @@ void walk(const std::vector<std::string> &arguments) {
     fuzz_option_walk({reinterpret_cast<const uint8_t *>(line.data()), line.size() - 1});
 }
 
-TEST(Corpus, every_command_line_stays_within_the_table) {
+TEST(Corpus, every_command_line_and_every_reply_is_taken_or_refused) {
     EXPECT_GT(replay("option_walk", fuzz_option_walk), 0);
+    EXPECT_GT(replay("fio_reply", fuzz_fio_reply), 0);
+    EXPECT_GT(replay("spi_reply", fuzz_spi_reply), 0);
 }
 
 TEST(OptionWalk, tests_take_the_records_that_are_left_and_none_more) {
@@ -35,7 +38,44 @@ TEST(OptionWalk, tests_take_the_records_that_are_left_and_none_more) {
         arguments.front() = "-E28"; // one record more
         walk(arguments);
         EXPECT_EQ(record_count, TEST_RECORDS - c.records + 1) << c.option;
+        EXPECT_EQ(last_claimed_record().kind_code, 7) << c.option;
+        EXPECT_EQ(last_claimed_record().hold, HOLD_NONE) << c.option;
     }
+}
+
+TEST(OptionWalk, each_test_gets_its_kind_code_and_storage_and_memory_tests_are_held) {
+    struct {
+        std::vector<std::string> arguments;
+        std::vector<int32_t> kinds;
+        int32_t hold = HOLD_NONE; // of the last record
+    } const cases[] = {
+        {{"-C1", "-P2", "-C2", "-P1"}, {3, 3, 2, 2}},
+        {{"-C8", "-P7", "-Ctext", "-P0"}, {4, 4, 4, 4}},
+        {{"-C3", "-P5"}, {0, 0}},
+        {{"-P3", "-C5"}, {1, 1}},
+        {{"-E2", "-E28"}, {5, 0, 5}},
+        {{"-L", "-S1", "-S2"}, {9, 6, 7}},
+        {{"-D"}, {8}, HOLD_REQUESTED},
+        {{"-Ysub"}, {11}, HOLD_REQUESTED},
+        {{"-Ma:b:0"}, {5}, HOLD_REQUESTED},
+        // An incomplete copy claims no record: it marks and holds the last one.
+        {{"-L", "-Ma:b"}, {5}, HOLD_REQUESTED},
+        // The first test on port 5 owns its synchronous side. A second producer there marks the
+        // last record, any other test that needs it does nothing.
+        {{"-F", "-E2", "-F", "-C3", "-P3", "-C5x"}, {10, 1, 5}},
+        {{"-P5", "-E2", "-F", "-C3", "-P3", "-C5x"}, {0, 5}},
+        {{"-C5", "-E2", "-P5"}, {1, 0}},
+    };
+    for (const auto &c : cases) {
+        walk(c.arguments);
+        std::vector<int32_t> kinds;
+        for (int32_t i = 1; i <= record_count; ++i)
+            kinds.push_back(status_table->records[static_cast<size_t>(i)].kind_code);
+        EXPECT_EQ(kinds, c.kinds) << c.arguments.back();
+        EXPECT_EQ(last_claimed_record().hold, c.hold) << c.arguments.back();
+    }
+    walk({"-Ma"});
+    EXPECT_EQ(status_table->records[0].kind_code, 5) << "without any test";
 }
 
 TEST(OptionWalk, settings_take_their_values_and_periods_come_into_their_ranges) {

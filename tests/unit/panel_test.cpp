@@ -81,7 +81,7 @@ std::string failed_open(const std::string &port) {
     return "Fail: Opening " + port + ": " + std::to_string(ENOENT);
 }
 
-TEST(Ports, that_are_missing_end_the_process_with_a_message_behind_labels_for_modem_lines) {
+TEST(Ports, that_are_missing_end_the_process_with_a_message_after_the_labels_of_modem_lines) {
     const writes labels = {"\033[3;13f", "RTS:", "\033[3;22f", "CTS:", "\033[3;31f", "DCD:"};
     for (const std::string name :
          {"sp1",   "sp1s",  "sp1sa", "sp1sb", "sp1sc", "sp1sd", "sp1se", "sp2",   "sp2s",
@@ -113,7 +113,7 @@ int polls_of_round(std::initializer_list<int> keys) {
     return polls;
 }
 
-TEST(Rounds, end_after_20_empty_polls_and_after_19_behind_a_key) {
+TEST(Rounds, end_after_20_empty_polls_and_after_19_that_follow_a_key) {
     EXPECT_EQ(polls_of_round({}), 20);
     EXPECT_EQ(polls_of_round({5, 24}), 24 + 19);
 }
@@ -128,14 +128,7 @@ TEST(LetterLines, run_from_40_a_to_40_z_and_begin_again) {
     }
 }
 
-class FrontPanel : public TableTest {};
-
-TEST_F(FrontPanel, a_claim_alone_takes_one_record_without_a_letter) {
-    EXPECT_EQ(front_panel_test(1), 1);
-    EXPECT_EQ(record_count, 1);
-    EXPECT_EQ(record(1).test_letter, 0);
-    EXPECT_EQ(started_process(1), 0);
-}
+using FrontPanel = TableTest;
 
 // Without the port the process ends before it could restart anything.
 TEST_F(FrontPanel, without_its_port_says_so_on_the_screen_and_leaves_its_record_alone) {

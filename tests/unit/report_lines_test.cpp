@@ -55,8 +55,8 @@ protected:
 constexpr char SAMPLES[] = " hist 12,22 11,21 10,20 17,27 16,26\n";
 constexpr char NO_SAMPLES[] = " hist 0,0 0,0 0,0 0,0 0,0\n";
 
-// Counters are signed in the list and hexadecimal in the report; the panel stands in neither.
-TEST_F(StatusReport, its_lines_and_those_of_the_results_list_stand_as_their_readers_expect_them) {
+// Counters are signed in the list and hexadecimal in the report; neither shows the panel.
+TEST_F(StatusReport, its_lines_and_those_of_the_results_list_have_the_form_that_readers_expect) {
     struct {
         char letter;
         int32_t unit;

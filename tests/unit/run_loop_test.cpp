@@ -160,7 +160,7 @@ TEST_F(StopSignals, each_kill_every_claimed_test_and_no_other_process) {
 
 TEST_F(StopSignals, end_the_run_though_no_test_had_written_its_id) {
     (void)start_idle_test();
-    (void)start_idle_test(2); // its last record stands behind those that are scanned
+    (void)start_idle_test(2); // its last record is above those that are scanned
     bogus_count = 1;
     process_count = record_count - bogus_count;
     record_count = 1;

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Changes one constant or comparison of the program at a time and tells which changes the tests do
-not notice.
+"""Changes one constant or comparison of the program at a time and reports which changes the tests
+do not notice.
 
-    tests/support/mutate.py                              changes in a random hundred lines
-    tests/support/mutate.py --sample 300 --seed 2        more, others
-    tests/support/mutate.py --files 'serial/*' --sample 0    every change in a folder
-    tests/support/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
+    tools/mutate.py                              changes in a random hundred lines
+    tools/mutate.py --sample 300 --seed 2        more, others
+    tools/mutate.py --files 'serial/*' --sample 0    every change in a folder
+    tools/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
 
 It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
 one runs at the same time. A changed program may kill every process it
@@ -35,10 +35,10 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 WORK = os.path.join(ROOT, os.environ.get("HK_MUTATION_FOLDER", "build/mutation"))
 COPY = os.path.join(WORK, "source")
 BUILD = os.path.join(WORK, "build")
-FOLDERS = ("supervisor", "serial", "fio", "storage", "panel")
+FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel")
 MEMORY_MAX_KB = 8 << 20
 
-EQUIVALENT = os.path.join(ROOT, "tests", "equivalent_changes.txt")
+EQUIVALENT = os.path.join(ROOT, "tools", "equivalent_changes.txt")
 UNIT = "unit_tests"
 NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
@@ -47,6 +47,7 @@ WHOLE_RUNS = {
     "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
+    "runtime": "StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
     "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
