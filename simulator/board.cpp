@@ -91,22 +91,18 @@ void pass_on_rest(std::span<event_source *const> sources) {
         source->report_unsent();
 }
 
+void run_to_the_end(const program_run &run, std::span<event_source *const> sources) {
+    while (!run.ended)
+        turn(sources, NEVER);
+    for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
+    }
+    pass_on_rest(sources);
+}
+
 bool open_nodes(const device_set &devices) {
     for (const std::unique_ptr<device> &each : devices.devices)
         if (!each->open_nodes())
             return false;
-    return true;
-}
-
-bool start_program(program_run &program, request_channel &requests, const board &built,
-                   const machine_paths &paths) {
-    program.run_us = built.settings.run_us;
-    for (const std::unique_ptr<device> &each : built.devices.devices)
-        requests.takers.push_back(each.get());
-    const std::vector<uint32_t> ioctls = requests.stopped_ioctls();
-    if (!program.start({paths.program, paths.directory.c_str(), ioctls}))
-        return false;
-    requests.listener = std::move(program.listener);
     return true;
 }
 
@@ -117,24 +113,25 @@ bool build_board(const command_line &given, board &built) {
     return carry_out_options(given, built) && deal_out_faults(built);
 }
 
-int run_board(board &built, const machine_paths &paths) {
+int run_board(board &built, char *const *program, const machine_paths &paths) {
     raise_priority();
     bring_up_network(built.settings.mac);
-    program_run program;
-    request_channel requests;
-    if (!build_root(paths.own_program) || !open_nodes(built.devices) ||
-        !start_program(program, requests, built, paths))
+    if (!build_root(paths.own_program) || !open_nodes(built.devices))
         return STATUS_NO_BOARD;
 
-    std::vector<event_source *> sources = {&program, &requests, &output};
-    for (const std::unique_ptr<device> &each : built.devices.devices)
+    program_run run;
+    request_channel requests;
+    std::vector<event_source *> sources = {&run, &requests, &output};
+    for (const std::unique_ptr<device> &each : built.devices.devices) {
+        requests.takers.push_back(each.get());
         sources.push_back(each.get());
-    while (!program.ended)
-        turn(sources, NEVER);
-    for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
-    pass_on_rest(sources);
-    return program.status;
+    run.run_us = built.settings.run_us;
+    if (!run.start({program, paths.directory.c_str(), requests.stopped_ioctls()}))
+        return STATUS_NO_BOARD;
+    requests.listener = std::move(run.listener);
+    run_to_the_end(run, sources);
+    return run.status;
 }
 
 } // namespace simulator

@@ -18,16 +18,15 @@ struct board {
 // options contradict each other or a fault finds nothing to break.
 bool build_board(const command_line &given, board &built);
 
-// What is on the machine, to be asked for outside the namespaces: where the root is not the topmost
-// mount (chroot(2)), the kernel gives other paths inside.
+// Paths on the machine, to be asked for outside the namespaces: where the root is not the topmost
+// mount (chroot(2)), the kernel gives other ones inside.
 struct machine_paths {
-    char *const *program;    // its name and arguments
-    std::string directory;   // where it is to run
+    std::string directory;   // where the program is to run
     std::string own_program; // hk_board itself
 };
 
 // The first process of the board's namespaces: sets everything up, runs the program and the devices
-// until it has ended. Returns the exit status of the run.
-int run_board(board &built, const machine_paths &paths);
+// until it has ended. `program` is its name and its arguments. Returns the exit status of the run.
+int run_board(board &built, char *const *program, const machine_paths &paths);
 
 } // namespace simulator

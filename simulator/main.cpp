@@ -52,7 +52,6 @@ int main(int argc, char **argv) {
     if (!build_board(given, built))
         return STATUS_USAGE;
     machine_paths paths;
-    paths.program = given.program;
     if (!find_paths(paths) || !open_output(built.settings))
         return STATUS_NO_BOARD;
 
@@ -61,5 +60,5 @@ int main(int argc, char **argv) {
         return STATUS_NO_BOARD;
     if (inside > 0)
         return wait_outside(inside, built.devices.terminal);
-    _exit(run_board(built, paths)); // ends every process of the board
+    _exit(run_board(built, given.program, paths)); // ends every process of the board
 }

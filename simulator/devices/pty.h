@@ -43,7 +43,7 @@ std::vector<uint8_t> take_written(const pty &line);
 size_t unread_bytes(const pty &line);
 
 // True when it is certain that no byte is under way to the program: there was nothing to read.
-// False when there is something to read, whether or not more is under way behind it.
+// False when there is something to read, whether or not more is under way after it.
 bool nothing_under_way(const pty &line);
 
 // A descriptor that becomes ready to read each time the program has read from the line (at times

@@ -6,15 +6,16 @@
 #include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
 
-#include <span>
+#include <cstdint>
 #include <sys/types.h>
+#include <vector>
 
 namespace simulator {
 
 struct program_start {
-    char *const *arguments; // its name first
-    const char *directory;  // where it runs
-    std::span<const uint32_t> stopped_ioctls;
+    char *const *arguments;               // its name first
+    const char *directory;                // where it runs
+    std::vector<uint32_t> stopped_ioctls; // request numbers, see request_filter.h
 };
 
 struct program_run final : event_source {

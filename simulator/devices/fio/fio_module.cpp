@@ -47,7 +47,7 @@ std::vector<uint8_t> fio_module::execute(uint8_t command, std::span<const uint8_
     }
 }
 
-// Behind SPI, the two top bits of module 219's input byte 7 are inverted, and as long as one of
+// On SPI, the two top bits of module 219's input byte 7 are inverted, and as long as one of
 // them then reads as set, so is bit 2 of byte 11.
 std::array<uint8_t, MODULE_BYTES> fio_module::read_inputs() const {
     std::array<uint8_t, MODULE_BYTES> inputs{};

@@ -25,12 +25,12 @@ constexpr uint8_t COMMAND_IDENTIFY = '<';
 constexpr uint8_t REPLY_MARK = 0x80;
 
 struct fio_module {
-    // `name` is what faults call it. `type` stands in its identification.
+    // `name` is what faults call it. `type` is what it identifies itself as.
     fio_module(std::string module_name, int module_type, module_wiring harness);
 
     std::string name;
     uint8_t type;
-    bool top_bits_inverted = false; // as module 219 behind SPI has them, see read_inputs
+    bool top_bits_inverted = false; // as module 219 on SPI has them, see read_inputs
 
     // The data of the reply to a command, without marker and check byte; a read returns
     // `input_bytes` inputs. Nothing for a command it does not know, or does not answer.

@@ -18,7 +18,7 @@ struct module_wiring {
     std::vector<wire> wires;
 };
 
-// The harness of a module type on the sync port, and behind SPI.
+// The harness of a module type on the sync port, and on SPI.
 module_wiring line_harness(int module_type);
 module_wiring spi_harness(int module_type);
 

@@ -128,7 +128,8 @@ void serial_port::hand_over_frames() {
 
 // Looking whether nothing is under way waits for what is, so the count is exact after it if the
 // queue was empty. When the program reads part of its queue while bytes are under way, the expected
-// count is never reached; then the next time it has read everything tells.
+// count is never reached; then the queue counts as complete when the program has next read it
+// empty.
 bool serial_port::has_arrived() {
     if (hung_up || nothing_under_way(line) || unread_bytes(line) >= expected_unread)
         expected_unread = 0;

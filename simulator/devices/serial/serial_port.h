@@ -9,7 +9,7 @@
 //
 // tcdrain returns when what was written can be read at the far end. The program paces itself by it,
 // as on the board, where the driver drains at the speed of the line: the simulated line is never
-// behind the program, however busy the machine is.
+// late for the program, however busy the machine is.
 #pragma once
 
 #include "simulator/devices/device.h"

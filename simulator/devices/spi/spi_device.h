@@ -1,4 +1,4 @@
-// A node of the SPI user-space interface (/dev/manufacturer, /dev/reserved) and what is behind it:
+// A node of the SPI user-space interface (/dev/manufacturer, /dev/reserved) and what it leads to:
 // a field I/O module, or a plug that sends back what it gets. The node is an ordinary file; its
 // requests never reach the kernel, see linux/spi/spidev.h for them.
 //

@@ -1,5 +1,5 @@
-// What the board tells the operator: the system log and its own notes, line by line with the time
-// of day, on standard output and in the file of --log.
+// What the board shows to the operator: the system log and its own notes, line by line with the
+// time of day, on standard output and in the file of --log.
 //
 // Standard output may be a pipe that nobody empties. The board must go on then, so lines wait in a
 // bounded store until they can be written; what does not fit is counted and the count is shown.
