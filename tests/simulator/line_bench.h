@@ -72,6 +72,12 @@ struct line_bench {
         return finish([&] { return asked.request(now, call); }).result;
     }
 
+    // Sets what is set already, with one of the requests that set.
+    void set_again(port &asked, uint32_t number) {
+        const auto nothing = [](tty_settings &) {};
+        (void)set(asked, nothing, number);
+    }
+
     // What cfmakeraw(3) does, and the speed as a number.
     static void make_raw(tty_settings &wanted, uint32_t bps) {
         wanted.c_iflag = 0;

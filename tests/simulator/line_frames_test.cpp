@@ -138,6 +138,18 @@ TEST_F(line_frames, a_damaged_frame_is_dropped_and_one_garbled_after_its_check_i
     EXPECT_EQ(read(two), "A5");
 }
 
+TEST_F(line_frames, a_stalled_line_holds_its_frames) {
+    numbered_faults faults;
+    faults.stall_until = now + 3 * SECOND;
+    joint.set_faults(one, faults);
+    set_up(one);
+    set_up(two);
+    write(one, "frame");
+    drain(one);
+    EXPECT_GT(now, faults.stall_until);
+    EXPECT_EQ(read(two), "frame");
+}
+
 struct line_faulty : testing::Test, line_bench {
     numbered_faults faults;
 

@@ -148,7 +148,8 @@ TEST_F(line_input, a_signal_character_flushes_both_queues) {
 TEST_F(line_input, output_in_cooked_mode_gets_carriage_returns) {
     set(one, [](tty_settings &wanted) { wanted.c_oflag = OPOST | ONLCR; });
     EXPECT_EQ(sent_across(*this, "a\nb\n"), "a\r\nb\r\n");
-    EXPECT_EQ(write(one, std::string(4000, '\n')), 2047) << "both bytes or none";
+    EXPECT_EQ(write(one, std::string(4000, '\n')), 2047);
+    EXPECT_EQ(request(one, TIOCOUTQ), 4094) << "both bytes or none";
 }
 
 struct sending {

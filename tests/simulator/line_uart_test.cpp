@@ -112,6 +112,15 @@ TEST_F(line_uart, a_parity_that_differs_is_an_error_of_the_receiver) {
     EXPECT_EQ(two.counts().parity_errors, 3);
 }
 
+// The parity bit of an A is low. A receiver that expects the stop bit there takes it for the next
+// start bit: after it come the stop bit, the second start bit and the first bits of the second A.
+TEST_F(line_uart, a_low_stop_bit_is_taken_for_a_start_bit) {
+    open_raw(9600);
+    set_framing(one, 9600, CS8 | PARENB);
+    EXPECT_EQ(sent_across(*this, "AA"), "A\x05\xfe");
+    EXPECT_EQ(two.counts().framing_errors, 1);
+}
+
 // 8N1 heard as 7E1: the eighth data bit is taken for the parity.
 TEST_F(line_uart, data_bits_and_parity_are_what_the_receiver_takes_for_them) {
     open_raw(9600);

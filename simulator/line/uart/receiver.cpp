@@ -31,8 +31,6 @@ void receiver::advance(int64_t now) {
     while (const auto heard = ear.next(now)) {
         if (!listening)
             continue;
-        if (timeout_time() <= heard->time)
-            deliver();
         fifo.push_back(*heard);
         if (fifo.size() >= trigger)
             deliver();
