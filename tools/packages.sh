@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the scripts of the top folder.
 
 # Runs a command and shows what it prints only when it fails.

@@ -19,7 +19,7 @@ constexpr int ENDED_BY_THE_BOARD = 124;
 
 constexpr char TESTS[] = {'C', 'P', 'E', 'F', 'L', 'S', 'Y', 'M', 'D'};
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HK_SANITIZED)
 constexpr bool LIMITS_ARE_THE_PROGRAMS = false;
 #else
 constexpr bool LIMITS_ARE_THE_PROGRAMS = sizeof(HK_EMULATOR) == 1;

@@ -20,7 +20,7 @@ using std::chrono::steady_clock;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HK_SANITIZED)
 constexpr int SLOWNESS = 4;
 #else
 constexpr int SLOWNESS = sizeof(HK_EMULATOR) > 1 ? 4 : 1;
