@@ -42,4 +42,4 @@ constexpr line_row REPORT_ROWS[] = {
     {record_letter::PANEL, ""},
 };
 // clang-format on
-static_assert(has_a_row_for_every_letter(REPORT_ROWS));
+static_assert(has_a_row_for_every_letter(REPORT_ROWS), "each record_letter has one row");

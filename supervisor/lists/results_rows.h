@@ -50,4 +50,4 @@ constexpr line_row RESULTS_ROWS[] = {
     {record_letter::PANEL, ""},
 };
 // clang-format on
-static_assert(has_a_row_for_every_letter(RESULTS_ROWS));
+static_assert(has_a_row_for_every_letter(RESULTS_ROWS), "each record_letter has one row");

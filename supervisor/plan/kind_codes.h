@@ -3,7 +3,7 @@
 #include <cstdint>
 
 // The number that begins every line of the results list. Production scripts know them. Some tests
-// share a number with another: the name in the line is what distinguishes them.
+// share a number: the name in the line distinguishes them. A new test takes the next free number.
 enum kind_code : int32_t {
     // The serial links: the receiver and the producer at the other end carry the same code. The
     // name is that of the receiving port.

@@ -236,7 +236,17 @@ constexpr bool every_letter_has_a_row() {
     }
     return letters == std::size(OPTIONS);
 }
-static_assert(every_letter_has_a_row());
+static_assert(
+    every_letter_has_a_row(),
+    "each letter of OPTION_STRING has one row in OPTIONS, and a colon if it takes an argument");
+
+// Without records a test would claim one beyond the end of the status table.
+constexpr bool every_test_claims_records() {
+    return std::all_of(
+        std::begin(OPTIONS), std::end(OPTIONS),
+        [](const option_row &row) { return row.rule == kind_rule::NONE || row.records > 0; });
+}
+static_assert(every_test_claims_records(), "a row with a kind code has `records`");
 
 } // namespace
 

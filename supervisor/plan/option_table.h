@@ -10,7 +10,8 @@
 
 #include "supervisor/plan/kind_codes.h"
 
-// The letters of the command line, a colon after each that takes an argument; see getopt(3).
+// The letters of the command line, a colon after each that takes an argument; see getopt(3). Their
+// order is part of the usage text. A new letter goes to the end.
 constexpr char OPTION_STRING[] = "eihb:d:f:l:E:P:C:I:S:Y:M:FDLK";
 
 // The letters of the options. Those of the records are others, see record_letter.
@@ -66,12 +67,12 @@ enum class kind_rule : uint8_t {
 
 enum class start_state : uint8_t {
     RUNNING,
-    HELD, // nothing on the command line releases it
+    HELD, // no option releases it: it loads the board's memory or file store for as long as it runs
 };
 
 enum class start_pause : uint8_t {
     NONE,
-    AFTER_START, // 50 ms, in which the new test writes its id
+    AFTER_START, // 50 ms: the new test opens its device before the next test starts
     ALWAYS,      // also when nothing was started
 };
 
