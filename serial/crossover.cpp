@@ -43,6 +43,7 @@ struct crossover {
     PatternSource pattern;
     int x_port = -1;
     int y_port = -1;
+    bool gave_up = false;
     int32_t silence = 0; // failed reads since the last good one
     int32_t length = 0;  // of the frame in hand
 
@@ -61,15 +62,15 @@ struct pace {
     timeval deadline;
 };
 
-void give_up(crossover &test, const char *port) {
+void give_up_port(crossover &test, const char *port) {
     log_format("Couldn't open SP%s", port);
-    set_shared_word(test.record.pid, PID_STOP);
+    give_up(test);
 }
 
 void open_ports(crossover &test) {
     test.x_port = open_async_port(test.x, O_RDWR);
     if (test.x_port < 0)
-        return give_up(test, test.x);
+        return give_up_port(test, test.x);
     test.record.unit = port_number(test.x);
     if (!test.two_ports()) {
         test.y_port = test.x_port;
@@ -77,7 +78,7 @@ void open_ports(crossover &test) {
     }
     test.y_port = open_async_port(test.y, O_RDWR);
     if (test.y_port < 0)
-        return give_up(test, test.y);
+        return give_up_port(test, test.y);
     test.x_record.unit = port_number(test.x);
     test.record.unit = port_number(test.y);
     set_shared_word(test.x_record.pid, shared_word(test.record.pid));

@@ -22,6 +22,7 @@ struct echo {
     TestRecord &record;
     const char *name;
     int port = -1;
+    bool gave_up = false;
 
     void set_up();
     void turn();
@@ -30,7 +31,7 @@ struct echo {
 void echo::set_up() {
     port = open_async_port(name, O_RDWR);
     if (port < 0)
-        set_shared_word(record.pid, PID_STOP);
+        give_up(*this);
     else
         record.unit = port_number(name);
 }

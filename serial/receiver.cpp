@@ -25,7 +25,8 @@ struct receiver {
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
     bool was_held = false; // what came meanwhile is stale
-    int32_t silence = 0;   // failed reads since the last good one
+    bool gave_up = false;
+    int32_t silence = 0; // failed reads since the last good one
 
     void turn();
     void before_nap();
@@ -42,7 +43,7 @@ void open_port(receiver &test) {
     test.port = open_async_port(test.name, O_RDWR);
     if (test.port <= PORT_NOT_OPEN) {
         ++test.record.errors3;
-        set_shared_word(test.record.pid, PID_STOP);
+        give_up(test);
         return;
     }
     drain_input(test.port);
