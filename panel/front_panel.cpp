@@ -17,7 +17,7 @@
 #include "runtime/clock.h"
 #include "runtime/poll.h"
 #include "runtime/runner.h"
-#include "serial/port_access.h"
+#include "serial/port_settings.h"
 
 namespace {
 

@@ -22,6 +22,7 @@
 #include "runtime/system_log.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
+#include "serial/port_settings.h"
 
 namespace {
 

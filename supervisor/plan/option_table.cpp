@@ -13,6 +13,7 @@
 #include "serial/crossover.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "serial/port_settings.h"
 #include "storage/dram.h"
 #include "storage/file_copy.h"
 #include "storage/files.h"
