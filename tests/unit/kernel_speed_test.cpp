@@ -25,6 +25,11 @@ kernel_settings asked = {}; // by the last request that sets and flushes
 
 } // namespace
 
+// With 64-bit time on a 32-bit machine the C library calls ioctl(2) by another name.
+#if __SIZEOF_LONG__ == 4
+#define __real_ioctl __real___ioctl_time64
+#define __wrap_ioctl __wrap___ioctl_time64
+#endif
 extern "C" {
 int __real_ioctl(int, unsigned long, void *);
 int __wrap_ioctl(int, unsigned long, ...);
