@@ -42,8 +42,7 @@ void echo::turn() {
     const bool ready = input_within(port, POLL_MS);
     const int32_t count = receive_block(port, ready, CLEARED_BYTES);
     if (count <= 0) {
-        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-        if (ready)
+        if (ready && has_hung_up(port)) // keep the pace of the polls
             sleep_us(POLL_MS * 1000);
         return;
     }

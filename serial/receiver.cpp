@@ -85,8 +85,7 @@ void receive_until_held(receiver &test) {
             continue;
         }
         count_silence(test);
-        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-        if (ready)
+        if (ready && has_hung_up(test.port)) // keep the pace of the polls
             sleep_us(2 * POLL_MS * 1000);
     }
 }
