@@ -32,11 +32,12 @@ struct receiver {
     void before_nap();
 };
 
-// A far end that never pauses is never stale enough: start the receiver first. A failed read ends
-// it too, since a port that has hung up would never fall silent.
+// Goes on for as long as the poll reports data. A far end that never pauses keeps it going: start
+// the receiver first. A port that has hung up would never fall silent: it ends this.
 void drain_input(int port) {
-    while (input_within(port, DRAIN_POLL_MS) && read_block(port) > 0)
-        ;
+    while (input_within(port, DRAIN_POLL_MS))
+        if (read_block(port) <= 0 && has_hung_up(port))
+            return;
 }
 
 void open_port(receiver &test) {
