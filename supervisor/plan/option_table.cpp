@@ -41,8 +41,8 @@ int32_t fio_loop_needs(const char *) {
 }
 
 void start_fio_loop(const char *) {
-    (void)fio_loop_test(0, "5");
-    sync_owner = record_count;
+    if (fio_loop_test(0, "5") >= 0)
+        sync_owner = record_count;
 }
 
 void start_spi_fio_loop(const char *) {
