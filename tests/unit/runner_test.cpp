@@ -170,7 +170,7 @@ TEST_F(Runner, a_test_naps_5_ms_after_its_mark_except_for_spi_fio_which_naps_bef
         steps end;
     } const cases[] = {
         {[] { (void)spi_device_test(0, 3); }, {"nap 5000 finished"}},
-        {[] { (void)spi_fio_loop_test(0, "/dev/null"); }, {"nap 5000 stopped"}},
+        {[] { (void)spi_fio_loop_test(0, "/dev/null"); }, {"nap 5000 stopped", "close finished"}},
         {[] { (void)fio_loop_test(0, "9none"); }, {"nap 5000 finished finished"}},
         {[] { filesystem_test(0, "made"); },
          {"unlink stopped", "nap 5000 finished", "rmdir finished"}},
