@@ -174,9 +174,10 @@ bool run_test(Test &test) {
     return true;
 }
 
-// Starts a test whose records have been claimed. With `no_fork` not 0 it starts nothing and returns
-// `no_fork`; otherwise it returns the test process's id, or -1 when fork failed. It returns in the
-// test process too, 0, when the set-up failed: the caller goes on as a second supervisor.
+// Starts a test whose records have been claimed. With `no_fork` not 0, which the option walk never
+// passes, it starts nothing and returns `no_fork`: for a caller that only claims. Otherwise it
+// returns the test process's id, or -1 when fork failed. It returns in the test process too, 0,
+// when the set-up failed: the caller goes on as a second supervisor.
 template <typename Test>
 pid_t start_test(int no_fork, Test test) {
     if (no_fork != 0)

@@ -147,7 +147,7 @@ pace wait_for_line(const crossover &test) {
         wait.deadline.tv_usec -= US_PER_S;
         ++wait.deadline.tv_sec;
     }
-    wait.poll_ms = std::max(wait.delay_us / 1000, 1);
+    wait.poll_ms = wait.delay_us / 1000; // 2 or more
     wait.poll_ms = wait.poll_ms <= 997 ? wait.poll_ms + 1 : POLL_MAX_MS;
     return wait;
 }

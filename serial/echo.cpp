@@ -1,5 +1,5 @@
 // Sends back whatever arrives on one serial port, so that the unit at the far end can check its own
-// data after a round trip.
+// data after a round trip. No option starts it: it is kept for the far end of a link.
 
 #include "serial/echo.h"
 

@@ -30,5 +30,5 @@ int open_sync_port(const char *port);
 // the line is asserted, else 0. On a port without modem lines the answer means nothing.
 int set_rts(int fd, int on);
 int get_cts(int fd);
-int get_dsr(int fd);
+int get_dsr(int fd); // completes the set; no test looks at DSR
 int get_dcd(int fd);
