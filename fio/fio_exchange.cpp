@@ -1,6 +1,6 @@
 // The deadline is tight, so the exchange yields the processor right after the transmission and
 // polls in slices of 6 ms. A reply is known by the byte at its marker's place alone; one that came
-// behind stray bytes is realigned.
+// after stray bytes is realigned.
 
 #include "fio/fio_exchange.h"
 

@@ -23,7 +23,7 @@ int fio_exchange(std::span<const uint8_t> request, std::span<uint8_t> reply, uin
 // The parts of it that need no port.
 
 // What one read brings, with room for a frame that begins up to two bytes before it or goes on
-// behind it.
+// after it.
 struct receive_area {
     static constexpr size_t HEADROOM = 2;
     static constexpr size_t READ_BYTES = 1000;

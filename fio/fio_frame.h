@@ -37,7 +37,7 @@ constexpr uint16_t IDENTIFY_REPLY_LENGTH = 4;
 constexpr size_t COMMAND_AT = 2; // byte of a request, and of the marker in a reply
 constexpr size_t DATA_AT = 3;    // first byte of payload or data
 
-// The byte that tells a reply to `command`.
+// The byte that marks a reply to `command`.
 constexpr uint8_t reply_marker(uint8_t command) {
     return static_cast<uint8_t>(command + 0x80);
 }

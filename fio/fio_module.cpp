@@ -133,7 +133,7 @@ int fio_map_pass(int port, TestRecord &record, uint8_t address, fio_frame &reply
 
 // Each byte that matches ends the attempts, one that the step does not name too: the inputs are
 // only read again when every compared byte is wrong, and a wrong byte 0 counts only then. A wrong
-// byte behind one that matched counts at once.
+// byte after one that matched counts at once.
 int32_t compare_inputs(TestRecord &record, const fio_frame &reply, const loop_step &step,
                        int32_t step_index, uint8_t inputs, int32_t attempt) {
     for (uint8_t byte = 0; byte < inputs; ++byte) {

@@ -38,7 +38,7 @@ constexpr place read_place(const char *&sheet) {
     return {byte, bit};
 }
 
-// A place behind its `sign`, or `otherwise` where the sign is not there.
+// A place after its `sign`, or `otherwise` where the sign is not there.
 constexpr place read_optional(const char *&sheet, char sign, place otherwise) {
     return *sheet == sign ? read_place(++sheet) : otherwise;
 }

@@ -17,7 +17,7 @@
 #include "runtime/clock.h"
 #include "runtime/poll.h"
 #include "runtime/runner.h"
-#include "serial/port_access.h"
+#include "serial/port_settings.h"
 
 namespace {
 
@@ -91,8 +91,7 @@ void show_bytes(std::span<const uint8_t> bytes) {
 void take_key(front_panel &front) {
     std::array<uint8_t, READ_BYTES> buffer;
     const auto count = static_cast<int32_t>(read(STDIN_FILENO, buffer.data(), buffer.size()));
-    // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-    if (count <= 0)
+    if (count <= 0 && has_hung_up(STDIN_FILENO)) // keep the pace of the polls
         sleep_us(POLL_MS * 1000);
     const std::span<const uint8_t> received(buffer.data(), static_cast<size_t>(std::max(count, 0)));
     const uint8_t key = key_of(received);

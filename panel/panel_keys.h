@@ -24,7 +24,7 @@ int32_t escapes_after(int32_t escapes, uint8_t key);
 constexpr int32_t IDLE_POLLS = 20; // empty ones, until the next line of letters
 
 // One round at the panel: polls until no key has come for a while. `key_came` polls once,
-// `take_key` takes the key that it reported. Behind a key the count begins anew with that poll as
+// `take_key` takes the key that it reported. After a key the count begins anew with that poll as
 // its first, so that 19 further empty ones end the round.
 template <typename KeyCame, typename TakeKey>
 void poll_until_idle(KeyCame key_came, TakeKey take_key) {

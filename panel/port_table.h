@@ -8,7 +8,6 @@ constexpr int PORT_NAME_MAX = 32; // bytes, the closing zero included
 
 struct port_row {
     char name[PORT_NAME_MAX];
-    uint8_t kind;   // 1: asynchronous character port; 0: any other
     uint8_t labels; // non-zero: the screen gets labels for the modem lines when it is opened
     int fd = -1;    // of the last open; the opener's to close
 };

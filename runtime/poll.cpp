@@ -21,6 +21,11 @@ bool input_within(int fd, int32_t timeout_ms) {
     return event_within(fd, POLLIN | POLLPRI, timeout_ms);
 }
 
+bool has_hung_up(int fd) {
+    pollfd port = {fd, 0, 0}; // what is not asked for is reported all the same
+    return poll(&port, 1, 0) > 0 && (port.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
+
 bool output_within(int fd, int32_t timeout_ms) {
     return event_within(fd, POLLOUT, timeout_ms);
 }

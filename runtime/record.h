@@ -47,7 +47,9 @@ struct TestRecord {
                                // receiver counts good blocks into it too, the field I/O test on the
                                // sync port each read of its inputs
     int32_t errors;            // primary error counter
-    int32_t errors2;           // mismatches
+    int32_t errors2;           // data that came wrong: bad blocks, frames or inputs. Of the serial
+                               // tests also runs of silence, of the crossover line faults too; of
+                               // -S short reads, failed loopback transfers and opens
     int32_t errors3;           // per test
     int32_t hist_next;         // 0..7, the slot that the next error sample takes
     std::array<ErrorSample, RING_SLOTS> hist;

@@ -14,13 +14,14 @@
 //
 // All the rest is there only where a test needs it, in this order of a test's life:
 //
-//     void set_up();           // before the first turn. One that cannot go on writes PID_STOP
+//     void set_up();           // before the first turn. One that cannot go on gives up
 //     bool set_up();           // or returns false, see run_test
 //     void before_nap();       // a hold was seen
 //     void after_nap();        // it may still be on
 //     void end();              // the stop was seen; the record is not marked yet
 //     void release();          // 5 ms after the mark
 //
+//     bool gave_up = false;                          // of a test that may give_up
 //     TestRecord &second_record;                     // marked as the first one is
 //     static constexpr bool PID_AFTER_SET_UP = true; // the id is written once the device is open
 //     static constexpr bool NAP_BEFORE_MARK = true;  // the last nap comes before the mark
@@ -61,6 +62,15 @@ inline bool is_held(const TestRecord &record) {
     return shared_word(record.hold) != HOLD_NONE;
 }
 
+// Ends a test that cannot go on, after the turn or set-up that calls it. The test remembers it
+// itself: a supervisor whose wait(2) fails at that moment takes PID_STOP for its child's id and
+// overwrites it, see reap_records.
+template <typename Test>
+void give_up(Test &test) {
+    test.gave_up = true;
+    set_shared_word(test.record.pid, PID_STOP);
+}
+
 // What a test says of itself, or the usual.
 template <typename Test>
 constexpr bool PID_LAST = false;
@@ -85,6 +95,14 @@ requires requires {
     Test::HOLD_NAP_US;
 }
 constexpr int32_t HOLD_NAP<Test> = Test::HOLD_NAP_US;
+
+template <typename Test>
+bool is_over(const Test &test) {
+    if constexpr (requires { test.gave_up; })
+        if (test.gave_up)
+            return true;
+    return told_to_stop(test.record);
+}
 
 // Writes an id or a marker into the test's record, its second one first.
 template <typename Test>
@@ -147,7 +165,7 @@ bool run_test(Test &test) {
         set_shared_word(test.record.pid, PID_STOP);
         return false;
     }
-    while (!told_to_stop(test.record))
+    while (!is_over(test))
         if (is_held(test.record))
             nap_while_held(test);
         else
@@ -156,9 +174,10 @@ bool run_test(Test &test) {
     return true;
 }
 
-// Starts a test whose records have been claimed. With `no_fork` not 0 it starts nothing and returns
-// `no_fork`; otherwise it returns the test process's id, or -1 when fork failed. It returns in the
-// test process too, 0, when the set-up failed: the caller goes on as a second supervisor.
+// Starts a test whose records have been claimed. With `no_fork` not 0, which the option walk never
+// passes, it starts nothing and returns `no_fork`: for a caller that only claims. Otherwise it
+// returns the test process's id, or -1 when fork failed. It returns in the test process too, 0,
+// when the set-up failed: the caller goes on as a second supervisor.
 template <typename Test>
 pid_t start_test(int no_fork, Test test) {
     if (no_fork != 0)

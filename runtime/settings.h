@@ -8,8 +8,9 @@
 
 extern int32_t led_period;  // seconds between two changes of the LED; 1..60 after the options
 extern int32_t log_period;  // seconds between two results lists; 5..600 after the options
-extern int32_t xfer_length; // bytes; transfer length of the serial tests, which also overwrite it
-extern int32_t error_flag;  // set by -e, cleared by -i; kept, nothing reads it
+extern int32_t xfer_length; // bytes that a receiver clears of its buffer before each read;
+                            // a test that generates blocks leaves their length here
+extern int32_t error_flag;  // set by -e, cleared by -i; kept for old scripts, nothing reads it
 extern uint8_t hdlc_mode;   // non-zero: asynchronous opens become synchronous ones
 
 // Brings both periods into their ranges, once the whole command line has been read.

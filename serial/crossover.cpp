@@ -22,6 +22,7 @@
 #include "runtime/system_log.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
+#include "serial/port_settings.h"
 
 namespace {
 
@@ -43,6 +44,7 @@ struct crossover {
     PatternSource pattern;
     int x_port = -1;
     int y_port = -1;
+    bool gave_up = false;
     int32_t silence = 0; // failed reads since the last good one
     int32_t length = 0;  // of the frame in hand
 
@@ -61,15 +63,15 @@ struct pace {
     timeval deadline;
 };
 
-void give_up(crossover &test, const char *port) {
+void give_up_port(crossover &test, const char *port) {
     log_format("Couldn't open SP%s", port);
-    set_shared_word(test.record.pid, PID_STOP);
+    give_up(test);
 }
 
 void open_ports(crossover &test) {
     test.x_port = open_async_port(test.x, O_RDWR);
     if (test.x_port < 0)
-        return give_up(test, test.x);
+        return give_up_port(test, test.x);
     test.record.unit = port_number(test.x);
     if (!test.two_ports()) {
         test.y_port = test.x_port;
@@ -77,7 +79,7 @@ void open_ports(crossover &test) {
     }
     test.y_port = open_async_port(test.y, O_RDWR);
     if (test.y_port < 0)
-        return give_up(test, test.y);
+        return give_up_port(test, test.y);
     test.x_record.unit = port_number(test.x);
     test.record.unit = port_number(test.y);
     set_shared_word(test.x_record.pid, shared_word(test.record.pid));
@@ -145,7 +147,7 @@ pace wait_for_line(const crossover &test) {
         wait.deadline.tv_usec -= US_PER_S;
         ++wait.deadline.tv_sec;
     }
-    wait.poll_ms = std::max(wait.delay_us / 1000, 1);
+    wait.poll_ms = wait.delay_us / 1000; // 2 or more
     wait.poll_ms = wait.poll_ms <= 997 ? wait.poll_ms + 1 : POLL_MAX_MS;
     return wait;
 }

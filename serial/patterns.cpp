@@ -32,7 +32,7 @@ constexpr uint8_t sample_frame_table[] = {
 constexpr int32_t TABLE_BYTES = sizeof sample_frame_table;
 static_assert(TABLE_BYTES == 12 * 20 && TABLE_BYTES < TRANSFER_BYTES);
 
-constexpr uint8_t SHORT_FRAME[] = {')', '(', '\'', 0}; // stands in for a run of less than 3 bytes
+constexpr uint8_t SHORT_FRAME[] = {')', '(', '\'', 0}; // in place of a run of less than 3 bytes
 constexpr uint8_t SYNC_HEADER[] = {0x17, 0x00, 0x03};
 
 // 1-based position of the first byte that differs, 0 for none.
@@ -49,7 +49,7 @@ int32_t generate_frame(uint8_t *expected, int32_t length) {
     int32_t count = 0;
     while (index < TABLE_BYTES && index < length && sample_frame_table[index] != 0)
         expected[count++] = sample_frame_table[index++];
-    expected[index] = 0; // by the table's index, behind the copy: part of the design
+    expected[index] = 0; // by the table's index, after the copy: part of the design
     if (count < 3) {
         memcpy(expected, SHORT_FRAME, sizeof SHORT_FRAME);
         count = 3;

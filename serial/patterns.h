@@ -17,6 +17,7 @@ int32_t paren_pattern(const uint8_t *received, uint8_t *expected, int32_t length
 // `expected`; nothing at all is bad.
 int32_t frame_sample_pattern(const uint8_t *received, uint8_t *expected, int32_t length);
 
-// The one pseudo-random generator, 0..32767. State 1 at start, per process, never seeded by a test.
+// The one pseudo-random generator, 0..32767. State 1 at start, per process, never seeded by a test;
+// rand_seed completes the set.
 int32_t rand_next();
 void rand_seed(uint32_t value);

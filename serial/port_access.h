@@ -1,5 +1,5 @@
 // The board's serial ports: opening them in asynchronous (character) or synchronous (HDLC) form,
-// their speed, and their modem lines.
+// and their modem lines. For their speeds see port_settings.h.
 
 #pragma once
 
@@ -10,16 +10,6 @@ extern uint32_t port_speed_code;
 
 // Board-variant code. Nothing assigns it; see open_async_port.
 extern uint32_t platform_code;
-
-constexpr uint32_t SPEED_115200 = 17;
-constexpr uint32_t SPEED_38400 = 15;
-constexpr uint32_t SPEED_9600 = 13;
-constexpr uint32_t SPEED_614400 = 33;
-
-// The speed codes are those of the PowerPC's termios, whatever the machine; the serial driver adds
-// 32 and 33. A rate without a code gives 9 (1200 bit/s); a code without a rate gives 1 bit/s.
-uint32_t baud_to_speed_code(int32_t bps);
-int32_t speed_code_to_baud(uint32_t code);
 
 // The number of a port from its name; 0 when the name is none.
 int32_t port_number(const char *port);
@@ -36,15 +26,9 @@ int open_async_port(const char *port, int oflag);
 // synchronous mode. Returns the descriptor, the caller's to close, or -1 with errno from open.
 int open_sync_port(const char *port);
 
-// Raw mode without hardware flow control, see cfmakeraw(3). Returns tcsetattr's result.
-int set_raw_mode(int fd);
-
-// Speed, 8 bits, no parity; waits for output and drops input. Returns tcsetattr's result.
-int set_port_speed(int fd, uint32_t speed_code);
-
 // Modem lines, see ioctl_tty(2). set_rts returns the result of TIOCMSET; the others return 1 when
 // the line is asserted, else 0. On a port without modem lines the answer means nothing.
 int set_rts(int fd, int on);
 int get_cts(int fd);
-int get_dsr(int fd);
+int get_dsr(int fd); // completes the set; no test looks at DSR
 int get_dcd(int fd);

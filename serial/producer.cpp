@@ -27,6 +27,7 @@ struct producer {
     const char *name;
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
+    bool gave_up = false;
 
     void turn();
 };
@@ -36,7 +37,7 @@ void open_port(producer &test) {
     test.port = open_async_port(test.name, O_RDWR);
     if (test.port < 0) {
         ++test.record.errors;
-        set_shared_word(test.record.pid, PID_STOP);
+        give_up(test);
     }
 }
 

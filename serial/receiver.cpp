@@ -25,24 +25,26 @@ struct receiver {
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
     bool was_held = false; // what came meanwhile is stale
-    int32_t silence = 0;   // failed reads since the last good one
+    bool gave_up = false;
+    int32_t silence = 0; // failed reads since the last good one
 
     void turn();
     void before_nap();
 };
 
-// A far end that never pauses is never stale enough: start the receiver first. A failed read ends
-// it too, since a port that has hung up would never fall silent.
+// Goes on for as long as the poll reports data. A far end that never pauses keeps it going: start
+// the receiver first. A port that has hung up would never fall silent: it ends this.
 void drain_input(int port) {
-    while (input_within(port, DRAIN_POLL_MS) && read_block(port) > 0)
-        ;
+    while (input_within(port, DRAIN_POLL_MS))
+        if (read_block(port) <= 0 && has_hung_up(port))
+            return;
 }
 
 void open_port(receiver &test) {
     test.port = open_async_port(test.name, O_RDWR);
     if (test.port <= PORT_NOT_OPEN) {
         ++test.record.errors3;
-        set_shared_word(test.record.pid, PID_STOP);
+        give_up(test);
         return;
     }
     drain_input(test.port);
@@ -84,8 +86,7 @@ void receive_until_held(receiver &test) {
             continue;
         }
         count_silence(test);
-        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-        if (ready)
+        if (ready && has_hung_up(test.port)) // keep the pace of the polls
             sleep_us(2 * POLL_MS * 1000);
     }
 }

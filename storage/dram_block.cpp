@@ -10,7 +10,7 @@ constexpr uint32_t FILL_WORD = 0x01010101u * DRAM_FILL;
 static_assert(DRAM_BLOCK_BYTES % RUN_BYTES == 0 && RUN_BYTES % sizeof FILL_WORD == 0);
 
 // The compiler must take memory for changed here. Otherwise it could answer the check from the fill
-// that stands before it, or leave out a fill that is wiped again, and the DRAM would go untested.
+// that comes before it, or leave out a fill that is wiped again, and the DRAM would go untested.
 void forget_memory(const void *block) {
     asm volatile("" : : "r"(block) : "memory");
 }

@@ -1,7 +1,7 @@
 // What the DRAM test does with one block of memory: map, fill, check, wipe, link, release.
 //
-// The blocks of a pass form a list that stands in the blocks themselves: the first bytes of a block
-// hold the address and the length of the next one, zeros in the last. Two 32-bit words on the
+// The blocks of a pass form a list that is kept in the blocks themselves: the first bytes of a
+// block hold the address and the length of the next one, zeros in the last. Two 32-bit words on the
 // board, a longer address on a 64-bit machine.
 
 #pragma once

@@ -1,5 +1,5 @@
-// Exercises a filesystem: lays sixteen small files in a directory and then reads and compares them
-// over and over.
+// Exercises a filesystem: creates sixteen small files in a directory and then reads and compares
+// them over and over.
 
 #include "storage/files.h"
 

@@ -10,8 +10,8 @@
 // cannot be opened.
 bool lay_test_files(TestRecord &record);
 
-// Reads the directory once and compares every file named like a test file, laid by us or not, with
-// the number in its name. Counts each file compared into `read_count` and each that is bad,
+// Reads the directory once and compares every file named like a test file, created by us or not,
+// with the number in its name. Counts each file compared into `read_count` and each that is bad,
 // unreadable or of another size into `errors`. A directory that cannot be opened counts nothing.
 void verify_test_files(TestRecord &record);
 

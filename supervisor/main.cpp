@@ -49,7 +49,7 @@ void prepare_board() {
     (void)mlockall(MCL_CURRENT); // best effort; each test repeats it after its fork
 }
 
-// The plan has been read: take the settings as they stand now. A signal that comes meanwhile waits
+// The plan has been read: take the settings as they are now. A signal that comes meanwhile waits
 // until the handler can rely on them and on the log.
 void close_plan() {
     const sigset_t before = block_handled_signals();

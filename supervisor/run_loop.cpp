@@ -112,7 +112,7 @@ void stress_signal(int signal_number) {
     if (log_countdown > log_period)
         log_countdown = log_period;
 
-    if (signal_number > LAST_SIGNAL) {
+    if (signal_number > LAST_SIGNAL) { // the handler's exits: no installed signal takes them
         status_table_detach();
         exit(1);
     }

@@ -115,7 +115,7 @@ pid_t spi_device_test(int no_fork, int32_t selector) {
 
 void spi_read_device(TestRecord &record, const char *device_path, size_t length) {
     const int device = open(device_path, O_RDWR);
-    if (device < 1) { // a descriptor 0 counts as a failure and stays behind
+    if (device < 1) { // a descriptor 0 counts as a failure and stays open
         ++record.errors;
         return;
     }

@@ -8,7 +8,7 @@
 
 #include "runtime/record.h"
 
-// Starts the test of one SPI device: 1 the datakey, 2 the eeprom, 4 and 8 the loopbacks behind
+// Starts the test of one SPI device: 1 the datakey, 2 the eeprom, 4 and 8 the loopbacks on
 // "/dev/reserved" and "/dev/manufacturer". With any other selector it loops and touches nothing.
 // Claims one record. With `no_fork` it stops there and returns it; otherwise it returns the test
 // process's id, or -1 when fork failed.

@@ -21,7 +21,7 @@ constexpr size_t SPI_AREA_BYTES = 128; // of what is sent and of what is receive
 // is sent, and when no good reply came. The request has 3 to FRAME_BYTES bytes.
 int spi_fio_exchange(std::span<const uint8_t> request, fio_frame &reply, int device);
 
-// Writes the check byte of the first `length` bytes of a block behind them: 0xFF, exclusive-or
+// Appends the check byte of the first `length` bytes of a block: 0xFF, exclusive-or
 // every byte.
 void fio_check_append(std::span<uint8_t> block, size_t length);
 
@@ -32,7 +32,7 @@ bool fio_check_verify(std::span<const uint8_t> block);
 size_t spi_reply_length(uint8_t command);
 
 // The reply of `length` bytes in what was received: from the first marker on, check byte included.
-// Nothing when there is no marker, when the reply would end at or behind the end of the area, or
+// Nothing when there is no marker, when the reply would end at or after the end of the area, or
 // when its check byte is wrong; a later marker is not looked for.
 std::optional<std::span<const uint8_t>>
 find_spi_reply(std::span<const uint8_t, SPI_AREA_BYTES> received, uint8_t marker, size_t length);

@@ -36,6 +36,7 @@ struct spi_loop {
     void set_up();
     void turn();
     void after_nap();
+    void release();
 };
 
 // Exchanges the first `length` bytes of the request in hand; a failure counts.
@@ -127,9 +128,12 @@ void spi_loop::after_nap() {
     (void)spi_fio_exchange(std::span(request).first(STATUS_LENGTH), reply, device.get());
 }
 
+void spi_loop::release() {
+    device.reset();
+}
+
 } // namespace
 
-// The device is closed by the end of the process.
 pid_t spi_fio_loop_test(int no_fork, const char *device_path) {
     return start_test(no_fork, spi_loop{claim_record(record_letter::SPI_FIO), device_path});
 }

@@ -13,6 +13,7 @@
 #include "serial/crossover.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "serial/port_settings.h"
 #include "storage/dram.h"
 #include "storage/file_copy.h"
 #include "storage/files.h"
@@ -40,8 +41,8 @@ int32_t fio_loop_needs(const char *) {
 }
 
 void start_fio_loop(const char *) {
-    (void)fio_loop_test(0, "5");
-    sync_owner = record_count;
+    if (fio_loop_test(0, "5") >= 0)
+        sync_owner = record_count;
 }
 
 void start_spi_fio_loop(const char *) {
@@ -205,7 +206,7 @@ constexpr option_row OPTIONS[] = {
     {.letter = option_letter::TRANSFER_LENGTH,
      .argument = argument_form::BYTES,
      .routine = set_transfer_length,
-     .help = "transfer length of the serial tests"},
+     .help = "bytes that a receiver clears before each read"},
     {.letter = option_letter::HDLC,
      .routine = toggle_hdlc_mode,
      .help = "HDLC mode on, off, on, ..."},

@@ -16,8 +16,9 @@
 bool sync_port_permits(const char *port);
 
 // Each starts its test with (no_fork, text, pattern) where the port permits it, makes the new
-// record the owner of the synchronous link if the port is 5, and returns the kind code written. The
-// caller has made sure that there is a record to claim. Where nothing starts:
+// record the owner of the synchronous link if the port is 5 and fork succeeded, and returns the
+// kind code written. The caller has made sure that there is a record to claim. Where nothing
+// starts:
 // - the receiver writes nothing and returns -1;
 // - the producer still writes its code 0 for port 5 into the record claimed last; for port 3 it
 //   leaves that record's code as it is and returns it.
