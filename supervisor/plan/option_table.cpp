@@ -205,7 +205,7 @@ constexpr option_row OPTIONS[] = {
     {.letter = option_letter::TRANSFER_LENGTH,
      .argument = argument_form::BYTES,
      .routine = set_transfer_length,
-     .help = "transfer length of the serial tests"},
+     .help = "bytes that a receiver clears before each read"},
     {.letter = option_letter::HDLC,
      .routine = toggle_hdlc_mode,
      .help = "HDLC mode on, off, on, ..."},
@@ -240,7 +240,7 @@ static_assert(
     every_letter_has_a_row(),
     "each letter of OPTION_STRING has one row in OPTIONS, and a colon if it takes an argument");
 
-// Without records a test would claim one beyond the end of the status table.
+// The check for free records uses `records`: with 0 a test could claim a record beyond the table.
 constexpr bool every_test_claims_records() {
     return std::all_of(
         std::begin(OPTIONS), std::end(OPTIONS),
