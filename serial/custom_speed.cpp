@@ -1,4 +1,4 @@
-// A file of its own, since the kernel's termios structure and the C library's have the same name.
+// A separate file, since the kernel's termios structure and the C library's have the same name.
 
 #include "serial/custom_speed.h"
 
@@ -10,7 +10,7 @@ int set_custom_speed(int fd, uint32_t bps) {
     struct termios2 settings = {};
     if (ioctl(fd, TCGETS2, &settings) != 0)
         return -1;
-    // Without input bits of its own the input runs at the output's speed.
+    // With these bits clear the input has the output's speed.
     settings.c_cflag &= ~static_cast<tcflag_t>(CBAUD | CBAUD << IBSHIFT);
     settings.c_cflag |= BOTHER;
     settings.c_ispeed = bps;

@@ -15,8 +15,8 @@ uint32_t platform_code = 0;
 
 namespace {
 
-// `host` is this machine's constant for the rate, B0 where it has none. On the board itself the
-// codes are the constants.
+// `host` is this machine's constant for the rate, B0 if it has none. On the board the codes are the
+// constants.
 struct line_speed {
     int32_t bps;
     uint32_t code;
@@ -39,11 +39,12 @@ constexpr bool CODES_ARE_HOST_CONSTANTS = false;
 
 constexpr int NAME_BYTES = 15; // of a device name, the closing zero included
 
-// Driver request that puts a port into synchronous mode. The four argument bytes are the driver's.
+// Driver request that puts a port into synchronous mode. The driver defines the four argument
+// bytes.
 constexpr unsigned long SP_SYNC_CONFIG = 0x40047300;
 constexpr std::array<uint8_t, 4> SYNC_ARGUMENT = {1, 10, 0, 0};
 
-// Kept of a library that could override the speed of every raw port; no option sets it.
+// Can override the speed of every raw port; no option sets it.
 constexpr speed_t speed_override = 0;
 
 const line_speed *find_speed(uint32_t code) {
@@ -53,7 +54,7 @@ const line_speed *find_speed(uint32_t code) {
     return nullptr;
 }
 
-// The constant for c_cflag, or B0 when this machine has none for the code.
+// Returns the constant for c_cflag, or B0 if this machine has none for the code.
 speed_t host_speed(uint32_t code) {
     if (CODES_ARE_HOST_CONSTANTS)
         return code;
@@ -61,7 +62,7 @@ speed_t host_speed(uint32_t code) {
     return speed != nullptr ? speed->host : static_cast<speed_t>(B0);
 }
 
-// Rates that this machine's termios has no constant for, set behind its back where that works.
+// Sets a rate for which this machine's termios has no constant, if the kernel supports it.
 void set_rate_without_constant(int fd, uint32_t code) {
     const line_speed *speed = find_speed(code);
     if (!CODES_ARE_HOST_CONSTANTS && speed != nullptr && speed->host == B0)
@@ -100,7 +101,7 @@ int open_async_port(const char *port, int oflag) {
     const int fd = open(name, oflag);
     if (fd < 0)
         return -1;
-    // The console port of board variant 219 runs at 9600 bit/s, and with it every later port.
+    // The console port of board variant 219 runs at 9600 bit/s, and then every later port too.
     if (port_speed_code == SPEED_115200 && platform_code == 219 && port[0] == '1')
         port_speed_code = SPEED_9600;
     (void)set_raw_mode(fd);
@@ -125,7 +126,7 @@ int open_sync_port(const char *port) {
     }
     (void)tcsetattr(fd, TCSAFLUSH, &settings);
     set_rate_without_constant(fd, SPEED_614400);
-    // Fails on a driver without the mode: the port then stays what it is.
+    // A driver without this mode fails; the port then keeps its mode.
     std::array<uint8_t, 4> argument = SYNC_ARGUMENT;
     (void)ioctl(fd, SP_SYNC_CONFIG, argument.data());
     return fd;
