@@ -18,6 +18,8 @@ enum class record_letter : char {
     FILESYSTEM = 'Y',
 };
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic error "-Wswitch"
 // Returns true for a letter of the list above. Does not compile if a letter is missing here.
 constexpr bool is_record_letter(int32_t code) {
     switch (static_cast<record_letter>(code)) {
@@ -36,3 +38,4 @@ constexpr bool is_record_letter(int32_t code) {
     }
     return false;
 }
+#pragma GCC diagnostic pop
