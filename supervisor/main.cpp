@@ -13,7 +13,7 @@
 #include "runtime/system_log.h"
 #include "supervisor/led.h"
 #include "supervisor/mac_address.h"
-#include "supervisor/plan/option_table.h"
+#include "supervisor/plan/option_walk.h"
 #include "supervisor/run_loop.h"
 #include "supervisor/status_table.h"
 

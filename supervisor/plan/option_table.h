@@ -96,11 +96,3 @@ constexpr int32_t NOT_NOW = -1;
 
 // Returns every option: first the tests, then the settings, each sorted by letter.
 std::span<const option_row> option_table();
-
-// Prints the usage text to standard output.
-void print_usage(const char *program);
-
-// Reads the options from left to right. Each test option starts its test at once, under the
-// settings that precede it; unknown letters are ignored after getopt's own message. A test that
-// does not fit into the status table is dropped with a message.
-void walk_options(int argc, char **argv);

@@ -1,5 +1,7 @@
 // Reads the command line by the option table: the part that is the same for every option.
 
+#include "supervisor/plan/option_walk.h"
+
 #include <algorithm>
 #include <unistd.h>
 
