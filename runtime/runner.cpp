@@ -27,7 +27,7 @@ pid_t fork_test() {
     return 0;
 }
 
-void hold_nap(TestRecord &record, int32_t nap_us) {
+void runner_detail::hold_nap(TestRecord &record, int32_t nap_us) {
     // Answers only a request, once a hold: it must not overwrite a release.
     const int32_t hold = shared_word(record.hold);
     if (hold != HOLD_NONE && hold != HOLD_ACKNOWLEDGED)
@@ -35,6 +35,6 @@ void hold_nap(TestRecord &record, int32_t nap_us) {
     sleep_us(nap_us);
 }
 
-void end_nap() {
+void runner_detail::end_nap() {
     sleep_us(END_NAP_US);
 }

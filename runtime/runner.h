@@ -45,21 +45,23 @@ constexpr int TEST_EXIT_STATUS = 2;         // of a test process that ran to its
 // ident. Returns -1 if fork(2) failed, see note_failed_start.
 pid_t fork_test();
 
-// Acknowledges the hold and naps.
-void hold_nap(TestRecord &record, int32_t nap_us);
+// Returns true while the record is held.
+inline bool is_held(const TestRecord &record) {
+    return shared_word(record.hold) != HOLD_NONE;
+}
 
-// Naps at the end of a test: the supervisor gets time to see the mark.
-void end_nap();
+namespace runner_detail {
 
 // Returns true after a stop.
 inline bool told_to_stop(const TestRecord &record) {
     return shared_word(record.pid) == PID_STOP;
 }
 
-// Returns true while the record is held.
-inline bool is_held(const TestRecord &record) {
-    return shared_word(record.hold) != HOLD_NONE;
-}
+// Acknowledges the hold and naps.
+void hold_nap(TestRecord &record, int32_t nap_us);
+
+// Naps at the end of a test: the supervisor gets time to see the mark.
+void end_nap();
 
 // The optional constants of a test, or their defaults.
 template <typename Test>
@@ -156,6 +158,8 @@ bool run_test(Test &test) {
     return true;
 }
 
+} // namespace runner_detail
+
 // Starts a test whose records are claimed. If `no_fork` is not 0, it starts nothing and returns
 // `no_fork`. Otherwise it returns the test process's id, or -1 if fork failed. If the set-up fails,
 // it also returns 0 in the test process, which continues as a second supervisor.
@@ -164,7 +168,7 @@ pid_t start_test(int no_fork, Test test) {
     if (no_fork != 0)
         return no_fork;
     const pid_t child = fork_test();
-    if (child != 0 || !run_test(test))
+    if (child != 0 || !runner_detail::run_test(test))
         return child;
     exit(TEST_EXIT_STATUS);
 }
