@@ -22,7 +22,7 @@ extern StatusTable *status_table;
 // Counters of the run, beside `record_count`.
 extern int32_t bogus_count;   // claimed records that share the process of another
 extern int32_t process_count; // record_count - bogus_count after the options are read
-extern int32_t sync_owner;    // index of the record that holds the sync port 5; 0: it is free
+extern int32_t sync_owner;    // index of the record that owns the sync port 5; 0: none
 
 // Creates a private segment for `records` records and attaches it, see shmget(2). Returns the
 // address, or null on failure. Nothing marks the segment for removal.
