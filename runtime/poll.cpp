@@ -8,7 +8,7 @@ namespace {
 bool event_within(int fd, short events, int32_t timeout_ms) {
     pollfd waiting = {fd, events, 0};
     int ready;
-    // EINTR: a test handles no signal, but a debugger may interrupt it. The wait begins anew.
+    // EINTR: a test handles no signal, but a debugger may interrupt it. The wait starts again.
     do
         ready = poll(&waiting, 1, timeout_ms);
     while (ready < 0 && errno == EINTR);

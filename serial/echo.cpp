@@ -1,5 +1,5 @@
-// Sends back whatever arrives on one serial port, so that the unit at the far end can check its own
-// data after a round trip. No option starts it: it is kept for the far end of a link.
+// Sends back everything that arrives on one serial port, so that the unit at the far end can check
+// its own data after a round trip.
 
 #include "serial/echo.h"
 
@@ -36,13 +36,14 @@ void echo::set_up() {
         record.unit = port_number(name);
 }
 
-// The far end counts what it does not get back; here only what came is counted.
+// Counts only what it received; the far end counts what it does not get back.
 void echo::turn() {
     (void)tcdrain(port);
     const bool ready = input_within(port, POLL_MS);
     const int32_t count = receive_block(port, ready, CLEARED_BYTES);
     if (count <= 0) {
-        if (ready && has_hung_up(port)) // keep the pace of the polls
+        // A port that has hung up reports input immediately on every poll: keep the pace.
+        if (ready && has_hung_up(port))
             sleep_us(POLL_MS * 1000);
         return;
     }

@@ -16,7 +16,8 @@ namespace {
 
 constexpr int NAME_BYTES = 15; // of a device name, the closing zero included
 
-// Driver request that puts a port into synchronous mode. The four argument bytes are the driver's.
+// Driver request that puts a port into synchronous mode. The driver defines the four argument
+// bytes.
 constexpr unsigned long SP_SYNC_CONFIG = 0x40047300;
 constexpr std::array<uint8_t, 4> SYNC_ARGUMENT = {1, 10, 0, 0};
 
@@ -40,7 +41,7 @@ int open_async_port(const char *port, int oflag) {
     const int fd = open(name, oflag);
     if (fd < 0)
         return -1;
-    // The console port of board variant 219 runs at 9600 bit/s, and with it every later port.
+    // The console port of board variant 219 runs at 9600 bit/s, and then every later port too.
     if (port_speed_code == SPEED_115200 && platform_code == 219 && port[0] == '1')
         port_speed_code = SPEED_9600;
     (void)set_raw_mode(fd);
@@ -55,7 +56,7 @@ int open_sync_port(const char *port) {
     if (fd < 0)
         return -1;
     (void)set_sync_settings(fd);
-    // Fails on a driver without the mode: the port then stays what it is.
+    // A driver without this mode fails; the port then keeps its mode.
     std::array<uint8_t, 4> argument = SYNC_ARGUMENT;
     (void)ioctl(fd, SP_SYNC_CONFIG, argument.data());
     return fd;

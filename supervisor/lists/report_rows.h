@@ -1,5 +1,5 @@
-// The lines of the status report. Counters are in hexadecimal; every line begins with its own line
-// break. The crossover shows in the results list only.
+// The lines of the status report. Counters are in hexadecimal; every line begins with a line break.
+// The crossover has a line only in the results list.
 
 #pragma once
 

@@ -241,7 +241,7 @@ static_assert(
     every_letter_has_a_row(),
     "each letter of OPTION_STRING has one row in OPTIONS, and a colon if it takes an argument");
 
-// Without records a test would claim one beyond the end of the status table.
+// The check for free records uses `records`: with 0 a test could claim a record beyond the table.
 constexpr bool every_test_claims_records() {
     return std::all_of(
         std::begin(OPTIONS), std::end(OPTIONS),

@@ -12,7 +12,7 @@
 #include "runtime/settings.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
-#include "supervisor/plan/option_table.h"
+#include "supervisor/plan/option_walk.h"
 #include "supervisor/status_table.h"
 #include "tests/fuzz/targets.h"
 

@@ -204,7 +204,7 @@ struct giver_up {
 TEST_F(Runner, a_test_that_gave_up_ends_although_the_supervisor_has_overwritten_its_stop_word) {
     process_count = 1;
     giver_up test = {record(1)};
-    EXPECT_TRUE(run_test(test));
+    EXPECT_TRUE(runner_detail::run_test(test));
     EXPECT_EQ(test.turns, 1);
     EXPECT_EQ(record(1).pid, PID_FINISHED);
 }
