@@ -8,29 +8,23 @@
 
 namespace {
 
-bool is_named(const stress_run &run, int64_t number) {
-    return run.supervisor_id() == number || run.memory.id == number;
-}
-
 // Two ended runs may have had a supervisor of the same number: then only the segment decides.
 std::optional<stress_run> find_named(const run_list &found, int64_t number, const char *word,
                                      int &status) {
     std::vector<const stress_run *> named;
     for (const stress_run &run : found.runs)
-        if (is_named(run, number))
+        if (run.supervisor_id() == number)
             named.push_back(&run);
-    const auto is_segment = [number](const stress_run *run) { return run->memory.id == number; };
-    if (named.size() > 1)
-        if (const auto exact = std::find_if(named.begin(), named.end(), is_segment);
-            exact != named.end())
-            named = {*exact};
     if (named.size() == 1)
         return *named[0];
+    for (const stress_run &run : found.runs)
+        if (run.memory.id == number)
+            return run;
     status = WRONG_USE;
     if (named.empty())
         complain("%s: no such run; hk_ctl runs lists them", word);
     else
-        complain("%s: %zu runs have that number; give the number of the segment", word,
+        complain("%s: %zu runs had that supervisor; give the number of the segment", word,
                  named.size());
     return std::nullopt;
 }

@@ -19,6 +19,7 @@ constexpr char CLEAR_REST[] = "\033[J";
 constexpr char CLEAR_LINE_REST[] = "\033[K";
 constexpr int END_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr uint16_t SIZE_MAX_SHOWN = 500;
+constexpr int ESCAPE_MS = 20;
 
 volatile sig_atomic_t end_asked = 0;
 volatile sig_atomic_t resized = 0;
@@ -47,14 +48,8 @@ void put(const std::string &text) {
     }
 }
 
-// An arrow is three bytes: ESC, '[' or 'O', a letter. They come in one read.
-key key_of(const char *bytes, ssize_t count) {
-    if (count >= 3 && bytes[0] == '\033' && (bytes[1] == '[' || bytes[1] == 'O')) {
-        if (bytes[2] == 'A')
-            return key::UP;
-        return bytes[2] == 'B' ? key::DOWN : key::NONE;
-    }
-    switch (bytes[0]) {
+key key_of(char byte) {
+    switch (byte) {
     case 'k':
         return key::UP;
     case 'j':
@@ -70,6 +65,24 @@ key key_of(const char *bytes, ssize_t count) {
     }
 }
 
+// The next byte of an escape sequence, which comes at once; 0 if none does.
+char next_byte() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    char byte = 0;
+    if (poll(&input, 1, ESCAPE_MS) == 1)
+        (void)!read(STDIN_FILENO, &byte, 1);
+    return byte;
+}
+
+// An arrow is ESC, '[' or 'O', and a letter.
+key read_arrow() {
+    const char second = next_byte();
+    const char third = second == '[' || second == 'O' ? next_byte() : '\0';
+    if (third == 'A')
+        return key::UP;
+    return third == 'B' ? key::DOWN : key::NONE;
+}
+
 key signalled() {
     if (end_asked != 0)
         return key::LEAVE;
@@ -80,11 +93,13 @@ key signalled() {
 }
 
 key read_key() {
-    char bytes[8] = {};
-    const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
-    if (count <= 0 && errno != EINTR)
+    char byte = 0;
+    const ssize_t count = read(STDIN_FILENO, &byte, 1);
+    if (count == 0 || (count < 0 && errno != EINTR))
         return key::LEAVE; // the terminal has gone
-    return count > 0 ? key_of(bytes, count) : signalled();
+    if (count < 0)
+        return signalled();
+    return byte == '\033' ? read_arrow() : key_of(byte);
 }
 
 } // namespace
