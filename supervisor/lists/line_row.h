@@ -163,11 +163,11 @@ constexpr size_t longest_line(const line_row (&table)[rows]) {
 }
 
 // Returns true if every record letter has exactly one row in the table.
-template <size_t rows>
-constexpr bool has_a_row_for_every_letter(const line_row (&table)[rows]) {
+template <typename row_type, size_t rows>
+constexpr bool has_a_row_for_every_letter(const row_type (&table)[rows]) {
     size_t letters = 0;
     for (int32_t code = 0; code < 128; ++code) {
-        const auto is_of = [code](const line_row &row) {
+        const auto is_of = [code](const row_type &row) {
             return static_cast<int32_t>(row.letter) == code;
         };
         if (!is_record_letter(code))
