@@ -12,7 +12,7 @@
 namespace simulator {
 
 struct device_set {
-    std::vector<std::unique_ptr<device>> devices; // in the order in which they were added
+    std::vector<std::unique_ptr<device>> devices;     // in the order in which they were added
     std::vector<std::unique_ptr<line::cable>> cables; // between the devices, gone before them
     operator_terminal terminal;                       // not open without --panel
 

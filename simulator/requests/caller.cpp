@@ -81,8 +81,7 @@ std::optional<descriptor_status> status_of(const request &asked, int descriptor)
 }
 
 bool is_nonblocking(const request &asked, int descriptor) {
-    const std::string about =
-        small_file(proc_path(asked, "fdinfo/") + std::to_string(descriptor));
+    const std::string about = small_file(proc_path(asked, "fdinfo/") + std::to_string(descriptor));
     return (field(about, "flags", 8) & O_NONBLOCK) != 0;
 }
 
@@ -91,8 +90,7 @@ std::optional<struct stat> status_of_path(const request &asked, int directory, u
     const size_t length = read_up_to(asked, path, text.data(), text.size() - 1);
     text[length] = '\0';
     struct stat found {};
-    if (text[0] == '\0' ||
-        stat(seen_by_board(asked, directory, text.data()).c_str(), &found) != 0)
+    if (text[0] == '\0' || stat(seen_by_board(asked, directory, text.data()).c_str(), &found) != 0)
         return std::nullopt;
     return found;
 }
@@ -108,12 +106,10 @@ int free_number(const request &asked, const port_descriptors &numbers, int least
 }
 
 unique_fd copy_descriptor(const request &asked, int descriptor) {
-    const unique_fd process(
-        static_cast<int>(syscall(SYS_pidfd_open, process_of(asked), 0)));
+    const unique_fd process(static_cast<int>(syscall(SYS_pidfd_open, process_of(asked), 0)));
     if (!process.is_open())
         return unique_fd();
-    return unique_fd(
-        static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
+    return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
 }
 
 bool is_interrupted(const request &asked) {

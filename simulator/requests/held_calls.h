@@ -16,7 +16,7 @@
 namespace simulator {
 
 // Error numbers between a call and the kernel's signal handling; no program sees them.
-constexpr int RESTARTED_OR_EINTR = 512;      // ERESTARTSYS: as SA_RESTART says
+constexpr int RESTARTED_OR_EINTR = 512;        // ERESTARTSYS: as SA_RESTART says
 constexpr int RESTARTED_WITHOUT_HANDLER = 514; // ERESTARTNOHAND: EINTR for a handler, as poll(2)
 
 // What came of an attempt to carry out a call.
@@ -73,7 +73,7 @@ struct held_calls final : event_source {
 private:
     struct held {
         std::unique_ptr<stopped_call> call;
-        uint64_t seen;     // of its changes
+        uint64_t seen; // of its changes
         int64_t until_us;
     };
 

@@ -13,9 +13,9 @@
 namespace simulator {
 
 struct request {
-    int listener; // the notification descriptor it came from and is answered on
-    uint64_t id;  // the kernel's name for it
-    pid_t caller; // the thread that asked
+    int listener;          // the notification descriptor it came from and is answered on
+    uint64_t id;           // the kernel's name for it
+    pid_t caller;          // the thread that asked
     uint32_t architecture; // whose table the call's number is from, see linux/audit.h
     int call;              // number of the system call
     std::array<uint64_t, 6> arguments;

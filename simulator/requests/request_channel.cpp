@@ -44,8 +44,7 @@ void request_channel::hand_over(const request &asked) {
     }
     if (ports != nullptr && ports->take(asked))
         return;
-    request_taker *taker =
-        kind_of(asked.call) == call_kind::request ? find_taker(asked) : nullptr;
+    request_taker *taker = kind_of(asked.call) == call_kind::request ? find_taker(asked) : nullptr;
     if (taker != nullptr)
         taker->take_request(asked);
     else

@@ -65,7 +65,7 @@ steps decide_by_descriptor(const port_descriptors &ports) {
         load(argument(0)),
         unless_at_least(static_cast<uint32_t>(ports.first), 1),
         give(SECCOMP_RET_USER_NOTIF),
-        unless_at_least(port_descriptors::STANDARD, 1),
+        unless_at_least(port_descriptors::STOPPED, 1),
         give(SECCOMP_RET_ALLOW),
         give(SECCOMP_RET_USER_NOTIF),
     };

@@ -17,7 +17,7 @@ constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
 #endif
 
 struct filter_rules {
-    std::vector<uint32_t> ioctls; // request numbers, stopped on every descriptor
+    std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
     std::optional<port_descriptors> ports; // none: the board has no port
 };
 

@@ -2,8 +2,11 @@
 // decides about it.
 //
 // A port's descriptors have high numbers, which the board chooses when it opens the port for the
-// program, or are 0, 1 or 2. So the filter stops calls on those numbers alone: files, the log and
+// program, or are 0 or 1. So the filter stops calls on those numbers alone: files, the log and
 // memory run at full speed.
+//
+// Descriptor 2 is left to the kernel. A signal that comes before the board has received a stopped
+// call makes EINTR of it, which no file does, and a program's message would be lost.
 #pragma once
 
 #include <algorithm>
@@ -68,20 +71,21 @@ constexpr call_row STOPPED_CALLS[] = {
 constexpr call_kind kind_of(int number) {
     if (number == SYS_ioctl)
         return call_kind::request;
-    const auto *found = std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number),
-                                          &call_row::number);
+    const auto *found =
+        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
     return found != std::end(STOPPED_CALLS) ? found->kind : call_kind::other;
 }
 
 // The numbers that descriptors of ports have.
 struct port_descriptors {
-    static constexpr int STANDARD = 3; // standard input, output and error
+    static constexpr int STANDARD = 3; // standard input, output and error: open(2) returns these
+    static constexpr int STOPPED = 2;  // of them, input and output
 
     int first; // of the high ones
     int end;   // after the last; the limit of the program on open files
 
     bool has(int descriptor) const {
-        return (descriptor >= 0 && descriptor < STANDARD) || descriptor >= first;
+        return (descriptor >= 0 && descriptor < STOPPED) || descriptor >= first;
     }
 };
 

@@ -35,7 +35,7 @@ void operator_terminal::make_raw() {
     termios wanted = *settings;
     cfmakeraw(&wanted);
     wanted.c_oflag = settings->c_oflag; // what the program prints stays whole lines
-    wanted.c_lflag |= ISIG;            // Ctrl-C, and of the signals that alone
+    wanted.c_lflag |= ISIG;             // Ctrl-C, and of the signals that alone
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;

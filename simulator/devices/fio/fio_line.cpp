@@ -82,7 +82,8 @@ void fio_line::take_request_frame(int64_t now, std::span<const uint8_t> frame) {
     }
 }
 
-void fio_line::answer_request(int64_t now, addressed_module &asked, std::span<const uint8_t> frame) {
+void fio_line::answer_request(int64_t now, addressed_module &asked,
+                              std::span<const uint8_t> frame) {
     fio_module &module = asked.module;
     const std::vector<uint8_t> data =
         module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);

@@ -1,6 +1,7 @@
-// The front panel: a keyboard and a display that hang on port 6 as a terminal of 38400 bit/s. The display's text
-// is shown line by line under the ident "panel". Keys come from a script (--keys), from the
-// operator's keyboard (--panel), or both; with --panel the operator's terminal is the display too.
+// The front panel: a keyboard and a display that hang on port 6 as a terminal of 38400 bit/s. The
+// display's text is shown line by line under the ident "panel". Keys come from a script (--keys),
+// from the operator's keyboard (--panel), or both; with --panel the operator's terminal is the
+// display too.
 //
 // A script begins with the first text on the display: before it the program may still be setting
 // up its port and would lose keys. A group of keys is sent only when the program has read the one

@@ -10,8 +10,8 @@
 // or at the speed that its option names. At slow speeds a block waits for the one before.
 #pragma once
 
-#include "simulator/line/device_end.h"
 #include "simulator/devices/serial/serial_port.h"
+#include "simulator/line/device_end.h"
 
 #include <string>
 #include <vector>

@@ -6,6 +6,7 @@
 #include "simulator/requests/notification.h"
 
 #include <algorithm>
+#include <asm/ioctls.h>
 #include <cerrno>
 #include <fcntl.h>
 
@@ -18,9 +19,17 @@ constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
 // What the board's own open leaves out.
 constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
 
+// Once a terminal has the bytes, who reads and writes them is in the kernel's hands.
+bool is_left_to_terminal(const request &asked, call_kind kind) {
+    return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
+}
+
 struct open_of_port final : stopped_call {
     open_of_port(const request &of, serial_port &opened, port_descriptors port_numbers, int given)
-        : stopped_call(of), port(opened), numbers(port_numbers), flags(given),
+        : stopped_call(of),
+          port(opened),
+          numbers(port_numbers),
+          flags(given),
           call{.nonblocking = (given & O_NONBLOCK) != 0} {}
 
     verdict attempt() override {
@@ -45,15 +54,16 @@ private:
     verdict give_descriptor() {
         const unique_fd node = port.terminal().open_slave(flags & ~CREATION_FLAGS);
         const int number = free_number(asked, numbers, 0);
-        const bool is_given =
-            node.is_open() && number >= 0 &&
-            install(asked, node.get(), number, (flags & O_CLOEXEC) != 0);
+        const bool is_given = node.is_open() && number >= 0 &&
+                              install(asked, node.get(), number, (flags & O_CLOEXEC) != 0);
         if (!is_given) {
             const int reason = node.is_open() ? EMFILE : errno;
             abandon();
             return verdict::done(-reason);
         }
         port.count_descriptor();
+        if (!numbers.has(number))
+            port.serve_terminal();
         return {verdict::kind::answered};
     }
 
@@ -73,7 +83,8 @@ serial_port *port_calls::port_of(const struct stat &node) const {
 
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
     const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
-    return found ? port_of(found->node) : nullptr;
+    serial_port *port = found ? port_of(found->node) : nullptr;
+    return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
 }
 
 // The last close of a port comes before a call that is made after it.
@@ -137,6 +148,8 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     if (port == nullptr)
         return false;
     look_at_nodes();
+    if (port->is_served_by_terminal())
+        port->look_at_node();
     switch (kind) {
     case call_kind::dup:
         return copy(asked, 0, false);
@@ -148,6 +161,8 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
             port->serve_terminal();
         return false;
     default:
+        if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
+            return false;
         held.take(make_transfer(asked, kind, *port, *found));
         return true;
     }

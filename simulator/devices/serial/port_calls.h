@@ -2,10 +2,12 @@
 // which says what becomes of it, and back.
 //
 // Opening. The board opens the port's node itself and gives the program the descriptor under a high
-// number, or as 0, 1 or 2 where such is free and the lowest: those numbers the filter stops, see
-// stopped_calls.h. Copies that dup(2) and fcntl(2) make get high numbers too. dup2(2) to a low
-// number makes a copy whose reads and writes the filter does not see; its requests are answered as
-// those of any other, and its bytes go through the node's terminal.
+// number, or as 0, 1 or 2 where such is free and the lowest: those numbers the filter stops, except
+// 2, see stopped_calls.h. Copies that dup(2) and fcntl(2) make get high numbers too. dup2(2) to a
+// low number makes a copy whose reads and writes the filter does not see, and standard error is
+// one. Its requests are answered as those of any other, but all bytes of the port go through the
+// terminal from then on, until the port is closed: at the speed of the line, and with the queues of
+// a terminal.
 //
 // Which port a descriptor is of is asked anew at each call, by what it refers to, and whether it
 // blocks too: the flags of a descriptor are the kernel's, as are its inheritance and its last
@@ -37,7 +39,8 @@ struct port_calls final : call_taker {
     // True if the call is one on a port, and is answered or held then.
     bool take(const request &asked) override;
 
-    // The port that an open descriptor of the caller is of; null if it is of none.
+    // The port whose line answers an open descriptor of the caller; null if it is of none, or if
+    // the port's terminal does.
     serial_port *port_at(const request &asked, int descriptor) const;
 
     held_calls held;

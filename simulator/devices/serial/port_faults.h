@@ -49,8 +49,8 @@ private:
     uint32_t chunks = 0; // lost ones included
     fate current;
     unsigned bits_flipped = 0;
-    int64_t line_idle_at = 0;  // the last character has ended
-    size_t position = 0; // in the chunk
+    int64_t line_idle_at = 0; // the last character has ended
+    size_t position = 0;      // in the chunk
 };
 
 } // namespace simulator

@@ -13,8 +13,8 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t POLLED = 4096;   // descriptors of one call at most
-constexpr int SELECTED = 1024;    // FD_SETSIZE
+constexpr size_t POLLED = 4096;              // descriptors of one call at most
+constexpr int SELECTED = 1024;               // FD_SETSIZE
 constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out is as good as none
 constexpr short ALWAYS = POLLERR | POLLHUP | POLLNVAL;
 
@@ -64,7 +64,8 @@ port_poll::port_poll(const request &of, call_kind call, const port_calls &ports)
 }
 
 bool port_poll::has_port() const {
-    return std::ranges::any_of(entries, [](const entry &each) { return each.port != nullptr; });
+    return std::ranges::any_of(
+        entries, [](const entry &each) { return each.port != nullptr; });
 }
 
 void port_poll::read_poll_set() {

@@ -32,8 +32,7 @@ struct memory_areas {
         size_t done = 0;
         for (const iovec &area : areas) {
             const size_t part = std::min(area.iov_len, size - done);
-            if (part > 0 &&
-                !move_part(reinterpret_cast<uint64_t>(area.iov_base), done, part))
+            if (part > 0 && !move_part(reinterpret_cast<uint64_t>(area.iov_base), done, part))
                 return false;
             done += part;
         }
@@ -50,8 +49,8 @@ memory_areas areas_of(const request &asked, call_kind kind) {
         return found;
     }
     found.areas.resize(std::min(count, AREAS));
-    found.is_good = count == 0 ||
-                    read_memory(asked, address, found.areas.data(), found.areas.size() * sizeof(iovec));
+    found.is_good = count == 0 || read_memory(asked, address, found.areas.data(),
+                                              found.areas.size() * sizeof(iovec));
     return found;
 }
 
@@ -72,8 +71,7 @@ protected:
     template <class Call, class Attempt>
     line::outcome attempt_as_opened(Call &call, Attempt try_it) {
         line::outcome outcome = try_it();
-        if (outcome.is_waiting && !is_mode_known &&
-            is_nonblocking(asked, asked.descriptor())) {
+        if (outcome.is_waiting && !is_mode_known && is_nonblocking(asked, asked.descriptor())) {
             call.nonblocking = true;
             outcome = try_it();
         }
@@ -89,7 +87,9 @@ private:
 
 struct read_of_port final : port_call {
     read_of_port(const request &of, serial_port &called, memory_areas filled)
-        : port_call(of, called), areas(std::move(filled)), bytes(areas.bytes()),
+        : port_call(of, called),
+          areas(std::move(filled)),
+          bytes(areas.bytes()),
           call{.bytes = bytes, .nonblocking = false} {}
 
     verdict attempt() override {
@@ -120,9 +120,9 @@ private:
 struct write_of_port final : port_call {
     write_of_port(const request &of, serial_port &called, const memory_areas &taken)
         : port_call(of, called), bytes(taken.bytes()), call{.bytes = bytes, .nonblocking = false} {
-        is_good = taken.move(bytes.size(), [&](uint64_t from, size_t to, size_t size) {
-            return read_memory(asked, from, &bytes[to], size);
-        });
+        is_good = taken.move(
+            bytes.size(), [&](uint64_t from, size_t to,
+                              size_t size) { return read_memory(asked, from, &bytes[to], size); });
     }
 
     verdict attempt() override {
@@ -187,8 +187,8 @@ struct refused_call final : stopped_call {
 
 } // namespace
 
-std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
-                                            serial_port &port, const descriptor_status &opened) {
+std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind, serial_port &port,
+                                            const descriptor_status &opened) {
     if (kind == call_kind::request)
         return std::make_unique<request_of_port>(asked, port);
     const bool reads = kind == call_kind::read || kind == call_kind::readv;

@@ -10,7 +10,7 @@
 
 namespace simulator {
 
-std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
-                                            serial_port &port, const descriptor_status &opened);
+std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind, serial_port &port,
+                                            const descriptor_status &opened);
 
 } // namespace simulator

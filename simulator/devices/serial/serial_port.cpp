@@ -14,13 +14,30 @@ namespace simulator {
 namespace {
 
 constexpr uint32_t STOPPED_IOCTLS[] = {
-    TCGETS,   TCGETS2,  TCSETS,   TCSETSW,  TCSETSF,  TCSETS2,  TCSETSW2, TCSETSF2, TCFLSH,
-    TCXONC,   TCSBRK,   TCSBRKP,  TIOCMGET, TIOCMSET, TIOCMBIS, TIOCMBIC, FIONREAD, TIOCOUTQ,
+    TCGETS,
+    TCGETS2,
+    TCSETS,
+    TCSETSW,
+    TCSETSF,
+    TCSETS2,
+    TCSETSW2,
+    TCSETSF2,
+    TCFLSH,
+    TCXONC,
+    TCSBRK,
+    TCSBRKP,
+    TIOCMGET,
+    TIOCMSET,
+    TIOCMBIS,
+    TIOCMBIC,
+    FIONREAD,
+    TIOCOUTQ,
     line::SYNC_MODE_REQUEST,
 };
 
 constexpr size_t GIVEN_BYTES = 4096;
-constexpr uint32_t FASTEST_BPS = 153600; // of an asynchronous port's speeds; without a code on a host
+constexpr uint32_t FASTEST_BPS =
+    153600; // of an asynchronous port's speeds; without a code on a host
 
 // The requests that change the settings, with those that have the speeds as numbers too.
 struct setting_request {
@@ -74,9 +91,8 @@ void serial_port::ready(const pollfd &) {
 }
 
 int64_t serial_port::wake_time_us() const {
-    const bool is_busy =
-        (hangup.has_struck() && node.is_present()) ||
-        (is_terminal_served && seen_changes != model.changes());
+    const bool is_busy = (hangup.has_struck() && node.is_present()) ||
+                         (is_terminal_served && seen_changes != model.changes());
     return is_busy ? 0 : board_time_us(model.next_event_time());
 }
 

@@ -8,8 +8,8 @@
 #pragma once
 
 #include "simulator/devices/device.h"
-#include "simulator/devices/serial/port_node.h"
 #include "simulator/devices/serial/port_faults.h"
+#include "simulator/devices/serial/port_node.h"
 #include "simulator/line/cable.h"
 #include "simulator/line/port.h"
 
@@ -30,11 +30,11 @@ struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
 
     line::port model;
-    port_faults faults;        // of what leaves this port
-    chunk_counter hangup;      // of chunks leaving or reaching it
+    port_faults faults;           // of what leaves this port
+    chunk_counter hangup;         // of chunks leaving or reaching it
     line::cable *joint = nullptr; // none: nothing is plugged in
-    std::string partner_name;  // of the port at the other end, for the fault "lines"
-    bool is_emulated = false;  // --emulated: the program runs under a user-mode emulator
+    std::string partner_name;     // of the port at the other end, for the fault "lines"
+    bool is_emulated = false;     // --emulated: the program runs under a user-mode emulator
 
     bool is_synchronous() const {
         return name.back() == 's';
@@ -55,8 +55,11 @@ struct serial_port final : device {
 
     // The program has got a descriptor of the port, after `model.open`.
     void count_descriptor();
-    // The program has a copy that the filter does not see.
+    // The program has a copy that the filter does not see: its terminal takes and gives the bytes.
     void serve_terminal();
+    bool is_served_by_terminal() const {
+        return is_terminal_served;
+    }
     // Takes what was written to the terminal, and closes the port if nobody has it open any more.
     void look_at_node();
     // What a user-mode emulator leaves out of the program's requests: a speed without a code on the
