@@ -1,6 +1,7 @@
 #include "simulator/board.h"
 
 #include "simulator/base/message.h"
+#include "simulator/devices/serial/port_calls.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/world/hold_release.h"
 #include "simulator/world/log/board_output.h"
@@ -100,6 +101,24 @@ void run_to_the_end(const program_run &run, std::span<event_source *const> sourc
     pass_on_rest(sources);
 }
 
+std::vector<serial_port *> ports_of(const device_set &devices) {
+    std::vector<serial_port *> ports;
+    for (const std::unique_ptr<device> &each : devices.devices)
+        if (auto *port = dynamic_cast<serial_port *>(each.get()))
+            ports.push_back(port);
+    return ports;
+}
+
+// The last numbers below the limit on open files, and below 1024, which select(2) can name.
+port_descriptors numbers_for_ports() {
+    constexpr rlim_t HIGHEST = 1024;
+    constexpr int MOST = 64;
+    rlimit limit{};
+    (void)getrlimit(RLIMIT_NOFILE, &limit); // cannot fail
+    const int end = static_cast<int>(std::min(limit.rlim_cur, HIGHEST));
+    return {std::max(end - MOST, end / 2), end};
+}
+
 bool open_nodes(const device_set &devices) {
     for (const std::unique_ptr<device> &each : devices.devices)
         if (!each->open_nodes())
@@ -122,17 +141,21 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
 
     program_run run;
     request_channel requests;
+    port_calls calls(ports_of(built.devices), numbers_for_ports());
     std::vector<event_source *> sources = {&run, &requests, &output};
     for (const std::unique_ptr<device> &each : built.devices.devices) {
         requests.takers.push_back(each.get());
         sources.push_back(each.get());
     }
+    sources.push_back(&calls.held);
+    if (calls.has_ports())
+        requests.ports = &calls;
     run.run_us = built.settings.run_us;
     if (built.settings.release && !start_releasing(paths.own_program))
         return STATUS_NO_BOARD;
-    if (!run.start({program, paths.directory.c_str(), requests.stopped_ioctls()}))
+    if (!run.start({program, paths.directory.c_str(), {requests.stopped_ioctls(), calls.rule()}}))
         return STATUS_NO_BOARD;
-    requests.listener = std::move(run.listener);
+    requests.listen_on(std::move(run.listener));
     run_to_the_end(run, sources);
     return run.status;
 }

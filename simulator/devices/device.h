@@ -8,7 +8,7 @@
 // `stopped_ioctls`, says in `owns` which nodes are its own, and answers in `take_request`. A device
 // that can be faulty has its kinds of faults in FAULT_KINDS (fault.h), says in `list_targets` what
 // they call it, and accepts them in `take_fault`. Something that hangs on a serial line (a module,
-// a feed, a panel) is also the `line_partner` of its port, see line_partner.h.
+// a feed, a panel) has a `line::device_end`, which `plug_device` of port_options.h joins to a port.
 //
 // A device lives from the reading of the command line to the end of the run. It is built outside
 // the namespaces and opens its nodes inside them, in the process that runs the event loop. That

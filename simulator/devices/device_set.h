@@ -2,6 +2,7 @@
 #pragma once
 
 #include "simulator/devices/device.h"
+#include "simulator/line/cable.h"
 #include "simulator/world/terminal.h"
 
 #include <memory>
@@ -11,8 +12,9 @@
 namespace simulator {
 
 struct device_set {
-    std::vector<std::unique_ptr<device>> devices; // in the order in which they were added
-    operator_terminal terminal;                   // not open without --panel
+    std::vector<std::unique_ptr<device>> devices;     // in the order in which they were added
+    std::vector<std::unique_ptr<line::cable>> cables; // between the devices, gone before them
+    operator_terminal terminal;                       // not open without --panel
 
     // The device of that kind and name; null when the board has none.
     template <typename Kind>

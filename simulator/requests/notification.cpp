@@ -2,10 +2,17 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <vector>
+
+// Linux 6.6; older headers lack it.
+#ifndef SECCOMP_IOCTL_NOTIF_SET_FLAGS
+#define SECCOMP_USER_NOTIF_FD_SYNC_WAKE_UP (1UL << 0)
+#define SECCOMP_IOCTL_NOTIF_SET_FLAGS SECCOMP_IOW(4, __u64)
+#endif
 
 namespace simulator {
 
@@ -45,8 +52,12 @@ bool receive(int listener, request &asked) {
         return false;
     seccomp_notif notification{};
     memcpy(&notification, words.data(), sizeof notification);
-    asked = {
-        listener, notification.id, static_cast<pid_t>(notification.pid), notification.data.nr, {}};
+    asked = {listener,
+             notification.id,
+             static_cast<pid_t>(notification.pid),
+             notification.data.arch,
+             notification.data.nr,
+             {}};
     std::copy_n(notification.data.args, asked.arguments.size(), asked.arguments.begin());
     return true;
 }
@@ -61,6 +72,23 @@ void respond(const request &asked, int64_t value, int error, uint32_t flags) {
     response.flags = flags;
     memcpy(words.data(), &response, sizeof response);
     (void)ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_SEND, words.data()); // ENOENT: caller killed
+}
+
+bool install(const request &asked, int descriptor, int number, bool close_on_exec) {
+    seccomp_notif_addfd added{};
+    added.id = asked.id;
+    added.srcfd = static_cast<uint32_t>(descriptor);
+    added.flags = SECCOMP_ADDFD_FLAG_SEND;
+    if (number >= 0) {
+        added.newfd = static_cast<uint32_t>(number);
+        added.flags |= SECCOMP_ADDFD_FLAG_SETFD;
+    }
+    added.newfd_flags = close_on_exec ? O_CLOEXEC : 0;
+    return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ADDFD, &added) >= 0;
+}
+
+void prefer_own_processor(int listener) {
+    (void)ioctl(listener, SECCOMP_IOCTL_NOTIF_SET_FLAGS, SECCOMP_USER_NOTIF_FD_SYNC_WAKE_UP);
 }
 
 bool is_waiting(const request &asked) {

@@ -14,6 +14,14 @@ bool receive(int listener, request &asked);
 // Answers a call with a value or an error (0: none) and flags of the kernel's response structure.
 void respond(const request &asked, int64_t value, int error, uint32_t flags);
 
+// Gives the caller a copy of the board's descriptor under that number, or under its lowest free one
+// if it is negative, and lets the call return the number. False with errno set if that fails: the
+// call is not answered then.
+bool install(const request &asked, int descriptor, int number, bool close_on_exec);
+
+// Lets the kernel wake board and caller on one processor, where it can (Linux 6.6): much cheaper.
+void prefer_own_processor(int listener);
+
 // Whether the caller still waits for the answer; one that was killed does not.
 bool is_waiting(const request &asked);
 

@@ -2,6 +2,8 @@
 
 #include "simulator/requests/notification.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sys/uio.h>
 
 namespace simulator {
@@ -30,6 +32,15 @@ bool write_memory(const request &asked, uint64_t address, const void *from, size
     const iovec there = area(address, bytes);
     return is_waiting(asked) &&
            process_vm_writev(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
+}
+
+size_t read_up_to(const request &asked, uint64_t address, void *to, size_t bytes) {
+    constexpr uint64_t PAGE = 4096; // a transfer ends where an area that is read is not whole
+    const uint64_t first = std::min<uint64_t>(bytes, PAGE - address % PAGE);
+    const iovec here{to, bytes};
+    const iovec there[] = {area(address, first), area(address + first, bytes - first)};
+    const ssize_t got = process_vm_readv(asked.caller, &here, 1, there, std::size(there), 0);
+    return got > 0 && is_waiting(asked) ? static_cast<size_t>(got) : 0;
 }
 
 void answer(const request &asked, int64_t value) {

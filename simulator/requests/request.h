@@ -13,10 +13,11 @@
 namespace simulator {
 
 struct request {
-    int listener; // the notification descriptor it came from and is answered on
-    uint64_t id;  // the kernel's name for it
-    pid_t caller; // the thread that asked
-    int call;     // number of the system call; today always ioctl(2)
+    int listener;          // the notification descriptor it came from and is answered on
+    uint64_t id;           // the kernel's name for it
+    pid_t caller;          // the thread that asked
+    uint32_t architecture; // whose table the call's number is from, see linux/audit.h
+    int call;              // number of the system call
     std::array<uint64_t, 6> arguments;
 
     // The descriptor that the call is about.
@@ -54,6 +55,9 @@ struct request_taker {
 // has no such memory or has gone; the call is then to be refused with EFAULT.
 bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes);
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes);
+
+// Up to `bytes` bytes from an address on, as many as the caller has there. Returns how many.
+size_t read_up_to(const request &asked, uint64_t address, void *to, size_t bytes);
 
 // Lets the call return `value`, or -1 with errno `error`. A caller that was killed meanwhile is no
 // error: there is nobody left to answer.

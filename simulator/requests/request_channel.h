@@ -1,6 +1,9 @@
 // Where the stopped calls of the program under test arrive: takes each from the kernel, finds what
 // is at its descriptor and hands the call over.
 //
+// A process that calls through another table than the processor's own (a 32-bit program) would have
+// calls that the board does not see. It is ended with a message.
+//
 // A taker is found by what the descriptor refers to, not by its number or name: the status of
 // /proc/PID/fd/N is compared with the takers' own nodes. A call on anything else (the operator's
 // terminal, say) goes to the kernel as if nobody had looked. See seccomp_unotify(2).
@@ -14,9 +17,19 @@
 
 namespace simulator {
 
+// What answers the calls on the board's ports.
+struct call_taker {
+    virtual ~call_taker() = default;
+    // True if it has answered the call, or will.
+    virtual bool take(const request &asked) = 0;
+};
+
 struct request_channel final : event_source {
     unique_fd listener; // closed once no process of the program is left
     std::vector<request_taker *> takers;
+    call_taker *ports = nullptr; // none: the board has no port
+
+    void listen_on(unique_fd filters_listener);
 
     // What the kernel is to stop for all of them, each number once.
     std::vector<uint32_t> stopped_ioctls() const;
@@ -25,7 +38,11 @@ struct request_channel final : event_source {
     void ready(const pollfd &event) override;
 
 private:
+    void hand_over(const request &asked);
+    void refuse_foreign(const request &asked);
     request_taker *find_taker(const request &asked) const;
+
+    bool has_refused = false;
 };
 
 } // namespace simulator

@@ -6,6 +6,7 @@
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <span>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,24 +21,14 @@ namespace simulator {
 
 namespace {
 
-// A call made through another processor's or another mode's table (x32: bit 30 of the number) has
-// other numbers; it is let through.
 #if defined(__x86_64__)
 constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_X86_64;
 #elif defined(__aarch64__)
 constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_AARCH64;
 #elif defined(__powerpc64__) && __BYTE_ORDER == __LITTLE_ENDIAN
 constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_PPC64LE;
-#elif defined(__powerpc64__)
-constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_PPC64;
-#elif defined(__powerpc__)
-constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_PPC;
 #elif defined(__riscv) && __riscv_xlen == 64
 constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_RISCV64;
-#elif defined(__arm__)
-constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_ARM;
-#elif defined(__i386__)
-constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_I386;
 #else
 #error "give this processor's AUDIT_ARCH_ number, see linux/audit.h"
 #endif
@@ -52,37 +43,108 @@ sock_filter give(uint32_t verdict) {
     return BPF_STMT(BPF_RET | BPF_K, verdict);
 }
 
-sock_filter skip_next_if(uint32_t value) {
-    return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 1, 0);
+constexpr uint32_t argument(size_t index) {
+    return offsetof(seccomp_data, args) + static_cast<uint32_t>(index * sizeof(uint64_t)) +
+           LOW_WORD;
 }
 
-sock_filter skip_next_unless(uint32_t value) {
-    return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, 1);
+// Goes on with the next step if the loaded word equals the value, else skips so many.
+sock_filter unless_equal(uint32_t value, size_t skipped) {
+    return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, static_cast<uint8_t>(skipped));
 }
 
-std::vector<sock_filter> filter_steps(std::span<const uint32_t> stopped_ioctls) {
-    std::vector<sock_filter> steps = {
-        load(offsetof(seccomp_data, arch)),
-        skip_next_if(NATIVE_CALLS),
+sock_filter unless_at_least(uint32_t value, size_t skipped) {
+    return BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, value, 0, static_cast<uint8_t>(skipped));
+}
+
+using steps = std::vector<sock_filter>;
+
+// Ends the filter by the number of the descriptor, the call's first argument.
+steps decide_by_descriptor(const port_descriptors &ports) {
+    return {
+        load(argument(0)),
+        unless_at_least(static_cast<uint32_t>(ports.first), 1),
+        give(SECCOMP_RET_USER_NOTIF),
+        unless_at_least(port_descriptors::STOPPED, 1),
         give(SECCOMP_RET_ALLOW),
-        load(offsetof(seccomp_data, nr)),
-        skip_next_if(SYS_ioctl),
-        give(SECCOMP_RET_ALLOW),
-        load(offsetof(seccomp_data, args) + sizeof(uint64_t) + LOW_WORD),
+        give(SECCOMP_RET_USER_NOTIF),
     };
-    for (const uint32_t number : stopped_ioctls) {
-        steps.push_back(skip_next_unless(number));
-        steps.push_back(give(SECCOMP_RET_USER_NOTIF));
+}
+
+// Ends the filter for an fcntl that makes no copy.
+steps decide_by_copy(const port_descriptors &ports) {
+    steps all = {
+        load(argument(1)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, F_DUPFD, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, F_DUPFD_CLOEXEC, 1, 0),
+        give(SECCOMP_RET_ALLOW),
+    };
+    const steps rest = decide_by_descriptor(ports);
+    all.insert(all.end(), rest.begin(), rest.end());
+    return all;
+}
+
+steps decide_by_request(std::span<const uint32_t> numbers) {
+    steps all = {load(argument(1))};
+    for (const uint32_t number : numbers) {
+        all.push_back(unless_equal(number, 1));
+        all.push_back(give(SECCOMP_RET_USER_NOTIF));
     }
-    steps.push_back(give(SECCOMP_RET_ALLOW));
-    return steps;
+    all.push_back(give(SECCOMP_RET_ALLOW));
+    return all;
+}
+
+steps decide(const call_row &row, const port_descriptors &ports) {
+    switch (row.when) {
+    case stopped_when::on_port_descriptor:
+        return decide_by_descriptor(ports);
+    case stopped_when::copying_port_descriptor:
+        return decide_by_copy(ports);
+    default:
+        return {give(SECCOMP_RET_USER_NOTIF)};
+    }
+}
+
+// The call's number is loaded.
+void add_rule(steps &all, uint32_t number, const steps &decision) {
+    all.push_back(unless_equal(number, decision.size()));
+    all.insert(all.end(), decision.begin(), decision.end());
+}
+
+steps filter_steps(const filter_rules &rules) {
+    steps all = {
+        load(offsetof(seccomp_data, arch)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, NATIVE_CALLS, 1, 0),
+        give(SECCOMP_RET_USER_NOTIF),
+        load(offsetof(seccomp_data, nr)),
+#ifdef __x86_64__
+        unless_at_least(FIRST_FOREIGN_CALL, 1),
+        give(SECCOMP_RET_USER_NOTIF),
+#endif
+    };
+    if (rules.ports)
+        for (const call_row &row : STOPPED_CALLS)
+            add_rule(all, row.number, decide(row, *rules.ports));
+    add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
+    all.push_back(give(SECCOMP_RET_ALLOW));
+    return all;
 }
 
 } // namespace
 
-unique_fd install_request_filter(std::span<const uint32_t> stopped_ioctls) {
-    std::vector<sock_filter> steps = filter_steps(stopped_ioctls);
-    sock_fprog program{static_cast<unsigned short>(steps.size()), steps.data()};
+bool is_native_call(uint32_t architecture, int number) {
+#ifdef __x86_64__
+    if (static_cast<uint32_t>(number) >= FIRST_FOREIGN_CALL)
+        return false;
+#else
+    (void)number;
+#endif
+    return architecture == NATIVE_CALLS;
+}
+
+unique_fd install_request_filter(const filter_rules &rules) {
+    steps all = filter_steps(rules);
+    sock_fprog program{static_cast<unsigned short>(all.size()), all.data()};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         return unique_fd();
     // With the second flag a signal does not abort a request that the board has begun to carry out;

@@ -2,16 +2,31 @@
 #pragma once
 
 #include "simulator/base/unique_fd.h"
+#include "simulator/requests/stopped_calls.h"
 
 #include <cstdint>
-#include <span>
+#include <optional>
+#include <vector>
 
 namespace simulator {
 
-// Installs the filter for these ioctl request numbers in the calling process; everything it
-// executes or forks has it too. An emulator started afterwards is the caller as far as the kernel
-// is concerned, so a program for another processor works as well. Returns the notification
-// descriptor, or none with errno set.
-unique_fd install_request_filter(std::span<const uint32_t> stopped_ioctls);
+// Calls made through another processor's table, or through another mode of this one, have other
+// numbers and structures. All of them are stopped, and the board ends their caller.
+#if defined(__x86_64__)
+constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
+#endif
+
+struct filter_rules {
+    std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
+    std::optional<port_descriptors> ports; // none: the board has no port
+};
+
+// Installs the filter in the calling process; everything it executes or forks has it too. An
+// emulator started afterwards is the caller as far as the kernel is concerned, so a program for
+// another processor works as well. Returns the notification descriptor, or none with errno set.
+unique_fd install_request_filter(const filter_rules &rules);
+
+// Whether a stopped call came through this processor's own table.
+bool is_native_call(uint32_t architecture, int number);
 
 } // namespace simulator

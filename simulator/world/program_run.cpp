@@ -42,8 +42,8 @@ void enter_directory(const char *directory) {
     _exit(STATUS_NO_BOARD);
 }
 
-void hand_over_calls(std::span<const uint32_t> stopped_ioctls, int board) {
-    const unique_fd listener = install_request_filter(stopped_ioctls);
+void hand_over_calls(const filter_rules &rules, int board) {
+    const unique_fd listener = install_request_filter(rules);
     if (listener.is_open() && send_descriptor(board, listener.get()))
         return;
     report("the kernel refuses the request filter: %s", strerror(errno));
@@ -56,7 +56,7 @@ void hand_over_calls(std::span<const uint32_t> stopped_ioctls, int board) {
     (void)setpgid(0, 0);
     (void)prctl(PR_CAPBSET_DROP, CAP_SYS_BOOT); // nothing on the board can restart the machine
     enter_directory(how.directory);
-    hand_over_calls(how.stopped_ioctls, board);
+    hand_over_calls(how.rules, board);
     restore_signals();
     execvp(how.arguments[0], how.arguments);
     const int reason = errno;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "simulator/base/unique_fd.h"
+#include "simulator/requests/request_filter.h"
 #include "simulator/time/event_loop.h"
 
 #include <cstdint>
@@ -13,9 +14,9 @@
 namespace simulator {
 
 struct program_start {
-    char *const *arguments;               // its name first
-    const char *directory;                // where it runs
-    std::vector<uint32_t> stopped_ioctls; // request numbers, see request_filter.h
+    char *const *arguments; // its name first
+    const char *directory;  // where it runs
+    filter_rules rules;
 };
 
 struct program_run final : event_source {

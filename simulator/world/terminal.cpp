@@ -4,6 +4,7 @@
 
 #include <array>
 #include <sys/socket.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace simulator {
@@ -15,7 +16,8 @@ constexpr size_t STROKE_BYTES = 64;
 } // namespace
 
 bool operator_terminal::open() {
-    if (tcgetattr(STDIN_FILENO, &settings) != 0 || tcgetpgrp(STDIN_FILENO) != getpgrp())
+    settings = std::make_shared<termios>();
+    if (tcgetattr(STDIN_FILENO, settings.get()) != 0 || tcgetpgrp(STDIN_FILENO) != getpgrp())
         return complain("--panel needs a terminal as standard input, in the foreground");
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
@@ -30,10 +32,10 @@ bool operator_terminal::open() {
 void operator_terminal::make_raw() {
     if (!sender.is_open())
         return;
-    termios wanted = settings;
+    termios wanted = *settings;
     cfmakeraw(&wanted);
-    wanted.c_oflag = settings.c_oflag; // what the program prints stays whole lines
-    wanted.c_lflag |= ISIG;            // Ctrl-C, and of the signals that alone
+    wanted.c_oflag = settings->c_oflag; // what the program prints stays whole lines
+    wanted.c_lflag |= ISIG;             // Ctrl-C, and of the signals that alone
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
@@ -42,7 +44,7 @@ void operator_terminal::make_raw() {
 // Keys that nobody has read must not reach the operator's shell.
 void operator_terminal::restore() {
     if (sender.is_open())
-        (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings); // the terminal may be gone
+        (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, settings.get()); // the terminal may be gone
 }
 
 void operator_terminal::pass_keys() {

@@ -10,7 +10,10 @@
 
 #include "simulator/base/unique_fd.h"
 
-#include <termios.h>
+#include <memory>
+#include <unistd.h>
+
+struct termios; // of <termios.h>, which no file can include beside the kernel's own
 
 namespace simulator {
 
@@ -35,7 +38,7 @@ struct operator_terminal {
 private:
     unique_fd sender;
     unique_fd receiver;
-    termios settings{}; // as the operator had them
+    std::shared_ptr<termios> settings; // as the operator had them
     bool raw = false;
 };
 

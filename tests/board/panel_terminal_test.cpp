@@ -10,9 +10,10 @@
 namespace {
 
 TEST(KeyScript, sends_letters_escapes_and_any_byte) {
-    board_run run = board_run::program(
-        {"--keys", "ab @0.1 \\e\\r\\n\\s\\\\ \\x00\\xfF"},
-        {"/bin/sh", "-c", "exec 3<>/dev/sp6; echo ready >&3; head -c 9 <&3 | od -An -tx1"});
+    board_run run = board_run::program({"--keys", "ab @0.1 \\e\\r\\n\\s\\\\ \\x00\\xfF"},
+                                       {"/bin/sh", "-c",
+                                        "stty -F /dev/sp6 38400 raw -echo; exec 3<>/dev/sp6; echo "
+                                        "ready >&3; head -c 9 <&3 | od -An -tx1"});
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, " 61 62 1b 0d 0a 20 5c 00 ff\n");
 }
@@ -44,8 +45,11 @@ TEST(PanelTerminal, gets_its_settings_back_when_the_board_is_killed) {
 }
 
 TEST(PanelTerminal, shows_log_lines_on_lines_of_their_own) {
-    terminal_run run(HK_BOARD_PATH " --panel -- /bin/sh -c 'exec 3<>/dev/sp6; printf begun >&3; "
-                                   "head -c 1 <&3 >/dev/null; reboot'");
+    terminal_run run(
+        HK_BOARD_PATH
+        " --panel -- /bin/sh -c 'stty -F /dev/sp6 38400 -icanon -echo; exec 3<>/dev/sp6; "
+        "printf \"begun\\n\" >&3; "
+        "head -c 1 <&3 >/dev/null; reboot'");
     ASSERT_TRUE(run.wait_for("begun"));
     run.type("x");
     EXPECT_TRUE(run.wait_for("board: reboot requested\r\n"));

@@ -1,6 +1,7 @@
 #include "tests/matrix/fault_cells.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <iterator>
 
@@ -74,27 +75,22 @@ sample_claim one_of(const std::vector<sample> &expected) {
         return std::ranges::find(expected, seen) != expected.end();
     };
 }
-bool is_flipped_block(const sample &seen) { // position and byte; see the board's flip
-    return seen[1] == (')' ^ 1 << seen[0] % 8);
+// Position and byte: the board flips one bit of one of the first three bytes.
+bool is_flipped_block(const sample &seen) {
+    return seen[0] >= 0 && seen[0] < 3 && std::has_single_bit(static_cast<unsigned>(seen[1] ^ ')'));
 }
 bool is_frame_length(const sample &seen) {
     return seen[0] >= 3 && seen[0] <= 15;
 }
 
 // Length and flipped byte of the frames 10, 20, 30 and so on of a crossover, whose frames are the
-// same in each run. The flip moves on by one byte and one bit each time.
+// same in each run. The flip moves on by one byte, of the first three, and by one bit each time.
 const sample_claim IS_FLIPPED_FRAME = one_of({
-    {3, 40}, {3, 42},  {3, 35},  {3, 33}, {3, 56},  {3, 7},   {3, 105}, {3, 160},
-    {4, 6},  {3, 43},  {7, 251}, {3, 47}, {3, 57},  {3, 8},   {3, 103}, {6, 216},
-    {3, 41}, {3, 37},  {3, 45},  {4, 80}, {8, 23},  {4, 37},  {3, 104}, {3, 167},
-    {9, 13}, {3, 197}, {8, 36},  {8, 26}, {14, 17}, {4, 120}, {3, 105}, {3, 168},
-    {3, 38}, {3, 43},  {14, 92}, {3, 47}, {3, 57},  {3, 0},   {3, 96},  {3, 169},
-});
-const sample_claim IS_FLIPPED_SYNCHRONOUS_FRAME = one_of({
-    {3, 22},  {3, 2},   {3, 7},  {3, 31},  {3, 16},  {3, 35},  {3, 87}, {3, 128}, {4, 22}, {3, 21},
-    {7, 251}, {3, 11},  {3, 7},  {3, 32},  {3, 67},  {6, 216}, {3, 1},  {3, 1},   {3, 19}, {4, 80},
-    {8, 23},  {4, 32},  {3, 64}, {3, 131}, {9, 13},  {3, 2},   {8, 7},  {8, 26},  {14, 7}, {4, 32},
-    {3, 87},  {3, 128}, {3, 2},  {3, 21},  {14, 92}, {3, 11},  {3, 7},  {3, 32},  {3, 67}, {3, 151},
+    {3, 40}, {3, 42},  {3, 35},  {3, 33}, {3, 56},  {3, 7},  {3, 105}, {3, 160},
+    {4, 33}, {3, 43},  {7, 218}, {3, 47}, {3, 57},  {3, 8},  {3, 103}, {6, 160},
+    {3, 41}, {3, 37},  {3, 45},  {4, 26}, {8, 206}, {4, 37}, {3, 104}, {3, 167},
+    {9, 13}, {3, 197}, {8, 36},  {8, 11}, {14, 17}, {4, 11}, {3, 105}, {3, 168},
+    {3, 38}, {3, 43},  {14, 5},  {3, 47}, {3, 57},  {3, 0},  {3, 96},  {3, 169},
 });
 // Input 3.4 of module 221 is stuck: the steps on byte 3, but the one that drives bit 4.
 const sample_claim IS_STEP_WITH_STUCK_BIT =
@@ -130,12 +126,14 @@ bool is_spi_step_of_221(const sample &seen) {
 
 using lines = std::vector<result_line>;
 
-bool is_all_received(const lines &seen) { // a kill or a list may come between two counts
-    return seen[0].counts[0] <= seen[1].counts[0] + 1 &&
+// A block of 16 bytes comes out of the receiver's FIFO in two halves, which a receiver that is
+// quick enough reads one by one. A kill or a list may come between two counts.
+bool is_all_received(const lines &seen) {
+    return seen[0].counts[0] <= 2 * (seen[1].counts[0] + 1) &&
            seen[0].counts[0] - seen[0].counts[1] - seen[0].errors[0] <= 1;
 }
 bool is_half_received(const lines &seen) {
-    return seen[0].counts[0] <= seen[1].counts[0] / 2 + 1;
+    return seen[0].counts[0] <= 2 * (seen[1].counts[0] / 2 + 1);
 }
 bool are_missing_frames_counted(const lines &seen) {
     return std::ranges::all_of(
@@ -147,8 +145,13 @@ bool are_missing_frames_counted(const lines &seen) {
 bool is_one_frame_in_ten_bad(const lines &seen) {
     return std::abs(seen[0].counts[0] / 10 - seen[0].errors[0]) <= 2;
 }
+// The receiver's check drops a frame with a wrong bit.
+bool is_one_frame_in_ten_missing(const lines &seen) {
+    return are_missing_frames_counted(seen) &&
+           seen[0].counts[0] - seen[0].counts[1] >= seen[0].counts[0] / 10 - 2;
+}
 bool is_one_block_in_ten_bad(const lines &seen) {
-    return is_all_received(seen) && is_one_frame_in_ten_bad(seen);
+    return is_all_received(seen) && std::abs(seen[1].counts[0] / 10 - seen[0].errors[0]) <= 2;
 }
 bool is_time_out_of_x_one_behind(const lines &seen) {
     return seen[0].errors[2] == seen[1].errors[2] - 1;
@@ -240,12 +243,10 @@ const std::vector<fault_cell> CELLS = {
      {{'C', "3 sp1 consume", at_least(20), first(at_least(9), BY_LOAD), is_flipped_block},
      producer("3 sp2 produce", 90)}, {}, is_one_block_in_ten_bad},
     {"bit flipped on the cable", {"--loop", "5s", "--fault", "flip:5s:10"}, {"-h", "-E55"},
-     {{'E', "5 sp5 loop", at_least(20), {at_least(5), BY_LOAD, BY_LOAD}, IS_FLIPPED_SYNCHRONOUS_FRAME}}, {},
-     is_one_frame_in_ten_bad},
-    // Requests 10, 20 and 30 are spoiled in address, function code and command: nobody answers. Later
-    // ones are spoiled in their outputs as well, which may show in the inputs.
+     {{'E', "5 sp5 loop", at_least(20), {STAYS, at_least(5), BY_LOAD}}}, {}, is_one_frame_in_ten_missing},
+    // Every tenth request is dropped by the check of the modules' controller: nobody answers.
     {"bit flipped on the cable", {"--fio", "20=1,16=2", "--fault", "flip:5s:10"}, {"-F"},
-     {fio_20(at_least(7), {BY_LOAD, at_least(2), STAYS}), fio_16(at_least(4), {BY_LOAD, at_least(1), STAYS})},
+     {fio_20(at_least(7), second(at_least(2))), fio_16(at_least(4), second(at_least(1)))},
      {"<20 set 3 3>", "<16 set 4 4>", "<20 set 4 7>"}},
     {"bit flipped, x to y", {"--cable", "2-8", "--fault", "flip:2:10"}, {"-E28"},
      {port_2(at_least(20), {at_least(5), BY_LOAD, BY_LOAD}, IS_FLIPPED_FRAME), port_8(at_least(40), NO_BAD)}, {},
@@ -277,7 +278,7 @@ const std::vector<fault_cell> CELLS = {
     {"cable cut, y to x", {"--cable", "2-8", "--fault", "cut:8"}, {"-E28"}, {port_2(at_least(9), NO_BAD),
      port_8(STAYS, {STAYS, at_least(10), BY_LOAD})}},
     {"cable pulled after 20 blocks", {"--cable", "1-2", "--fault", "pull:2:20"}, {"-C1", "-P2"},
-     {{'C', "3 sp1 consume", up_to(20), third(at_least(3))}, producer("3 sp2 produce", 50)}},
+     {{'C', "3 sp1 consume", up_to(40), third(at_least(3))}, producer("3 sp2 produce", 50)}},
     {"cable pulled after 20 blocks", {"--loop", "2", "--fault", "pull:2:20"}, {"-E2"},
      {{'E', "5 sp2 loop", exactly(20), {at_least(41), at_least(40), at_least(40)}}}, {}, is_silence_moved_by_fours},
     // The 20th request is the ninth output set at 20, unless a busy machine has lost one before.
@@ -285,9 +286,9 @@ const std::vector<fault_cell> CELLS = {
      {written(0, 9, fio_20({0, 8}, second(at_least(3)))), written(0, 8, fio_16({0, 8}, second(at_least(3))))},
      {"<16 stat ", "<20 stat "}},
     {"port hung up", {"--cable", "1-2", "--fault", "hangup:1:10"}, {"-C1", "-P2"},
-     {{'C', "3 sp1 consume", up_to(9), third(at_least(3))}, producer("3 sp2 produce", 50)}},
+     {{'C', "3 sp1 consume", up_to(18), third(at_least(3))}, producer("3 sp2 produce", 50)}},
     {"port hung up", {"--cable", "1-2", "--fault", "hangup:2:10"}, {"-C1", "-P2"},
-     {{'C', "3 sp1 consume", up_to(9), third(at_least(3))},
+     {{'C', "3 sp1 consume", up_to(18), third(at_least(3))},
      {'P', "3 sp2 produce", exactly(10), third(at_least(10))}}},
     // A frame leaves the port and reaches it again: the tenth is lost.
     {"port hung up", {"--loop", "2", "--fault", "hangup:2:20"}, {"-E2"},

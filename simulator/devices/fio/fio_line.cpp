@@ -29,6 +29,12 @@ module_lengths lengths_of(int type) {
 
 } // namespace
 
+fio_line::fio_line() {
+    end.on_receive = [this](int64_t now, std::span<const uint8_t> frame) {
+        take_request_frame(now, frame);
+    };
+}
+
 bool fio_line::add_module(int address, int type) {
     for (const addressed_module &other : modules)
         if (other.address == address)
@@ -45,7 +51,7 @@ int64_t fio_line::wake_time_us() const {
 
 void fio_line::wake(int64_t time_us) {
     while (!late.empty() && late.front().due_us <= time_us) {
-        port.take_chunk(late.front().frame);
+        end.send(time_us * NS_PER_US, late.front().frame);
         late.pop_front();
     }
 }
@@ -64,7 +70,7 @@ bool fio_line::take_fault(const fault &wanted) {
     return taken;
 }
 
-void fio_line::take_chunk(std::span<const uint8_t> frame) {
+void fio_line::take_request_frame(int64_t now, std::span<const uint8_t> frame) {
     if (frame.size() < HEADER_BYTES || frame[1] != FUNCTION_CODE)
         return;
     for (addressed_module &each : modules) {
@@ -72,11 +78,12 @@ void fio_line::take_chunk(std::span<const uint8_t> frame) {
                                : frame[2] == COMMAND_STATUS ? STATUS_REQUEST_BYTES
                                                             : 0;
         if (each.address == frame[0] && frame.size() == HEADER_BYTES + payload)
-            answer_request(each, frame);
+            answer_request(now, each, frame);
     }
 }
 
-void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> frame) {
+void fio_line::answer_request(int64_t now, addressed_module &asked,
+                              std::span<const uint8_t> frame) {
     fio_module &module = asked.module;
     const std::vector<uint8_t> data =
         module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);
@@ -91,9 +98,9 @@ void fio_line::answer_request(addressed_module &asked, std::span<const uint8_t> 
     if (module.strikes(fault_id::short_reply))
         reply.pop_back();
     if (module.strikes(fault_id::late_reply))
-        late.push_back({now_us() + LATE_US, reply});
+        late.push_back({now / NS_PER_US + LATE_US, reply});
     else
-        port.take_chunk(reply);
+        end.send(now, reply);
 }
 
 } // namespace simulator

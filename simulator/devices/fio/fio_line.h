@@ -3,15 +3,20 @@
 // are not answered.
 #pragma once
 
+#include "simulator/devices/device.h"
 #include "simulator/devices/fio/fio_module.h"
-#include "simulator/devices/serial/serial_port.h"
+#include "simulator/devices/serial/port_faults.h"
+#include "simulator/line/device_end.h"
 
 #include <deque>
 
 namespace simulator {
 
-struct fio_line final : device, line_partner {
-    explicit fio_line(serial_port &bus) : port(bus) {}
+struct fio_line final : device {
+    fio_line();
+
+    line::device_end end{true};
+    port_faults faults; // of what the modules send: none but those of their port
 
     // Adds a module, 1 to 255 each. False when another one has the address.
     bool add_module(int address, int type);
@@ -23,8 +28,6 @@ struct fio_line final : device, line_partner {
     void wake(int64_t time_us) override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
-
-    void take_chunk(std::span<const uint8_t> frame) override;
 
 private:
     struct addressed_module {
@@ -38,9 +41,9 @@ private:
         std::vector<uint8_t> frame;
     };
 
-    void answer_request(addressed_module &asked, std::span<const uint8_t> frame);
+    void take_request_frame(int64_t now, std::span<const uint8_t> frame);
+    void answer_request(int64_t now, addressed_module &asked, std::span<const uint8_t> frame);
 
-    serial_port &port;
     std::vector<addressed_module> modules;
     std::deque<late_reply> late;
 };

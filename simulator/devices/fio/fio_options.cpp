@@ -32,8 +32,8 @@ bool plug_modules(device_set &devices, const char *text) {
     fio_line *line = devices.find<fio_line>();
     if (line == nullptr) {
         serial_port &port = port_named(devices, FIO_PORT_NAME);
-        line = &devices.add<fio_line>(port);
-        if (!plug(port, *line, option))
+        line = &devices.add<fio_line>();
+        if (!plug_device(devices, port, line->end, line->faults, option))
             return false;
     }
     for (const std::string &module : split(text, ','))

@@ -1,6 +1,7 @@
-// The front panel: a keyboard and a display that hang on port 6 as a terminal. The display's text
-// is shown line by line under the ident "panel". Keys come from a script (--keys), from the
-// operator's keyboard (--panel), or both; with --panel the operator's terminal is the display too.
+// The front panel: a keyboard and a display that hang on port 6 as a terminal of 38400 bit/s. The
+// display's text is shown line by line under the ident "panel". Keys come from a script (--keys),
+// from the operator's keyboard (--panel), or both; with --panel the operator's terminal is the
+// display too.
 //
 // A script begins with the first text on the display: before it the program may still be setting
 // up its port and would lose keys. A group of keys is sent only when the program has read the one
@@ -11,13 +12,17 @@
 #include "simulator/devices/panel/display_lines.h"
 #include "simulator/devices/panel/key_script.h"
 #include "simulator/devices/serial/serial_port.h"
+#include "simulator/line/device_end.h"
 
 #include <deque>
 
 namespace simulator {
 
-struct front_panel final : device, line_partner {
-    explicit front_panel(serial_port &panel_port) : port(panel_port) {}
+struct front_panel final : device {
+    explicit front_panel(serial_port &panel_port);
+
+    line::device_end end{false};
+    port_faults faults; // of what the panel sends: none but those of its port
 
     // Keys to be pressed after those that the script has already.
     void add_keys(const std::vector<key_step> &keys);
@@ -35,10 +40,9 @@ struct front_panel final : device, line_partner {
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
 
-    // What the program sends to the display.
-    void take_chunk(std::span<const uint8_t> chunk) override;
-
 private:
+    void press(std::span<const uint8_t> bytes);
+    void take_display(std::span<const uint8_t> bytes);
     void show_line();
 
     serial_port &port;

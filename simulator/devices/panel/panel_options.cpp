@@ -17,7 +17,7 @@ front_panel *panel_of(device_set &devices, const char *option) {
         return panel;
     serial_port &port = port_named(devices, PANEL_PORT_NAME);
     panel = &devices.add<front_panel>(port);
-    return plug(port, *panel, option) ? panel : nullptr;
+    return plug_device(devices, port, panel->end, panel->faults, option) ? panel : nullptr;
 }
 
 } // namespace

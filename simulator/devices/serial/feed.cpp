@@ -7,7 +7,22 @@
 
 namespace simulator {
 
-feed::feed(serial_port &fed_port) : device("feed" + fed_port.name), port(fed_port) {}
+namespace {
+
+constexpr int64_t SILENCE_US = 8'000; // between two blocks
+
+} // namespace
+
+feed::feed(const serial_port &fed_port) : device("feed" + fed_port.name) {
+    set_speed(FEED_BPS);
+}
+
+void feed::set_speed(uint32_t bps) {
+    const line::line_format format{.bps = bps};
+    end.set_format(0, format);
+    const int64_t block_ns = static_cast<int64_t>(FEED_BLOCK_BYTES) * line::character_ns(format);
+    period_us = std::max(FEED_PERIOD_US, block_ns / NS_PER_US + SILENCE_US);
+}
 
 bool feed::load(const char *path) {
     const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
@@ -39,12 +54,9 @@ int64_t feed::wake_time_us() const {
 
 void feed::wake(int64_t time_us) {
     const size_t length = std::min(FEED_BLOCK_BYTES, bytes.size() - sent);
-    const auto first = bytes.begin() + static_cast<ptrdiff_t>(sent);
-    std::vector<uint8_t> block(first, first + static_cast<ptrdiff_t>(length));
+    end.send(line_now(), std::span(bytes).subspan(sent, length));
     sent = (sent + length) % bytes.size();
-    if (faults.pass(block))
-        port.take_chunk(block);
-    next_block_us = time_us + FEED_PERIOD_US;
+    next_block_us = time_us + period_us;
 }
 
 void feed::list_targets(std::string_view thing, std::set<std::string> &targets) const {
@@ -58,7 +70,5 @@ bool feed::take_fault(const fault &wanted) {
     faults.add(wanted);
     return true;
 }
-
-void feed::take_chunk(std::span<const uint8_t>) {}
 
 } // namespace simulator

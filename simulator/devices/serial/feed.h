@@ -5,12 +5,14 @@
 // 10 ms, so that there is silence between them. What the port has no room for is lost, as on a line
 // without handshake. The faults of a line strike it under the name of the feed: "feed1" is the one
 // into port 1.
+//
+// The feed sends with 8 data bits at 115200 bit/s, the speed at which hk_stress sets up its ports,
+// or at the speed that its option names. At slow speeds a block waits for the one before.
 #pragma once
 
-#include "simulator/devices/serial/line_faults.h"
 #include "simulator/devices/serial/serial_port.h"
+#include "simulator/line/device_end.h"
 
-#include <span>
 #include <string>
 #include <vector>
 
@@ -18,10 +20,16 @@ namespace simulator {
 
 constexpr size_t FEED_BLOCK_BYTES = 16;
 constexpr int64_t FEED_PERIOD_US = 10'000;
+constexpr uint32_t FEED_BPS = 115200;
 constexpr size_t FEED_FILE_BYTES_MAX = 1 << 20;
 
-struct feed final : device, line_partner {
-    explicit feed(serial_port &fed_port); // named "feed1" for port 1
+struct feed final : device {
+    explicit feed(const serial_port &fed_port); // named "feed1" for port 1
+
+    line::device_end end{false};
+    port_faults faults;
+
+    void set_speed(uint32_t bps);
 
     // Reads the file. False after a message when it cannot be read, is empty or too long.
     bool load(const char *path);
@@ -32,15 +40,11 @@ struct feed final : device, line_partner {
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
-    // What the port sends is not looked at.
-    void take_chunk(std::span<const uint8_t> chunk) override;
-
 private:
-    serial_port &port;
     std::vector<uint8_t> bytes;
     size_t sent = 0; // of `bytes`, in this round
     int64_t next_block_us = NEVER;
-    line_faults faults;
+    int64_t period_us = 0;
 };
 
 } // namespace simulator

@@ -10,12 +10,29 @@ namespace simulator {
 
 namespace {
 
+constexpr number_range FEED_SPEEDS = {50, 4'000'000};
+
 bool is_port(const std::string &name, const std::string &option) {
     static const std::regex form("[1-8]s?");
     return std::regex_match(name, form) ||
            complain("%s: port %s: ports are 1 to 8 (asynchronous, /dev/sp1 to /dev/sp8) and 1s to "
                     "8s (synchronous, /dev/sp1s to /dev/sp8s)",
                     option.c_str(), name.c_str());
+}
+
+bool is_free(const serial_port &port, const std::string &option) {
+    return port.joint == nullptr ||
+           complain("%s: something is plugged into port %s already; a port has room for one "
+                    "cable, loop, feed, panel or line of modules",
+                    option.c_str(), port.name.c_str());
+}
+
+// Makes the cable and gives it the faults of what leaves the port.
+void join(device_set &devices, serial_port &port, line::line_end &other) {
+    devices.cables.push_back(std::make_unique<line::cable>(port.model, other));
+    port.joint = devices.cables.back().get();
+    port.joint->set_faults(port.model, port.faults);
+    port.faults.count_in(port.hangup);
 }
 
 } // namespace
@@ -25,13 +42,13 @@ serial_port &port_named(device_set &devices, const std::string &name) {
     return port != nullptr ? *port : devices.add<serial_port>(name);
 }
 
-bool plug(serial_port &port, line_partner &partner, const std::string &option) {
-    if (port.partner != nullptr)
-        return complain("%s: something is plugged into port %s already; a port has room for one "
-                        "cable, loop, feed, panel or line of modules",
-                        option.c_str(), port.name.c_str());
-    port.partner = &partner;
-    port.lines_wired = true;
+bool plug_device(device_set &devices, serial_port &port, line::line_end &end, port_faults &faults,
+                 const std::string &option) {
+    if (!is_free(port, option))
+        return false;
+    join(devices, port, end);
+    port.joint->set_faults(end, faults);
+    faults.count_in(port.hangup);
     return true;
 }
 
@@ -50,7 +67,15 @@ bool plug_cable(device_set &devices, const char *text) {
     serial_port &second = port_named(devices, other);
     first.partner_name = other;
     second.partner_name = one;
-    return plug(first, second, option) && plug(second, first, option);
+    if (!is_free(first, option) || !is_free(second, option))
+        return false;
+    join(devices, first, second.model);
+    second.joint = first.joint;
+    second.joint->set_faults(second.model, second.faults);
+    second.faults.count_in(second.hangup);
+    first.faults.count_in(second.hangup);
+    second.faults.count_in(first.hangup);
+    return true;
 }
 
 bool plug_loop(device_set &devices, const char *text) {
@@ -58,8 +83,12 @@ bool plug_loop(device_set &devices, const char *text) {
     if (!is_port(text, option))
         return false;
     serial_port &port = port_named(devices, text);
+    if (!is_free(port, option))
+        return false;
     port.partner_name = port.name;
-    return plug(port, port, option);
+    join(devices, port, port.model);
+    port.faults.count_in(port.hangup); // each chunk leaves the port and reaches it
+    return true;
 }
 
 bool add_port(device_set &devices, const char *text) {
@@ -71,15 +100,27 @@ bool add_port(device_set &devices, const char *text) {
 
 bool plug_feed(device_set &devices, const char *text) {
     const std::string option = "--feed " + std::string(text);
-    const auto [name, path] = split_once(text, ':');
-    if (path.empty())
-        return complain("%s: a feed has a port and a file, as in --feed 1:FILE", option.c_str());
+    const auto [where, path] = split_once(text, ':');
+    const auto [name, speed] = split_once(where, '=');
+    int bps = FEED_BPS;
+    if (path.empty() || (!speed.empty() && !read_number(speed, FEED_SPEEDS, bps)))
+        return complain("%s: a feed has a port and a file, as in --feed 1:FILE, and may have a "
+                        "speed, as in --feed 1=9600:FILE",
+                        option.c_str());
     if (!is_port(name, option))
         return false;
     serial_port &port = port_named(devices, name);
     feed &source = devices.add<feed>(port);
-    port.partner_name = source.name;
-    return plug(port, source, option) && source.load(path.c_str());
+    source.set_speed(static_cast<uint32_t>(bps));
+    return plug_device(devices, port, source.end, source.faults, option) &&
+           source.load(path.c_str());
+}
+
+bool serve_emulated(device_set &devices, const char *) {
+    for (const auto &each : devices.devices)
+        if (auto *port = dynamic_cast<serial_port *>(each.get()))
+            port->is_emulated = true;
+    return true;
 }
 
 } // namespace simulator

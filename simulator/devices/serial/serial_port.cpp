@@ -1,214 +1,221 @@
 #include "simulator/devices/serial/serial_port.h"
 
+#include "simulator/base/message.h"
 #include "simulator/base/text.h"
+#include "simulator/line/requests.h"
 
 #include <algorithm>
-#include <asm/termbits.h>
-#include <asm/termios.h>
+#include <array>
+#include <asm/ioctls.h>
+#include <cstring>
 
 namespace simulator {
 
 namespace {
 
-constexpr int64_t DRAIN_LOOK_US = 500;      // between two looks whether the partner has got it
-constexpr int64_t DRAIN_LIMIT_US = 200'000; // a drain takes no longer, whatever happens
-constexpr int64_t FRAME_LOOK_US = 20'000;   // a reader that flushed its input is noticed this late
-constexpr size_t FRAMES_KEPT = 64;          // as a driver's receive ring; further frames are lost
-constexpr uint32_t OUTPUT_LINES = TIOCM_RTS | TIOCM_DTR;
-
 constexpr uint32_t STOPPED_IOCTLS[] = {
-    TIOCMGET,            // modem lines: a pty has none
-    TIOCMSET,            //
-    TCSBRK,              // tcdrain(3): returns once the bytes can be read at the far end
-    SYNC_CONFIG_REQUEST, // the synchronous ports' mode
+    TCGETS,
+    TCGETS2,
+    TCSETS,
+    TCSETSW,
+    TCSETSF,
+    TCSETS2,
+    TCSETSW2,
+    TCSETSF2,
+    TCFLSH,
+    TCXONC,
+    TCSBRK,
+    TCSBRKP,
+    TIOCMGET,
+    TIOCMSET,
+    TIOCMBIS,
+    TIOCMBIC,
+    FIONREAD,
+    TIOCOUTQ,
+    line::SYNC_MODE_REQUEST,
 };
+
+constexpr size_t GIVEN_BYTES = 4096;
+constexpr uint32_t FASTEST_BPS =
+    153600; // of an asynchronous port's speeds; without a code on a host
+
+// The requests that change the settings, with those that have the speeds as numbers too.
+struct setting_request {
+    uint32_t number;
+    uint32_t with_numbers;
+};
+constexpr setting_request SETTING_REQUESTS[] = {
+    {TCSETS, TCSETS2}, {TCSETSW, TCSETSW2}, {TCSETSF, TCSETSF2}};
+
+void report_speed_0(const std::string &name) {
+    static bool is_reported = false;
+    if (!is_reported)
+        report("port %s is set to speed 0 and hangs up; a user-mode emulator makes that of the "
+               "board's own speeds: use --emulated with it",
+               name.c_str());
+    is_reported = true;
+}
+
+constexpr const char *PORT_WITHOUT_LINES = "5s";
+
+line::port_kind kind_of_port(const std::string &name) {
+    return {.is_synchronous = name.back() == 's', .has_modem_lines = name != PORT_WITHOUT_LINES};
+}
 
 } // namespace
 
+int64_t line_now() {
+    return now_us() * NS_PER_US;
+}
+
+int64_t board_time_us(int64_t line_time) {
+    return line_time == line::NEVER ? NEVER : (line_time + NS_PER_US - 1) / NS_PER_US;
+}
+
 serial_port::serial_port(std::string port_name)
-    : device(std::move(port_name)), synchronous(name.back() == 's') {}
+    : device(std::move(port_name)), model(kind_of_port(name)) {}
 
 bool serial_port::open_nodes() {
-    if (!line.open(("/dev/sp" + name).c_str()))
-        return false;
-    if (synchronous)
-        reader_watch = watch_reader(line);
-    return true;
+    if (joint == nullptr)
+        joint = &open_end.emplace(model);
+    return node.open("/dev/sp" + name);
 }
 
 void serial_port::add_polls(std::vector<pollfd> &polls) const {
-    polls.push_back({line.master.get(), POLLIN, 0});
-    if (reader_watch.is_open())
-        polls.push_back({reader_watch.get(), POLLIN, 0});
+    polls.push_back({node.events.get(), POLLIN, 0});
 }
 
-void serial_port::ready(const pollfd &event) {
-    if (event.fd == line.master.get()) {
-        send_written();
-        return;
-    }
-    forget_read(reader_watch);
-    hand_over_frames();
+void serial_port::ready(const pollfd &) {
+    node.forget_events();
+    look_at_node();
 }
 
 int64_t serial_port::wake_time_us() const {
-    return std::min(frame_look_us, drain_look_us);
+    const bool is_busy = (hangup.has_struck() && node.is_present()) ||
+                         (is_terminal_served && seen_changes != model.changes());
+    return is_busy ? 0 : board_time_us(model.next_event_time());
 }
 
-void serial_port::wake(int64_t time_us) {
-    hand_over_frames();
-    answer_drains(time_us);
+void serial_port::wake(int64_t) {
+    joint->advance(line_now());
+    if (hangup.has_struck() && node.is_present()) {
+        model.hang_up(line_now(), true);
+        node.remove(); // the terminal hangs up too
+    }
+    if (is_terminal_served && node.is_present()) {
+        look_at_node();
+        give_to_node();
+    }
+    seen_changes = model.changes();
+}
+
+// What was written leaves the port also when the program has ended.
+bool serial_port::has_unsent() const {
+    return model.is_closing();
 }
 
 std::span<const uint32_t> serial_port::stopped_ioctls() const {
     return STOPPED_IOCTLS;
 }
 
-bool serial_port::owns(const struct stat &node) const {
-    return line.is_slave(node);
+// The node.
+
+void serial_port::count_descriptor() {
+    descriptors++;
 }
 
-// The end of the port. The kernel does to the program what it does when a driver loses its port:
-// reads end, writes and requests fail with EIO, poll reports a hang-up.
-
-void serial_port::hang_up() {
-    hung_up = true;
-    reader_watch.reset();
-    line.master.reset();
-    frames.clear();
-    expected_unread = 0;
+void serial_port::serve_terminal() {
+    is_terminal_served = true;
+    give_to_node();
 }
 
-// False when the port is gone, with this chunk or before it.
-bool serial_port::passes_chunk() {
-    if (!hung_up && ++chunks_passed == hangup_chunk)
-        hang_up();
-    return !hung_up;
-}
-
-// Sending: from the program to the partner.
-
-void serial_port::send_written() {
-    std::vector<uint8_t> chunk = take_written(line);
-    if (!chunk.empty())
-        send_chunk(chunk);
-}
-
-void serial_port::send_chunk(std::vector<uint8_t> &chunk) {
-    if (passes_chunk() && faults.pass(chunk) && partner != nullptr)
-        partner->take_chunk(chunk);
-}
-
-// Receiving: from the partner to the program.
-
-void serial_port::take_chunk(std::span<const uint8_t> chunk) {
-    if (!passes_chunk())
+void serial_port::look_at_node() {
+    if (!node.is_present())
         return;
-    if (!synchronous) {
-        give_bytes(chunk);
+    take_from_node();
+    close_if_abandoned();
+}
+
+// As much as the line has room for: the rest waits in the terminal, and its writer with it.
+void serial_port::take_from_node() {
+    send_rest();
+    while (unsent.empty()) {
+        unsent = take_written(node.line);
+        if (unsent.empty())
+            return;
+        if (descriptors == 0) { // a program from outside
+            line::open_call call{.nonblocking = true};
+            (void)model.open(line_now(), call);
+            count_descriptor();
+        }
+        is_terminal_served = true;
+        send_rest();
+    }
+}
+
+void serial_port::send_rest() {
+    if (unsent.empty())
         return;
+    line::write_call call{.bytes = unsent, .nonblocking = true};
+    const int64_t sent = model.write(line_now(), call).result;
+    if (sent > 0)
+        unsent.erase(unsent.begin(), unsent.begin() + static_cast<ptrdiff_t>(sent));
+    else if (sent != -EAGAIN)
+        unsent.clear();
+}
+
+void serial_port::give_to_node() {
+    std::array<uint8_t, GIVEN_BYTES> bytes;
+    while (!model.is_closing() && !is_read()) {
+        line::read_call call{.bytes = bytes, .nonblocking = true};
+        const int64_t count = model.read(line_now(), call).result;
+        if (count <= 0)
+            return;
+        (void)give(node.line, std::span(bytes).first(static_cast<size_t>(count)));
     }
-    if (frames.size() < FRAMES_KEPT)
-        frames.emplace_back(chunk.begin(), chunk.end());
-    hand_over_frames();
 }
 
-void serial_port::give_bytes(std::span<const uint8_t> chunk) {
-    const size_t before = has_arrived() ? unread_bytes(line) : expected_unread;
-    expected_unread = std::min(before + give(line, chunk), TERMINAL_QUEUE_BYTES);
-}
-
-void serial_port::hand_over_frames() {
-    while (!frames.empty() && nothing_under_way(line) && unread_bytes(line) == 0) {
-        give_bytes(frames.front());
-        frames.pop_front();
-    }
-    frame_look_us = frames.empty() ? NEVER : now_us() + FRAME_LOOK_US;
-}
-
-// Looking whether nothing is under way waits for what is, so the count is exact after it if the
-// queue was empty. When the program reads part of its queue while bytes are under way, the expected
-// count is never reached; then the queue counts as complete when the program has next read it
-// empty.
-bool serial_port::has_arrived() {
-    if (hung_up || nothing_under_way(line) || unread_bytes(line) >= expected_unread)
-        expected_unread = 0;
-    return expected_unread == 0;
-}
-
-// Requests.
-
-void serial_port::take_request(const request &asked) {
-    if (hung_up) {
-        refuse(asked, EIO);
+void serial_port::close_if_abandoned() {
+    if (descriptors == 0 || !node.is_abandoned())
         return;
-    }
-    switch (asked.ioctl_number()) {
-    case TIOCMGET: {
-        const uint32_t lines = modem_lines();
-        if (write_memory(asked, asked.ioctl_argument(), &lines, sizeof lines))
-            answer(asked, 0);
-        else
-            refuse(asked, EFAULT);
-        break;
-    }
-    case TIOCMSET:
-        set_modem_lines(asked);
-        break;
-    case TCSBRK:
-        drain(asked);
-        break;
-    case SYNC_CONFIG_REQUEST:
-        configure_synchronous(asked);
-        break;
-    default:
-        pass_on(asked);
-    }
+    is_terminal_served = false;
+    for (; descriptors > 0; descriptors--)
+        model.close(line_now());
 }
 
-void serial_port::drain(const request &asked) {
-    send_written();
-    drains.push_back({asked, now_us() + DRAIN_LIMIT_US});
-    answer_drains(now_us());
+bool serial_port::is_read() {
+    std::array<uint8_t, sizeof(int32_t)> memory{};
+    line::request_call call{.number = FIONREAD, .argument = memory};
+    (void)model.request(line_now(), call);
+    return std::ranges::all_of(memory, [](uint8_t byte) { return byte == 0; });
 }
 
-void serial_port::answer_drains(int64_t time_us) {
-    const bool arrived = partner == nullptr || partner->has_arrived();
-    std::erase_if(drains, [&](const waiting_drain &waiting) {
-        if (!arrived && time_us < waiting.latest_us)
-            return false;
-        answer(waiting.asked, 0);
-        return true;
+// Emulated programs.
+
+void serial_port::adapt(line::request_call &call, std::span<uint8_t> memory) {
+    const auto row = std::ranges::find_if(SETTING_REQUESTS, [&](const setting_request &each) {
+        return call.number == each.number || call.number == each.with_numbers;
     });
-    drain_look_us = drains.empty() ? NEVER : time_us + DRAIN_LOOK_US;
-}
-
-uint32_t serial_port::modem_lines() const {
-    const bool driven = lines_wired && partner != nullptr && partner->drives_rts();
-    return outputs | (driven ? TIOCM_CTS | TIOCM_CAR : 0U);
-}
-
-bool serial_port::drives_rts() const {
-    return (outputs & TIOCM_RTS) != 0;
-}
-
-void serial_port::set_modem_lines(const request &asked) {
-    uint32_t lines = 0;
-    if (!read_memory(asked, asked.ioctl_argument(), &lines, sizeof lines)) {
-        refuse(asked, EFAULT);
+    line::tty_settings wanted{};
+    memcpy(&wanted, memory.data(), sizeof wanted);
+    if (row == std::end(SETTING_REQUESTS) || (wanted.c_cflag & CBAUD) != B0)
+        return;
+    if (!is_emulated) {
+        report_speed_0(name);
         return;
     }
-    outputs = lines & OUTPUT_LINES;
-    answer(asked, 0);
+    wanted.c_cflag |= BOTHER;
+    wanted.c_ospeed = wanted.c_ispeed = is_synchronous() ? line::FRAME_BPS : FASTEST_BPS;
+    memcpy(memory.data(), &wanted, sizeof wanted);
+    call.number = row->with_numbers;
+    call.argument = memory;
 }
 
-void serial_port::configure_synchronous(const request &asked) {
-    if (!synchronous)
-        refuse(asked, ENOTTY);
-    else if (!read_memory(asked, asked.ioctl_argument(), sync_mode.data(), sync_mode.size()))
-        refuse(asked, EFAULT);
-    else
-        answer(asked, 0);
+void serial_port::set_made_for() {
+    std::array<uint8_t, sizeof line::SYNC_MODE> mode;
+    std::ranges::copy(line::SYNC_MODE, mode.begin());
+    line::request_call call{.number = line::SYNC_MODE_REQUEST, .argument = mode};
+    (void)model.request(line_now(), call);
 }
 
 // Faults.
@@ -235,13 +242,13 @@ void serial_port::list_targets(std::string_view thing, std::set<std::string> &ta
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
         if (is_on_cable(wanted.target))
-            lines_wired = false;
+            faults.lines_wired = false;
         return is_on_cable(wanted.target);
     }
     if (wanted.target != name || !is_fault_of(wanted, "port"))
         return false;
     if (wanted.kind->id == fault_id::hangup)
-        hangup_chunk = static_cast<uint32_t>(wanted.numbers[0]);
+        hangup.limit = static_cast<uint32_t>(wanted.numbers[0]);
     else
         faults.add(wanted);
     return true;

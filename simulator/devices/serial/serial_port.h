@@ -1,95 +1,91 @@
-// One serial port of the board: a pty that the program opens as /dev/spN (asynchronous, characters)
-// or /dev/spNs (synchronous, frames), its modem lines, and the cable end plugged into it.
+// One serial port of the board: /dev/spN (asynchronous, characters) or /dev/spNs (synchronous,
+// frames). What the program's calls do is the line's business (simulator/line/port.h) and their
+// way here port_calls.h's; this is the device: its node, its end of the cable, its faults.
 //
-// What the program writes is taken in chunks (all that is there at once) and handed to the partner
-// at the other end of the cable; the port's faults strike there. On a synchronous port a chunk is a
-// frame: what one write sent is what one read gets at the far end, so the next frame is handed over
-// only when the reader has taken the one before. Writes that follow each other at once would run
-// together into one frame; tcdrain(3) between them separates them.
-//
-// tcdrain returns when what was written can be read at the far end. The program paces itself by it,
-// as on the board, where the driver drains at the speed of the line: the simulated line is never
-// late for the program, however busy the machine is.
+// The node is a pseudo-terminal. Its slave's last close is the port's. Bytes that appear on it come
+// from a descriptor that the filter does not see; they are sent, and what arrives is given to the
+// terminal from then on.
 #pragma once
 
 #include "simulator/devices/device.h"
-#include "simulator/devices/pty.h"
-#include "simulator/devices/serial/line_faults.h"
-#include "simulator/devices/serial/line_partner.h"
+#include "simulator/devices/serial/port_faults.h"
+#include "simulator/devices/serial/port_node.h"
+#include "simulator/line/cable.h"
+#include "simulator/line/port.h"
 
-#include <array>
-#include <deque>
-#include <span>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace simulator {
 
-// The serial driver's request to set up synchronous mode; its argument is four bytes.
-constexpr uint32_t SYNC_CONFIG_REQUEST = 0x40047300;
+// The board's time as the line has it, in nanoseconds, and the other way round: the first
+// microsecond at which that moment has come.
+int64_t line_now();
+int64_t board_time_us(int64_t line_time);
 
-struct serial_port final : device, line_partner {
+constexpr size_t REQUEST_BYTES = sizeof(line::tty_settings); // of an argument at most
+
+struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
 
-    bool synchronous;
-    line_partner *partner = nullptr; // none: what is sent goes nowhere
-    std::string partner_name;        // of the port at the other end, for the fault "lines"
-    bool lines_wired = false;        // RTS of the partner drives CTS and DCD
+    line::port model;
+    port_faults faults;           // of what leaves this port
+    chunk_counter hangup;         // of chunks leaving or reaching it
+    line::cable *joint = nullptr; // none: nothing is plugged in
+    std::string partner_name;     // of the port at the other end, for the fault "lines"
+    bool is_emulated = false;     // --emulated: the program runs under a user-mode emulator
+
+    bool is_synchronous() const {
+        return name.back() == 's';
+    }
+    const port_node &terminal() const {
+        return node;
+    }
 
     bool open_nodes() override;
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
+    bool has_unsent() const override;
     std::span<const uint32_t> stopped_ioctls() const override;
-    bool owns(const struct stat &node) const override;
-    void take_request(const request &asked) override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
-    // True when the program has taken all that it was given.
-    bool program_has_read() const {
-        return nothing_under_way(line);
+    // The program has got a descriptor of the port, after `model.open`.
+    void count_descriptor();
+    // The program has a copy that the filter does not see: its terminal takes and gives the bytes.
+    void serve_terminal();
+    bool is_served_by_terminal() const {
+        return is_terminal_served;
     }
+    // Takes what was written to the terminal, and closes the port if nobody has it open any more.
+    void look_at_node();
+    // What a user-mode emulator leaves out of the program's requests: a speed without a code on the
+    // host arrives as 0, the request for the synchronous mode not at all. With --emulated the port
+    // takes the speed and the mode that its node is made for; without it the board says why the
+    // port stays silent. `memory` has REQUEST_BYTES with the argument at its beginning.
+    void adapt(line::request_call &call, std::span<uint8_t> memory);
+    void set_made_for();
 
-    // A chunk for the program to read.
-    void take_chunk(std::span<const uint8_t> chunk) override;
-    bool has_arrived() override;
-    bool drives_rts() const override;
+    // Whether the program has read all that has arrived.
+    bool is_read();
 
 private:
-    struct waiting_drain {
-        request asked;
-        int64_t latest_us; // answered then in any case: nothing may hang
-    };
-
-    void send_written();
-    void send_chunk(std::vector<uint8_t> &chunk);
     std::string cable_name() const;
     bool is_on_cable(const std::string &cable) const;
-    void give_bytes(std::span<const uint8_t> chunk);
-    void hand_over_frames();
-    bool passes_chunk();
-    void hang_up();
-    void drain(const request &asked);
-    void answer_drains(int64_t time_us);
-    uint32_t modem_lines() const;
-    void set_modem_lines(const request &asked);
-    void configure_synchronous(const request &asked);
+    void take_from_node();
+    void send_rest();
+    void give_to_node();
+    void close_if_abandoned();
 
-    pty line;
-    unique_fd reader_watch;     // synchronous: an epoll descriptor, ready when the program has read
-    line_faults faults;         // of what leaves this port
-    size_t expected_unread = 0; // bytes that will be readable once all that was given has arrived
-    std::deque<std::vector<uint8_t>> frames; // taken, not yet handed over
-    int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over
-    std::vector<waiting_drain> drains;
-    uint32_t chunks_passed = 0;         // either way
-    uint32_t hangup_chunk = 0;          // the port goes away with this one; 0: never
-    bool hung_up = false;               // it has
-    int64_t drain_look_us = NEVER;      // when to see whether the partner has got everything
-    uint32_t outputs = 0;               // RTS and DTR as the program set them
-    std::array<uint8_t, 4> sync_mode{}; // what SYNC_CONFIG_REQUEST set last
+    port_node node;
+    std::optional<line::cable> open_end; // a cable with one end, if nothing is plugged in
+    int descriptors = 0;                 // counted as opened, and not closed
+    bool is_terminal_served = false;
+    std::vector<uint8_t> unsent; // from the terminal; the line has no room for it yet
+    uint64_t seen_changes = 0;
 };
 
 } // namespace simulator

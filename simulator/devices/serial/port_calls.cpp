@@ -1,0 +1,180 @@
+#include "simulator/devices/serial/port_calls.h"
+
+#include "simulator/devices/serial/port_poll.h"
+#include "simulator/devices/serial/port_transfer_calls.h"
+#include "simulator/requests/caller.h"
+#include "simulator/requests/notification.h"
+
+#include <algorithm>
+#include <asm/ioctls.h>
+#include <cerrno>
+#include <fcntl.h>
+
+namespace simulator {
+
+namespace {
+
+// Flags of open(2) that ask for no way to a port's line.
+constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
+// What the board's own open leaves out.
+constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
+
+// Once a terminal has the bytes, who reads and writes them is in the kernel's hands.
+bool is_left_to_terminal(const request &asked, call_kind kind) {
+    return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
+}
+
+struct open_of_port final : stopped_call {
+    open_of_port(const request &of, serial_port &opened, port_descriptors port_numbers, int given)
+        : stopped_call(of),
+          port(opened),
+          numbers(port_numbers),
+          flags(given),
+          call{.nonblocking = (given & O_NONBLOCK) != 0} {}
+
+    verdict attempt() override {
+        const line::outcome opened = port.model.open(line_now(), call);
+        if (opened.is_waiting)
+            return verdict::blocked(board_time_us(opened.until));
+        return opened.result < 0 ? verdict::done(opened.result) : give_descriptor();
+    }
+    uint64_t changes() const override {
+        return port.model.changes();
+    }
+    int64_t interrupt() override {
+        abandon();
+        return -RESTARTED_OR_EINTR;
+    }
+    void abandon() override {
+        if (call.is_counted)
+            port.model.close(line_now());
+    }
+
+private:
+    verdict give_descriptor() {
+        const unique_fd node = port.terminal().open_slave(flags & ~CREATION_FLAGS);
+        const int number = free_number(asked, numbers, 0);
+        const bool is_given = node.is_open() && number >= 0 &&
+                              install(asked, node.get(), number, (flags & O_CLOEXEC) != 0);
+        if (!is_given) {
+            const int reason = node.is_open() ? EMFILE : errno;
+            abandon();
+            return verdict::done(-reason);
+        }
+        port.count_descriptor();
+        if (!numbers.has(number))
+            port.serve_terminal();
+        return {verdict::kind::answered};
+    }
+
+    serial_port &port;
+    const port_descriptors numbers;
+    const int flags;
+    line::open_call call;
+};
+
+} // namespace
+
+serial_port *port_calls::port_of(const struct stat &node) const {
+    const auto found = std::ranges::find_if(
+        ports, [&](const serial_port *each) { return each->terminal().line.is_slave(node); });
+    return found != ports.end() ? *found : nullptr;
+}
+
+serial_port *port_calls::port_at(const request &asked, int descriptor) const {
+    const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
+    serial_port *port = found ? port_of(found->node) : nullptr;
+    return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
+}
+
+// The last close of a port comes before a call that is made after it.
+void port_calls::look_at_nodes() const {
+    std::vector<pollfd> polls;
+    for (const serial_port *each : ports)
+        polls.push_back({each->terminal().events.get(), POLLIN, 0});
+    if (poll(polls.data(), polls.size(), 0) <= 0)
+        return;
+    for (size_t i = 0; i < ports.size(); i++)
+        if (polls[i].revents != 0)
+            ports[i]->ready(polls[i]);
+}
+
+bool port_calls::take(const request &asked) {
+    const call_kind kind = kind_of(asked.call);
+    const auto &words = asked.arguments;
+    switch (kind) {
+    case call_kind::open:
+        return take_open(asked, AT_FDCWD, words[0], static_cast<int>(words[1]));
+    case call_kind::openat:
+        return take_open(asked, static_cast<int>(words[0]), words[1], static_cast<int>(words[2]));
+    case call_kind::creat:
+        return take_open(asked, AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC);
+    case call_kind::poll:
+    case call_kind::ppoll:
+    case call_kind::select:
+    case call_kind::pselect:
+        return take_poll(asked, kind);
+    default:
+        return take_on_descriptor(asked, kind);
+    }
+}
+
+bool port_calls::take_open(const request &asked, int directory, uint64_t path, int flags) {
+    if ((flags & NO_LINE_FLAGS) != 0)
+        return false;
+    const auto found = status_of_path(asked, directory, path);
+    serial_port *port = found ? port_of(*found) : nullptr;
+    if (port == nullptr)
+        return false;
+    look_at_nodes();
+    held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
+    if (port->is_emulated)
+        port->set_made_for();
+    return true;
+}
+
+bool port_calls::take_poll(const request &asked, call_kind kind) {
+    auto call = std::make_unique<port_poll>(asked, kind, *this);
+    if (!call->has_port())
+        return false;
+    look_at_nodes();
+    held.take(std::move(call));
+    return true;
+}
+
+bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
+    const auto found = status_of(asked, asked.descriptor());
+    serial_port *port = found ? port_of(found->node) : nullptr;
+    if (port == nullptr)
+        return false;
+    look_at_nodes();
+    if (port->is_served_by_terminal())
+        port->look_at_node();
+    switch (kind) {
+    case call_kind::dup:
+        return copy(asked, 0, false);
+    case call_kind::fcntl:
+        return copy(asked, static_cast<int>(asked.arguments[2]),
+                    asked.arguments[1] == F_DUPFD_CLOEXEC);
+    case call_kind::dup2:
+        if (!numbers.has(static_cast<int>(asked.arguments[1])))
+            port->serve_terminal();
+        return false;
+    default:
+        if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
+            return false;
+        held.take(make_transfer(asked, kind, *port, *found));
+        return true;
+    }
+}
+
+bool port_calls::copy(const request &asked, int least, bool close_on_exec) {
+    const unique_fd copied = copy_descriptor(asked, asked.descriptor());
+    const int number = least >= 0 ? free_number(asked, numbers, least) : -1;
+    if (copied.is_open() && number >= 0 && install(asked, copied.get(), number, close_on_exec))
+        return true;
+    refuse(asked, least < 0 ? EINVAL : EMFILE);
+    return true;
+}
+
+} // namespace simulator

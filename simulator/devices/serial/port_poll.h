@@ -1,0 +1,56 @@
+// poll(2), ppoll(2), select(2) and pselect(2) with at least one port among the descriptors. What
+// the ports have to say comes from the line; other descriptors are copied into the board and polled
+// by its event loop. A set without a port is left to the kernel.
+//
+// The signal mask of ppoll and pselect is not applied while the call waits.
+#pragma once
+
+#include "simulator/devices/serial/serial_port.h"
+#include "simulator/requests/held_calls.h"
+#include "simulator/requests/stopped_calls.h"
+
+#include <vector>
+
+namespace simulator {
+
+struct port_calls;
+
+struct port_poll final : stopped_call {
+    port_poll(const request &of, call_kind call, const port_calls &ports);
+
+    bool has_port() const;
+
+    verdict attempt() override;
+    uint64_t changes() const override;
+    int64_t interrupt() override;
+    void add_polls(std::vector<pollfd> &polls) const override;
+
+private:
+    struct entry {
+        int descriptor;
+        short wanted;
+        serial_port *port; // null: another descriptor, polled through the copy
+        unique_fd copy;
+        short found = 0;
+    };
+
+    bool is_select() const {
+        return kind == call_kind::select || kind == call_kind::pselect;
+    }
+    void read_poll_set();
+    void read_select_set();
+    void find_ports(const port_calls &ports);
+    void read_deadline();
+    void look();
+    int64_t give_poll_set();
+    int64_t give_select_set();
+    void give_time_left();
+    int64_t give_result();
+
+    const call_kind kind;
+    std::vector<entry> entries;
+    bool is_good = true;
+    int64_t deadline_us = NEVER;
+};
+
+} // namespace simulator

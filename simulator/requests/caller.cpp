@@ -1,0 +1,129 @@
+#include "simulator/requests/caller.h"
+
+#include "simulator/requests/notification.h"
+
+#include <array>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace simulator {
+
+namespace {
+
+std::string proc_path(const request &asked, const char *what) {
+    return "/proc/" + std::to_string(asked.caller) + "/" + what;
+}
+
+std::string descriptor_path(const request &asked, int descriptor) {
+    return proc_path(asked, "fd/") + std::to_string(descriptor);
+}
+
+std::string small_file(const std::string &path) {
+    std::array<char, 4096> text;
+    const unique_fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const ssize_t length = file.is_open() ? read(file.get(), text.data(), text.size()) : 0;
+    return {text.data(), length > 0 ? static_cast<size_t>(length) : 0};
+}
+
+// The number after "name:" at the beginning of a line; 0 if there is none.
+uint64_t field(const std::string &text, const std::string &name, int base) {
+    const size_t at = text.find("\n" + name + ":");
+    return at == std::string::npos ? 0
+                                   : strtoull(text.c_str() + at + name.size() + 2, nullptr, base);
+}
+
+bool is_free(const request &asked, int descriptor) {
+    struct stat link {};
+    return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
+}
+
+// Where the caller's path begins, seen by the board; "self" is another process there.
+std::string seen_by_board(const request &asked, int directory, const std::string &path) {
+    static const std::string SELF = "/proc/self/";
+    if (path.starts_with(SELF))
+        return proc_path(asked, path.c_str() + SELF.size());
+    if (path.starts_with('/'))
+        return path;
+    const std::string begin =
+        directory == AT_FDCWD ? proc_path(asked, "cwd") : descriptor_path(asked, directory);
+    return begin + "/" + path;
+}
+
+constexpr uint64_t mask_of(int number) {
+    return uint64_t{1} << (number - 1);
+}
+
+constexpr uint64_t STOPPING =
+    mask_of(SIGSTOP) | mask_of(SIGTSTP) | mask_of(SIGTTIN) | mask_of(SIGTTOU);
+
+pid_t process_of(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    return static_cast<pid_t>(field(status, "Tgid", 10));
+}
+
+} // namespace
+
+std::optional<descriptor_status> status_of(const request &asked, int descriptor) {
+    const std::string path = descriptor_path(asked, descriptor);
+    descriptor_status found{};
+    struct stat link {};
+    if (stat(path.c_str(), &found.node) != 0 || lstat(path.c_str(), &link) != 0 ||
+        !is_waiting(asked)) // else the number may already be another process's
+        return std::nullopt;
+    found.is_readable = (link.st_mode & S_IRUSR) != 0;
+    found.is_writable = (link.st_mode & S_IWUSR) != 0;
+    return found;
+}
+
+bool is_nonblocking(const request &asked, int descriptor) {
+    const std::string about = small_file(proc_path(asked, "fdinfo/") + std::to_string(descriptor));
+    return (field(about, "flags", 8) & O_NONBLOCK) != 0;
+}
+
+std::optional<struct stat> status_of_path(const request &asked, int directory, uint64_t path) {
+    std::array<char, PATH_MAX> text;
+    const size_t length = read_up_to(asked, path, text.data(), text.size() - 1);
+    text[length] = '\0';
+    struct stat found {};
+    if (text[0] == '\0' || stat(seen_by_board(asked, directory, text.data()).c_str(), &found) != 0)
+        return std::nullopt;
+    return found;
+}
+
+int free_number(const request &asked, const port_descriptors &numbers, int least) {
+    for (int number = least; number < port_descriptors::STANDARD; number++)
+        if (is_free(asked, number))
+            return number;
+    for (int number = std::max(least, numbers.first); number < numbers.end; number++)
+        if (is_free(asked, number))
+            return number;
+    return -1;
+}
+
+unique_fd copy_descriptor(const request &asked, int descriptor) {
+    const unique_fd process(static_cast<int>(syscall(SYS_pidfd_open, process_of(asked), 0)));
+    if (!process.is_open())
+        return unique_fd();
+    return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
+}
+
+bool is_interrupted(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
+    const uint64_t stopping = STOPPING & ~field(status, "SigIgn", 16);
+    const uint64_t acted_on = field(status, "SigCgt", 16) | stopping;
+    return (waiting & ~field(status, "SigBlk", 16) & acted_on) != 0;
+}
+
+void end_caller(const request &asked) {
+    const pid_t process = process_of(asked);
+    if (process > 1 && is_waiting(asked))
+        (void)kill(process, SIGKILL);
+}
+
+} // namespace simulator

@@ -1,0 +1,43 @@
+// What the board finds out about the caller of a stopped call, mostly from its /proc, see proc(5).
+#pragma once
+
+#include "simulator/base/unique_fd.h"
+#include "simulator/requests/request.h"
+#include "simulator/requests/stopped_calls.h"
+
+#include <optional>
+#include <string>
+
+namespace simulator {
+
+struct descriptor_status {
+    struct stat node; // of what it refers to
+    bool is_readable;
+    bool is_writable;
+};
+
+// None if the caller has no such descriptor.
+std::optional<descriptor_status> status_of(const request &asked, int descriptor);
+
+// Whether O_NONBLOCK is set now.
+bool is_nonblocking(const request &asked, int descriptor);
+
+// What a path of the caller refers to; `directory` is a descriptor of it or AT_FDCWD. None if there
+// is nothing.
+std::optional<struct stat> status_of_path(const request &asked, int directory, uint64_t path);
+
+// A free number for a descriptor of a port: 0, 1 or 2 if such is the lowest free one and at least
+// `least`, else a high one. -1 if none is left.
+int free_number(const request &asked, const port_descriptors &numbers, int least);
+
+// A copy of the caller's descriptor in the board; none if it has gone.
+unique_fd copy_descriptor(const request &asked, int descriptor);
+
+// Whether a signal waits that would interrupt the call if it slept in the kernel: one that the
+// caller handles, or one that stops it.
+bool is_interrupted(const request &asked);
+
+// Ends the caller's process.
+void end_caller(const request &asked);
+
+} // namespace simulator

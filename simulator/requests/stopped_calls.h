@@ -1,0 +1,92 @@
+// The system calls that the kernel stops for the board's ports, and how the number of a descriptor
+// decides about it.
+//
+// A port's descriptors have high numbers, which the board chooses when it opens the port for the
+// program, or are 0 or 1. So the filter stops calls on those numbers alone: files, the log and
+// memory run at full speed.
+//
+// Descriptor 2 is left to the kernel. A signal that comes before the board has received a stopped
+// call makes EINTR of it, which no file does, and a program's message would be lost.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <fcntl.h>
+#include <iterator>
+#include <sys/syscall.h>
+
+namespace simulator {
+
+static_assert(sizeof(long) == 8, "the board reads the calls of 64-bit programs alone");
+
+enum class call_kind {
+    other,
+    request, // ioctl(2), stopped by its request number
+    open,
+    openat,
+    creat,
+    read,
+    readv,
+    write,
+    writev,
+    dup,
+    dup2, // dup3(2) too
+    fcntl,
+    poll,
+    ppoll,
+    select,
+    pselect,
+};
+
+enum class stopped_when { always, on_port_descriptor, copying_port_descriptor };
+
+struct call_row {
+    uint32_t number;
+    call_kind kind;
+    stopped_when when;
+};
+
+// The calls by the names of <sys/syscall.h>: newer processors lack the older ones.
+constexpr call_row STOPPED_CALLS[] = {
+    {SYS_read, call_kind::read, stopped_when::on_port_descriptor},
+    {SYS_write, call_kind::write, stopped_when::on_port_descriptor},
+    {SYS_readv, call_kind::readv, stopped_when::on_port_descriptor},
+    {SYS_writev, call_kind::writev, stopped_when::on_port_descriptor},
+    {SYS_ppoll, call_kind::ppoll, stopped_when::always},
+    {SYS_pselect6, call_kind::pselect, stopped_when::always},
+    {SYS_openat, call_kind::openat, stopped_when::always},
+    {SYS_dup, call_kind::dup, stopped_when::on_port_descriptor},
+    {SYS_dup3, call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_fcntl, call_kind::fcntl, stopped_when::copying_port_descriptor},
+#ifdef SYS_open
+    {SYS_poll, call_kind::poll, stopped_when::always},
+    {SYS_select, call_kind::select, stopped_when::always},
+    {SYS_open, call_kind::open, stopped_when::always},
+    {SYS_creat, call_kind::creat, stopped_when::always},
+    {SYS_dup2, call_kind::dup2, stopped_when::on_port_descriptor},
+#endif
+};
+
+// The kind of a system call by its number.
+constexpr call_kind kind_of(int number) {
+    if (number == SYS_ioctl)
+        return call_kind::request;
+    const auto *found =
+        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
+    return found != std::end(STOPPED_CALLS) ? found->kind : call_kind::other;
+}
+
+// The numbers that descriptors of ports have.
+struct port_descriptors {
+    static constexpr int STANDARD = 3; // standard input, output and error: open(2) returns these
+    static constexpr int STOPPED = 2;  // of them, input and output
+
+    int first; // of the high ones
+    int end;   // after the last; the limit of the program on open files
+
+    bool has(int descriptor) const {
+        return (descriptor >= 0 && descriptor < STOPPED) || descriptor >= first;
+    }
+};
+
+} // namespace simulator
