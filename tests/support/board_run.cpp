@@ -29,6 +29,8 @@ constexpr int SLOWNESS = sizeof(HK_EMULATOR) > 1 ? 4 : 1;
 std::vector<std::string> whole_command(std::vector<std::string> board_options,
                                        const std::vector<std::string> &command) {
     std::vector<std::string> all = {HK_BOARD_PATH, "--quiet", "--show-led"};
+    if (sizeof(HK_EMULATOR) > 1)
+        all.emplace_back("--emulated");
     all.insert(all.end(), board_options.begin(), board_options.end());
     all.emplace_back("--");
     all.insert(all.end(), command.begin(), command.end());

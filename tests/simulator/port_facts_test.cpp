@@ -1,0 +1,38 @@
+// The ports of the board as a program sees them by its system calls, compared with what was
+// measured on the kernel's 8250 driver and n_tty (Linux 6.1, two ports cabled): see
+// port_observer.cpp.
+
+#include <gtest/gtest.h>
+
+#include "tests/support/board_run.h"
+
+namespace {
+
+constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
+                                 "lines after open: 1 1\n"
+                                 "lines after TIOCMSET 0: 0 0\n"
+                                 "lines after a change of speed then: 0 0\n"
+                                 "lines after a second open: 1 1\n"
+                                 "lines after close and open: 1 1\n"
+                                 "settings kept: 1\n"
+                                 "synchronous mode without it: 1\n"
+                                 "9600: 0 10 1\n"
+                                 "38400: 0 10 1\n"
+                                 "115200: 0 10 1\n"
+                                 "TCSADRAIN: 10\n"
+                                 "write of 20000: 4095 1\n"
+                                 "TIOCOUTQ: 1 1\n"
+                                 "arrived by then at most 600: 1\n"
+                                 "12000 bytes unread: 4095 12000\n"
+                                 "after XOFF: 0 3\n"
+                                 "input after TCSANOW: 8\n"
+                                 "input after TCSAFLUSH: 0\n"
+                                 "input after the last close: 0\n";
+
+TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
+    board_run run = board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {}));
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, MEASURED);
+}
+
+} // namespace

@@ -1,0 +1,193 @@
+// Observes two cabled ports of the board, 1 and 2, by system calls alone, and prints each fact on a
+// line of its own: a name and what was seen. Times are in hundredths of a second, rounded.
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
+#include <functional>
+#include <poll.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr unsigned long SYNC_MODE_REQUEST = 0x40047300;
+
+struct speed_row {
+    speed_t code;
+    size_t tenth; // bytes in a tenth of a second
+    const char *name;
+};
+constexpr speed_row SPEEDS[] = {
+    {B9600, 96, "9600"}, {B38400, 384, "38400"}, {B115200, 1152, "115200"}};
+
+int open_port(const char *name) {
+    return open(name, O_RDWR | O_NOCTTY | O_NONBLOCK);
+}
+
+void set_blocking(int port, bool blocks) {
+    (void)fcntl(port, F_SETFL, O_RDWR | (blocks ? 0 : O_NONBLOCK));
+}
+
+termios settings_of(int port) {
+    termios settings{};
+    (void)tcgetattr(port, &settings);
+    return settings;
+}
+
+void set_raw(int port, speed_t speed, tcflag_t input = 0, int when = TCSANOW) {
+    termios settings = settings_of(port);
+    cfmakeraw(&settings);
+    settings.c_iflag |= input;
+    (void)cfsetspeed(&settings, speed);
+    (void)tcsetattr(port, when, &settings);
+}
+
+int ioctl_number(int port, unsigned long request) {
+    int value = 0;
+    return ioctl(port, request, &value) == 0 ? value : -errno;
+}
+
+void show_lines(const char *fact, int port) {
+    const int lines = ioctl_number(port, TIOCMGET);
+    printf("%s: %d %d\n", fact, (lines & TIOCM_RTS) != 0, (lines & TIOCM_DTR) != 0);
+}
+
+long centiseconds(const std::function<void()> &work) {
+    using std::chrono::steady_clock;
+    const auto begin = steady_clock::now();
+    work();
+    return std::chrono::round<std::chrono::duration<long, std::centi>>(steady_clock::now() - begin)
+        .count();
+}
+
+// All that comes until nothing has come for `quiet_ms`.
+std::string read_all(int port, int quiet_ms) {
+    std::string all;
+    char part[4096];
+    pollfd waiting = {port, POLLIN, 0};
+    while (poll(&waiting, 1, quiet_ms) == 1) {
+        const ssize_t count = read(port, part, sizeof part);
+        if (count <= 0)
+            break;
+        all.append(part, static_cast<size_t>(count));
+    }
+    return all;
+}
+
+void write_text(int port, const std::string &text) {
+    (void)!write(port, text.data(), text.size()); // what is lost shows at the other end
+}
+
+void observe_first_open() {
+    const int port = open_port("/dev/sp1");
+    const termios first = settings_of(port);
+    constexpr tcflag_t LOCAL = ICANON | ECHO | ISIG | IEXTEN;
+    printf("first open: %d %d %d %d %d %d\n", cfgetospeed(&first) == B9600,
+           (first.c_iflag & (ICRNL | IXON)) == (ICRNL | IXON),
+           (first.c_oflag & (OPOST | ONLCR)) == (OPOST | ONLCR), (first.c_lflag & LOCAL) == LOCAL,
+           (first.c_cflag & (CSIZE | CREAD | HUPCL | CLOCAL)) == (CS8 | CREAD | HUPCL | CLOCAL),
+           (first.c_iflag & (IGNPAR | INPCK)) == 0 &&
+               (first.c_cflag & (PARENB | CSTOPB | CRTSCTS)) == 0);
+    show_lines("lines after open", port);
+    const int none = 0;
+    (void)ioctl(port, TIOCMSET, &none);
+    show_lines("lines after TIOCMSET 0", port);
+    set_raw(port, B38400);
+    show_lines("lines after a change of speed then", port);
+    const int second = open_port("/dev/sp1");
+    show_lines("lines after a second open", port);
+    (void)close(second);
+    (void)ioctl(port, TIOCMSET, &none);
+    (void)close(port);
+    const int again = open_port("/dev/sp1");
+    show_lines("lines after close and open", again);
+    const termios kept = settings_of(again);
+    printf("settings kept: %d\n", cfgetospeed(&kept) == B38400 && (kept.c_lflag & ICANON) == 0);
+    printf("synchronous mode without it: %d\n", ioctl_number(again, SYNC_MODE_REQUEST) == -ENOTTY);
+    (void)close(again);
+}
+
+void observe_speeds(int one, int two) {
+    for (const speed_row &speed : SPEEDS) {
+        set_raw(one, speed.code);
+        set_raw(two, speed.code);
+        set_blocking(one, true);
+        const long written = centiseconds([&] { write_text(one, std::string(speed.tenth, 'x')); });
+        const long drained = centiseconds([&] { (void)tcdrain(one); });
+        const size_t arrived = read_all(two, 50).size();
+        printf("%s: %ld %ld %d\n", speed.name, written, drained, arrived == speed.tenth);
+        set_blocking(one, false);
+    }
+    write_text(one, std::string(1152, 'x'));
+    printf("TCSADRAIN: %ld\n", centiseconds([&] { set_raw(one, B115200, 0, TCSADRAIN); }));
+    (void)read_all(two, 50);
+}
+
+void observe_queue(int one, int two) {
+    set_raw(one, B9600);
+    set_raw(two, B9600);
+    const std::string much(20000, 'x');
+    const ssize_t taken = write(one, much.data(), much.size());
+    const ssize_t more = write(one, "x", 1);
+    printf("write of 20000: %zd %d\n", taken, more < 0 ? errno == EAGAIN : 0);
+    const int queued = ioctl_number(one, TIOCOUTQ);
+    (void)tcflush(one, TCOFLUSH);
+    const int flushed = ioctl_number(one, TIOCOUTQ);
+    printf("TIOCOUTQ: %d %d\n", queued >= 4000 && queued <= 4096, flushed <= 16);
+    printf("arrived by then at most 600: %d\n", read_all(two, 100).size() <= 600);
+}
+
+void observe_input(int one, int two) {
+    set_raw(one, B115200);
+    set_raw(two, B115200);
+    set_blocking(one, true);
+    write_text(one, std::string(12000, 'x'));
+    (void)tcdrain(one);
+    const int readable = ioctl_number(two, FIONREAD);
+    printf("12000 bytes unread: %d %zu\n", readable, read_all(two, 50).size());
+    set_raw(one, B115200, IXON);
+    write_text(two, "\023");
+    (void)tcdrain(two);
+    (void)usleep(5000); // the time-out of the FIFO
+    set_blocking(one, false);
+    write_text(one, "abc");
+    const size_t held = read_all(two, 50).size();
+    set_raw(one, B115200);
+    printf("after XOFF: %zu %zu\n", held, read_all(two, 50).size());
+    for (const int when : {TCSANOW, TCSAFLUSH}) {
+        write_text(one, "12345678");
+        (void)tcdrain(one);
+        set_raw(two, B115200, 0, when);
+        printf("input after %s: %zu\n", when == TCSANOW ? "TCSANOW" : "TCSAFLUSH",
+               read_all(two, 20).size());
+    }
+}
+
+void observe_closing(int one, int two) {
+    write_text(one, "12345678");
+    (void)tcdrain(one);
+    (void)close(two);
+    write_text(one, "lost");
+    (void)tcdrain(one);
+    (void)usleep(5000);
+    const int again = open_port("/dev/sp2");
+    printf("input after the last close: %zu\n", read_all(again, 50).size());
+    (void)close(again);
+}
+
+} // namespace
+
+int main() {
+    observe_first_open();
+    const int one = open_port("/dev/sp1");
+    const int two = open_port("/dev/sp2");
+    observe_speeds(one, two);
+    observe_queue(one, two);
+    observe_input(one, two);
+    observe_closing(one, two);
+    return 0;
+}

@@ -1,0 +1,63 @@
+// A library to be loaded before a program (LD_PRELOAD): takes calls away from it one kind at a
+// time, as HK_SWALLOW names them, and lets it believe that they have succeeded. What a test of the
+// board shows with a call taken away is what the call is for.
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+
+namespace {
+
+constexpr unsigned long SYNC_MODE_REQUEST = 0x40047300;
+
+bool is_swallowed(const char *kind) {
+    const char *swallowed = getenv("HK_SWALLOW");
+    return swallowed != nullptr && strcmp(swallowed, kind) == 0;
+}
+
+template <class Function>
+Function *next(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+extern "C" {
+
+int tcsetattr(int fd, int when, const termios *settings) noexcept {
+    return is_swallowed("tcsetattr") ? 0
+                                     : next<decltype(tcsetattr)>("tcsetattr")(fd, when, settings);
+}
+
+int tcdrain(int fd) {
+    return is_swallowed("pauses") ? 0 : next<decltype(tcdrain)>("tcdrain")(fd);
+}
+
+// The program's turns sleep; only the naps of half a second and more remain.
+int nanosleep(const timespec *time, timespec *left) {
+    constexpr long NAP_NS = 500'000'000;
+    const bool is_pause = time->tv_sec == 0 && time->tv_nsec < NAP_NS;
+    if (is_swallowed("pauses") && is_pause)
+        return 0;
+    return next<decltype(nanosleep)>("nanosleep")(time, left);
+}
+
+int ioctl(int fd, unsigned long number, ...) noexcept {
+    va_list list;
+    va_start(list, number);
+    void *argument = va_arg(list, void *);
+    va_end(list);
+    if (is_swallowed("sync_mode") && number == SYNC_MODE_REQUEST)
+        return 0;
+    if (is_swallowed("rts_off") && number == TIOCMSET &&
+        (*static_cast<const int *>(argument) & TIOCM_RTS) == 0)
+        return 0;
+    return next<int(int, unsigned long, ...)>("ioctl")(fd, number, argument);
+}
+
+} // extern "C"
