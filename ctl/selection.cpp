@@ -55,8 +55,7 @@ bool names_run(const char *word, bool plain, int64_t &number) {
 }
 
 bool names_test(const counter_meaning &meaning, const char *word) {
-    const char *letter = word[0] == '-' ? word + 1 : word;
-    return (meaning.option != nullptr && strcmp(meaning.option, letter) == 0) ||
+    return (meaning.option != nullptr && strcmp(meaning.option, word) == 0) ||
            strcmp(meaning.test, word) == 0;
 }
 

@@ -113,8 +113,8 @@ size_t first_shown(const picture &what, size_t room) {
 std::vector<std::string> draw(const picture &what, screen_size size) {
     std::vector<std::string> lines;
     const size_t width = size.columns;
-    lines.push_back(fit(text_of("run @%d %s  ", static_cast<int>(what.run.supervisor_id()),
-                                what.run.is_over() ? "over" : "") +
+    lines.push_back(fit(text_of("run @%d%s  ", static_cast<int>(what.run.supervisor_id()),
+                                what.run.is_over() ? ", over" : "") +
                             printable(joined(what.run.options)),
                         width));
     lines.push_back(head_line(width));

@@ -25,8 +25,8 @@ public:
     key wait_for_key(int64_t limit_ms) const;
 
 private:
-    bool has_keys; // standard input is a terminal too
     termios before = {};
+    bool has_keys; // standard input is a terminal too; after `before`, which its start fills in
 };
 
 // The environment says that the terminal takes UTF-8, see locale(7).

@@ -28,16 +28,16 @@ bool shows(const board_run &run, const std::string &text) {
 TEST(Release, lets_each_held_test_count) {
     board_run run = on_board({}, "$stress -d1 -D -Y /r0/y -M /r0/a:/r0/b:0 & run=$!\n"
                                  "until [ $($ctl show | grep -c ' held, pid') = 3 ]; do :; done\n"
-                                 "$ctl release files -M dram; echo released $?\n"
+                                 "$ctl release files M dram; echo released $?\n"
                                  "until_shown 'read_count *[1-9].*files read' $ctl show\n"
                                  "until_shown 'read_count *[1-9].*reads' $ctl show\n"
                                  "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
                                  "$ctl stop --clean; echo stopped $?\n"
                                  "wait $run; echo status $?; ls /r0; segments");
     EXPECT_EQ(run.finish(), 0);
-    for (const char *part : {"released: 1 dram user\n", "released: 2 filesys opt\n",
-                             "released: 3 bbsram file_copy\nreleased 0\n", "remove folder /r0/y\n",
-                             "stopped 0\nstatus 0\n0\n"})
+    for (const char *part :
+         {"released: 1 dram user\n", "released: 2 filesys opt\n", "released: 3 bbsram file_copy\n",
+          "\nreleased 0\n", "remove folder /r0/y\n", "stopped 0\nstatus 0\n0\n"})
         EXPECT_TRUE(shows(run, part)) << part << run.output << run.errors;
 }
 
