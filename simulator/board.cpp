@@ -116,7 +116,7 @@ bool build_board(const command_line &given, board &built) {
 int run_board(board &built, char *const *program, const machine_paths &paths) {
     raise_priority();
     bring_up_network(built.settings.mac);
-    if (!build_root(paths.own_program) || !open_nodes(built.devices))
+    if (!build_root(paths.own_program) || !open_nodes(built.devices) || !protect_machine())
         return STATUS_NO_BOARD;
 
     program_run run;

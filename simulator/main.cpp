@@ -14,6 +14,15 @@ using namespace simulator;
 
 namespace {
 
+// A descriptor that the operator has closed is the next one to be opened: the log file must not
+// become standard output. The stand-ins are gone when the program starts, which finds them closed.
+void occupy_standard_descriptors() {
+    int fd = 0;
+    while ((fd = open("/dev/null", O_RDWR | O_CLOEXEC)) >= 0 && fd <= STDERR_FILENO) {
+    }
+    (void)close(fd);
+}
+
 bool open_output(const run_settings &settings) {
     output.quiet = settings.quiet;
     if (settings.log_path.empty())
@@ -41,6 +50,7 @@ int main(int argc, char **argv) {
     const std::string_view own_name = file_name(argv[0]);
     if (is_restart_command(own_name))
         return report_restart(own_name);
+    occupy_standard_descriptors();
     command_line given;
     if (!read_command_line(argc, argv, given))
         return STATUS_USAGE;
@@ -55,6 +65,8 @@ int main(int argc, char **argv) {
     if (!find_paths(paths) || !open_output(built.settings))
         return STATUS_NO_BOARD;
 
+    if (!kernel_is_recent())
+        return STATUS_NO_BOARD;
     const pid_t inside = enter_namespaces();
     if (inside < 0)
         return STATUS_NO_BOARD;

@@ -35,12 +35,15 @@ struct program_run final : event_source {
     void wake(int64_t time_us) override;
 
 private:
+    void take_signal(int number);
     void request_end();
+    void kill_program(int its_status);
     void pass_on(int number);
     void reap();
 
     pid_t program = -1;
     unique_fd signals;
+    bool interrupted = false;   // by Ctrl-C: the next one does not wait
     int64_t end_us = NEVER;     // SIGTERM is sent
     int64_t give_up_us = NEVER; // everything is killed
 };
