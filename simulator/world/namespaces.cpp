@@ -24,8 +24,6 @@ namespace simulator {
 
 namespace {
 
-constexpr uint64_t NAMESPACES =
-    CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWNET | CLONE_NEWUTS;
 constexpr int PASSED_ON[] = {SIGHUP, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGTERM, SIGTSTP};
 
 bool is_ignored(int number) {
@@ -134,21 +132,22 @@ pid_t enter_namespaces() {
     return 0;
 }
 
-int wait_outside(pid_t inside, operator_terminal &terminal) {
+int wait_outside(pid_t inside, operator_terminal &keys, const foreground &terminal) {
     sigset_t blocked; // what is passed on, and SIGCHLD
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     const unique_fd signals(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
-    terminal.make_raw();
+    keys.make_raw();
     int status = 0;
     while (waitpid(inside, &status, WNOHANG) != inside) {
-        std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
+        std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {keys.keys(), POLLIN, 0}}};
         // Outside the board there are no devices and no times: nothing to wait for but these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
-            terminal.pass_keys();
+            keys.pass_keys();
         pass_signals(signals, inside);
     }
-    terminal.restore();
+    keys.restore();
+    terminal.take_back();
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
     report("the board itself was ended by signal %d", WTERMSIG(status));

@@ -3,8 +3,11 @@
 // any way; so nothing that happens on the board outlives it. See namespaces(7), pid_namespaces(7).
 #pragma once
 
+#include "simulator/world/foreground.h"
 #include "simulator/world/terminal.h"
 
+#include <cstdint>
+#include <sched.h>
 #include <sys/types.h>
 
 namespace simulator {
@@ -20,6 +23,10 @@ constexpr int STATUS_NO_BOARD = 125;
 // of 5.8.
 constexpr int OLDEST_KERNEL[] = {5, 14};
 
+// What a board has of its own; an ordinary user's has users of its own too.
+constexpr uint64_t NAMESPACES =
+    CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWNET | CLONE_NEWUTS;
+
 // False after a message on an older kernel.
 bool kernel_is_recent();
 
@@ -34,6 +41,6 @@ pid_t enter_namespaces();
 
 // The outer process from then on: passes signals and the terminal's keys on to the inner one and
 // waits for its end. Returns the exit status of the run.
-int wait_outside(pid_t inside, operator_terminal &terminal);
+int wait_outside(pid_t inside, operator_terminal &keys, const foreground &terminal);
 
 } // namespace simulator

@@ -66,6 +66,7 @@ void drop_machine_rights() {
 // make the first port it opens its controlling terminal.
 [[noreturn]] void become_program(const program_start &how, int board) {
     (void)setpgid(0, 0);
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a visitor that is killed takes its program with it
     drop_machine_rights();
     enter_directory(how.directory);
     hand_over_calls(how.stopped_ioctls, board);
@@ -150,6 +151,8 @@ void program_run::wake(int64_t time_us) {
 void program_run::request_end() {
     end_us = NEVER;
     pass_on(SIGTERM);
+    if (terminal != nullptr && terminal->is_given())
+        pass_on(SIGHUP); // an interactive shell ignores the other
     if (give_up_us == NEVER)
         give_up_us = now_us() + GRACE_US;
 }
@@ -168,12 +171,29 @@ void program_run::pass_on(int number) {
 void program_run::reap() {
     int how = 0;
     pid_t child = 0;
-    while ((child = waitpid(-1, &how, WNOHANG)) > 0) {
-        if (child == program && !ended) {
+    while ((child = waitpid(-1, &how, WNOHANG | WUNTRACED)) > 0) {
+        if (child != program || ended)
+            continue;
+        if (WIFSTOPPED(how)) {
+            continue_program(WSTOPSIG(how));
+        } else {
             ended = true;
             status = WIFEXITED(how) ? WEXITSTATUS(how) : SIGNALLED + WTERMSIG(how);
         }
     }
+}
+
+// A program that needs the terminal gets it. Once it has it, Ctrl-Z must not stop it: no shell
+// waits that could continue it. Any other stop is the operator's wish.
+void program_run::continue_program(int stopped_by) {
+    const bool wants_terminal = stopped_by == SIGTTIN || stopped_by == SIGTTOU;
+    if (wants_terminal && (terminal == nullptr || !terminal->give_to(program))) {
+        report("the program needs the terminal, and hk_board is not in its foreground");
+        kill_program(SIGNALLED + stopped_by);
+        return;
+    }
+    if (wants_terminal || (terminal != nullptr && terminal->is_given()))
+        (void)kill(-program, SIGCONT);
 }
 
 } // namespace simulator

@@ -5,6 +5,7 @@
 
 #include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
+#include "simulator/world/foreground.h"
 
 #include <cstdint>
 #include <sys/types.h>
@@ -19,7 +20,8 @@ struct program_start {
 };
 
 struct program_run final : event_source {
-    int64_t run_us = NEVER; // how long it may run
+    int64_t run_us = NEVER;         // how long it may run
+    foreground *terminal = nullptr; // to be given to the program if it uses it; null: none
     bool ended = false;
     int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
@@ -40,6 +42,7 @@ private:
     void kill_program(int its_status);
     void pass_on(int number);
     void reap();
+    void continue_program(int stopped_by);
 
     pid_t program = -1;
     unique_fd signals;

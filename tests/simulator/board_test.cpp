@@ -183,6 +183,33 @@ TEST(Board, a_program_finds_what_it_has_open_below_dev_and_closed_output_stays_c
     unlink(log.c_str());
 }
 
+// Runs a script that has a file system of 64 KiB of its own at $d. Returns what it prints.
+std::string on_a_small_disk(const std::string &script) {
+    const std::string command = std::string("d=$(mktemp -d) && unshare -m ") +
+                                (geteuid() != 0 ? "-r " : "") +
+                                "sh -c 'mount -t tmpfs -o size=64k tmpfs $1 && d=$1 && " + script +
+                                "' sh $d 2>&1; rmdir $d";
+    FILE *printed = popen(command.c_str(), "r");
+    std::string text;
+    for (int letter; (letter = fgetc(printed)) != EOF;)
+        text += static_cast<char>(letter);
+    pclose(printed);
+    return text;
+}
+
+TEST(Board, the_log_file_keeps_every_line_also_while_the_disk_is_full) {
+    const std::string three_lines = "reboot; reboot; reboot";
+    const std::string run = HK_BOARD_PATH " --quiet --log ";
+    const std::string room_again =
+        on_a_small_disk("{ cat /dev/zero >$d/all 2>/dev/null; " + run + "$d/log -- sh -c \"" +
+                        three_lines + "; rm $d/all; reboot\"; grep -c reboot $d/log; }");
+    EXPECT_NE(room_again.find("log: No space left on device; its lines wait"), std::string::npos);
+    EXPECT_EQ(room_again.substr(room_again.find('\n') + 1), "4\n") << room_again;
+    const std::string never = on_a_small_disk(run + "/dev/full -- sh -c \"" + three_lines + "\"");
+    EXPECT_NE(never.find("3 lines are not in /dev/full"), std::string::npos) << never;
+    EXPECT_EQ(std::count(never.begin(), never.end(), '\n'), 2) << never;
+}
+
 // An end is seen when the last process of a run has closed its output.
 TEST(Board, nothing_is_left_when_any_of_its_processes_is_killed) {
     const std::string mounts = contents("/proc/self/mountinfo");
