@@ -22,9 +22,9 @@ TEST(Terminal, a_shell_is_the_program_when_none_is_named_and_has_job_control) {
     run.type("sh -c 'echo at $((50 + 2)); exec sleep 1000'\r");
     ASSERT_TRUE(run.wait_for("at 52"));
     run.type("\x03");
-    run.type("kill -KILL %1; wait; echo at $((60 + 2))\r");
+    run.type("echo at $((60 + 2))\r");
     ASSERT_TRUE(run.wait_for("at 62"));
-    run.type("exit 9\r");
+    run.type("exit 9\rexit 9\r"); // the first one only warns of the stopped job
     EXPECT_TRUE(run.wait_for("status 9 restored.")) << run.screen;
 }
 
