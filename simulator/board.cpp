@@ -3,6 +3,7 @@
 #include "simulator/base/message.h"
 #include "simulator/devices/serial/port_calls.h"
 #include "simulator/requests/request_channel.h"
+#include "simulator/world/entrance.h"
 #include "simulator/world/hold_release.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
@@ -26,11 +27,12 @@ constexpr int RAISED_NICE = -10;
 constexpr int LAST_TURNS = 100; // for what the program wrote just before it ended
 
 bool carry_out(const given_option &given, board &built) {
+    const message_place here(given.place);
     const auto &how = given.row->carry_out;
     if (const auto *add = std::get_if<device_option>(&how))
-        return (*add)(built.devices, given.text);
+        return (*add)(built.devices, given.text.c_str());
     if (const auto *set = std::get_if<run_option>(&how))
-        return (*set)(built.settings, given.text);
+        return (*set)(built.settings, given.text.c_str());
     return true;
 }
 
@@ -56,11 +58,20 @@ bool refuse_fault(const fault &wanted, const device_set &devices) {
                     targets.empty() ? " none" : possible.c_str());
 }
 
-bool deal_out_faults(const board &built) {
+// Where a fault was asked for.
+std::string place_of(const command_line &given, const fault &wanted) {
+    for (const given_option &each : given.options)
+        if (each.text == wanted.text && each.row->name == std::string_view("fault"))
+            return each.place;
+    return "";
+}
+
+bool deal_out_faults(const command_line &given, const board &built) {
     for (const fault &wanted : built.settings.faults) {
         bool taken = false;
         for (const std::unique_ptr<device> &candidate : built.devices.devices)
             taken = candidate->take_fault(wanted) || taken; // a cable has two ends
+        const message_place here(place_of(given, wanted));
         if (!taken)
             return refuse_fault(wanted, built.devices);
     }
@@ -89,7 +100,7 @@ void pass_on_rest(std::span<event_source *const> sources) {
     for (int64_t left_us = FINISH_US; left_us > 0 && std::ranges::any_of(late, is_late);
          left_us = latest_us - now_us())
         turn(late, left_us);
-    for (const event_source *source : sources)
+    for (event_source *source : sources)
         source->report_unsent();
 }
 
@@ -130,19 +141,20 @@ bool open_nodes(const device_set &devices) {
 
 bool build_board(const command_line &given, board &built) {
     add_devices_of_every_board(built.devices);
-    return carry_out_options(given, built) && deal_out_faults(built);
+    return carry_out_options(given, built) && deal_out_faults(given, built);
 }
 
 int run_board(board &built, char *const *program, const machine_paths &paths) {
     raise_priority();
     bring_up_network(built.settings.mac);
-    if (!build_root(paths.own_program) || !open_nodes(built.devices))
+    if (!build_root(paths.own_program) || !open_nodes(built.devices) || !protect_machine())
         return STATUS_NO_BOARD;
 
     program_run run;
     request_channel requests;
     port_calls calls(ports_of(built.devices), numbers_for_ports());
-    std::vector<event_source *> sources = {&run, &requests, &output};
+    entrance visitors;
+    std::vector<event_source *> sources = {&run, &requests, &visitors, &output};
     for (const std::unique_ptr<device> &each : built.devices.devices) {
         requests.takers.push_back(each.get());
         sources.push_back(each.get());
@@ -150,10 +162,15 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     sources.push_back(&calls.held);
     if (calls.has_ports())
         requests.ports = &calls;
+    visitors.takers = requests.takers;
+    visitors.ports = requests.ports;
+    visitors.rules = {requests.stopped_ioctls(), calls.rule()};
+    visitors.door = std::move(built.door);
     run.run_us = built.settings.run_us;
+    run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
     if (built.settings.release && !start_releasing(paths.own_program))
         return STATUS_NO_BOARD;
-    if (!run.start({program, paths.directory.c_str(), {requests.stopped_ioctls(), calls.rule()}}))
+    if (!run.start({program, paths.directory.c_str(), visitors.rules}))
         return STATUS_NO_BOARD;
     requests.listen_on(std::move(run.listener));
     run_to_the_end(run, sources);

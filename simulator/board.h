@@ -4,6 +4,7 @@
 #include "simulator/command_line.h"
 #include "simulator/devices/device_set.h"
 #include "simulator/run_settings.h"
+#include "simulator/world/foreground.h"
 
 #include <string>
 
@@ -12,6 +13,8 @@ namespace simulator {
 struct board {
     device_set devices;
     run_settings settings;
+    unique_fd door;      // where it is entered; none: it has no name
+    foreground terminal; // the operator's; the panel keeps it if there is one
 };
 
 // Adds the devices, plugs in the cables and deals out the faults. False after a message when the

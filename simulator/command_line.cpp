@@ -1,8 +1,10 @@
 #include "simulator/command_line.h"
 
 #include "simulator/base/message.h"
+#include "simulator/board_file.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <getopt.h>
 #include <unistd.h>
 
@@ -10,7 +12,7 @@ namespace simulator {
 
 namespace {
 
-constexpr const char *USAGE = "usage: hk_board [options] -- program [arguments]\n";
+constexpr const char *USAGE = "usage: hk_board [options] [-- program [arguments]]\n";
 
 constexpr const char *KEYS_HELP =
     "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
@@ -26,6 +28,15 @@ constexpr const char *EXIT_STATUSES =
     "and HUP\nend the run as --for does. /opt, /run and /r0 on the board are its own and "
     "empty.\n";
 
+// The shell of a command line without a program.
+char *const *operator_shell() {
+    static char default_shell[] = "/bin/sh";
+    char *wanted = getenv("SHELL");
+    static char *shell[] = {wanted != nullptr && access(wanted, X_OK) == 0 ? wanted : default_shell,
+                            nullptr};
+    return shell;
+}
+
 std::vector<option> long_options() {
     std::vector<option> options;
     for (const option_row &row : option_table()) {
@@ -36,11 +47,18 @@ std::vector<option> long_options() {
     return options;
 }
 
-void take_option(command_line &given, const option_row &row, const char *text) {
+bool take_option(command_line &given, const option_row &row, const char *text) {
     if (std::holds_alternative<help_option>(row.carry_out))
         given.help = true;
+    else if (std::holds_alternative<enter_option>(row.carry_out))
+        given.enter = text;
+#ifdef HK_BOARD_FILES
+    else if (std::holds_alternative<board_file_option>(row.carry_out))
+        return read_board_file(text, given.options);
+#endif
     else
-        given.options.push_back({&row, text});
+        given.options.push_back({&row, text != nullptr ? text : "", ""});
+    return true;
 }
 
 void refuse_option(const char *text) {
@@ -56,21 +74,22 @@ void refuse_option(const char *text) {
 
 bool read_command_line(int argc, char *const *argv, command_line &given) {
     const std::vector<option> options = long_options();
+    given.program = operator_shell();
     opterr = 0;
     int index = 0;
     int found = 0;
     while ((found = getopt_long(argc, argv, "+", options.data(), &index)) == 0)
-        take_option(given, option_table()[static_cast<size_t>(index)], optarg);
+        if (!take_option(given, option_table()[static_cast<size_t>(index)], optarg))
+            return false;
     if (found != -1) {
         refuse_option(argv[optind - 1]);
         return false;
     }
-    given.program = argv + optind;
-    if (*given.program == nullptr && !given.help) {
-        report("no program to run");
-        dprintf(STDERR_FILENO, "%sTry hk_board --help.\n", USAGE);
-        return false;
-    }
+    if (!given.enter.empty() && !given.options.empty())
+        return complain("--enter %s: the board is there already; no other option goes with --enter",
+                        given.enter.c_str());
+    if (argv[optind] != nullptr)
+        given.program = argv + optind;
     return true;
 }
 

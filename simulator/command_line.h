@@ -3,19 +3,22 @@
 
 #include "simulator/option_table.h"
 
+#include <string>
 #include <vector>
 
 namespace simulator {
 
 struct given_option {
     const option_row *row;
-    const char *text; // its argument; null: none
+    std::string text;  // its argument; empty: none
+    std::string place; // in a board file, FILE:LINE; empty: the command line
 };
 
 struct command_line {
     std::vector<given_option> options;
     bool help = false;
-    char *const *program = nullptr; // its name and arguments
+    std::string enter;              // the board to run the program on; empty: one of its own
+    char *const *program = nullptr; // its name and arguments; the operator's shell without
 };
 
 // Reads the command line; the arguments of its options are not looked at yet. False when it is not

@@ -1,6 +1,8 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
 #include "simulator/base/message.h"
 #include "simulator/board.h"
+#include "simulator/visit.h"
+#include "simulator/world/board_name.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
 #include "simulator/world/reboot_stand_in.h"
@@ -14,13 +16,25 @@ using namespace simulator;
 
 namespace {
 
+// A descriptor that the operator has closed is the next one to be opened: the log file must not
+// become standard output. The stand-ins are gone when the program starts, which finds them closed.
+void occupy_standard_descriptors() {
+    int fd = 0;
+    while ((fd = open("/dev/null", O_RDWR | O_CLOEXEC)) >= 0 && fd <= STDERR_FILENO) {
+    }
+    (void)close(fd);
+}
+
 bool open_output(const run_settings &settings) {
     output.quiet = settings.quiet;
-    if (settings.log_path.empty())
+    return settings.log_path.empty() || output.file.open(settings.log_path);
+}
+
+bool claim_own_name(board &built) {
+    if (built.settings.name.empty())
         return true;
-    output.log_file.reset(
-        open(settings.log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
-    return output.log_file.is_open() || cannot("write", settings.log_path);
+    built.door = claim_name(built.settings.name);
+    return built.door.is_open();
 }
 
 bool find_paths(machine_paths &paths) {
@@ -41,6 +55,7 @@ int main(int argc, char **argv) {
     const std::string_view own_name = file_name(argv[0]);
     if (is_restart_command(own_name))
         return report_restart(own_name);
+    occupy_standard_descriptors();
     command_line given;
     if (!read_command_line(argc, argv, given))
         return STATUS_USAGE;
@@ -48,17 +63,24 @@ int main(int argc, char **argv) {
         print_help();
         return 0;
     }
-    board built;
-    if (!build_board(given, built))
-        return STATUS_USAGE;
     machine_paths paths;
-    if (!find_paths(paths) || !open_output(built.settings))
+    if (!kernel_is_recent() || !find_paths(paths))
+        return STATUS_NO_BOARD;
+    if (!given.enter.empty())
+        return visit_board(given.enter, given.program, paths);
+    board built;
+    if (!build_board(given, built) || !claim_own_name(built))
+        return STATUS_USAGE;
+    if (!open_output(built.settings))
         return STATUS_NO_BOARD;
 
+    built.terminal.find();
     const pid_t inside = enter_namespaces();
     if (inside < 0)
         return STATUS_NO_BOARD;
-    if (inside > 0)
-        return wait_outside(inside, built.devices.terminal);
+    if (inside > 0) {
+        built.door.reset(); // the board alone holds its name
+        return wait_outside(inside, built.devices.terminal, built.terminal);
+    }
     _exit(run_board(built, given.program, paths)); // ends every process of the board
 }

@@ -14,15 +14,24 @@ namespace simulator {
 using device_option = bool (*)(device_set &devices, const char *text);
 using run_option = bool (*)(run_settings &settings, const char *text);
 
-struct help_option {}; // --help is for the command line itself
+// These are for the command line itself: --help, --board and --enter.
+struct help_option {};
+struct board_file_option {};
+struct enter_option {};
 
 struct option_row {
     const char *name;
     const char *argument; // null: none
     const char *example;
     const char *meaning;
-    std::variant<device_option, run_option, help_option> carry_out;
+    std::variant<device_option, run_option, help_option, board_file_option, enter_option> carry_out;
 };
+
+// Whether the option describes a board or its run, and so may be a key of a board file.
+inline bool is_for_board_files(const option_row &row) {
+    return std::holds_alternative<device_option>(row.carry_out) ||
+           std::holds_alternative<run_option>(row.carry_out);
+}
 
 // In the order in which they are shown and carried out.
 std::span<const option_row> option_table();

@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
+#include "simulator/world/board_name.h"
 
 #include <cstdio>
 
@@ -43,6 +44,14 @@ bool take_for(run_settings &settings, const char *text) {
 bool take_log(run_settings &settings, const char *path) {
     settings.log_path = path;
     return true;
+}
+
+bool take_name(run_settings &settings, const char *name) {
+    settings.name = name;
+    return is_board_name(name) ||
+           complain(
+               "--name %s: a name has 1 to %zu letters, digits, points, hyphens or underscores",
+               name, NAME_LENGTH_MAX);
 }
 
 bool take_quiet(run_settings &settings, const char *) {

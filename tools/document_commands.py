@@ -190,7 +190,7 @@ def read(path):
 
 # Comparing
 
-TIME = re.compile(r'(\d{4}-\d\d-\d\dT)?\d\d:\d\d:\d\d(\.\d+)?([+-]\d\d:\d\d|Z)?')
+TIME = re.compile(r'(\d{4}-\d\d-\d\d[T ])?\d\d:\d\d:\d\d(\.\d+)?([+-]\d\d:\d\d|Z)?')
 NUMBER = re.compile(r'(?<!\w)-?(?=[a-f]*\d)[\da-f]+(?!\w)')
 
 

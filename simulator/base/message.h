@@ -5,6 +5,16 @@
 
 namespace simulator {
 
+// For as long as it lives, every message begins with the place it is about: "FILE:LINE: ". Empty:
+// none.
+class message_place {
+public:
+    explicit message_place(const std::string &place);
+    ~message_place();
+    message_place(const message_place &) = delete;
+    message_place &operator=(const message_place &) = delete;
+};
+
 // Writes "hk_board: " and the text as one line.
 void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -78,7 +78,7 @@ bool system_log::has_unsent() const {
     return forward.has_unsent();
 }
 
-void system_log::report_unsent() const {
+void system_log::report_unsent() {
     forward.report_unsent();
 }
 

@@ -15,7 +15,7 @@ struct system_log final : device {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
-    void report_unsent() const override;
+    void report_unsent() override;
 
 private:
     void take_messages();

@@ -36,7 +36,7 @@ struct event_source {
         return false;
     }
     // No time is left: reports what is lost of it, on standard error.
-    virtual void report_unsent() const {}
+    virtual void report_unsent() {}
 };
 
 // Waits for the next event or wake-up time, at most `longest_us` (NEVER: without limit), and passes

@@ -4,6 +4,7 @@
 #include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -16,25 +17,18 @@
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/syscall.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 
 namespace simulator {
 
 namespace {
 
-constexpr uint64_t NAMESPACES = CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWNET;
 constexpr int PASSED_ON[] = {SIGHUP, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGTERM, SIGTSTP};
 
-void block_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : PASSED_ON)
-        sigaddset(&signals, number);
-    sigaddset(&signals, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
-    signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
-    signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
+bool is_ignored(int number) {
+    struct sigaction action {};
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 pid_t fork_into(uint64_t flags) {
@@ -79,11 +73,36 @@ void pass_signals(const unique_fd &signals, pid_t inside) {
 
 } // namespace
 
+bool kernel_is_recent() {
+    utsname kernel{};
+    int version[2] = {};
+    (void)uname(&kernel);
+    if (sscanf(kernel.release, "%d.%d", &version[0], &version[1]) == 2 &&
+        !std::ranges::lexicographical_compare(version, OLDEST_KERNEL))
+        return true;
+    return complain("this kernel is Linux %s: the board needs %d.%d or later", kernel.release,
+                    OLDEST_KERNEL[0], OLDEST_KERNEL[1]);
+}
+
+void take_operator_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : PASSED_ON)
+        if (number != SIGHUP ||
+            !is_ignored(number)) // a blocked signal would arrive although ignored
+            sigaddset(&signals, number);
+    sigaddset(&signals, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
+    signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
+    signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
+}
+
 pid_t enter_namespaces() {
     static int alive[2]; // [1] stays open in the outer process for as long as it lives
     const uid_t user = geteuid();
     const gid_t group = getegid();
-    block_signals();
+    take_operator_signals();
     if (pipe2(alive, O_CLOEXEC) != 0) {
         (void)cannot("make", "a pipe");
         return -1;
@@ -113,22 +132,26 @@ pid_t enter_namespaces() {
     return 0;
 }
 
-int wait_outside(pid_t inside, operator_terminal &terminal) {
+int wait_outside(pid_t inside, operator_terminal &keys, const foreground &terminal) {
     sigset_t blocked; // what is passed on, and SIGCHLD
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     const unique_fd signals(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
-    terminal.make_raw();
+    keys.make_raw();
     int status = 0;
     while (waitpid(inside, &status, WNOHANG) != inside) {
-        std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {terminal.keys(), POLLIN, 0}}};
+        std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {keys.keys(), POLLIN, 0}}};
         // Outside the board there are no devices and no times: nothing to wait for but these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
-            terminal.pass_keys();
+            keys.pass_keys();
         pass_signals(signals, inside);
     }
-    terminal.restore();
-    return WIFEXITED(status) ? WEXITSTATUS(status) : STATUS_NO_BOARD;
+    keys.restore();
+    terminal.take_back();
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    report("the board itself was ended by signal %d", WTERMSIG(status));
+    return STATUS_NO_BOARD;
 }
 
 } // namespace simulator

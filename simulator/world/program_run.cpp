@@ -37,8 +37,7 @@ void enter_directory(const char *directory) {
     if (chdir(directory) == 0)
         return;
     (void)cannot("enter", directory);
-    report("/opt and /run on the board are its own and empty; start from another "
-           "directory");
+    report("/dev, /opt, /r0 and /run on the board are its own; start from another directory");
     _exit(STATUS_NO_BOARD);
 }
 
@@ -46,15 +45,29 @@ void hand_over_calls(const filter_rules &rules, int board) {
     const unique_fd listener = install_request_filter(rules);
     if (listener.is_open() && send_descriptor(board, listener.get()))
         return;
-    report("the kernel refuses the request filter: %s", strerror(errno));
+    if (errno == EBUSY)
+        report("a board cannot run on a board");
+    else
+        report("the kernel refuses the request filter: %s", strerror(errno));
     _exit(STATUS_NO_BOARD);
+}
+
+// Rights over the machine itself, which the board shares with it: not even a board that root runs
+// can restart it, set its clock, load modules, make device nodes or reach its hardware.
+constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
+                                            CAP_SYS_RAWIO, CAP_MKNOD};
+
+void drop_machine_rights() {
+    for (const unsigned long right : MACHINE_RIGHTS)
+        (void)prctl(PR_CAPBSET_DROP, right); // an ordinary user has none of them
 }
 
 // The child between fork and exec. A group and not a session of its own: a session leader would
 // make the first port it opens its controlling terminal.
 [[noreturn]] void become_program(const program_start &how, int board) {
     (void)setpgid(0, 0);
-    (void)prctl(PR_CAPBSET_DROP, CAP_SYS_BOOT); // nothing on the board can restart the machine
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a visitor that is killed takes its program with it
+    drop_machine_rights();
     enter_directory(how.directory);
     hand_over_calls(how.rules, board);
     restore_signals();
@@ -73,7 +86,8 @@ bool program_run::start(const program_start &how) {
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
     int ends[2];
-    if (!signals.is_open() || socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
+    // Of this kind the kernel reports the end: a child that fails before it sends must be noticed.
+    if (!signals.is_open() || socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
         return cannot("start", how.arguments[0]);
     const unique_fd board_end(ends[0]);
     unique_fd program_end(ends[1]);
@@ -100,10 +114,20 @@ void program_run::ready(const pollfd &) {
         const int number = static_cast<int>(arrived.ssi_signo);
         if (number == SIGCHLD)
             reap();
-        else if (number == SIGINT || number == SIGHUP)
-            request_end();
         else
-            pass_on(number);
+            take_signal(number);
+    }
+}
+
+void program_run::take_signal(int number) {
+    if (number == SIGINT && interrupted) {
+        report("interrupted again; ending everything on the board");
+        kill_program(SIGNALLED + SIGKILL);
+    } else if (number == SIGINT || number == SIGHUP || number == SIGTERM) {
+        interrupted = interrupted || number == SIGINT;
+        request_end();
+    } else {
+        pass_on(number);
     }
 }
 
@@ -118,8 +142,7 @@ void program_run::wake(int64_t time_us) {
         report("the program did not end within %d s of SIGTERM; ending everything on the "
                "board",
                static_cast<int>(GRACE_US / US_PER_SECOND));
-        ended = true;
-        status = STATUS_HANG;
+        kill_program(STATUS_HANG);
     } else {
         request_end();
     }
@@ -127,10 +150,17 @@ void program_run::wake(int64_t time_us) {
 
 void program_run::request_end() {
     end_us = NEVER;
-    if (give_up_us == NEVER) {
-        pass_on(SIGTERM);
+    pass_on(SIGTERM);
+    if (terminal != nullptr && terminal->is_given())
+        pass_on(SIGHUP); // an interactive shell ignores the other
+    if (give_up_us == NEVER)
         give_up_us = now_us() + GRACE_US;
-    }
+}
+
+void program_run::kill_program(int its_status) {
+    (void)kill(-program, SIGKILL);
+    ended = true;
+    status = its_status;
 }
 
 void program_run::pass_on(int number) {
@@ -141,12 +171,29 @@ void program_run::pass_on(int number) {
 void program_run::reap() {
     int how = 0;
     pid_t child = 0;
-    while ((child = waitpid(-1, &how, WNOHANG)) > 0) {
-        if (child == program && !ended) {
+    while ((child = waitpid(-1, &how, WNOHANG | WUNTRACED)) > 0) {
+        if (child != program || ended)
+            continue;
+        if (WIFSTOPPED(how)) {
+            continue_program(WSTOPSIG(how));
+        } else {
             ended = true;
             status = WIFEXITED(how) ? WEXITSTATUS(how) : SIGNALLED + WTERMSIG(how);
         }
     }
+}
+
+// A program that needs the terminal gets it. Once it has it, Ctrl-Z must not stop it: no shell
+// waits that could continue it. Any other stop is the operator's wish.
+void program_run::continue_program(int stopped_by) {
+    const bool wants_terminal = stopped_by == SIGTTIN || stopped_by == SIGTTOU;
+    if (wants_terminal && (terminal == nullptr || !terminal->give_to(program))) {
+        report("the program needs the terminal, and hk_board is not in its foreground");
+        kill_program(SIGNALLED + stopped_by);
+        return;
+    }
+    if (wants_terminal || (terminal != nullptr && terminal->is_given()))
+        (void)kill(-program, SIGCONT);
 }
 
 } // namespace simulator

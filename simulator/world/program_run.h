@@ -6,6 +6,7 @@
 #include "simulator/base/unique_fd.h"
 #include "simulator/requests/request_filter.h"
 #include "simulator/time/event_loop.h"
+#include "simulator/world/foreground.h"
 
 #include <cstdint>
 #include <sys/types.h>
@@ -20,7 +21,8 @@ struct program_start {
 };
 
 struct program_run final : event_source {
-    int64_t run_us = NEVER; // how long it may run
+    int64_t run_us = NEVER;         // how long it may run
+    foreground *terminal = nullptr; // to be given to the program if it uses it; null: none
     bool ended = false;
     int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
@@ -36,12 +38,16 @@ struct program_run final : event_source {
     void wake(int64_t time_us) override;
 
 private:
+    void take_signal(int number);
     void request_end();
+    void kill_program(int its_status);
     void pass_on(int number);
     void reap();
+    void continue_program(int stopped_by);
 
     pid_t program = -1;
     unique_fd signals;
+    bool interrupted = false;   // by Ctrl-C: the next one does not wait
     int64_t end_us = NEVER;     // SIGTERM is sent
     int64_t give_up_us = NEVER; // everything is killed
 };

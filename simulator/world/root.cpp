@@ -149,21 +149,25 @@ bool cover_restart_commands(const std::string &stand_in) {
     return true;
 }
 
-// Files there act on the machine itself, such as putting it to sleep. An ordinary user may not
-// remount, and may not write there either.
-void protect_sys() {
-    (void)mount(nullptr, "/sys", nullptr,
-                MS_REMOUNT | MS_BIND | MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
-}
-
-bool mount_proc_and_protect_sys() {
+bool mount_proc() {
     (void)mkdir("/proc", 0555);
-    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
-        return cannot("mount", "/proc");
+    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
+        const bool is_covered = errno == EPERM; // an ordinary user must not uncover a part of it
+        (void)cannot("mount", "/proc");
+        return is_covered && complain("a board cannot run on a board, nor in a container that "
+                                      "hides parts of /proc");
+    }
     // Writing here restarts the machine without asking for the right to.
-    protect_sys();
     return access("/proc/sysrq-trigger", F_OK) != 0 ||
            publish_node("/dev/null", "/proc/sysrq-trigger");
+}
+
+// With everything that is mounted below it, see mount_setattr(2). An ordinary user may do it too.
+bool make_read_only(const char *directory) {
+    mount_attr wanted{};
+    wanted.attr_set = MOUNT_ATTR_RDONLY;
+    return mount_setattr(AT_FDCWD, directory, AT_RECURSIVE, &wanted, sizeof wanted) == 0 ||
+           cannot("protect", directory);
 }
 
 bool leave_host_root() {
@@ -182,10 +186,19 @@ bool publish_node(const char *source, const char *target) {
 
 bool build_root(const std::string &stand_in) {
     const std::string source = HOST_ROOT + stand_in;
-    return start_new_root() && show_host_entries() && build_dev() && mount_proc_and_protect_sys() &&
+    return start_new_root() && show_host_entries() && build_dev() && mount_proc() &&
            mount_memory("/run", "mode=755") && mount_memory("/opt", "mode=755") &&
            mount_memory("/r0", "mode=755") && build_sbin(source) &&
            cover_restart_commands(source) && leave_host_root();
+}
+
+bool protect_machine() {
+    for (const char *directory : {"/proc/sys", "/proc/irq", "/proc/bus", "/proc/fs"})
+        if (access(directory, F_OK) == 0 &&
+            (mount(directory, directory, nullptr, MS_BIND | MS_REC, nullptr) != 0 ||
+             !make_read_only(directory)))
+            return cannot("protect", directory);
+    return access("/sys", F_OK) != 0 || make_read_only("/sys");
 }
 
 } // namespace simulator

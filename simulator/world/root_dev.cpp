@@ -14,6 +14,24 @@ namespace {
 constexpr const char *COMMON_NODES[] = {"/dev/null",   "/dev/zero",    "/dev/full",
                                         "/dev/random", "/dev/urandom", "/dev/tty"};
 
+// What a program has open, by its number; see proc(5).
+constexpr struct {
+    const char *name;
+    const char *shows;
+} OPEN_FILES[] = {
+    {"/dev/fd", "/proc/self/fd"},
+    {"/dev/stdin", "/proc/self/fd/0"},
+    {"/dev/stdout", "/proc/self/fd/1"},
+    {"/dev/stderr", "/proc/self/fd/2"},
+};
+
+bool link_open_files() {
+    for (const auto &link : OPEN_FILES)
+        if (symlink(link.shows, link.name) != 0)
+            return cannot("link", link.name);
+    return true;
+}
+
 bool show_common_nodes() {
     for (const char *node : COMMON_NODES) {
         const std::string source = HOST_ROOT + std::string(node);
@@ -44,7 +62,7 @@ bool build_dev() {
     (void)mkdir("/dev", 0755);
     if (mount("tmpfs", "/dev", "tmpfs", MS_NOSUID | MS_NOEXEC, "mode=755") != 0)
         return cannot("mount", "/dev");
-    return show_common_nodes() && mount_terminals() && mount_shared_memory();
+    return show_common_nodes() && link_open_files() && mount_terminals() && mount_shared_memory();
 }
 
 } // namespace simulator

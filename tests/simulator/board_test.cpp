@@ -1,10 +1,14 @@
 // The simulated board itself: what a program finds on it, and what it leaves on the machine.
+#include <algorithm>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sstream>
 #include <sys/shm.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/board_run.h"
@@ -21,6 +25,12 @@ std::string contents(const std::string &path) {
     return text.str();
 }
 
+// True when a process has read all that was sent to it: no signal waits, see proc(5).
+bool signals_are_taken(pid_t process) {
+    const std::string status = contents("/proc/" + std::to_string(process) + "/status");
+    return status.find("ShdPnd:\t0000000000000000") != std::string::npos;
+}
+
 TEST(Board, shows_a_program_a_dev_opt_run_and_r0_of_its_own_and_no_process_or_segment_but_its_own) {
     const int of_the_machine = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
     const std::string mark = "hk_board_case_" + std::to_string(getpid());
@@ -31,8 +41,8 @@ TEST(Board, shows_a_program_a_dev_opt_run_and_r0_of_its_own_and_no_process_or_se
                               mark + " && cat $d/" + mark + "; done");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "1 2\n1\n" // the board and the shell; the heading
-                          "/dev:\ncpuactive\nfull\nlog\nnull\nptmx\npts\nrandom\nshm\nsp2\n"
-                          "sp3\nsp5s\nsp8\ntty\nurandom\nzero\n"
+                          "/dev:\ncpuactive\nfd\nfull\nlog\nnull\nptmx\npts\nrandom\nshm\nsp2\n"
+                          "sp3\nsp5s\nsp8\nstderr\nstdin\nstdout\ntty\nurandom\nzero\n"
                           "\n/opt:\n\n/r0:\n\n/run:\nx\nx\nx\nx\n");
     for (const char *directory : {"/opt/", "/run/", "/r0/", "/dev/shm/"})
         EXPECT_NE(access((directory + mark).c_str(), F_OK), 0) << directory;
@@ -99,12 +109,125 @@ TEST(Board, signals_are_passed_on_and_an_interrupt_terminates_the_program) {
     }
 }
 
-TEST(Board, nothing_is_left_when_hk_board_is_killed) {
-    const std::string mounts = contents("/proc/self/mountinfo");
-    board_run run = shell({"--cable", "2-8"}, "trap '' TERM HUP; sleep 1000 & echo ready; wait");
+TEST(Board, a_sigterm_limits_the_run_to_5_s_and_a_second_interrupt_ends_it_at_once) {
+    const std::string deaf = "trap '' TERM; echo ready; while :; do sleep 1000; done";
+    board_run terminated = shell({}, deaf);
+    board_run interrupted = shell({}, deaf);
+    ASSERT_TRUE(terminated.wait_for_output("ready") && interrupted.wait_for_output("ready"));
+    terminated.signal(SIGTERM);
+    interrupted.signal(SIGINT);
+    const pid_t inside = child_of(interrupted.board_id());
+    while (!signals_are_taken(interrupted.board_id()) || !signals_are_taken(inside))
+        sched_yield();
+    interrupted.signal(SIGINT);
+    EXPECT_EQ(interrupted.finish(), 128 + SIGKILL);
+    EXPECT_NE(interrupted.errors.find("interrupted again"), std::string::npos);
+    EXPECT_EQ(terminated.finish(), 124);
+}
+
+TEST(Board, an_ignored_hangup_stays_ignored) {
+    struct sigaction before {};
+    struct sigaction ignored {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGHUP, &ignored, &before);
+    board_run run = shell(
+        {}, "trap 'exit 4' TERM; kill -HUP $$; echo ready; while :; do sleep 1000 & wait; done");
+    sigaction(SIGHUP, &before, nullptr);
     ASSERT_TRUE(run.wait_for_output("ready"));
-    run.signal(SIGKILL);
-    EXPECT_EQ(run.finish(), 128 + SIGKILL);
+    run.signal(SIGHUP);
+    run.signal(SIGTERM);
+    EXPECT_EQ(run.finish(), 4);
+}
+
+TEST(Board, a_child_that_cannot_become_the_program_ends_the_run_with_status_125) {
+    const char *commands[] = {
+        "cd $(mktemp -d /dev/shm/board_XXXXXX) && trap \"rmdir $PWD\" EXIT; " HK_BOARD_PATH
+        " -- true",
+        HK_BOARD_PATH " --quiet -- " HK_BOARD_PATH " -- true",
+        "setarch --uname-2.6 " HK_BOARD_PATH " -- true",
+    };
+    for (const char *command : commands)
+        EXPECT_EQ(WEXITSTATUS(system(command)), 125) << command;
+}
+
+// What a program may reach through them is the machine's own.
+TEST(Board, the_name_and_the_kernels_settings_of_the_machine_cannot_be_changed) {
+    char before[HOST_NAME_MAX + 1];
+    char after[HOST_NAME_MAX + 1];
+    ASSERT_EQ(gethostname(before, sizeof before), 0);
+    board_run run = shell({}, "hostname hk-board-case; hostname; "
+                              "touch /proc/sys/kernel/panic /proc/sys/vm/swappiness; "
+                              "for d in $(awk '$9 == \"sysfs\" || $5 ~ \"^/sys\" "
+                              "{ print $6 }' /proc/self/mountinfo); do echo $d | cut -c1-2; done "
+                              "| sort -u");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "hk-board-case\nro\n");
+    EXPECT_NE(run.errors.find("swappiness': Read-only file system"), std::string::npos);
+    ASSERT_EQ(gethostname(after, sizeof after), 0);
+    EXPECT_STREQ(after, before);
+}
+
+TEST(Board, a_program_finds_what_it_has_open_below_dev_and_closed_output_stays_closed) {
+    board_run run = shell({}, "echo from stdin | cat /dev/stdin; echo to stdout >>/dev/stdout; "
+                              "echo to fd | cat /dev/fd/0; echo to stderr >>/dev/stderr");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "from stdin\nto stdout\nto fd\n");
+    EXPECT_EQ(run.errors, "to stderr\n");
+    const std::string log = "/tmp/hk_board_closed_" + std::to_string(getpid());
+    const std::string command =
+        HK_BOARD_PATH " --log " + log + " -- sh -c 'reboot; test ! -e /dev/stdout' >&- 2>&-";
+    EXPECT_EQ(system(command.c_str()), 0);
+    const std::string lines = contents(log);
+    EXPECT_NE(lines.find("board: reboot requested\n"), std::string::npos);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
+    unlink(log.c_str());
+}
+
+// Runs a script that has a file system of 64 KiB of its own at $d. Returns what it prints.
+std::string on_a_small_disk(const std::string &script) {
+    const std::string command = std::string("d=$(mktemp -d) && unshare -m ") +
+                                (geteuid() != 0 ? "-r " : "") +
+                                "sh -c 'mount -t tmpfs -o size=64k tmpfs $1 && d=$1 && " + script +
+                                "' sh $d 2>&1; rmdir $d";
+    FILE *printed = popen(command.c_str(), "r");
+    std::string text;
+    for (int letter; (letter = fgetc(printed)) != EOF;)
+        text += static_cast<char>(letter);
+    pclose(printed);
+    return text;
+}
+
+TEST(Board, the_log_file_keeps_every_line_also_while_the_disk_is_full) {
+    const std::string three_lines = "reboot; reboot; reboot";
+    const std::string run = HK_BOARD_PATH " --quiet --log ";
+    const std::string room_again =
+        on_a_small_disk("{ cat /dev/zero >$d/all 2>/dev/null; " + run + "$d/log -- sh -c \"" +
+                        three_lines + "; rm $d/all; reboot\"; grep -c reboot $d/log; }");
+    EXPECT_NE(room_again.find("log: No space left on device; its lines wait"), std::string::npos);
+    EXPECT_EQ(room_again.substr(room_again.find('\n') + 1), "4\n") << room_again;
+    const std::string never = on_a_small_disk(run + "/dev/full -- sh -c \"" + three_lines + "\"");
+    EXPECT_NE(never.find("3 lines are not in /dev/full"), std::string::npos) << never;
+    EXPECT_EQ(std::count(never.begin(), never.end(), '\n'), 2) << never;
+}
+
+// An end is seen when the last process of a run has closed its output.
+TEST(Board, nothing_is_left_when_any_of_its_processes_is_killed) {
+    const std::string mounts = contents("/proc/self/mountinfo");
+    const struct {
+        int depth; // of the killed process: hk_board outside, the board, the program
+        int status;
+    } cases[] = {{0, 128 + SIGKILL}, {1, 125}, {2, 128 + SIGKILL}};
+    for (const auto &[depth, status] : cases) {
+        board_run run =
+            shell({"--cable", "2-8"}, "trap '' TERM HUP; sleep 1000 & echo ready; wait");
+        ASSERT_TRUE(run.wait_for_output("ready"));
+        pid_t victim = run.board_id();
+        for (int i = 0; i < depth; i++)
+            victim = child_of(victim);
+        ASSERT_GT(victim, 0);
+        kill(victim, SIGKILL);
+        EXPECT_EQ(run.finish(), status) << depth;
+    }
     EXPECT_EQ(contents("/proc/self/mountinfo"), mounts);
 }
 

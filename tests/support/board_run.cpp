@@ -46,14 +46,14 @@ bool append_from(const unique_fd &descriptor, std::string &text) {
     return count < 0 && errno == EAGAIN;
 }
 
-// "HH:MM:SS.mmm ident: text"
+// "YYYY-MM-DD HH:MM:SS.mmm ident: text"
 log_line parse_log_line(const std::string &line) {
     int hours = 0;
     int minutes = 0;
     int seconds = 0;
     int ms = 0;
     size_t ident = 0;
-    const char *form = "%2d:%2d:%2d.%3d %zn";
+    const char *form = "%*4d-%*2d-%*2d %2d:%2d:%2d.%3d %zn";
     const int numbers = sscanf(line.c_str(), form, &hours, &minutes, &seconds, &ms, &ident);
     const size_t colon = line.find(": ", ident);
     if (numbers != 4 || colon == std::string::npos)

@@ -4,8 +4,6 @@
 #include "simulator/base/text.h"
 #include "simulator/devices/serial/feed.h"
 
-#include <regex>
-
 namespace simulator {
 
 namespace {
@@ -13,8 +11,8 @@ namespace {
 constexpr number_range FEED_SPEEDS = {50, 4'000'000};
 
 bool is_port(const std::string &name, const std::string &option) {
-    static const std::regex form("[1-8]s?");
-    return std::regex_match(name, form) ||
+    const bool has_number = !name.empty() && name[0] >= '1' && name[0] <= '8';
+    return (has_number && (name.size() == 1 || name.substr(1) == "s")) ||
            complain("%s: port %s: ports are 1 to 8 (asynchronous, /dev/sp1 to /dev/sp8) and 1s to "
                     "8s (synchronous, /dev/sp1s to /dev/sp8s)",
                     option.c_str(), name.c_str());

@@ -17,23 +17,24 @@ board_output output;
 namespace {
 
 constexpr size_t WAITING_BYTES = 1 << 20;
-constexpr size_t STAMP_BYTES = 48; // room for three numbers of any size
+constexpr size_t STAMP_BYTES = 96; // room for seven numbers of any size
 constexpr size_t NOTE_BYTES = 512; // a longer note is cut
 
-std::string time_of_day() {
+std::string date_and_time() {
     const int64_t now = calendar_us();
     const time_t seconds = static_cast<time_t>(now / US_PER_SECOND);
     const int milliseconds = static_cast<int>(now % US_PER_SECOND / US_PER_MS);
     tm local{};
     localtime_r(&seconds, &local);
     std::array<char, STAMP_BYTES> text{};
-    snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d ", local.tm_hour, local.tm_min,
-             local.tm_sec, milliseconds);
+    snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d.%03d ", local.tm_year + 1900,
+             local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+             milliseconds);
     return text.data();
 }
 
 std::string whole_line(std::string_view text) {
-    std::string line = time_of_day();
+    std::string line = date_and_time();
     const size_t start = line.size();
     line += text;
     std::replace_if(
@@ -53,20 +54,13 @@ void board_output::ready(const pollfd &) {
     write_waiting();
 }
 
-void board_output::keep_line(const std::string &line) const {
-    if (log_file.is_open()) {
-        (void)!write(log_file.get(), line.data(),
-                     line.size()); // a full disk must not stop the board
-    }
-}
-
 void board_output::keep(std::string_view text) {
-    keep_line(whole_line(text));
+    file.keep(whole_line(text));
 }
 
 void board_output::show(std::string_view text) {
     const std::string line = whole_line(text);
-    keep_line(line);
+    file.keep(line);
     if (quiet)
         return;
     put(std::exchange(within_line, false) ? "\r\n" + line : line);
@@ -117,7 +111,8 @@ bool board_output::has_unsent() const {
     return !waiting.empty() && !closed;
 }
 
-void board_output::report_unsent() const {
+void board_output::report_unsent() {
+    file.finish();
     if (!waiting.empty()) {
         report("%td lines could not be shown: nobody reads them",
                std::count(waiting.begin(), waiting.end(), '\n'));

@@ -1,12 +1,12 @@
 // What the board shows to the operator: the system log and its own notes, line by line with the
-// time of day, on standard output and in the file of --log.
+// date and time, on standard output and in the file of --log.
 //
 // Standard output may be a pipe that nobody empties. The board must go on then, so lines wait in a
 // bounded store until they can be written; what does not fit is counted and the count is shown.
 #pragma once
 
-#include "simulator/base/unique_fd.h"
 #include "simulator/time/event_loop.h"
+#include "simulator/world/log/log_file.h"
 
 #include <span>
 #include <string>
@@ -15,14 +15,14 @@
 namespace simulator {
 
 struct board_output final : event_source {
-    unique_fd log_file;  // none: only shown
+    log_file file;       // of --log
     bool quiet = false;  // nothing on standard output
     bool closed = false; // standard output was closed by its reader
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
-    void report_unsent() const override;
+    void report_unsent() override;
 
     // Shows one line; control characters in it become blanks.
     void show(std::string_view text);
@@ -33,7 +33,6 @@ struct board_output final : event_source {
     void show_display(std::span<const uint8_t> bytes);
 
 private:
-    void keep_line(const std::string &line) const;
     void put(std::string_view text);
     void write_waiting();
 
@@ -45,7 +44,7 @@ private:
 // The board's one output.
 extern board_output output;
 
-// Shows a line of the board itself: "HH:MM:SS.mmm board: text".
+// Shows a line of the board itself: "YYYY-MM-DD HH:MM:SS.mmm board: text".
 void board_note(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 } // namespace simulator

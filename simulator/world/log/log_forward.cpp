@@ -59,7 +59,7 @@ bool log_forward::has_unsent() const {
     return !waiting.empty();
 }
 
-void log_forward::report_unsent() const {
+void log_forward::report_unsent() {
     const size_t in_all = lost + waiting.size();
     if (in_all > 0)
         report("%zu log messages could not be forwarded", in_all);

@@ -25,7 +25,7 @@ struct log_forward final : event_source {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
-    void report_unsent() const override;
+    void report_unsent() override;
 
 private:
     void send_waiting();
