@@ -28,6 +28,11 @@ std::string read_link(const std::string &path) {
     return length > 0 && target[0] == '/' ? std::string(target, static_cast<size_t>(length)) : "";
 }
 
+std::string path_in(const std::string &folder, const std::string &name) {
+    std::string path = folder;
+    return path.append(1, '/').append(name);
+}
+
 std::vector<std::string> names_in(const std::string &folder) {
     std::vector<std::string> names;
     DIR *directory = opendir(folder.c_str());
@@ -85,7 +90,7 @@ bool is_empty_destination(const std::string &path) {
 
 void add_numbered(const std::string &folder, leftovers &found) {
     for (int number = 0; number < NUMBERED_FILES; ++number) {
-        const std::string path = folder + "/" + text_of("file-%04X", number);
+        const std::string path = path_in(folder, text_of("file-%04X", number));
         if (is_numbered_file(path, number))
             found.files.push_back(path);
     }
@@ -116,7 +121,7 @@ std::vector<std::string> open_files(const process &test) {
     const std::string descriptors = text_of("/proc/%d/fd", static_cast<int>(test.pid));
     for (const std::string &name : names_in(descriptors))
         if (atoi(name.c_str()) > STDERR_FILENO)
-            if (std::string path = read_link(descriptors + "/" + name); !path.empty())
+            if (std::string path = read_link(path_in(descriptors, name)); !path.empty())
                 paths.push_back(path);
     return paths;
 }
@@ -152,8 +157,8 @@ bool holds(const std::vector<std::string> &list, const std::string &text) {
 
 void add_copied(const std::string &folder, leftovers &found) {
     for (const std::string &name : names_in(folder))
-        if (is_copied_file(folder + "/" + name))
-            found.files.push_back(folder + "/" + name);
+        if (is_copied_file(path_in(folder, name)))
+            found.files.push_back(path_in(folder, name));
 }
 
 void add_contents(const std::string &folder, const leftovers &used, leftovers &found) {
@@ -178,7 +183,7 @@ bool remove_file(const std::string &path, bool dry_run) {
 bool would_be_empty(const std::string &folder, const leftovers &found) {
     const std::vector<std::string> names = names_in(folder);
     return std::all_of(names.begin(), names.end(), [&](const std::string &name) {
-        return holds(found.files, folder + "/" + name);
+        return holds(found.files, path_in(folder, name));
     });
 }
 
@@ -213,7 +218,7 @@ leftovers leftovers_in(const std::string &folder, const std::vector<stress_run> 
     leftovers found;
     add_contents(folder, used, found);
     for (const std::string &name : names_in(folder)) {
-        const std::string inner = folder + "/" + name;
+        const std::string inner = path_in(folder, name);
         struct stat about = {};
         if (!is_folder(inner, about))
             continue;

@@ -1,6 +1,7 @@
 #include "ctl/watch/history.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -50,7 +51,7 @@ std::string sparkline(const record_history &of, size_t width, bool utf8) {
     std::string line;
     for (size_t i = 0; i < shown; ++i) {
         const double part = highest > 0 ? rates[i] / highest : 0;
-        const auto level = static_cast<size_t>(part * (LEVELS - 1) + 0.5);
+        const auto level = static_cast<size_t>(std::lround(part * (LEVELS - 1)));
         line += utf8 ? UTF8_LEVELS[level] : ASCII_LEVELS[level];
     }
     return line;

@@ -11,6 +11,7 @@
 // Null where a test does not keep the word.
 struct counter_meaning {
     record_letter letter;
+    int32_t turn_s;              // longest time between two looks at the hold word, seconds
     const char *option;          // letter of the option that claims such a record
     const char *test;            // what is tested, in one word
     const char *write_count;     // what it counts
@@ -21,7 +22,6 @@ struct counter_meaning {
     const char *errors3;
     const char *sample_position; // the first word of an error sample
     const char *sample_value;    // the second one
-    int32_t turn_s; // the longest time from one look at the hold word to the next, in seconds
 };
 
 // The times are those of the slowest line, 1200 bit/s, and of a board that answers nothing: -L
@@ -29,57 +29,57 @@ struct counter_meaning {
 // four transfers that flush every file system.
 // clang-format off
 constexpr counter_meaning COUNTER_MEANINGS[] = {
-    {record_letter::RECEIVER, "C", "receiver",
+    {record_letter::RECEIVER, 5, "C", "receiver",
      nullptr, "reads", "good blocks",
      "silences and failed reads", "bad blocks, silences before a hold", "failed opens",
-     "position", "bad byte", 5},
-    {record_letter::DRAM, "D", "dram",
+     "position", "bad byte"},
+    {record_letter::DRAM, 120, "D", "dram",
      "blocks tested", "blocks mapped", nullptr,
      "bad blocks and failed maps", nullptr, nullptr,
-     nullptr, nullptr, 120},
-    {record_letter::ECHO_BACK, nullptr, "echo",
+     nullptr, nullptr},
+    {record_letter::ECHO_BACK, 5, nullptr, "echo",
      "bytes sent back", "bytes read", nullptr,
      nullptr, nullptr, nullptr,
-     nullptr, nullptr, 5},
-    {record_letter::FIO, "F", "fio",
+     nullptr, nullptr},
+    {record_letter::FIO, 30, "F", "fio",
      "outputs set", "inputs read", "inputs read",
      "realigned replies and failed opens", "mismatches", "failed exchanges",
-     "step", "byte read", 30},
-    {record_letter::SPI_FIO, "L", "spifio",
+     "step", "byte read"},
+    {record_letter::SPI_FIO, 60, "L", "spifio",
      "requests sent", "inputs read", nullptr,
      "failed opens", "mismatches", "failed exchanges",
-     "step", "input byte", 60},
-    {record_letter::FILE_COPY, "M", "filecopy",
+     "step", "input byte"},
+    {record_letter::FILE_COPY, 30, "M", "filecopy",
      "writes", "reads", nullptr,
      "empty transfers and a failed set-up", nullptr, nullptr,
-     nullptr, nullptr, 30},
-    {record_letter::CROSSOVER, "E", "crossover",
+     nullptr, nullptr},
+    {record_letter::CROSSOVER, 15, "E", "crossover",
      "frames written", "frames read and good", nullptr,
      "failed reads", "bad frames, line faults, and runs of more than three silences", "time-outs",
-     "frame length", "first bad byte", 15},
-    {record_letter::PRODUCER, "P", "producer",
+     "frame length", "first bad byte"},
+    {record_letter::PRODUCER, 5, "P", "producer",
      "blocks written", nullptr, nullptr,
      "failed opens and failed writes", nullptr, nullptr,
-     nullptr, nullptr, 5},
-    {record_letter::SPI_DEVICE, "S", "spi",
+     nullptr, nullptr},
+    {record_letter::SPI_DEVICE, 5, "S", "spi",
      "transfers", "complete reads, good transfers", nullptr,
      "failed opens", "short reads, bad transfers, failed opens of a loopback", nullptr,
-     nullptr, nullptr, 5},
-    {record_letter::FILESYSTEM, "Y", "files",
+     nullptr, nullptr},
+    {record_letter::FILESYSTEM, 15, "Y", "files",
      "files created", "files read", nullptr,
      "bad files and a failed set-up", nullptr, nullptr,
-     nullptr, nullptr, 15},
-    {record_letter::PANEL, "K", "panel",
+     nullptr, nullptr},
+    {record_letter::PANEL, 5, "K", "panel",
      nullptr, nullptr, nullptr,
      nullptr, nullptr, nullptr,
-     nullptr, nullptr, 5},
+     nullptr, nullptr},
 };
 
 // The second record of -F has the letter of a receiver.
 constexpr counter_meaning SECOND_FIO_MEANING =
-    {record_letter::RECEIVER, "F", "fio",
+    {record_letter::RECEIVER, 30, "F", "fio",
      "outputs set", "inputs read", "inputs read",
      "realigned replies", "mismatches", "failed exchanges",
-     "step", "byte read", 30};
+     "step", "byte read"};
 // clang-format on
 static_assert(has_a_row_for_every_letter(COUNTER_MEANINGS));

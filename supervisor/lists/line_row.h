@@ -112,15 +112,15 @@ constexpr size_t FIELDS_MAX = 7;
 // The line of a record letter. A letter without a line has an empty format.
 struct line_row {
     record_letter letter;
+    int32_t samples; // after the fields, newest first, position before value
     const char *format;
     std::array<line_field, FIELDS_MAX> fields = {};
     size_t field_count = 0;
-    int32_t samples; // after the fields, newest first, position before value
 
     // Compiles only if the conversions and the fields and sample words match one to one, in order.
     consteval line_row(record_letter of, const char *text,
                        std::initializer_list<line_field> printed = {}, int32_t sample_count = 0)
-        : letter(of), format(text), field_count(printed.size()), samples(sample_count) {
+        : letter(of), samples(sample_count), format(text), field_count(printed.size()) {
         if (printed.size() > FIELDS_MAX || sample_count > RING_SLOTS)
             format_and_fields_do_not_match();
         std::copy(printed.begin(), printed.end(), fields.begin());
