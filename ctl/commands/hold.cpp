@@ -114,6 +114,7 @@ int carry_out(const stress_run &run, const std::vector<test_group> &tests,
         return WRONG_USE;
     }
     std::vector<order> orders;
+    orders.reserve(tests.size());
     for (const test_group &test : tests)
         orders.push_back({run, words, test, words.record(test.hold)});
     for (const order &each : orders)

@@ -76,7 +76,7 @@ TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
                              "wait $run; echo status $?; left; segments");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "has not ended within 1.0 s\nend supervisor ")) << run.output;
-    EXPECT_TRUE(shows(run, "stopped 0\nstatus 137\n0\n0\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "status 137\n0\n0\n")) << run.output << run.errors;
 }
 
 TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {

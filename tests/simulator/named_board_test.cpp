@@ -19,8 +19,10 @@ board_run waiting_board(std::vector<std::string> options) {
 
 // Runs a script on the board of that name, from outside; its exit status and what it prints.
 int enter(const std::string &name, const std::string &script, std::string &printed) {
-    const std::string command =
-        HK_BOARD_PATH " --enter " + name + " -- sh -c '" + script + "' 2>&1";
+    // A process that has moved into another board's processes cannot start the thread with which
+    // the sanitizer looks for leaks.
+    const std::string command = "ASAN_OPTIONS=detect_leaks=0 " HK_BOARD_PATH " --enter " + name +
+                                " -- sh -c '" + script + "' 2>&1";
     FILE *visit = popen(command.c_str(), "r");
     for (int letter; (letter = fgetc(visit)) != EOF;)
         printed += static_cast<char>(letter);
@@ -45,6 +47,8 @@ TEST(NamedBoard, is_entered_with_its_own_files_and_processes_and_no_other_is) {
 }
 
 TEST(NamedBoard, serves_the_device_requests_of_a_visitor) {
+    if (sizeof(HK_EMULATOR) > 1)
+        GTEST_SKIP() << "the emulator does not know the requests of SPI devices";
     board_run board = waiting_board({"--name", own_name("served"), "--spi", "219"});
     ASSERT_TRUE(board.wait_for_output("ready"));
     std::string command;

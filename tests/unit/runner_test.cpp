@@ -52,6 +52,11 @@ void note(const char *name, int32_t nap_us = 0) {
 } // namespace
 
 extern "C" {
+// With 64-bit time on a 32-bit machine the C library calls nanosleep(2) by another name.
+#if __SIZEOF_LONG__ == 4
+#define __real_nanosleep __real___nanosleep64
+#define __wrap_nanosleep __wrap___nanosleep64
+#endif
 int __real_nanosleep(const timespec *, timespec *);
 int __wrap_nanosleep(const timespec *, timespec *);
 int __wrap_nanosleep(const timespec *wanted, timespec *left) {
