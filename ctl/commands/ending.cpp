@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include "ctl/text.h"
 #include "runtime/clock.h"
@@ -65,12 +66,24 @@ bool end_what_is_left(stress_run &run) {
     return await_end(run, KILL_MS);
 }
 
+// The segment of the run as it is now; none if it has been removed.
+std::optional<segment> segment_of(const stress_run &run) {
+    for (const segment &each : segments_of_table_size())
+        if (each.id == run.memory.id && each.creator == run.memory.creator)
+            return each;
+    return std::nullopt;
+}
+
+// A process that was killed a moment ago can still be attached: it is given time to go.
 bool remove_table(const stress_run &run, bool dry_run) {
-    const std::vector<segment> all = segments_of_table_size();
-    const auto now = std::find_if(all.begin(), all.end(), [&run](const segment &each) {
-        return each.id == run.memory.id && each.creator == run.memory.creator;
-    });
-    if (now == all.end())
+    std::optional<segment> now = segment_of(run);
+    for (int64_t waited_us = 0; !dry_run && now && now->attached != 0; waited_us += LOOK_US) {
+        if (waited_us >= KILL_MS * 1000)
+            break;
+        sleep_us(LOOK_US);
+        now = segment_of(run);
+    }
+    if (!now)
         return true;
     if (now->attached != 0 && !dry_run) {
         complain("segment %d stays: it is attached %u times", now->id, now->attached);
