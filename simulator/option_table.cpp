@@ -3,9 +3,11 @@
 #include "simulator/devices/fio/fio_options.h"
 #include "simulator/devices/hold_release.h"
 #include "simulator/devices/led.h"
+#include "simulator/devices/network_interface.h"
 #include "simulator/devices/panel/panel_options.h"
 #include "simulator/devices/serial/port_options.h"
 #include "simulator/devices/spi/spi_options.h"
+#include "simulator/devices/store.h"
 #include "simulator/devices/system_log.h"
 
 namespace simulator {
@@ -27,14 +29,16 @@ constexpr option_row OPTIONS[] = {
     {"eeprom", "good|short|missing", "--eeprom good", "have an eeprom", add_eeprom},
     {"feed", "PORT:FILE", "--feed 1:data",
      "send the bytes of a file into a port, over and over: 16 every 10 ms", plug_feed},
-    {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"seed", "NUMBER", "--seed 7", "repeat the random faults of the run that printed this seed",
+     take_seed},
+    {"fault", "FAULT", "--fault flip:2:10@5-9", "break something, see the list below", take_fault},
     {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
      plug_terminal},
     {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
      "press keys of the front panel, see the script below", press_keys},
     {"release", nullptr, "--release", "let held tests run", release_held_tests},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
-     take_mac},
+     set_hardware_address},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
     {"log", "FILE", "--log run.log", "keep the system log in FILE as well", take_log},
     {"forward", "SOCKET", "--forward /dev/log", "pass the log on to that datagram socket",
@@ -53,6 +57,8 @@ std::span<const option_row> option_table() {
 void add_devices_of_every_board(device_set &devices) {
     add_system_log(devices);
     add_led(devices);
+    add_network_interface(devices);
+    add_store(devices);
 }
 
 } // namespace simulator

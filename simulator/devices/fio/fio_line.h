@@ -22,6 +22,7 @@ struct fio_line final : device, line_partner {
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    std::string possible_instead(const fault &wanted) const override;
     bool take_fault(const fault &wanted) override;
 
     void take_chunk(std::span<const uint8_t> frame) override;
@@ -38,6 +39,7 @@ private:
         std::vector<uint8_t> frame;
     };
 
+    void send(const std::vector<uint8_t> &reply, int64_t delay_us);
     void answer_request(addressed_module &asked, std::span<const uint8_t> frame);
 
     serial_port &port;

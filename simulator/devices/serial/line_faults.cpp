@@ -1,5 +1,7 @@
 #include "simulator/devices/serial/line_faults.h"
 
+#include "simulator/time/clock.h"
+
 namespace simulator {
 
 void line_faults::add(const fault &wanted) {
@@ -7,10 +9,12 @@ void line_faults::add(const fault &wanted) {
 }
 
 bool line_faults::strikes(const fault &present) const {
+    const int64_t now = now_us();
     if (present.kind->id == fault_id::cut)
-        return true;
-    const auto number = static_cast<uint32_t>(present.numbers[0]);
-    return present.kind->id == fault_id::pull ? chunks > number : chunks % number == 0;
+        return present.strikes(now);
+    if (present.kind->id == fault_id::pull)
+        return chunks > static_cast<uint32_t>(present.numbers[0]) && present.strikes(now);
+    return present.strikes_nth(now, chunks);
 }
 
 bool line_faults::pass(std::vector<uint8_t> &chunk) {

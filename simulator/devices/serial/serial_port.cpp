@@ -81,7 +81,11 @@ void serial_port::hang_up() {
 
 // False when the port is gone, with this chunk or before it.
 bool serial_port::passes_chunk() {
-    if (!hung_up && ++chunks_passed == hangup_chunk)
+    chunks_passed++;
+    const auto ends_port = [&](const fault &each) {
+        return chunks_passed >= static_cast<uint32_t>(each.numbers[0]) && each.strikes(now_us());
+    };
+    if (!hung_up && std::ranges::any_of(hangups, ends_port))
         hang_up();
     return !hung_up;
 }
@@ -184,7 +188,9 @@ void serial_port::answer_drains(int64_t time_us) {
 }
 
 uint32_t serial_port::modem_lines() const {
-    const bool driven = lines_wired && partner != nullptr && partner->drives_rts();
+    const auto breaks_wire = [](const fault &each) { return each.strikes(now_us()); };
+    const bool driven = lines_wired && partner != nullptr && partner->drives_rts() &&
+                        !std::ranges::any_of(wiring_faults, breaks_wire);
     return outputs | (driven ? TIOCM_CTS | TIOCM_CAR : 0U);
 }
 
@@ -222,11 +228,12 @@ std::string serial_port::cable_name() const {
 
 bool serial_port::is_on_cable(const std::string &cable) const {
     const auto [one, other] = split_once(cable, '-');
-    return !partner_name.empty() && (cable == cable_name() || cable_name() == other + "-" + one);
+    return !partner_name.empty() && (cable == cable_name() || cable_name() == other + "-" + one ||
+                                     (one == other && one == cable_name()));
 }
 
 void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "port")
+    if ((thing == "port" && partner != nullptr) || thing == "serial node")
         targets.insert(name);
     if (thing == "cable" && !partner_name.empty())
         targets.insert(cable_name());
@@ -235,15 +242,17 @@ void serial_port::list_targets(std::string_view thing, std::set<std::string> &ta
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
         if (is_on_cable(wanted.target))
-            lines_wired = false;
+            wiring_faults.push_back(wanted);
         return is_on_cable(wanted.target);
     }
-    if (wanted.target != name || !is_fault_of(wanted, "port"))
+    if (wanted.target != name)
         return false;
     if (wanted.kind->id == fault_id::hangup)
-        hangup_chunk = static_cast<uint32_t>(wanted.numbers[0]);
-    else
+        hangups.push_back(wanted);
+    else if (partner != nullptr && is_fault_of(wanted, "port"))
         faults.add(wanted);
+    else
+        return false;
     return true;
 }
 

@@ -85,7 +85,8 @@ private:
     int64_t frame_look_us = NEVER;           // when to see whether a frame can be handed over
     std::vector<waiting_drain> drains;
     uint32_t chunks_passed = 0;         // either way
-    uint32_t hangup_chunk = 0;          // the port goes away with this one; 0: never
+    std::vector<fault> hangups;         // the port goes away with one of these
+    std::vector<fault> wiring_faults;   // RTS of the partner does not arrive
     bool hung_up = false;               // it has
     int64_t drain_look_us = NEVER;      // when to see whether the partner has got everything
     uint32_t outputs = 0;               // RTS and DTR as the program set them
