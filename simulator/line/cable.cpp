@@ -8,7 +8,7 @@ namespace simulator::line {
 namespace {
 
 void pass(const character &sent, line_faults &faults, sampler &ear) {
-    passing_character passing{.time = sent.start, .data = sent.data};
+    passing_character passing{.time = sent.start, .end = sent.end, .data = sent.data};
     faults.strike(passing);
     character arriving = sent;
     arriving.data = passing.data;

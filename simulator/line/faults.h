@@ -12,6 +12,7 @@ namespace simulator::line {
 // One character on its way, to be changed in place.
 struct passing_character {
     int64_t time; // its start bit begins
+    int64_t end;  // its last stop bit ends
     uint8_t data;
     bool lost = false;
     bool framing_error = false;         // its stop bit arrives low
