@@ -23,7 +23,7 @@ bool presence_faults::has_changed(int64_t now) {
         if (!each.is_active(now))
             continue;
         active.push_back(&each);
-        if (std::ranges::find(present, &each) == present.end())
+        if (counts && std::ranges::find(present, &each) == present.end())
             each.count_strike();
     }
     std::swap(present, active);

@@ -18,6 +18,7 @@ public:
     // Whether a fault is present now and was not at the last call, or the other way round. Counts
     // each beginning as a strike.
     bool has_changed(int64_t now);
+    bool counts = true; // false for all but one of the nodes of one part
     // Whether one was present at the last call of `has_changed`.
     bool is_present() const {
         return !present.empty();

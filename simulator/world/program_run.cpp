@@ -71,6 +71,8 @@ void hand_over_calls(std::span<const uint32_t> stopped_ioctls, int board) {
 bool program_run::start(const program_start &how) {
     sigset_t blocked; // what the outer process passes on, and SIGCHLD
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; number++)
+        (void)sigdelset(&blocked, number); // a device's own, see spi_memory.cpp
     signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
     int ends[2];
     if (!signals.is_open() || socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
