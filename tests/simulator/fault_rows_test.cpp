@@ -2,7 +2,11 @@
 #include "simulator/faults/fault.h"
 #include "simulator/time/clock.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
+#include <set>
+#include <string>
 
 namespace simulator {
 
@@ -14,6 +18,21 @@ TEST(FaultRows, kinds_have_names_of_their_own_that_begin_their_forms) {
             EXPECT_EQ(&kind == &other, std::string(kind.name) == other.name) << kind.name;
         EXPECT_TRUE(std::string(kind.form).starts_with(std::string(kind.name) + ":")) << kind.form;
     }
+}
+
+// In the manual page an item of the list begins ".It Cm KIND : Ns"; one item may have two kinds.
+TEST(FaultRows, are_the_ones_of_the_manual_page) {
+    std::ifstream page(MANUAL_PATH);
+    std::set<std::string> described;
+    const std::regex item("Cm ([a-z]+) : Ns");
+    for (std::string line; std::getline(page, line);)
+        for (std::sregex_iterator found(line.begin(), line.end(), item), end;
+             line.starts_with(".It") && found != end; ++found)
+            described.insert((*found)[1]);
+    std::set<std::string> kinds;
+    for (const fault_kind &kind : FAULT_KINDS)
+        kinds.insert(kind.name);
+    EXPECT_EQ(described, kinds);
 }
 
 TEST(FaultRows, are_read_with_windows_and_rate_and_the_same_fault_collects_its_windows) {
