@@ -1,6 +1,6 @@
 // The deadline is tight, so the exchange yields the processor right after the transmission and
-// polls in slices of 6 ms. A reply is known by the byte at its marker's place alone; one that came
-// behind stray bytes is realigned.
+// polls in slices of 6 ms. Only the marker identifies a reply; a reply after stray bytes is
+// realigned.
 
 #include "fio/fio_exchange.h"
 
@@ -18,11 +18,11 @@ namespace {
 
 constexpr int32_t WRITABLE_MS = 5;
 constexpr int32_t REPLY_POLL_MS = 6;
-constexpr int64_t FIRST_FIGURE_US = 6000; // any that lets the wait begin
+constexpr int64_t FIRST_FIGURE_US = 6000; // any value above 0 starts the wait
 constexpr int64_t DEADLINE_US = 24000;
 constexpr size_t CLEARED_BYTES = 20; // of the receive area, before each read
 
-// The receive area of this process. Behind the cleared bytes it keeps what earlier replies left.
+// The receive area of this process. Bytes of earlier replies remain after the cleared bytes.
 receive_area area;
 
 int64_t microseconds_between(const timeval &from, const timeval &to) {
@@ -30,12 +30,12 @@ int64_t microseconds_between(const timeval &from, const timeval &to) {
 }
 
 bool send_request(int port, std::span<const uint8_t> request) {
-    (void)output_within(port, WRITABLE_MS); // a port that is not ready shows in the write
+    (void)output_within(port, WRITABLE_MS); // if the port is not ready, the write fails
     (void)tcdrain(port);
     return write(port, request.data(), request.size()) == static_cast<ssize_t>(request.size());
 }
 
-// Reads what waits; `ready` when poll has reported something. Returns the count, 0 for nothing.
+// Reads the waiting bytes; `ready` is the result of the poll. Returns their number, 0 for none.
 size_t read_waiting(int port, bool ready) {
     int waiting = 0;
     (void)ioctl(port, FIONREAD, &waiting);
@@ -45,7 +45,7 @@ size_t read_waiting(int port, bool ready) {
     return count > 0 ? static_cast<size_t>(count) : 0;
 }
 
-// False when what was received is no reply.
+// Returns false if the received bytes are no reply.
 bool take_reply(size_t count, uint8_t marker, std::span<uint8_t> reply, TestRecord &record) {
     const auto received = static_cast<int>(count);
     const auto expected = static_cast<int>(reply.size());

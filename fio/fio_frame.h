@@ -1,10 +1,10 @@
-// The frames that field I/O modules exchange with the board, on the sync port and behind SPI.
+// The frames that field I/O modules exchange with the board, on the sync port and over SPI.
 //
 //     request: address, 0x83, command, payload
 //     reply:   address, 0x83, command + 0x80, data
 //
-// A set-outputs request carries the output bytes, a read-inputs reply the input bytes, both from
-// byte 3 on. Line framing and check bytes are the transport's.
+// A set-outputs request contains the output bytes, a read-inputs reply the input bytes, both from
+// byte 3 on. The transport adds line framing and check bytes.
 
 #pragma once
 
@@ -37,21 +37,21 @@ constexpr uint16_t IDENTIFY_REPLY_LENGTH = 4;
 constexpr size_t COMMAND_AT = 2; // byte of a request, and of the marker in a reply
 constexpr size_t DATA_AT = 3;    // first byte of payload or data
 
-// The byte that tells a reply to `command`.
+// The byte that identifies a reply to `command`.
 constexpr uint8_t reply_marker(uint8_t command) {
     return static_cast<uint8_t>(command + 0x80);
 }
 
-// Bits count from 1 to 8; 0, no bit, gives 0.
+// Returns a byte with this bit alone. Bits count from 1 to 8; bit 0 gives 0.
 constexpr uint8_t bit_pattern(uint8_t bit) {
     return static_cast<uint8_t>((1U << bit) >> 1);
 }
 
-// Clears the frame and begins a request.
+// Clears the frame and writes the address, 0x83 and the command.
 void begin_request(fio_frame &request, uint8_t address, uint8_t command);
 
-// A status request, STATUS_LENGTH bytes.
+// Builds a status request of STATUS_LENGTH bytes.
 void build_status(fio_frame &request, uint8_t address);
 
-// A set-outputs request that drives the output of one step and no other.
+// Builds a set-outputs request that drives only the output of one step.
 void build_set(fio_frame &request, uint8_t address, const loop_step &step);

@@ -1,9 +1,9 @@
 // Drives two field I/O modules on one sync port through their loopback harnesses, one module after
-// the other. A module that is not identified yet is asked what it is on each turn; one that is gets
-// a pass over its whole map.
+// the other. On each turn, a module that is not identified yet is asked for its type; an identified
+// one gets a pass over its whole map.
 //
-// The first record owns the stop and hold words of the test. Both records count, each for its own
-// module; a port that cannot be opened counts in the first.
+// The stop and hold words are those of the first record. Each record counts for its own module; a
+// failed open of the port counts in the first.
 
 #include "fio/fio_loop.h"
 
@@ -40,7 +40,7 @@ struct fio_loop {
 void serve(fio_loop &test, fio_module &module) {
     if (module.profile.map != nullptr) {
         (void)fio_map_pass(test.port, module.record, module.address, test.reply, test.request,
-                           module.profile); // a pass that ended early is counted and logged
+                           module.profile); // it counts and logs an early end
         return;
     }
     module.record.unit = atoi(test.port_name);
@@ -48,7 +48,7 @@ void serve(fio_loop &test, fio_module &module) {
                        module.profile);
 }
 
-// A descriptor 0 counts as not open and stays open: the next turn gets another one.
+// Descriptor 0 counts as not open and stays open: the next turn opens another one.
 void open_port(fio_loop &test) {
     test.port = open_sync_port(test.port_name);
     if (test.port < 0) {
@@ -66,7 +66,7 @@ void fio_loop::turn() {
     }
 }
 
-// The first module is identified anew after a hold; the second goes on as it was.
+// After a hold the first module is identified again; the second keeps its type.
 void fio_loop::before_nap() {
     first.profile = {};
     set_shared_word(second_record.hold, HOLD_ACKNOWLEDGED);
@@ -81,6 +81,6 @@ void fio_loop::release() {
 
 pid_t fio_loop_test(int no_fork, const char *port) {
     TestRecord &first = claim_record(record_letter::FIO);
-    TestRecord &second = claim_record(record_letter::RECEIVER); // it is listed as one
+    TestRecord &second = claim_record(record_letter::RECEIVER); // the lists show it as one
     return start_test(no_fork, fio_loop{first, second, port});
 }

@@ -9,7 +9,7 @@ namespace {
 constexpr int32_t IDENTIFY_TRIES = 3;
 constexpr int32_t READ_ATTEMPTS = 5;
 constexpr int32_t ATTEMPTS_ENDED = 100;
-constexpr int32_t SETTLE_US = 10000; // of the harness, before each read of the inputs
+constexpr int32_t SETTLE_US = 10000; // the harness settles before each read of the inputs
 
 struct profile_row {
     uint8_t module_type;
@@ -33,14 +33,14 @@ struct map_pass {
     int32_t step_index = 0;
 };
 
-// Exchanges the request in hand; false when that failed. The reply is cleared first.
+// Clears the reply and exchanges the current request. Returns false on failure.
 bool exchange(map_pass &pass, uint16_t length, uint16_t expected) {
     pass.reply.fill(0);
     return fio_exchange(std::span(pass.request).first(length), pass.reply, expected, pass.port,
                         pass.record) == 0;
 }
 
-// The counter as the log shows it, a signed word.
+// The counter as a signed word, as the log shows it.
 int32_t outputs_set(const map_pass &pass) {
     return static_cast<int32_t>(pass.record.write_count);
 }
@@ -88,7 +88,7 @@ bool check_inputs(map_pass &pass, const loop_step &step) {
     return true;
 }
 
-// Bytes that the step does not name match whatever they are.
+// Bytes that the step does not name always match.
 bool input_matches(const loop_step &step, uint8_t byte, uint8_t value) {
     if (byte == step.input_byte)
         return value == bit_pattern(step.input_bit);
@@ -131,9 +131,9 @@ int fio_map_pass(int port, TestRecord &record, uint8_t address, fio_frame &reply
     return 1;
 }
 
-// Each byte that matches ends the attempts, one that the step does not name too: the inputs are
-// only read again when every compared byte is wrong, and a wrong byte 0 counts only then. A wrong
-// byte behind one that matched counts at once.
+// Each byte that matches ends the attempts, also one that the step does not name: the inputs are
+// read again only if every compared byte is wrong, and a wrong byte 0 counts only then. A wrong
+// byte after one that matched counts immediately.
 int32_t compare_inputs(TestRecord &record, const fio_frame &reply, const loop_step &step,
                        int32_t step_index, uint8_t inputs, int32_t attempt) {
     for (uint8_t byte = 0; byte < inputs; ++byte) {

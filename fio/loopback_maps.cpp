@@ -1,7 +1,7 @@
-// The maps are kept in the notation of the wiring sheets, so that one can be held against the
-// other, and become tables of steps when the program is compiled. A sheet lists steps separated by
-// blanks. A step is an output as byte.bit, then ">byte.bit" where its input is not the same byte
-// and bit, then "+byte.bit" where a second input is wired to it as well.
+// The maps are in the notation of the wiring sheets, for easy comparison; the compiler turns them
+// into tables of steps. A sheet lists steps separated by blanks. A step is an output as byte.bit,
+// then ">byte.bit" if its input has another byte and bit, then "+byte.bit" if it has a second
+// input.
 
 #include "fio/loopback_maps.h"
 
@@ -12,7 +12,7 @@ struct place {
     uint8_t bit;
 };
 
-// No constant expression: a sheet that gets here does not compile.
+// Not constexpr: a sheet that calls this does not compile.
 void this_sheet_is_wrong() {}
 
 constexpr bool is_digit(char letter) {
@@ -38,7 +38,7 @@ constexpr place read_place(const char *&sheet) {
     return {byte, bit};
 }
 
-// A place behind its `sign`, or `otherwise` where the sign is not there.
+// Reads a place after its `sign`, or returns `otherwise` if the sign is missing.
 constexpr place read_optional(const char *&sheet, char sign, place otherwise) {
     return *sheet == sign ? read_place(++sheet) : otherwise;
 }
@@ -63,7 +63,7 @@ constexpr loopback_map<STEPS> wired_by(const char *sheet) {
     return map;
 }
 
-// Each bit of the output bytes from 0 on to the same bit of the same input byte.
+// Wires each output bit, from byte 0 on, to the same bit of the same input byte.
 template <size_t STEPS>
 constexpr loopback_map<STEPS> straight() {
     loopback_map<STEPS> map = {};
@@ -75,7 +75,7 @@ constexpr loopback_map<STEPS> straight() {
     return map;
 }
 
-// The straight map, but for the outputs that the sheet lists.
+// The straight map, except for the outputs that the sheet lists.
 template <size_t STEPS, size_t EXCEPTIONS>
 constexpr loopback_map<STEPS> straight_except(const char *sheet) {
     loopback_map<STEPS> map = straight<STEPS>();

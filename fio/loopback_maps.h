@@ -1,4 +1,4 @@
-// How the loopback harnesses wire a module's outputs to its inputs.
+// The wiring of a module's outputs to its inputs in the loopback harnesses.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 // One output bit and the input bits that must follow it. Bytes count from 0, bits from 1 to 8.
 struct loop_step {
     uint8_t output_byte;
-    uint8_t output_bit; // 0: the map ends here
+    uint8_t output_bit; // 0 ends the map
     uint8_t input_byte;
     uint8_t input_bit;
     uint8_t second_byte;
-    uint8_t second_bit; // 0: the output is wired to one input only
+    uint8_t second_bit; // 0: the output has only one input
 };
 static_assert(sizeof(loop_step) == 6);
 
@@ -29,4 +29,4 @@ constexpr size_t S_STEPS = 117;
 extern const loopback_map<IDENTITY_STEPS> IDENTITY_MAP; // modules 1 and 221
 extern const loopback_map<A_STEPS> MAP_A;               // modules 2 and 219 on the sync port
 extern const loopback_map<C_STEPS> MAP_C;               // module 220
-extern const loopback_map<S_STEPS> MAP_S;               // module 219 behind SPI
+extern const loopback_map<S_STEPS> MAP_S;               // module 219 on SPI

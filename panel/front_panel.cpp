@@ -1,5 +1,5 @@
-// Drives the front panel: names the keys that are pressed, fills the display while nobody presses
-// any, and restarts the board on four ESC in a row.
+// Drives the front panel: shows the names of pressed keys, fills the display while nobody presses a
+// key, and restarts the board after four ESC in a row.
 
 #include "panel/front_panel.h"
 
@@ -17,7 +17,7 @@
 #include "runtime/clock.h"
 #include "runtime/poll.h"
 #include "runtime/runner.h"
-#include "serial/port_access.h"
+#include "serial/port_settings.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr const char *PANEL_PORT = "/dev/sp6";
 constexpr int32_t PANEL_UNIT = 6;
 constexpr int32_t POLL_MS = 100;
 constexpr size_t READ_BYTES = 10;  // a key sends 1 or 3
-constexpr int32_t SHOWN_BYTES = 4; // from here on the bytes are shown instead of a key's name
+constexpr int32_t SHOWN_BYTES = 4; // from this count on it shows the bytes, not the key's name
 constexpr int32_t ESCAPES_TOLERATED = 3;
 
 constexpr const char *RESTART_COMMANDS[] = {
@@ -36,10 +36,10 @@ constexpr const char *RESTART_COMMANDS[] = {
 };
 
 struct front_panel {
-    static constexpr bool PID_AFTER_SET_UP = true; // a panel that cannot be had leaves no id
+    static constexpr bool PID_AFTER_SET_UP = true; // without its panel a test leaves no id
 
     TestRecord &record;
-    int32_t escapes = 0; // ESC presses in a row, also over lines of letters
+    int32_t escapes = 0; // ESC presses in a row; lines of letters do not end the row
     int32_t letter = 0;  // of the last line, 1..26
     std::array<char, PANEL_TEXT_MAX> text = {};
 
@@ -47,8 +47,8 @@ struct front_panel {
     void turn();
 };
 
-// From here on the panel is the process's terminal. Each descriptor stays what it was until the
-// port is open, so that the operator sees why a panel cannot be had.
+// Makes the panel the terminal of the process. Replaces each descriptor only after the port is
+// open, so that the operator sees why an open failed.
 void take_panel_as_terminal() {
     for (const int stream : {STDOUT_FILENO, STDIN_FILENO}) {
         port_row &port = open_port_by_name(PANEL_PORT);
@@ -91,8 +91,8 @@ void show_bytes(std::span<const uint8_t> bytes) {
 void take_key(front_panel &front) {
     std::array<uint8_t, READ_BYTES> buffer;
     const auto count = static_cast<int32_t>(read(STDIN_FILENO, buffer.data(), buffer.size()));
-    // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-    if (count <= 0)
+    // A port that has hung up reports input immediately on every poll: keep the pace.
+    if (count <= 0 && has_hung_up(STDIN_FILENO))
         sleep_us(POLL_MS * 1000);
     const std::span<const uint8_t> received(buffer.data(), static_cast<size_t>(std::max(count, 0)));
     const uint8_t key = key_of(received);

@@ -1,13 +1,14 @@
-// The front panel's keyboard and display, which hang on port 6 as a terminal.
+// The front panel's keyboard and display, a terminal on port 6.
 
 #pragma once
 
 #include <sys/types.h>
 
-// Claims a record and starts the test: every key is named on the display; when none is pressed for
-// about two seconds, a line of it fills with one letter of the alphabet. ESC four times in a row
+// Claims a record and starts the test. The display shows the name of every pressed key; after about
+// two seconds without a key, it shows a line of one letter of the alphabet. ESC four times in a row
 // restarts the board's software and reboots the board.
 //
-// With `no_fork` not 0 it claims only and returns `no_fork`; otherwise it returns the child's id,
-// -1 when there is none to be had. The record counts nothing: it carries `pid`, `unit` and `hold`.
+// If `no_fork` is not 0, it only claims and returns `no_fork`. Otherwise it returns the test
+// process's id, or -1 if fork failed. The test counts nothing: its record has `pid`, `unit` and
+// `hold`.
 pid_t front_panel_test(int no_fork);

@@ -1,4 +1,4 @@
-// The keys of the front panel and the lines on its display.
+// The keys of the front panel and the lines of its display.
 
 #pragma once
 
@@ -11,21 +11,20 @@ constexpr int32_t LETTERS_PER_LINE = 40;
 
 constexpr uint8_t KEY_ESC = 's';
 
-// The key in the bytes of one read. Three bytes are an escape sequence: the last one names the key,
-// in either case. Of any other number the first one counts; of none, the key is 0.
+// Returns the key in the bytes of one read. Three bytes are an escape sequence: the last one is the
+// key, in upper or lower case. Otherwise the first byte is the key, 0 if there is none.
 uint8_t key_of(std::span<const uint8_t> received);
 
-// Writes what the display shows for a key: the result of the read, then the key's name or itself.
+// Writes the display line of a key: the result of the read, then the key's name or the key itself.
 void format_key(int32_t read_result, uint8_t key, std::span<char, PANEL_TEXT_MAX> text);
 
-// ESC presses in a row, with this key the last one pressed.
+// Returns the ESC presses in a row, including this key.
 int32_t escapes_after(int32_t escapes, uint8_t key);
 
-constexpr int32_t IDLE_POLLS = 20; // empty ones, until the next line of letters
+constexpr int32_t IDLE_POLLS = 20; // empty polls before the next line of letters
 
-// One round at the panel: polls until no key has come for a while. `key_came` polls once,
-// `take_key` takes the key that it reported. Behind a key the count begins anew with that poll as
-// its first, so that 19 further empty ones end the round.
+// One round of the panel: polls until nobody has pressed a key for a while. `key_came` polls once,
+// `take_key` takes the key that it reported. After a key 19 empty polls end the round.
 template <typename KeyCame, typename TakeKey>
 void poll_until_idle(KeyCame key_came, TakeKey take_key) {
     for (int32_t polls = 0; polls < IDLE_POLLS; ++polls) {
@@ -36,8 +35,8 @@ void poll_until_idle(KeyCame key_came, TakeKey take_key) {
     }
 }
 
-// The letter after this one, 1 ('A') to 26 ('Z') and round again; 0 before the first one.
+// Returns the next letter, 1 ('A') to 26 ('Z'), then 1 again; `letter` is 0 before the first one.
 int32_t next_letter(int32_t letter);
 
-// Fills a line of the display with that letter, 1..26.
+// Fills a line of the display with a letter, 1..26.
 void format_letter_line(int32_t letter, std::span<char, PANEL_TEXT_MAX> text);

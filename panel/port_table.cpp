@@ -16,17 +16,17 @@ constexpr uint8_t MESSAGE_ROW = 8;
 constexpr uint8_t LABEL_ROW = 3;
 
 port_row ports[] = {
-    // name, kind, labels
-    {"/dev/sp1", 1, 1},   {"/dev/sp1s", 0, 0},  {"/dev/sp1sa", 0, 0},
-    {"/dev/sp1sb", 0, 0}, {"/dev/sp1sc", 0, 0}, {"/dev/sp1sd", 0, 0},
-    {"/dev/sp1se", 0, 0}, {"/dev/sp2", 1, 1},   {"/dev/sp2s", 0, 0},
-    {"/dev/sp2sa", 0, 0}, {"/dev/sp2sb", 0, 0}, {"/dev/sp2sc", 0, 0},
-    {"/dev/sp2sd", 0, 0}, {"/dev/sp2se", 0, 0}, {"/dev/sp3", 1, 0},
-    {"/dev/sp3s", 0, 0},  {"/dev/sp3se", 0, 0}, {"/dev/sp3sf", 0, 0},
-    {"/dev/sp4", 1, 0},   {"/dev/sp5", 1, 0},   {"/dev/sp5s", 0, 0},
-    {"/dev/sp5se", 0, 0}, {"/dev/sp5sf", 0, 0}, {"/dev/sp6", 1, 0}, // the front panel
-    {"/dev/sp8", 1, 1},   {"/dev/sp8s", 0, 0},  {"/dev/manufacturer", 0, 0},
-    {"", 0, 0}, // end
+    // name, labels
+    {"/dev/sp1", 1},   {"/dev/sp1s", 0},  {"/dev/sp1sa", 0},
+    {"/dev/sp1sb", 0}, {"/dev/sp1sc", 0}, {"/dev/sp1sd", 0},
+    {"/dev/sp1se", 0}, {"/dev/sp2", 1},   {"/dev/sp2s", 0},
+    {"/dev/sp2sa", 0}, {"/dev/sp2sb", 0}, {"/dev/sp2sc", 0},
+    {"/dev/sp2sd", 0}, {"/dev/sp2se", 0}, {"/dev/sp3", 0},
+    {"/dev/sp3s", 0},  {"/dev/sp3se", 0}, {"/dev/sp3sf", 0},
+    {"/dev/sp4", 0},   {"/dev/sp5", 0},   {"/dev/sp5s", 0},
+    {"/dev/sp5se", 0}, {"/dev/sp5sf", 0}, {"/dev/sp6", 0}, // the front panel
+    {"/dev/sp8", 1},   {"/dev/sp8s", 0},  {"/dev/manufacturer", 0},
+    {"", 0}, // end
 };
 
 port_row &find_port(const char *name) {

@@ -1,4 +1,4 @@
-// The board's ports by device name, and the way a test process ends that cannot have its port.
+// The board's ports by device name, and the end of a test process that cannot open its port.
 
 #pragma once
 
@@ -8,16 +8,15 @@ constexpr int PORT_NAME_MAX = 32; // bytes, the closing zero included
 
 struct port_row {
     char name[PORT_NAME_MAX];
-    uint8_t kind;   // 1: asynchronous character port; 0: any other
-    uint8_t labels; // non-zero: the screen gets labels for the modem lines when it is opened
-    int fd = -1;    // of the last open; the opener's to close
+    uint8_t labels; // non-zero: an open writes labels for the modem lines to the screen
+    int fd = -1;    // of the last open; the caller closes it
 };
 
-// Opens the port of that name read-write. The labels, if the port has them, go to the screen first.
-// An unknown name or a failed open(2) ends the process with a message.
+// Opens the port of this name read-write, after it has written the port's labels, if any, to the
+// screen. Ends the process with a message if the name is unknown or open(2) fails.
 //
-// That is all: the driver keeps no status block that an asynchronous port would have to clear, and
-// never reports waiting bytes that would have to be drained.
+// An asynchronous port needs no more: the driver has no status block to clear and reports no
+// waiting bytes to drain.
 port_row &open_port_by_name(const char *name);
 
 // Shows the message on the screen and ends the process with exit status 0.

@@ -12,7 +12,7 @@ constexpr size_t GOTO_MAX = 16; // "\e[255;255f" and the closing zero are 11
 
 void put_bytes(const void *bytes, size_t count) {
     (void)!write(STDOUT_FILENO, bytes, count);
-    (void)tcdrain(STDOUT_FILENO); // ENOTTY: no terminal, nothing to wait for
+    (void)tcdrain(STDOUT_FILENO); // ENOTTY if it is no terminal: nothing to wait for
 }
 
 } // namespace

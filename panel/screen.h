@@ -1,18 +1,18 @@
 // Text on the operator's terminal, placed with ANSI escape sequences.
 //
-// Everything goes to standard output, unbuffered, and each routine waits until the terminal has
-// taken its bytes, see tcdrain(3). Whatever fails is ignored and nothing is written twice: the
-// terminal may be a pipe, or gone. Columns and rows, 0..255, go out as they are; most terminals
-// count from 1.
+// Each routine writes to standard output, unbuffered, and waits until the terminal has sent its
+// bytes, see tcdrain(3). Failures are ignored and not retried: the terminal may be a pipe, or gone.
+// Columns and rows are 0..255; most terminals count from 1.
 
 #pragma once
 
 #include <cstdint>
 
-// Writes `text` at a place, on a cleared screen if `clear` is not 0. A null text only moves there.
+// Moves to a column and row, on a cleared screen if `clear` is not 0, and writes `text` unless it
+// is null.
 void screen_print(uint8_t clear, uint8_t column, uint8_t row, const char *text);
 
-// Writes `text`; a null text is nothing at all.
+// Writes `text`; does nothing if it is null.
 void screen_puts(const char *text);
 
 void screen_goto(uint8_t column, uint8_t row);

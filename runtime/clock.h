@@ -5,9 +5,8 @@
 
 constexpr int32_t US_PER_S = 1000000;
 
-// Sleeps the whole time given, in microseconds (0 or more), whatever signals arrive meanwhile; see
-// nanosleep(2). All pacing in the tests goes through here.
+// Sleeps for `microseconds` (0 or more) and continues after a signal, see nanosleep(2).
 void sleep_us(int32_t microseconds);
 
-// The time of day, see gettimeofday(2). It may be set back while a test runs.
+// Returns the time of day, see gettimeofday(2). Somebody may set it back while a test runs.
 timeval time_of_day();

@@ -8,7 +8,7 @@ namespace {
 bool event_within(int fd, short events, int32_t timeout_ms) {
     pollfd waiting = {fd, events, 0};
     int ready;
-    // EINTR: a test handles no signal, but a debugger may interrupt it. The wait begins anew.
+    // EINTR: a test handles no signal, but a debugger may interrupt it. The wait starts again.
     do
         ready = poll(&waiting, 1, timeout_ms);
     while (ready < 0 && errno == EINTR);
@@ -19,6 +19,11 @@ bool event_within(int fd, short events, int32_t timeout_ms) {
 
 bool input_within(int fd, int32_t timeout_ms) {
     return event_within(fd, POLLIN | POLLPRI, timeout_ms);
+}
+
+bool has_hung_up(int fd) {
+    pollfd port = {fd, 0, 0}; // what is not asked for is reported all the same
+    return poll(&port, 1, 0) > 0 && (port.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
 bool output_within(int fd, int32_t timeout_ms) {

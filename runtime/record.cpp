@@ -26,7 +26,7 @@ void record_sample(TestRecord &record, int32_t position, int32_t value) {
 
 std::array<ErrorSample, RING_SLOTS> samples_newest_first(const TestRecord &record) {
     std::array<ErrorSample, RING_SLOTS> samples;
-    // The crossover test may leave hist_next above the ring: the newest is then taken as slot 7.
+    // The crossover test may leave hist_next above the ring: slot 7 then counts as the newest.
     int32_t slot = record.hist_next - 1;
     if (slot > RING_SLOTS - 1 || slot < 0)
         slot = RING_SLOTS - 1;

@@ -2,14 +2,14 @@
 
 #include <cstdint>
 
-// What a record is of, in its `test_letter`. These letters are not those of the options: -E claims
-// records of letter 'N', and no option starts the echo.
+// The test of a record, in its `test_letter`. The option letters differ: -E claims records of
+// letter 'N', and no option starts the echo.
 enum class record_letter : char {
-    PANEL = '\0', // shows in no list
+    PANEL = '\0', // no list has a line for it
     RECEIVER = 'C',
     DRAM = 'D',
     ECHO_BACK = 'E',
-    FIO = 'F', // the first of the two field I/O modules; the second is listed as a receiver
+    FIO = 'F', // the first of the two field I/O modules; the second has the letter of a receiver
     SPI_FIO = 'L',
     FILE_COPY = 'M',
     CROSSOVER = 'N',
@@ -18,7 +18,9 @@ enum class record_letter : char {
     FILESYSTEM = 'Y',
 };
 
-// True for a letter of the list above: -Wswitch names one that is missing here.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic error "-Wswitch"
+// Returns true for a letter of the list above. Does not compile if a letter is missing here.
 constexpr bool is_record_letter(int32_t code) {
     switch (static_cast<record_letter>(code)) {
     case record_letter::PANEL:
@@ -36,3 +38,4 @@ constexpr bool is_record_letter(int32_t code) {
     }
     return false;
 }
+#pragma GCC diagnostic pop

@@ -21,20 +21,20 @@ pid_t fork_test() {
         note_started(child);
     if (child != 0)
         return child;
-    // Best effort: a limit on locked memory must not keep a test from running.
+    // Best effort: a test also runs under a limit on locked memory.
     (void)mlockall(MCL_CURRENT);
     open_system_log();
     return 0;
 }
 
-void hold_nap(TestRecord &record, int32_t nap_us) {
-    // Written once a hold, for a request alone: a release must not be overwritten.
+void runner_detail::hold_nap(TestRecord &record, int32_t nap_us) {
+    // Answers only a request, once a hold: it must not overwrite a release.
     const int32_t hold = shared_word(record.hold);
     if (hold != HOLD_NONE && hold != HOLD_ACKNOWLEDGED)
         set_shared_word(record.hold, HOLD_ACKNOWLEDGED);
     sleep_us(nap_us);
 }
 
-void end_nap() {
+void runner_detail::end_nap() {
     sleep_us(END_NAP_US);
 }

@@ -1,29 +1,29 @@
-// What every test process does alike: it is forked, locks its memory, opens the log, writes its id,
-// looks at its stop and hold words before each turn, naps while it is held, marks its end and
-// exits. A test is a structure of what it remembers, with what it does to its device:
+// The life of every test process: it locks its memory, opens the log, writes its id, checks its
+// stop and hold words before each turn, naps while it is held, marks its end and exits. A test is a
+// structure with its state and its unit of work:
 //
 //     struct receiver {
-//         TestRecord &record;  // holds its stop and hold words
+//         TestRecord &record;  // contains its stop and hold words
 //         ...
-//         void turn();         // one unit of work
+//         void turn();         // one unit of work; a long one checks `is_held` itself
 //     };
 //
 //     pid_t serial_loop_test(int no_fork, const char *port, PatternSource pattern) {
 //         return start_test(no_fork, receiver{claim_record(record_letter::RECEIVER), ...});
 //     }
 //
-// All the rest is there only where a test needs it, in this order of a test's life:
+// The other members are optional and are called in this order:
 //
-//     void set_up();           // before the first turn. One that cannot go on writes PID_STOP
+//     void set_up();           // before the first turn; writes PID_STOP if it fails,
 //     bool set_up();           // or returns false, see run_test
-//     void before_nap();       // a hold was seen
-//     void after_nap();        // it may still be on
-//     void end();              // the stop was seen; the record is not marked yet
-//     void release();          // 5 ms after the mark
+//     void before_nap();       // before each nap of a hold
+//     void after_nap();        // after each nap
+//     void end();              // after the stop, before the finished mark
+//     void release();          // 5 ms after the mark, or right after it with NAP_BEFORE_MARK
 //
-//     TestRecord &second_record;                     // marked as the first one is
-//     static constexpr bool PID_AFTER_SET_UP = true; // the id is written once the device is open
-//     static constexpr bool NAP_BEFORE_MARK = true;  // the last nap comes before the mark
+//     TestRecord &second_record;                     // gets the same marks as the first one
+//     static constexpr bool PID_AFTER_SET_UP = true; // the id is written after set_up
+//     static constexpr bool NAP_BEFORE_MARK = true;  // the last nap is before the mark
 //     static constexpr int32_t HOLD_NAP_US = ...;    // if not USUAL_HOLD_NAP_US
 
 #pragma once
@@ -38,30 +38,41 @@
 
 constexpr int32_t USUAL_HOLD_NAP_US = 50000;
 constexpr int32_t SHORT_HOLD_NAP_US = 5000; // the serial receiver and producer resume faster
-constexpr int TEST_EXIT_STATUS = 2;         // of every test process that ends by itself
+constexpr int TEST_EXIT_STATUS = 2;         // of a test process that ran to its end
 
 // Forks the process of the test claimed last. Returns the child's id in the supervisor and 0 in the
-// child, whose present pages are locked in memory and whose messages go to the system log under the
-// run's ident. Returns -1 when fork(2) failed, see note_failed_start.
+// child, after it has locked its present pages in memory and opened the system log under the run's
+// ident. Returns -1 if fork(2) failed, see note_failed_start.
 pid_t fork_test();
 
-// Acknowledges the hold and naps.
-void hold_nap(TestRecord &record, int32_t nap_us);
-
-// The nap at the end of a test. After the mark it gives the supervisor time to see it.
-void end_nap();
-
-// True once the record says stop.
-inline bool told_to_stop(const TestRecord &record) {
-    return shared_word(record.pid) == PID_STOP;
-}
-
-// True while the record is held.
+// Returns true while the record is held.
 inline bool is_held(const TestRecord &record) {
     return shared_word(record.hold) != HOLD_NONE;
 }
 
-// What a test says of itself, or the usual.
+// Ends a test that cannot continue, after the turn or set-up that calls it. The test remembers it
+// itself: a supervisor whose wait(2) fails at that moment takes PID_STOP for its child's id and
+// overwrites it, see reap_records.
+template <typename Test>
+void give_up(Test &test) {
+    test.gave_up = true;
+    set_shared_word(test.record.pid, PID_STOP);
+}
+
+namespace runner_detail {
+
+// Returns true after a stop.
+inline bool told_to_stop(const TestRecord &record) {
+    return shared_word(record.pid) == PID_STOP;
+}
+
+// Acknowledges the hold and naps.
+void hold_nap(TestRecord &record, int32_t nap_us);
+
+// Naps at the end of a test: the supervisor gets time to see the mark.
+void end_nap();
+
+// The optional constants of a test, or their defaults.
 template <typename Test>
 constexpr bool PID_LAST = false;
 template <typename Test>
@@ -86,7 +97,15 @@ requires requires {
 }
 constexpr int32_t HOLD_NAP<Test> = Test::HOLD_NAP_US;
 
-// Writes an id or a marker into the test's record, its second one first.
+template <typename Test>
+bool is_over(const Test &test) {
+    if constexpr (requires { test.gave_up; })
+        if (test.gave_up)
+            return true;
+    return told_to_stop(test.record);
+}
+
+// Writes an id or a marker into the test's records, the second one first.
 template <typename Test>
 void mark_test(Test &test, int32_t pid) {
     if constexpr (requires { test.second_record; })
@@ -94,7 +113,7 @@ void mark_test(Test &test, int32_t pid) {
     set_shared_word(test.record.pid, pid);
 }
 
-// False when the set-up says so.
+// Returns false if the set-up fails.
 template <typename Test>
 bool set_up_test(Test &test) {
     if constexpr (requires {
@@ -138,8 +157,8 @@ void end_test(Test &test) {
         test.release();
 }
 
-// Runs a test to its end. Returns false at once when its set-up failed: the record then holds
-// PID_STOP and one error more.
+// Runs a test to its end. Returns false if its set-up fails: the record then has PID_STOP and one
+// more error.
 template <typename Test>
 bool run_test(Test &test) {
     if (!begin_test(test)) {
@@ -147,7 +166,7 @@ bool run_test(Test &test) {
         set_shared_word(test.record.pid, PID_STOP);
         return false;
     }
-    while (!told_to_stop(test.record))
+    while (!is_over(test))
         if (is_held(test.record))
             nap_while_held(test);
         else
@@ -156,15 +175,18 @@ bool run_test(Test &test) {
     return true;
 }
 
-// Starts a test whose records have been claimed. With `no_fork` not 0 it starts nothing and returns
-// `no_fork`; otherwise it returns the test process's id, or -1 when fork failed. It returns in the
-// test process too, 0, when the set-up failed: the caller goes on as a second supervisor.
+} // namespace runner_detail
+
+// Starts a test whose records are claimed. If `no_fork` is not 0, which the option walk never
+// passes, it starts nothing and returns `no_fork`. Otherwise it returns the test process's id, or
+// -1 if fork failed. If the set-up fails, it also returns 0 in the test process, which continues as
+// a second supervisor.
 template <typename Test>
 pid_t start_test(int no_fork, Test test) {
     if (no_fork != 0)
         return no_fork;
     const pid_t child = fork_test();
-    if (child != 0 || !run_test(test))
+    if (child != 0 || !runner_detail::run_test(test))
         return child;
     exit(TEST_EXIT_STATUS);
 }

@@ -14,7 +14,7 @@ struct test_process {
     bool reaped;
 };
 
-std::array<test_process, TABLE_RECORDS> started; // by record; of the supervisor only
+std::array<test_process, TABLE_RECORDS> started; // by record; only the supervisor uses it
 int32_t not_started = 0;
 
 const test_process *find_process(pid_t pid) {
@@ -56,7 +56,7 @@ void note_failed_start(int reason) {
     ++record.errors;
     set_shared_word(record.pid, PID_REAPED);
     ++not_started;
-    print(STDERR_FILENO, "hk_stress: no process for record %d: %s\n", record_count,
+    print(STDERR_FILENO, "hk_stress: cannot fork the test of record %d: %s\n", record_count,
           strerror(reason));
 }
 

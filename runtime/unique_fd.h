@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <utility>
 
-// Owns one file descriptor and closes it at the end of its life. Routines borrow the int.
+// Owns one file descriptor and closes it in its destructor. Routines borrow the int.
 class unique_fd {
 public:
     unique_fd() = default;

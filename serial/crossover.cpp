@@ -3,8 +3,8 @@
 // the CTS and DCD of the other. With one port it is a loopback test: x and y are then the same
 // port, the same descriptor and the same record.
 //
-// What arrives on y is counted in x's record and the other way round, as each record speaks of its
-// port's transmitter; stop, hold and time-outs are in y's record.
+// Frames that arrive on y count in x's record and the other way round: each record is for its
+// port's transmitter. Stop, hold and time-outs are in y's record.
 
 #include "serial/crossover.h"
 
@@ -22,17 +22,18 @@
 #include "runtime/system_log.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
+#include "serial/port_settings.h"
 
 namespace {
 
-constexpr int32_t GENERATE_LENGTH = 100; // of the pattern: where in its table a frame may begin
-constexpr int32_t LINE_EXTRA_CHARS = 33; // line time allowed on top of the frame's own
+constexpr int32_t GENERATE_LENGTH = 100; // a frame has only bytes before this index of its table
+constexpr int32_t LINE_EXTRA_CHARS = 33; // line time added to the frame's own
 constexpr int32_t DELAY_MIN_US = 2000;
 constexpr int32_t POLL_MAX_MS = 999;
 constexpr int32_t LINES_SETTLE_US = 9000;
 constexpr int32_t CLEARED_BYTES = 100; // of the receive buffer, before each read
-constexpr int32_t SILENCE_ALLOWED = 3; // failed reads in a row that are not yet a fault
-constexpr uint32_t GRACE_WRITES = 3;   // frames in which x to y may still be out of step
+constexpr int32_t SILENCE_ALLOWED = 3; // failed reads in a row that do not count as a fault
+constexpr uint32_t GRACE_WRITES = 3;   // first frames, in which x to y may be out of step
 constexpr int32_t DEADLINE_TRIES = 3;
 
 struct crossover {
@@ -43,8 +44,9 @@ struct crossover {
     PatternSource pattern;
     int x_port = -1;
     int y_port = -1;
+    bool gave_up = false;
     int32_t silence = 0; // failed reads since the last good one
-    int32_t length = 0;  // of the frame in hand
+    int32_t length = 0;  // of the current frame
 
     bool two_ports() const {
         return &x_record != &record;
@@ -61,15 +63,15 @@ struct pace {
     timeval deadline;
 };
 
-void give_up(crossover &test, const char *port) {
+void give_up_port(crossover &test, const char *port) {
     log_format("Couldn't open SP%s", port);
-    set_shared_word(test.record.pid, PID_STOP);
+    give_up(test);
 }
 
 void open_ports(crossover &test) {
     test.x_port = open_async_port(test.x, O_RDWR);
     if (test.x_port < 0)
-        return give_up(test, test.x);
+        return give_up_port(test, test.x);
     test.record.unit = port_number(test.x);
     if (!test.two_ports()) {
         test.y_port = test.x_port;
@@ -77,13 +79,13 @@ void open_ports(crossover &test) {
     }
     test.y_port = open_async_port(test.y, O_RDWR);
     if (test.y_port < 0)
-        return give_up(test, test.y);
+        return give_up_port(test, test.y);
     test.x_record.unit = port_number(test.x);
     test.record.unit = port_number(test.y);
     set_shared_word(test.x_record.pid, shared_word(test.record.pid));
 }
 
-// The far end's RTS is `expected`: CTS and DCD of this port must follow it.
+// Checks that CTS and DCD of this port follow the far end's RTS, which is `expected`.
 void expect_lines(int port, int expected, TestRecord &record) {
     if (get_cts(port) != expected)
         ++record.errors2;
@@ -111,7 +113,7 @@ void add_silence(crossover &test) {
     }
 }
 
-// Writes one new frame to both ports. The driver may not change the reference.
+// Writes one new frame to both ports. Restores the reference in case the driver changes it.
 void send_frame(crossover &test) {
     test.length = generate_block(test.pattern, GENERATE_LENGTH);
     const std::array<uint8_t, TRANSFER_BYTES> frame = tx_buffer;
@@ -120,7 +122,7 @@ void send_frame(crossover &test) {
     const ssize_t sent = write(test.x_port, tx_buffer.data(), bytes);
     tx_buffer = frame;
     if (test.two_ports()) {
-        (void)!write(test.y_port, tx_buffer.data(), bytes); // its loss shows at the other end
+        (void)!write(test.y_port, tx_buffer.data(), bytes); // the other end counts a loss
         tx_buffer = frame;
     }
     if (sent != -1)
@@ -128,7 +130,7 @@ void send_frame(crossover &test) {
     test.x_record.write_count = test.record.write_count;
 }
 
-// Sleeps for the line time of the frame and says how long to wait for it.
+// Sleeps for the line time of the frame and returns how long to wait for it.
 pace wait_for_line(const crossover &test) {
     pace wait = {};
     wait.delay_us =
@@ -145,7 +147,7 @@ pace wait_for_line(const crossover &test) {
         wait.deadline.tv_usec -= US_PER_S;
         ++wait.deadline.tv_sec;
     }
-    wait.poll_ms = std::max(wait.delay_us / 1000, 1);
+    wait.poll_ms = wait.delay_us / 1000; // 2 or more
     wait.poll_ms = wait.poll_ms <= 997 ? wait.poll_ms + 1 : POLL_MAX_MS;
     return wait;
 }
@@ -156,7 +158,7 @@ bool has_passed(const timeval &deadline) {
            (now.tv_sec == deadline.tv_sec && now.tv_usec >= deadline.tv_usec);
 }
 
-// An empty poll uses up a try only once the deadline has passed.
+// An empty poll uses up a try only after the deadline.
 bool input_before_deadline(int port, const pace &wait) {
     for (int32_t tries = DEADLINE_TRIES; tries > 0;) {
         if (input_within(port, wait.poll_ms))
@@ -167,7 +169,7 @@ bool input_before_deadline(int port, const pace &wait) {
     return false;
 }
 
-// Nothing came for the transmitter of `record`.
+// No frame from the transmitter of `record` arrived.
 void count_silence(crossover &test, TestRecord &record) {
     if (record.read_count != 0)
         ++test.silence;
@@ -197,7 +199,7 @@ void receive_on_y(crossover &test, const pace &wait) {
     }
 }
 
-// Direction y to x; the frame has waited in x's queue meanwhile.
+// Direction y to x; the frame has waited in x's queue.
 void receive_on_x(crossover &test, const pace &wait) {
     TestRecord &record = test.record;
     const bool ready = input_within(test.x_port, wait.poll_ms);
@@ -211,8 +213,8 @@ void receive_on_x(crossover &test, const pace &wait) {
         ++record.read_count;
         return;
     }
-    // The slot is x's next one, and it is x's index that wraps when y's runs over: the two records
-    // share the ring's bookkeeping in this direction.
+    // The slot is x's next one, and x's index wraps when y's reaches the end: in this direction the
+    // two records share the ring's index.
     ++record.errors2;
     record.hist[static_cast<size_t>(test.x_record.hist_next)] = {test.length, received_byte(bad)};
     if (++record.hist_next >= RING_SLOTS)

@@ -4,7 +4,8 @@
 
 #include "serial/patterns.h"
 
-// Starts the crossover test between the ports x and y, texts of one character; equal texts make it
-// a loopback test on one port. Claims one record a port, x first. With `no_fork` it stops there and
-// returns it; otherwise it returns the test process's id, or -1 when fork failed.
+// Starts the crossover test between the ports x and y, texts of one character. If they are equal,
+// it is a loopback test on one port. Claims one record for each port, x first. If `no_fork` is not
+// 0, it only claims and returns `no_fork`. Otherwise it returns the test process's id, or -1 if
+// fork failed.
 pid_t crossover_test(int no_fork, const char *x, const char *y, PatternSource pattern);

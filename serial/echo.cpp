@@ -1,5 +1,5 @@
-// Sends back whatever arrives on one serial port, so that the unit at the far end can check its own
-// data after a round trip.
+// Sends back everything that arrives on one serial port, so that the unit at the far end can check
+// its own data after a round trip.
 
 #include "serial/echo.h"
 
@@ -22,6 +22,7 @@ struct echo {
     TestRecord &record;
     const char *name;
     int port = -1;
+    bool gave_up = false;
 
     void set_up();
     void turn();
@@ -30,19 +31,19 @@ struct echo {
 void echo::set_up() {
     port = open_async_port(name, O_RDWR);
     if (port < 0)
-        set_shared_word(record.pid, PID_STOP);
+        give_up(*this);
     else
         record.unit = port_number(name);
 }
 
-// The far end counts what it does not get back; here only what came is counted.
+// Counts only what it received; the far end counts what it does not get back.
 void echo::turn() {
     (void)tcdrain(port);
     const bool ready = input_within(port, POLL_MS);
     const int32_t count = receive_block(port, ready, CLEARED_BYTES);
     if (count <= 0) {
-        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-        if (ready)
+        // A port that has hung up reports input immediately on every poll: keep the pace.
+        if (ready && has_hung_up(port))
             sleep_us(POLL_MS * 1000);
         return;
     }

@@ -12,7 +12,7 @@ uint32_t generator_state = 1;
 constexpr int32_t PAREN_BYTES = 16;
 
 // Twelve frames: a head of four bytes, fifteen bytes of body, a closing 0. A run begins anywhere
-// and ends at the next 0, so that a 0 inside a body gives a shorter run.
+// and ends at the next 0, so a 0 inside a body gives a shorter run.
 // clang-format off
 constexpr uint8_t sample_frame_table[] = {
     0x09, 0x00, 0x01, 0x01, 0x0c, 0x20, 0x12, 0xc7, 0x58, 0x2b, 0x0c, 0x20, 0x12, 0xde, 0x13, 0x07, 0x00, 0x0a, 0x14, 0x00,
@@ -32,10 +32,10 @@ constexpr uint8_t sample_frame_table[] = {
 constexpr int32_t TABLE_BYTES = sizeof sample_frame_table;
 static_assert(TABLE_BYTES == 12 * 20 && TABLE_BYTES < TRANSFER_BYTES);
 
-constexpr uint8_t SHORT_FRAME[] = {')', '(', '\'', 0}; // stands in for a run of less than 3 bytes
+constexpr uint8_t SHORT_FRAME[] = {')', '(', '\'', 0}; // replaces a run of less than 3 bytes
 constexpr uint8_t SYNC_HEADER[] = {0x17, 0x00, 0x03};
 
-// 1-based position of the first byte that differs, 0 for none.
+// Returns the 1-based position of the first byte that differs, 0 for none.
 template <typename Expected>
 int32_t first_bad(const uint8_t *received, int32_t length, Expected expected_at) {
     for (int32_t i = 0; i < length; ++i)
@@ -49,7 +49,7 @@ int32_t generate_frame(uint8_t *expected, int32_t length) {
     int32_t count = 0;
     while (index < TABLE_BYTES && index < length && sample_frame_table[index] != 0)
         expected[count++] = sample_frame_table[index++];
-    expected[index] = 0; // by the table's index, behind the copy: part of the design
+    expected[index] = 0; // at the table's index, after the copy: by design
     if (count < 3) {
         memcpy(expected, SHORT_FRAME, sizeof SHORT_FRAME);
         count = 3;

@@ -17,8 +17,8 @@
 namespace {
 
 constexpr int32_t POLL_MS = 10;
-constexpr int32_t PAUSE_US = 2000;     // between two blocks, the time to send them not counted
-constexpr int32_t GENERATE_LENGTH = 0; // of the pattern, which sends its own length
+constexpr int32_t PAUSE_US = 2000;     // between two blocks, without the time to send them
+constexpr int32_t GENERATE_LENGTH = 0; // the pattern uses its own length
 
 struct producer {
     static constexpr int32_t HOLD_NAP_US = SHORT_HOLD_NAP_US;
@@ -27,20 +27,21 @@ struct producer {
     const char *name;
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
+    bool gave_up = false;
 
     void turn();
 };
 
-// Descriptor 0 is kept and not used: the next turn opens the port again.
+// Descriptor 0 stays open and unused: the next turn opens the port again.
 void open_port(producer &test) {
     test.port = open_async_port(test.name, O_RDWR);
     if (test.port < 0) {
         ++test.record.errors;
-        set_shared_word(test.record.pid, PID_STOP);
+        give_up(test);
     }
 }
 
-// A block is generated though it cannot be sent: the pattern goes on with each turn.
+// Generates a block even if it cannot be sent: the pattern advances with each turn.
 void send_block(producer &test) {
     TestRecord &record = test.record;
     record.unit = port_number(test.name);

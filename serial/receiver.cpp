@@ -24,25 +24,27 @@ struct receiver {
     const char *name;
     PatternSource pattern;
     int port = PORT_NOT_OPEN;
-    bool was_held = false; // what came meanwhile is stale
-    int32_t silence = 0;   // failed reads since the last good one
+    bool was_held = false; // input from the hold is stale
+    bool gave_up = false;
+    int32_t silence = 0; // failed reads since the last good one
 
     void turn();
     void before_nap();
 };
 
-// A far end that never pauses is never stale enough: start the receiver first. A failed read ends
-// it too, since a port that has hung up would never fall silent.
+// If the far end never pauses, this never returns: start the receiver first. A failed read also
+// ends it, since a port that has hung up is never silent.
 void drain_input(int port) {
-    while (input_within(port, DRAIN_POLL_MS) && read_block(port) > 0)
-        ;
+    while (input_within(port, DRAIN_POLL_MS))
+        if (read_block(port) <= 0 && has_hung_up(port))
+            return;
 }
 
 void open_port(receiver &test) {
     test.port = open_async_port(test.name, O_RDWR);
     if (test.port <= PORT_NOT_OPEN) {
         ++test.record.errors3;
-        set_shared_word(test.record.pid, PID_STOP);
+        give_up(test);
         return;
     }
     drain_input(test.port);
@@ -62,14 +64,14 @@ void count_block(receiver &test, int32_t count) {
     record_sample(record, bad - 1, received_byte(bad));
 }
 
-// Before the first block silence is only that: the far end may not have started yet.
+// Before the first block silence counts only in `errors`: the far end may not have started yet.
 void count_silence(receiver &test) {
     if (test.record.read_count != 0)
         ++test.silence;
     ++test.record.errors;
 }
 
-// Only a hold ends this: whoever writes PID_STOP into the record must hold it too.
+// Only a hold ends this loop: to stop this test, write PID_STOP and also hold the record.
 void receive_until_held(receiver &test) {
     if (test.was_held)
         drain_input(test.port);
@@ -84,8 +86,8 @@ void receive_until_held(receiver &test) {
             continue;
         }
         count_silence(test);
-        // A port that has hung up reports input at once and for ever: keep the pace of the polls.
-        if (ready)
+        // A port that has hung up reports input immediately on every poll: keep the pace.
+        if (ready && has_hung_up(test.port))
             sleep_us(2 * POLL_MS * 1000);
     }
 }

@@ -3,6 +3,7 @@
 #include "simulator/base/message.h"
 #include "simulator/devices/network_interface.h"
 #include "simulator/requests/request_channel.h"
+#include "simulator/world/hold_release.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
 #include "simulator/world/program_run.h"
@@ -158,6 +159,8 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
         sources.push_back(each.get());
     }
     run.run_us = built.settings.run_us;
+    if (built.settings.release && !start_releasing(paths.own_program))
+        return STATUS_NO_BOARD;
     if (!run.start({program, paths.directory.c_str(), requests.stopped_ioctls()}))
         return STATUS_NO_BOARD;
     requests.listener = std::move(run.listener);

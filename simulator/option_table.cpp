@@ -1,7 +1,6 @@
 #include "simulator/option_table.h"
 
 #include "simulator/devices/fio/fio_options.h"
-#include "simulator/devices/hold_release.h"
 #include "simulator/devices/led.h"
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/panel/panel_options.h"
@@ -36,7 +35,7 @@ constexpr option_row OPTIONS[] = {
      plug_terminal},
     {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
      "press keys of the front panel, see the script below", press_keys},
-    {"release", nullptr, "--release", "let held tests run", release_held_tests},
+    {"release", nullptr, "--release", "let held tests run, by hk_ctl", take_release},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
      set_hardware_address},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},

@@ -35,4 +35,8 @@ bool take_quiet(run_settings &settings, const char *) {
     return settings.quiet = true;
 }
 
+bool take_release(run_settings &settings, const char *) {
+    return settings.release = true;
+}
+
 } // namespace simulator

@@ -18,6 +18,7 @@ struct run_settings {
     int64_t run_us = NEVER; // after which the program gets SIGTERM
     std::string log_path;   // empty: none
     bool quiet = false;     // the log is not shown
+    bool release = false;   // held tests are released
 };
 
 // Each takes the argument of one option. False after a message that says what is valid.
@@ -26,5 +27,6 @@ bool take_seed(run_settings &settings, const char *text);  // --seed, before the
 bool take_for(run_settings &settings, const char *text);   // --for
 bool take_log(run_settings &settings, const char *path);   // --log
 bool take_quiet(run_settings &settings, const char *);     // --quiet
+bool take_release(run_settings &settings, const char *);   // --release
 
 } // namespace simulator

@@ -1,5 +1,5 @@
-// Tests main memory: pass after pass maps three quarters of it in blocks of 64 KiB, fills each with
-// 0xAA, reads every byte back and wipes it. A stop or a hold is seen between passes.
+// Tests main memory: each pass maps three quarters of it in blocks of 64 KiB, fills each block with
+// 0xAA, reads every byte back and wipes it. A stop or a hold takes effect between passes.
 
 #include "storage/dram.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 struct dram {
     TestRecord &record;
-    uint32_t limit = 0; // bytes of a pass
+    uint32_t limit = 0; // bytes in each pass
 
     void set_up() {
         limit = dram_pass_limit(static_cast<uint64_t>(get_phys_pages()),

@@ -9,14 +9,14 @@ constexpr uint32_t RUN_BYTES = 512;
 constexpr uint32_t FILL_WORD = 0x01010101u * DRAM_FILL;
 static_assert(DRAM_BLOCK_BYTES % RUN_BYTES == 0 && RUN_BYTES % sizeof FILL_WORD == 0);
 
-// The compiler must take memory for changed here. Otherwise it could answer the check from the fill
-// that stands before it, or leave out a fill that is wiped again, and the DRAM would go untested.
+// Makes the compiler assume that memory has changed. Otherwise it could compute the check from the
+// fill before it, or drop a fill before a wipe, and nothing would test the DRAM.
 void forget_memory(const void *block) {
     asm volatile("" : : "r"(block) : "memory");
 }
 
-// A loop that leaves at the first difference is not vectorised. This one or-s the differences of a
-// run together, whole words at a time, which also a processor without vectors reads fast.
+// The compiler does not vectorise a loop that leaves at the first difference. This one combines the
+// differences of a run with "or", a word at a time, which is also fast without vectors.
 bool run_is_good(const uint8_t *run) {
     uint32_t differences = 0;
     for (uint32_t i = 0; i < RUN_BYTES; i += sizeof FILL_WORD) {
@@ -50,7 +50,7 @@ uint32_t first_bad_dram_byte(const uint8_t *block) {
     for (uint32_t i = offset; i < offset + RUN_BYTES; ++i)
         if (block[i] != DRAM_FILL)
             return i;
-    return offset; // read right this time: it was wrong all the same
+    return offset; // now it reads right, but it was wrong before
 }
 
 void wipe_dram_block(uint8_t *block) {

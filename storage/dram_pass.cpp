@@ -6,7 +6,7 @@ namespace {
 
 constexpr int32_t BLOCKS_HELD_US = 5000;
 
-// One error a block, however many of its bytes are wrong.
+// Counts one error for a bad block, for any number of wrong bytes.
 bool test_block(TestRecord &record, uint8_t *block, dram_fill fill) {
     ++record.read_count;
     fill(block);

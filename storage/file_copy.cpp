@@ -1,4 +1,4 @@
-// Keeps two files busy, normally on the battery-backed store: every 5 ms it rewrites one block at
+// Exercises two files, normally on the battery-backed store: every 5 ms it rewrites one block at
 // the start of each, flushes all file systems after each write, and reads both blocks back.
 
 #include "storage/file_copy.h"
@@ -30,7 +30,7 @@ void keep_path(char (&path)[PATH_KEPT + 1], const char *text) {
     (void)snprintf(path, sizeof path, "%s", text);
 }
 
-// Empty fields are skipped, what follows the third is ignored.
+// Skips empty fields and ignores everything after the third.
 bool split_argument(const char *argument, copy_argument &fields) {
     char text[ARGUMENT_MAX + 1];
     if (strlen(argument) > ARGUMENT_MAX)
@@ -60,8 +60,8 @@ struct file_copy {
     void release();
 };
 
-// A source that is there keeps its contents. Descriptor 0 is taken for a failure, so that a source
-// opened under it is opened again. Returns a negative number when the source cannot be made.
+// An existing source keeps its contents. Descriptor 0 counts as a failure: a source that gets it is
+// opened again. Returns a negative number if the source cannot be created.
 int open_source(const file_copy &test) {
     const int existing = open(test.source, O_RDWR);
     if (existing > 0)
@@ -74,8 +74,7 @@ int open_source(const file_copy &test) {
     return created;
 }
 
-// Unlike the source a destination that cannot be opened is not noticed: the transfers fail, and
-// count as done.
+// Does not check the open of the destination: its transfers then fail, and count as done.
 bool file_copy::set_up() {
     block = make_copy_block();
     files.source = open_source(*this);

@@ -1,4 +1,4 @@
-// What the file copy test does in one turn, without its pause.
+// One turn of the file copy test, without its pause.
 
 #pragma once
 
@@ -16,10 +16,10 @@ struct copy_files {
     int destination;
 };
 
-// The block that is written: 256 bytes of 0x55, then zeros.
+// Returns the block to write: 256 bytes of 0x55, then zeros.
 copy_block make_copy_block();
 
 // Rewrites the first block of the source, then of the destination, with sync(2) after each, and
-// reads both back; what comes is not compared. Counts into `write_count` and `read_count`. Only a
-// transfer of no bytes is an error: one that fails outright counts as done.
+// reads both back, without a comparison. Counts in `write_count` and `read_count`. Only a transfer
+// of 0 bytes is an error: a failed call counts as done.
 void file_copy_turn(TestRecord &record, const copy_files &files, const copy_block &block);

@@ -1,5 +1,5 @@
-// Exercises a filesystem: lays sixteen small files in a directory and then reads and compares them
-// over and over.
+// Exercises a filesystem: creates sixteen small files in a directory, then reads and compares them
+// repeatedly.
 
 #include "storage/files.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr mode_t DIRECTORY_MODE = 0700;
 
-// Goes into the directory. `made` is set when it had to be made for that.
+// Changes to the directory and sets `made` if it first had to create it.
 bool enter_directory(const char *directory, bool &made) {
     made = false;
     if (chdir(directory) == 0)
@@ -30,7 +30,7 @@ bool enter_directory(const char *directory, bool &made) {
 struct filesystem {
     TestRecord &record;
     const char *directory;
-    bool made = false; // the directory is ours to remove
+    bool made = false; // the test created the directory and removes it
 
     bool set_up() {
         record.errors = 0;
@@ -46,7 +46,7 @@ struct filesystem {
     }
 
     void release() {
-        // Away from the directory: a relative name is the battery-backed store's from here on.
+        // Leaves the directory: from here on a relative name refers to the battery-backed store.
         (void)!chdir("/r0");
         if (made)
             (void)rmdir(directory);

@@ -16,7 +16,7 @@ namespace {
 constexpr int32_t FILES = 16;
 constexpr int32_t FILE_BYTES = 512;
 constexpr int32_t FILE_WORDS = FILE_BYTES / 2;
-constexpr int32_t BYTES_COMPARED = FILE_BYTES - 2; // the last word of a file does not count
+constexpr int32_t BYTES_COMPARED = FILE_BYTES - 2; // the last word of a file is not compared
 constexpr mode_t FILE_MODE = 0700;
 constexpr char PREFIX[] = "file-";
 constexpr size_t PREFIX_LENGTH = sizeof PREFIX - 1;
@@ -24,7 +24,7 @@ constexpr size_t PREFIX_LENGTH = sizeof PREFIX - 1;
 using file_words = std::array<int16_t, FILE_WORDS>;
 static_assert(sizeof(file_words) == FILE_BYTES);
 
-// The one buffer of the process. Of a file that cannot be read the words of the file before it are
+// The only buffer of the process. If a file cannot be read, the words of the previous one are
 // compared.
 file_words words;
 
@@ -59,13 +59,13 @@ bool lay_file(TestRecord &record, int32_t number) {
         return true;
     }
     words = words_of(static_cast<int16_t>(number));
-    (void)!write(file.get(), words.data(), FILE_BYTES); // a loss shows when the file is verified
+    (void)!write(file.get(), words.data(), FILE_BYTES); // the verification shows a loss
     ++record.write_count;
     return true;
 }
 
-// A short read is tried again for one byte less each time, at the start of the buffer. This ends
-// with a file that somebody cuts off while it is read: nothing is left to ask for.
+// After a short read it tries again at the start of the buffer, for one byte less each time. So it
+// also ends if somebody truncates the file meanwhile.
 void read_file(int file) {
     for (int32_t wanted = FILE_BYTES; wanted >= 0; --wanted) {
         const ssize_t count = read(file, words.data(), static_cast<size_t>(wanted));
@@ -81,7 +81,7 @@ void verify_file(TestRecord &record, const char *name) {
         return;
     }
     const auto number = static_cast<int32_t>(strtoll(name + PREFIX_LENGTH, nullptr, 16));
-    // Words are signed: a number above 0x7FFF in a name matches none.
+    // Words are signed: a number above 0x7FFF in a name matches no word.
     const auto value = static_cast<int16_t>(number);
     read_file(file.get());
     if (value != number || memcmp(words.data(), words_of(value).data(), BYTES_COMPARED) != 0)

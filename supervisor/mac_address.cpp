@@ -11,7 +11,8 @@
 
 namespace {
 
-// Asks for the hardware address of the interface named in `request`, unless it is a loopback one.
+// Reads the hardware address of the interface named in `request`. Returns false if it fails or the
+// interface is a loopback interface.
 bool ask_hardware_address(int socket_fd, ifreq &request) {
     if (ioctl(socket_fd, SIOCGIFFLAGS, &request) != 0 || (request.ifr_flags & IFF_LOOPBACK) != 0)
         return false;

@@ -1,5 +1,5 @@
 // hk_stress: the hardware stress test of the controller board. The command line is the test plan,
-// see option_table.cpp; each test runs in a process of its own and counts into the status table.
+// see option_table.cpp; each test runs in its own process and counts into the status table.
 
 #include <algorithm>
 #include <csignal>
@@ -13,7 +13,7 @@
 #include "runtime/system_log.h"
 #include "supervisor/led.h"
 #include "supervisor/mac_address.h"
-#include "supervisor/plan/option_table.h"
+#include "supervisor/plan/option_walk.h"
 #include "supervisor/run_loop.h"
 #include "supervisor/status_table.h"
 
@@ -21,12 +21,12 @@ namespace {
 
 constexpr int ARGUMENTS_MAX = 49; // the program's name and 48 arguments; later ones are not read
 
-// A device opened while one of the three is closed would take its number, and the report would be
-// written into the device.
+// If one of the three is closed, a device opened later would get its number and the program would
+// write the report into the device.
 void occupy_standard_descriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
         if (fcntl(fd, F_GETFD) < 0)
-            (void)open("/dev/null", O_RDWR); // the lowest free number, so this one
+            (void)open("/dev/null", O_RDWR); // open returns the lowest free number: this one
 }
 
 bool create_table() {
@@ -49,15 +49,15 @@ void prepare_board() {
     (void)mlockall(MCL_CURRENT); // best effort; each test repeats it after its fork
 }
 
-// The plan has been read: take the settings as they stand now. A signal that comes meanwhile waits
-// until the handler can rely on them and on the log.
+// Takes over the settings after the whole plan is read. Signals wait until the settings and the log
+// are ready for the handler.
 void close_plan() {
     const sigset_t before = block_handled_signals();
     install_signals();
 
     sched_param priority = {};
     (void)sched_getparam(0, &priority);
-    priority.sched_priority = 2; // not applied: the supervisor stays under the default policy
+    priority.sched_priority = 2; // not applied: the supervisor keeps the default policy
 
     open_system_log();
     clamp_periods();
@@ -68,7 +68,7 @@ void close_plan() {
 
 void start_run() {
     print(STDERR_FILENO, "proc %d bogus %d\n", record_count, bogus_count);
-    record_count = 1; // from here on it counts ended processes, plus one
+    record_count = 1; // from here on the number of ended processes plus one
     start_timer();
     print(STDERR_FILENO, "numproc %d indx %d\n", process_count, record_count);
 }

@@ -40,7 +40,7 @@ constexpr int32_t NO_CHILD_NAP_US = 5000;
 
 volatile sig_atomic_t tests_killed = 0; // by a stop signal
 
-// A test that was forked a moment ago may not have written its id yet: it is known all the same.
+// A new test may not have written its id yet: the supervisor's own list has it.
 int32_t process_of_record(int32_t index) {
     const int32_t pid = shared_word(status_table->records[static_cast<size_t>(index)].pid);
     return pid == PID_NONE ? started_process(index) : pid;
@@ -53,15 +53,14 @@ void kill_all_tests() {
         pids[static_cast<size_t>(i)] = process_of_record(i);
     (void)sched_yield();
     (void)sched_yield();
-    // A record may still hold the id of a process long reaped: it may be anybody's by now.
+    // A record may still contain the id of a reaped process: by now it may be any process.
     for (const int32_t pid : pids)
         if (pid > 0 && !was_reaped(pid))
-            (void)kill(pid, SIGKILL); // of no effect when it has just ended
+            (void)kill(pid, SIGKILL); // no effect if it has just ended
     tests_killed = 1;
 }
 
-// A test killed before it wrote its id matches no record's `pid`: it is counted by the record that
-// it was started for.
+// Counts a test that was killed before it wrote its id, so that no record's `pid` matches.
 void reap_unnamed(pid_t ended) {
     const int32_t index = record_of_process(ended);
     int32_t &pid = status_table->records[static_cast<size_t>(index)].pid;
@@ -104,7 +103,7 @@ void install_signals() {
 
 void stress_signal(int signal_number) {
     if (status_table == nullptr)
-        return; // the run has ended and let go of the table
+        return; // the run has ended and detached the table
     const int interrupted_errno = errno;
 
     if (log_countdown <= 0)
@@ -112,7 +111,7 @@ void stress_signal(int signal_number) {
     if (log_countdown > log_period)
         log_countdown = log_period;
 
-    if (signal_number > LAST_SIGNAL) {
+    if (signal_number > LAST_SIGNAL) { // the handler's exits: no installed signal takes them
         status_table_detach();
         exit(1);
     }
@@ -141,7 +140,7 @@ void start_timer() {
 }
 
 void reap_records(int32_t ended) {
-    bool matched = false; // one process ends one record, even where two hold its id
+    bool matched = false; // one process ends one record, even if two contain its id
     for (int32_t i = 1; i <= process_count; ++i) {
         TestRecord &record = status_table->records[static_cast<size_t>(i)];
         const int32_t pid = shared_word(record.pid);
@@ -163,7 +162,7 @@ void run_until_reaped() {
         reap_unnamed(ended);
         forget_process(ended);
         reap_records(ended);
-        // Without a child left wait fails at once: a record that can no longer be counted must
+        // If no child is left, wait fails immediately: a record that can no longer be counted must
         // not make the supervisor spin.
         if (no_child)
             sleep_us(NO_CHILD_NAP_US);

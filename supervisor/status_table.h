@@ -16,21 +16,21 @@ struct StatusTable {
 };
 static_assert(sizeof(StatusTable) == 5800);
 
-// The attached table; null before it is attached and once it is detached. Children inherit it.
+// The attached table, otherwise null. Children inherit it.
 extern StatusTable *status_table;
 
 // Counters of the run, beside `record_count`.
-extern int32_t bogus_count;   // claimed records that have no process of their own
-extern int32_t process_count; // record_count - bogus_count when the options have been read
-extern int32_t sync_owner;    // index of the record that holds the sync port 5; 0: it is free
+extern int32_t bogus_count;   // claimed records that share the process of another
+extern int32_t process_count; // record_count - bogus_count after the options are read
+extern int32_t sync_owner;    // index of the record that owns the sync port 5; 0: none
 
 // Creates a private segment for `records` records and attaches it, see shmget(2). Returns the
-// address, or null when there is no segment to be had. The segment is never marked for removal.
+// address, or null on failure. Nothing marks the segment for removal.
 StatusTable *status_table_attach(int32_t records);
 
-// Makes `table` the run's: tests claim their records from it. It may be null.
+// Sets the table of this run: tests claim their records from it. It may be null.
 void set_status_table(StatusTable *table);
 
-// Detaches the table, if it is attached, and sets `status_table` to null first, so that a signal
-// handler that comes later finds none.
+// Sets `status_table` to null, for a signal handler that runs later, and detaches the table if it
+// was attached.
 void status_table_detach();

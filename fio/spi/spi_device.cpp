@@ -1,5 +1,5 @@
-// Reads one of the board's SPI memories again and again, or sends 20 bytes through one of its SPI
-// loopbacks. The removable datakey is read while it is there, the eeprom until a pass takes too
+// Reads one of the board's SPI memories repeatedly, or sends 20 bytes through one of its SPI
+// loopbacks. It reads the removable datakey while it is present, the eeprom until a pass takes too
 // long.
 
 #include "fio/spi/spi_device.h"
@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int32_t DATAKEY = 1; // selectors; `unit` holds the first two as well
+constexpr int32_t DATAKEY = 1; // selectors; `unit` also has these two values
 constexpr int32_t EEPROM = 2;
 constexpr int32_t RESERVED = 4;
 constexpr int32_t MANUFACTURER = 8;
@@ -32,7 +32,7 @@ constexpr uint8_t LOOPBACK_BYTE = '#';
 
 struct spi_loopback {
     const char *path;
-    int device = -1; // below 1: not open; never closed
+    int device = -1; // below 1: not open; stays open
 };
 
 struct spi_device {
@@ -62,7 +62,7 @@ void read_datakey(TestRecord &record) {
     record.unit = DATAKEY;
 }
 
-// A device that cannot be opened is tried again on the next turn.
+// After a failed open the next turn tries again.
 void exchange_loopback(TestRecord &record, spi_loopback &loopback) {
     if (loopback.device < 1)
         loopback.device = open(loopback.path, O_RDWR);
@@ -115,7 +115,7 @@ pid_t spi_device_test(int no_fork, int32_t selector) {
 
 void spi_read_device(TestRecord &record, const char *device_path, size_t length) {
     const int device = open(device_path, O_RDWR);
-    if (device < 1) { // a descriptor 0 counts as a failure and stays behind
+    if (device < 1) { // descriptor 0 counts as a failure and stays open
         ++record.errors;
         return;
     }
@@ -148,7 +148,7 @@ int32_t check_eeprom_timing(const timeval &begin, const timeval &end,
     const auto us1 = static_cast<int32_t>(begin.tv_usec);
     const auto us2 = static_cast<int32_t>(end.tv_usec);
     constexpr size_t room = sizeof message;
-    const int32_t passed_us = us2 - us1 + US_PER_S; // with one boundary between two seconds
+    const int32_t passed_us = us2 - us1 + US_PER_S; // assumes one new second between them
     message[0] = '\0';
     if (s1 == s2) {
         if (us2 >= us1)

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t REPLY_TIME_BYTES = 40; // clocked beyond request and reply, for the module to act
+constexpr size_t REPLY_TIME_BYTES = 40; // extra bytes: the module's time to act
 constexpr uint8_t CHECK_START = 0xFF;
 
 struct reply_length {
@@ -29,7 +29,7 @@ constexpr size_t longest_reply() {
 static_assert(FRAME_BYTES + longest_reply() + REPLY_TIME_BYTES <= SPI_AREA_BYTES);
 static_assert(COMMAND_AT + longest_reply() - 1 <= FRAME_BYTES);
 
-// Over a block that ends with its own check byte this gives 0.
+// Returns 0 for a block that ends with its own check byte.
 uint8_t check_of(std::span<const uint8_t> block) {
     uint8_t check = CHECK_START;
     for (const uint8_t byte : block)

@@ -1,4 +1,4 @@
-// One request to a field I/O module behind an SPI device, and its reply, in one transfer.
+// One request to a field I/O module on an SPI device, and its reply, in one transfer.
 //
 //     sent:     request from its command on, check byte, zeros
 //     received: anything, then command + 0x80, data, check byte
@@ -14,25 +14,26 @@
 
 #include "fio/fio_frame.h"
 
-constexpr size_t SPI_AREA_BYTES = 128; // of what is sent and of what is received, each
+constexpr size_t SPI_AREA_BYTES = 128; // sent, and as many received
 
 // Returns 0 with the reply in `reply`: address and function code as in the request, the marker, the
-// data without the check byte. Returns 1 for a command whose reply is not known, for which nothing
-// is sent, and when no good reply came. The request has 3 to FRAME_BYTES bytes.
+// data without the check byte. Returns 1 for an unknown command, which it does not send, and if no
+// good reply arrived. The request has 3 to FRAME_BYTES bytes.
 int spi_fio_exchange(std::span<const uint8_t> request, fio_frame &reply, int device);
 
-// Writes the check byte of the first `length` bytes of a block behind them: 0xFF, exclusive-or
-// every byte.
+// Writes the check byte of the first `length` bytes of a block after them: the exclusive-or of 0xFF
+// and every byte.
 void fio_check_append(std::span<uint8_t> block, size_t length);
 
-// True for a block that ends with its check byte.
+// Returns true for a block that ends with its check byte.
 bool fio_check_verify(std::span<const uint8_t> block);
 
-// Bytes of the reply to a command, marker and check byte included; 0 for an unknown command.
+// Returns the bytes of the reply to a command, with marker and check byte; 0 for an unknown
+// command.
 size_t spi_reply_length(uint8_t command);
 
-// The reply of `length` bytes in what was received: from the first marker on, check byte included.
-// Nothing when there is no marker, when the reply would end at or behind the end of the area, or
-// when its check byte is wrong; a later marker is not looked for.
+// Returns the reply of `length` bytes in the received bytes, from the first marker on, with its
+// check byte. Returns nothing if there is no marker, if the reply would reach the end of the area,
+// or if its check byte is wrong. It does not try a later marker.
 std::optional<std::span<const uint8_t>>
 find_spi_reply(std::span<const uint8_t, SPI_AREA_BYTES> received, uint8_t marker, size_t length);

@@ -1,4 +1,4 @@
-// What the field I/O module behind SPI reads back.
+// The inputs that the field I/O module on SPI reads.
 
 #pragma once
 
@@ -6,10 +6,10 @@
 
 #include "fio/fio_frame.h"
 
-// Puts a read-inputs reply right for what the module type's inputs are known to do: some of 219's
-// are inverted, some of 221's are not wired.
+// Corrects a read-inputs reply for the module type: some inputs of type 219 are inverted, some of
+// type 221 are not wired.
 void correct_inputs(fio_frame &reply, uint8_t module_type);
 
-// True when the inputs follow the output of the step: its first input byte holds the input's bit
-// and no other, its second one, if any, is not 0.
+// Returns true if the inputs follow the output of the step: its first input byte has only the
+// input's bit set, and its second one, if any, is not 0.
 bool inputs_follow(const fio_frame &reply, const loop_step &step);

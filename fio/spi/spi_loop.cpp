@@ -1,6 +1,6 @@
-// Drives the field I/O module behind an SPI device through its loopback harness, step by step. The
-// module is asked once what it is: types 219 and 221 are tested, with any other the test holds
-// until the supervisor lets it go. A hold is noticed between two passes over the map.
+// Drives the field I/O module on an SPI device through its loopback harness, step by step. It asks
+// for the module's type once: it tests types 219 and 221; for any other it holds itself until the
+// supervisor releases it. A hold takes effect between two passes over the map.
 
 #include "fio/spi/spi_loop.h"
 
@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int32_t UNIT_B = 'B'; // the reports print it as a letter: "spBs"
+constexpr int32_t UNIT_B = 'B'; // the lists print it as a letter: "spBs"
 constexpr size_t SET_LENGTH = 35;
 constexpr int32_t IDENTIFIED_US = 4000;
 constexpr int32_t STATUS_TAKEN_US = 20000;
@@ -36,9 +36,10 @@ struct spi_loop {
     void set_up();
     void turn();
     void after_nap();
+    void release();
 };
 
-// Exchanges the first `length` bytes of the request in hand; a failure counts.
+// Exchanges the first `length` bytes of the current request and counts a failure.
 bool exchange(spi_loop &test, size_t length) {
     test.reply.fill(0);
     const auto request = std::span(test.request).first(length);
@@ -48,7 +49,7 @@ bool exchange(spi_loop &test, size_t length) {
     return false;
 }
 
-// Without the device the test goes on: every exchange fails and counts.
+// Without the device the test continues: every exchange fails and counts.
 void open_device(spi_loop &test) {
     test.device.reset(open(test.device_path, O_RDWR | O_NONBLOCK));
     if (test.device)
@@ -84,8 +85,7 @@ bool set_output(spi_loop &test, const loop_step &step) {
     return done;
 }
 
-// The inputs are asked for only when the output was set; otherwise the step counts a second
-// failure.
+// Reads the inputs only if the output was set; otherwise the step counts a second failure.
 bool read_inputs(spi_loop &test, bool output_set) {
     begin_request(test.request, FIRST_MODULE, READ_COMMAND);
     ++test.record.write_count;
@@ -121,15 +121,19 @@ void spi_loop::turn() {
         run_step(*this, map[step_index]);
 }
 
-// Keeps the module talking while the test is held; counts nothing.
+// Keeps the exchanges going while the test is held; counts nothing.
 void spi_loop::after_nap() {
     build_status(request, FIRST_MODULE);
     (void)spi_fio_exchange(std::span(request).first(STATUS_LENGTH), reply, device.get());
 }
 
+void spi_loop::release() {
+    device.reset();
+}
+
 } // namespace
 
-// The device is closed by the end of the process.
+// The end of the process closes the device.
 pid_t spi_fio_loop_test(int no_fork, const char *device_path) {
     return start_test(no_fork, spi_loop{claim_record(record_letter::SPI_FIO), device_path});
 }

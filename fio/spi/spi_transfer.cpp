@@ -12,7 +12,7 @@ void send_settings(int device) {
     uint8_t mode = SPI_MODE_2;
     uint8_t bits = WORD_BITS;
     uint32_t speed_hz = SPEED_HZ;
-    (void)ioctl(device, SPI_IOC_WR_MODE, &mode); // a device that refuses shows in the transfer
+    (void)ioctl(device, SPI_IOC_WR_MODE, &mode); // a refusal shows in the transfer
     (void)ioctl(device, SPI_IOC_WR_BITS_PER_WORD, &bits);
     (void)ioctl(device, SPI_IOC_WR_MAX_SPEED_HZ, &speed_hz);
 }

@@ -10,7 +10,7 @@ namespace {
 
 using record_words = std::array<int32_t, sizeof(TestRecord) / sizeof(int32_t)>;
 
-// The words of the samples, newest first, each its position and its value.
+// Returns a word of the samples: newest sample first, position before value.
 int32_t sample_word(const TestRecord &record, size_t number) {
     const ErrorSample sample = samples_newest_first(record)[number / 2];
     return number % 2 == 0 ? sample.position : sample.value;
@@ -29,7 +29,7 @@ int print_word(std::span<char> line, const char *text, char letter, int32_t word
                          : snprintf(line.data(), line.size(), text, word);
 }
 
-// The item of the line with this number: a field, or the word of a sample.
+// Prints the item of the line with this number: a field or a word of a sample.
 int print_item(std::span<char> line, const conversion &item, const line_row &row, size_t number,
                const TestRecord &record) {
     char text[CONVERSION_MAX] = {};
@@ -54,7 +54,7 @@ int print_item(std::span<char> line, const conversion &item, const line_row &row
     return 0;
 }
 
-// The record is copied: its test may be changing it.
+// Takes a copy of the record: its test may change it meanwhile.
 int print_row(std::span<char> line, const line_row &row, TestRecord record) {
     size_t length = 0;
     size_t number = 0;

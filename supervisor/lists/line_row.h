@@ -1,5 +1,5 @@
 // A line of the results list or of the status report as data: its format, and the words of the
-// record that it prints, in order. The compiler holds the one against the other.
+// record that it prints, in order. The compiler checks that they match.
 
 #pragma once
 
@@ -11,14 +11,14 @@
 
 #include "runtime/record.h"
 
-// How a field is made from its word of the record.
+// How a field is computed from its word of the record.
 enum class field_form : uint8_t {
-    NUMBER,       // the word: signed, unsigned in hexadecimal, or a character, as the format says
-    LIST_NAME,    // what the list calls an SPI device
-    REPORT_NAME,  // what the report calls it
+    NUMBER,       // the word: signed, unsigned in hexadecimal, or a character, by its conversion
+    LIST_NAME,    // name of an SPI device in the list
+    REPORT_NAME,  // name of an SPI device in the report
     BIT_RATE,     // from the word and the previous report, see rates.h
     READ_RATE,    // likewise
-    WHOLE_SECONDS // since the previous report; no word of the record
+    WHOLE_SECONDS // since the previous report; uses no word of the record
 };
 
 constexpr uint8_t NO_WORD = 255;
@@ -52,7 +52,7 @@ constexpr line_field WHOLE_SECONDS = {NO_WORD, "seconds", field_form::WHOLE_SECO
 
 #undef RECORD_WORD
 
-// One conversion of a format, as printf(3) has it: "%d", "%08x", "%6lld".
+// One conversion of a format, see printf(3): "%d", "%08x", "%6lld".
 struct conversion {
     const char *begin;
     size_t length;
@@ -63,15 +63,15 @@ struct conversion {
     }
 };
 
-// Where the first conversion begins; the end of the text when there is none.
+// Returns the start of the first conversion, or the end of the text if there is none.
 constexpr const char *find_conversion(const char *format) {
     while (*format != '\0' && *format != '%')
         ++format;
     return format;
 }
 
-// The conversion that begins here, at its '%'. Flags, a width and a length of 'l' or 'll' are
-// understood, nothing else.
+// Reads the conversion at a '%': digits (a width, with or without a leading 0), then 'l' or 'll',
+// then the letter. It knows no other part of a conversion.
 constexpr conversion conversion_at(const char *format) {
     const char *at = format + 1;
     while (*at >= '0' && *at <= '9')
@@ -84,7 +84,7 @@ constexpr conversion conversion_at(const char *format) {
 
 constexpr size_t CONVERSION_MAX = 8; // "%6lld" and the closing zero
 
-// True when the conversion prints what the field is made into.
+// Returns true if the conversion can print a field of this form.
 constexpr bool prints(const conversion &item, field_form form) {
     if (item.length >= CONVERSION_MAX)
         return false;
@@ -104,7 +104,7 @@ constexpr bool prints(const conversion &item, field_form form) {
     return false;
 }
 
-// Called where a row is wrong: it is not constexpr, so that the row does not compile.
+// A wrong row calls this and does not compile, since this is not constexpr.
 inline void format_and_fields_do_not_match() {}
 
 constexpr size_t FIELDS_MAX = 7;
@@ -115,10 +115,9 @@ struct line_row {
     const char *format;
     std::array<line_field, FIELDS_MAX> fields = {};
     size_t field_count = 0;
-    int32_t samples; // after the fields, newest first, each its position and its value
+    int32_t samples; // after the fields, newest first, position before value
 
-    // Does not compile unless each conversion prints its field or a word of a sample, in order, and
-    // none is left over.
+    // Compiles only if the conversions and the fields and sample words match one to one, in order.
     consteval line_row(record_letter of, const char *text,
                        std::initializer_list<line_field> printed = {}, int32_t sample_count = 0)
         : letter(of), format(text), field_count(printed.size()), samples(sample_count) {
@@ -136,18 +135,18 @@ struct line_row {
             format_and_fields_do_not_match();
     }
 
-    // The form of an item of the line: of a field, or of a sample's word.
+    // Returns the form of an item of the line: a field or a word of a sample.
     constexpr field_form form_of(size_t item) const {
         return item < field_count ? fields[item].form : field_form::NUMBER;
     }
 };
 
-// Bytes of the longest text that a conversion prints.
+// Returns the bytes of the longest text that a conversion prints.
 constexpr size_t longest_item(const conversion &item) {
     return item.longs != 0 ? sizeof "-9223372036854775808" - 1 : sizeof "-2147483648" - 1;
 }
 
-// Bytes of the longest line of the table, the closing zero included.
+// Returns the bytes of the longest line of the table, with its closing zero.
 template <size_t rows>
 constexpr size_t longest_line(const line_row (&table)[rows]) {
     size_t longest = 0;
@@ -163,12 +162,12 @@ constexpr size_t longest_line(const line_row (&table)[rows]) {
     return longest;
 }
 
-// True when every record letter has one row in the table, and none has two.
-template <size_t rows>
-constexpr bool has_a_row_for_every_letter(const line_row (&table)[rows]) {
+// Returns true if every record letter has exactly one row in the table.
+template <typename row_type, size_t rows>
+constexpr bool has_a_row_for_every_letter(const row_type (&table)[rows]) {
     size_t letters = 0;
     for (int32_t code = 0; code < 128; ++code) {
-        const auto is_of = [code](const line_row &row) {
+        const auto is_of = [code](const row_type &row) {
             return static_cast<int32_t>(row.letter) == code;
         };
         if (!is_record_letter(code))

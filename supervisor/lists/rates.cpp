@@ -5,7 +5,7 @@ timeval report_start_time;
 
 namespace {
 
-// Milliseconds since the previous report, in 32 bits, each part truncated toward zero.
+// Returns the milliseconds since the previous report, in 32 bits, each part truncated toward zero.
 int32_t elapsed_ms() {
     const auto seconds = static_cast<int32_t>(report_start_time.tv_sec - last_report_time.tv_sec);
     const auto us = static_cast<int32_t>(report_start_time.tv_usec - last_report_time.tv_usec);
@@ -16,7 +16,8 @@ int32_t elapsed_ms() {
 
 int64_t bit_rate(const TestRecord &record) {
     const uint32_t characters = record.read_count - record.prev_read_count;
-    const uint64_t product = uint64_t{characters} * 10000; // 10 bits, and ms below
+    const uint64_t product =
+        uint64_t{characters} * 10000; // 10 bits a character times 1000 ms a second
     const int32_t ms = elapsed_ms();
     return ms > 0 ? static_cast<int64_t>(product) / ms : 0;
 }

@@ -1,4 +1,4 @@
-// What the status report says of the time since the report before it.
+// Rates of the status report, over the time since the previous report.
 
 #pragma once
 
@@ -7,17 +7,16 @@
 
 #include "runtime/record.h"
 
-// The time that the rates of a report cover: from the end of the previous report, which the run
-// loop sets when it starts, to the begin of this one.
+// The rates of a report cover the time from the end of the previous report (at first: the start of
+// the run loop) to the start of this one.
 extern timeval last_report_time;
 extern timeval report_start_time;
 
-// Bits per second of an asynchronous line, ten bits a counted character; 0 without a millisecond.
+// Returns bits per second, at ten bits for each count; 0 if less than a millisecond has passed.
 int64_t bit_rate(const TestRecord &record);
 
-// Tenths of a count per second; 0 within the first second, where there is no whole one to divide
-// by.
+// Returns tenths of a count per second; 0 before the first whole second.
 int32_t read_rate(const TestRecord &record);
 
-// Whole seconds since the previous report.
+// Returns the whole seconds since the previous report.
 uint32_t elapsed_s();

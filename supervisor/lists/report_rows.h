@@ -1,5 +1,5 @@
-// The lines of the status report. Counters are in hexadecimal; every line begins with its own line
-// break. The crossover shows in the results list only.
+// The lines of the status report. Counters are in hexadecimal; every line begins with a line break.
+// The crossover has a line only in the results list.
 
 #pragma once
 
@@ -42,4 +42,4 @@ constexpr line_row REPORT_ROWS[] = {
     {record_letter::PANEL, ""},
 };
 // clang-format on
-static_assert(has_a_row_for_every_letter(REPORT_ROWS));
+static_assert(has_a_row_for_every_letter(REPORT_ROWS), "each record_letter has one row");

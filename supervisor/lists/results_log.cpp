@@ -12,7 +12,7 @@ namespace {
 static_assert(longest_line(RESULTS_ROWS) <= RESULTS_LINE_MAX);
 
 volatile sig_atomic_t list_open = 0; // a list is being sent
-std::atomic<int32_t> lists_owed = 0; // asked for meanwhile, each by a stop signal of its own
+std::atomic<int32_t> lists_owed = 0; // requested during a list, one for each stop signal
 static_assert(std::atomic<int32_t>::is_always_lock_free);
 
 void send_list() {
@@ -53,7 +53,7 @@ void results_log() {
     do {
         list_open = 1;
         send_list();
-        list_open = 0; // before the look at what is owed: a stop from here on writes its own list
+        list_open = 0; // before the check for owed lists: a stop from here on writes its own list
     } while (take_owed_list());
     (void)sigprocmask(SIG_SETMASK, &before, nullptr);
 }

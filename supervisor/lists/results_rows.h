@@ -1,6 +1,6 @@
 // The lines of the results list. Every line has the same shape: the kind code, a name, two counts,
-// three error numbers and five pairs of numbers, with zeros for what a test does not keep. The
-// order of the error counters differs from test to test.
+// three error numbers and five pairs of numbers, with zeros where a test records none. Each test
+// has its own order of the error counters.
 
 #pragma once
 
@@ -50,4 +50,4 @@ constexpr line_row RESULTS_ROWS[] = {
     {record_letter::PANEL, ""},
 };
 // clang-format on
-static_assert(has_a_row_for_every_letter(RESULTS_ROWS));
+static_assert(has_a_row_for_every_letter(RESULTS_ROWS), "each record_letter has one row");

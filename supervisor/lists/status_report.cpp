@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "runtime/clock.h"
-#include "runtime/settings.h"
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/rates.h"
 #include "supervisor/lists/report_rows.h"
@@ -31,6 +30,5 @@ void status_report() {
     }
     last_report_time = time_of_day();
     text[length++] = '\n';
-    if (led_period != 0)
-        (void)!write(STDOUT_FILENO, text, length);
+    (void)!write(STDOUT_FILENO, text, length);
 }

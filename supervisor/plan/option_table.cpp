@@ -13,6 +13,7 @@
 #include "serial/crossover.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
+#include "serial/port_settings.h"
 #include "storage/dram.h"
 #include "storage/file_copy.h"
 #include "storage/files.h"
@@ -40,8 +41,8 @@ int32_t fio_loop_needs(const char *) {
 }
 
 void start_fio_loop(const char *) {
-    (void)fio_loop_test(0, "5");
-    sync_owner = record_count;
+    if (fio_loop_test(0, "5") >= 0)
+        sync_owner = record_count;
 }
 
 void start_spi_fio_loop(const char *) {
@@ -205,7 +206,7 @@ constexpr option_row OPTIONS[] = {
     {.letter = option_letter::TRANSFER_LENGTH,
      .argument = argument_form::BYTES,
      .routine = set_transfer_length,
-     .help = "transfer length of the serial tests"},
+     .help = "bytes that a receiver clears before each read"},
     {.letter = option_letter::HDLC,
      .routine = toggle_hdlc_mode,
      .help = "HDLC mode on, off, on, ..."},
@@ -236,7 +237,17 @@ constexpr bool every_letter_has_a_row() {
     }
     return letters == std::size(OPTIONS);
 }
-static_assert(every_letter_has_a_row());
+static_assert(
+    every_letter_has_a_row(),
+    "each letter of OPTION_STRING has one row in OPTIONS, and a colon if it takes an argument");
+
+// The check for free records uses `records`: with 0 a test could claim a record beyond the table.
+constexpr bool every_test_claims_records() {
+    return std::all_of(
+        std::begin(OPTIONS), std::end(OPTIONS),
+        [](const option_row &row) { return row.rule == kind_rule::NONE || row.records > 0; });
+}
+static_assert(every_test_claims_records(), "a row with a kind code has `records`");
 
 } // namespace
 

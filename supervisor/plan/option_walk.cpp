@@ -1,4 +1,6 @@
-// Walks over the command line: what is alike for every option. What differs is in the table.
+// Reads the command line by the option table: the part that is the same for every option.
+
+#include "supervisor/plan/option_walk.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -12,7 +14,8 @@ namespace {
 
 constexpr useconds_t START_PAUSE_US = 50000; // lets a new test write its pid before the next starts
 
-// True when `records` more records fit into the table. If not, reports which option is dropped.
+// Returns true if the table has room for `records` more records. If not, reports the dropped
+// option.
 bool records_fit(int32_t records, option_letter letter, const char *argument) {
     if (records_left() >= records)
         return true;
@@ -31,7 +34,7 @@ void write_kind(const option_row &row, const char *argument) {
     TestRecord &last = last_claimed_record();
     switch (row.rule) {
     case kind_rule::NONE:
-    case kind_rule::BY_PORT: // written by the start
+    case kind_rule::BY_PORT: // the start writes it
         break;
     case kind_rule::LAST_RECORD:
         last.kind_code = row.kinds[0];
@@ -46,8 +49,8 @@ void write_kind(const option_row &row, const char *argument) {
     }
 }
 
-// A held test is held ahead of its start: one that came first would run a whole turn, for DRAM
-// seconds. One that starts nothing still holds and marks the test before it.
+// Holds a held test before its start: otherwise it could first run a whole turn, for DRAM seconds.
+// An option that starts no test still holds and marks the test before it.
 void start(const option_row &row, int32_t records, const char *argument) {
     const bool is_held = row.state == start_state::HELD;
     if (is_held && records > 0)

@@ -38,8 +38,9 @@ bool permits(const port_row &row) {
     return row.sync == SYNC_NONE || sync_owner == 0;
 }
 
-int32_t close_dispatch(const port_row &row, kind_code kind) {
-    if (row.sync == SYNC_OWNS && sync_owner == 0)
+// A test whose fork failed does not own the link; its record gets its code all the same.
+int32_t close_dispatch(const port_row &row, kind_code kind, bool started) {
+    if (started && row.sync == SYNC_OWNS)
         sync_owner = record_count;
     last_claimed_record().kind_code = kind;
     return kind;
@@ -55,15 +56,16 @@ int32_t consume_dispatch(const char *mode_text, int no_fork, PatternSource patte
     const port_row &row = find_port(mode_text);
     if (!permits(row))
         return -1;
-    (void)serial_loop_test(no_fork, mode_text, pattern);
-    return close_dispatch(row, row.receiver_kind);
+    const bool started = serial_loop_test(no_fork, mode_text, pattern) >= 0;
+    return close_dispatch(row, row.receiver_kind, started);
 }
 
 int32_t produce_dispatch(const char *mode_text, int no_fork, PatternSource pattern) {
     const port_row &row = find_port(mode_text);
+    bool started = false;
     if (permits(row))
-        (void)producer_test(no_fork, mode_text, pattern);
+        started = producer_test(no_fork, mode_text, pattern) >= 0;
     else if (row.sync == SYNC_USES)
         return last_claimed_record().kind_code;
-    return close_dispatch(row, row.producer_kind);
+    return close_dispatch(row, row.producer_kind, started);
 }

@@ -130,7 +130,8 @@ TEST(Processes, that_cannot_be_forked_count_as_ended_with_one_error_each) {
         } else {
             EXPECT_EQ(run.finish(), 0) << "nothing to wait for";
         }
-        EXPECT_EQ(occurrences(run.errors, "hk_stress: no process for record "), c.not_started)
+        EXPECT_EQ(occurrences(run.errors, "hk_stress: cannot fork the test of record "),
+                  c.not_started)
             << run.errors;
     }
 }

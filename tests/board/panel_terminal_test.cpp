@@ -2,13 +2,10 @@
 
 #include <csignal>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/support/board_run.h"
+#include "tests/support/terminal_run.h"
 
 namespace {
 
@@ -18,58 +15,6 @@ TEST(KeyScript, sends_letters_escapes_and_any_byte) {
         {"/bin/sh", "-c", "exec 3<>/dev/sp6; echo ready >&3; head -c 9 <&3 | od -An -tx1"});
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, " 61 62 1b 0d 0a 20 5c 00 ff\n");
-}
-
-// A shell on a terminal of its own, which runs hk_board with --panel and then says how that ended
-// and whether the terminal's settings are the ones of before.
-class terminal_run {
-public:
-    explicit terminal_run(const std::string &command);
-    ~terminal_run();
-    terminal_run(const terminal_run &) = delete;
-    terminal_run &operator=(const terminal_run &) = delete;
-
-    bool wait_for(const std::string &part);
-    void type(const std::string &keys) const {
-        EXPECT_EQ(write(terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-    }
-
-    std::string screen; // everything shown so far
-    pid_t shell = -1;
-
-private:
-    int terminal = -1;
-};
-
-terminal_run::terminal_run(const std::string &command) {
-    const std::string script = "trap : INT; before=$(stty -g); " + command +
-                               "; echo status $? $(test $(stty -g) = $before && echo restored).";
-    shell = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (shell == 0) {
-        execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
-        _exit(127);
-    }
-}
-
-terminal_run::~terminal_run() {
-    close(terminal); // hangs up: whatever runs there ends
-    kill(shell, SIGKILL);
-    waitpid(shell, nullptr, 0);
-}
-
-bool terminal_run::wait_for(const std::string &part) {
-    const auto latest = std::chrono::steady_clock::now() + wait_limit();
-    while (screen.find(part) == std::string::npos) {
-        pollfd output{terminal, POLLIN, 0};
-        char bytes[1024];
-        ssize_t count = 0;
-        if (std::chrono::steady_clock::now() > latest ||
-            poll(&output, 1, static_cast<int>(wait_limit().count() * 1000)) != 1 ||
-            (count = read(terminal, bytes, sizeof bytes)) <= 0)
-            return false;
-        screen.append(bytes, static_cast<size_t>(count));
-    }
-    return true;
 }
 
 constexpr const char *PANEL_COMMAND =

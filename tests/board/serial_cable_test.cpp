@@ -20,6 +20,7 @@
 #include "serial/echo.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
+#include "serial/port_settings.h"
 #include "serial/producer.h"
 #include "serial/receiver.h"
 #include "tests/support/table_fixture.h"

@@ -2,6 +2,7 @@
 // no pause: the linker replaces fork(2), nanosleep(2) and usleep(3), see the top CMakeLists.txt.
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <getopt.h>
 #include <sys/types.h>
@@ -10,7 +11,8 @@
 
 #include "runtime/settings.h"
 #include "serial/port_access.h"
-#include "supervisor/plan/option_table.h"
+#include "serial/port_settings.h"
+#include "supervisor/plan/option_walk.h"
 #include "supervisor/status_table.h"
 #include "tests/fuzz/targets.h"
 
@@ -52,6 +54,8 @@ std::vector<char *> split(std::vector<char> &text) {
 
 } // namespace
 
+bool forks_fail = false;
+
 extern "C" {
 pid_t __real_fork();
 int __real_nanosleep(const timespec *, timespec *);
@@ -62,7 +66,9 @@ pid_t __wrap_fork() {
     if (!is_walking)
         return __real_fork();
     require(record_count >= 1 && record_count <= TEST_RECORDS);
-    return SOME_PROCESS;
+    if (forks_fail)
+        errno = EAGAIN;
+    return forks_fail ? -1 : SOME_PROCESS;
 }
 
 int __wrap_nanosleep(const timespec *wanted, timespec *left);
@@ -90,5 +96,6 @@ void fuzz_option_walk(std::span<const uint8_t> input) {
     for (int32_t i = record_count + 1; i < TABLE_RECORDS; ++i)
         require(is_untouched(table.records[static_cast<size_t>(i)]));
     for (const TestRecord &record : table.records)
-        require(record.pid == PID_NONE && record.errors == 0 && record.hist_next == 0);
+        require(forks_fail ||
+                (record.pid == PID_NONE && record.errors == 0 && record.hist_next == 0));
 }

@@ -20,6 +20,7 @@ void fuzz_fio_reply(std::span<const uint8_t> input);
 void fuzz_spi_reply(std::span<const uint8_t> input);
 
 // A command line, its arguments separated by zero bytes.
+extern bool forks_fail; // of the option walk
 void fuzz_option_walk(std::span<const uint8_t> input);
 
 // Runs a target with every input that its list in corpus/ holds, one a line in hexadecimal. Returns

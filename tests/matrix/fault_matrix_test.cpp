@@ -17,8 +17,6 @@ namespace {
 
 constexpr int ENDED_BY_THE_BOARD = 124;
 
-constexpr char TESTS[] = {'C', 'P', 'E', 'F', 'L', 'S', 'Y', 'M', 'D'};
-
 #if defined(HK_SANITIZED)
 constexpr bool LIMITS_ARE_THE_PROGRAMS = false;
 #else
@@ -167,10 +165,21 @@ std::string entries(const char *fault, char test) {
     return text;
 }
 
+// The option of each test that has an entry: the columns.
+std::string tested_options() {
+    std::string options;
+    for (const fault_cell &cell : fault_cells())
+        for (const line_claim &claim : cell.lines)
+            if (options.find(claim.test) == std::string::npos)
+                options += claim.test;
+    return options;
+}
+
 void print_matrix() {
+    const std::string tests = tested_options();
     std::string heading = "| Fault |";
     std::string rule = "|---|";
-    for (const char test : TESTS) {
+    for (const char test : tests) {
         heading.append(" -").append(1, test).append(" |");
         rule += "---|";
     }
@@ -179,7 +188,7 @@ void print_matrix() {
     for (const fault_cell &row : fault_cells())
         if (printed.insert(row.fault).second) {
             printf("| %s |", row.fault);
-            for (const char test : TESTS)
+            for (const char test : tests)
                 printf(" %s |", entries(row.fault, test).c_str());
             printf("\n");
         }

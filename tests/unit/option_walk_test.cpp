@@ -18,6 +18,13 @@ void walk(const std::vector<std::string> &arguments) {
     fuzz_option_walk({reinterpret_cast<const uint8_t *>(line.data()), line.size() - 1});
 }
 
+std::vector<int32_t> kinds_of_records() {
+    std::vector<int32_t> kinds;
+    for (int32_t i = 1; i <= record_count; ++i)
+        kinds.push_back(status_table->records[static_cast<size_t>(i)].kind_code);
+    return kinds;
+}
+
 TEST(Corpus, every_command_line_and_every_reply_is_taken_or_refused) {
     EXPECT_GT(replay("option_walk", fuzz_option_walk), 0);
     EXPECT_GT(replay("fio_reply", fuzz_fio_reply), 0);
@@ -68,14 +75,30 @@ TEST(OptionWalk, each_test_gets_its_kind_code_and_storage_and_memory_tests_are_h
     };
     for (const auto &c : cases) {
         walk(c.arguments);
-        std::vector<int32_t> kinds;
-        for (int32_t i = 1; i <= record_count; ++i)
-            kinds.push_back(status_table->records[static_cast<size_t>(i)].kind_code);
-        EXPECT_EQ(kinds, c.kinds) << c.arguments.back();
+        EXPECT_EQ(kinds_of_records(), c.kinds) << c.arguments.back();
         EXPECT_EQ(last_claimed_record().hold, c.hold) << c.arguments.back();
     }
     walk({"-Ma"});
     EXPECT_EQ(status_table->records[0].kind_code, 5) << "without any test";
+}
+
+TEST(OptionWalk, a_test_whose_fork_failed_leaves_the_sync_port_free_and_is_recorded_all_the_same) {
+    struct {
+        std::vector<std::string> arguments;
+        std::vector<int32_t> kinds;
+        int32_t bogus;
+    } const cases[] = {
+        {{"-F", "-C3"}, {10, 1, 0}, 1}, {{"-C5", "-P3"}, {1, 1}, 0}, {{"-P5", "-C3"}, {0, 0}, 0}};
+    forks_fail = true;
+    for (const auto &c : cases) {
+        walk(c.arguments);
+        EXPECT_EQ(sync_owner, 0) << c.arguments.front();
+        EXPECT_EQ(bogus_count, c.bogus);
+        EXPECT_EQ(kinds_of_records(), c.kinds) << c.arguments.front();
+    }
+    forks_fail = false;
+    walk({"-F"});
+    EXPECT_EQ(sync_owner, 2);
 }
 
 TEST(OptionWalk, settings_take_their_values_and_periods_come_into_their_ranges) {

@@ -5,7 +5,7 @@
 #include <termios.h>
 
 #include "runtime/unique_fd.h"
-#include "serial/port_access.h"
+#include "serial/port_settings.h"
 #include "tests/support/table_fixture.h"
 
 namespace {

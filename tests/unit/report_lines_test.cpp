@@ -88,12 +88,13 @@ TEST_F(StatusReport, its_lines_and_those_of_the_results_list_have_the_form_that_
         {'D', 5, "<LI> 9 dram user alloc 1100 test -8 errors 55,0,0", NO_SAMPLES,
          "\n     pid  321 dram   , alloc 0000044c, test fffffff8, errors 0037       250 "},
         {0, 5, "", "", ""},
-        {'Z', 5, "", "", ""},
+        {'?', 5, "", "", ""}, // no record letter
     };
     for (const auto &c : cases) {
         EXPECT_EQ(results_line(distinct_record(c.letter, c.unit)),
-                  std::string(c.listed) + c.samples);
-        EXPECT_EQ(report_line(distinct_record(c.letter, c.unit)), c.reported);
+                  std::string(c.listed) + c.samples)
+            << c.letter;
+        EXPECT_EQ(report_line(distinct_record(c.letter, c.unit)), c.reported) << c.letter;
     }
 }
 

@@ -11,12 +11,14 @@
 #include "fio/fio_loop.h"
 #include "fio/spi/spi_device.h"
 #include "fio/spi/spi_loop.h"
+#include "runtime/runner.h"
 #include "runtime/started_tests.h"
 #include "serial/producer.h"
 #include "serial/receiver.h"
 #include "storage/dram.h"
 #include "storage/file_copy.h"
 #include "storage/files.h"
+#include "supervisor/run_loop.h"
 #include "tests/support/scratch_directory.h"
 
 namespace {
@@ -168,7 +170,7 @@ TEST_F(Runner, a_test_naps_5_ms_after_its_mark_except_for_spi_fio_which_naps_bef
         steps end;
     } const cases[] = {
         {[] { (void)spi_device_test(0, 3); }, {"nap 5000 finished"}},
-        {[] { (void)spi_fio_loop_test(0, "/dev/null"); }, {"nap 5000 stopped"}},
+        {[] { (void)spi_fio_loop_test(0, "/dev/null"); }, {"nap 5000 stopped", "close finished"}},
         {[] { (void)fio_loop_test(0, "9none"); }, {"nap 5000 finished finished"}},
         {[] { filesystem_test(0, "made"); },
          {"unlink stopped", "nap 5000 finished", "rmdir finished"}},
@@ -184,6 +186,27 @@ TEST_F(Runner, a_test_naps_5_ms_after_its_mark_except_for_spi_fio_which_naps_bef
         EXPECT_EQ(record(1).pid, PID_FINISHED);
         start_afresh();
     }
+}
+
+// Gives up in its first turn. The supervisor's wait fails at that moment.
+struct giver_up {
+    TestRecord &record;
+    bool gave_up = false;
+    int32_t turns = 0;
+
+    void turn() {
+        give_up(*this);
+        if (++turns == 1)
+            reap_records(-1);
+    }
+};
+
+TEST_F(Runner, a_test_that_gave_up_ends_although_the_supervisor_has_overwritten_its_stop_word) {
+    process_count = 1;
+    giver_up test = {record(1)};
+    EXPECT_TRUE(runner_detail::run_test(test));
+    EXPECT_EQ(test.turns, 1);
+    EXPECT_EQ(record(1).pid, PID_FINISHED);
 }
 
 } // namespace

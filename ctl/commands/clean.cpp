@@ -1,0 +1,75 @@
+// hk_ctl clean: removes what runs that are over have left, and nothing of one that goes on.
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+
+#include "ctl/commands/commands.h"
+#include "ctl/commands/ending.h"
+#include "ctl/commands/leftovers.h"
+#include "ctl/selection.h"
+#include "ctl/text.h"
+
+namespace {
+
+constexpr char FILE_STORE[] = "/r0"; // where -Y and -M work unless they are told otherwise
+
+void name_tests(const stress_run &run) {
+    for (const process &test : run.test_processes)
+        printf("would end test %d\n", static_cast<int>(test.pid));
+}
+
+bool clean_run(stress_run run, bool dry_run) {
+    const leftovers left = leftovers_of(run);
+    if (dry_run) {
+        name_tests(run);
+    } else if (!run.test_processes.empty() && !end_what_is_left(run)) {
+        complain("run @%d: not all of it has ended", static_cast<int>(run.supervisor_id()));
+        return false;
+    }
+    const bool removed = remove_leftovers(left, dry_run);
+    return remove_table(run, dry_run) && removed;
+}
+
+// Without links and without ".", as the processes' own paths are.
+std::string whole_path(const std::string &folder) {
+    char path[PATH_MAX];
+    return realpath(folder.c_str(), path) != nullptr ? path : folder;
+}
+
+// With processes that cannot be seen nobody knows whose a file is.
+bool can_tell_files(const run_list &found) {
+    const auto is_unseen = [](const stress_run &run) {
+        return run.supervisor_is == supervisor_state::UNSEEN;
+    };
+    const auto is_in_use = [](const segment &each) { return each.attached > 0; };
+    return std::none_of(found.runs.begin(), found.runs.end(), is_unseen) &&
+           std::none_of(found.denied.begin(), found.denied.end(), is_in_use);
+}
+
+bool clean_folder(const std::string &folder, bool dry_run) {
+    const run_list found = find_runs();
+    if (can_tell_files(found))
+        return remove_leftovers(leftovers_in(whole_path(folder), found.runs), dry_run);
+    complain("%s: not looked into, a run of another user may work there",
+             printable(folder).c_str());
+    return false;
+}
+
+} // namespace
+
+int clean_up(const command_options &options, command_words words) {
+    const run_list found = find_runs();
+    report_denied(found);
+    bool done = true;
+    for (const stress_run &run : found.runs)
+        if (run.is_over())
+            done = clean_run(run, options.dry_run) && done;
+    std::vector<std::string> folders(words.begin(), words.end());
+    if (folders.empty())
+        folders.emplace_back(FILE_STORE);
+    for (const std::string &folder : folders)
+        done = clean_folder(folder, options.dry_run) && done;
+    return done ? DONE : SOMETHING_WRONG;
+}

@@ -1,0 +1,63 @@
+// The shared-memory segments that may hold a status table, and what is in them. A table is
+// recognised by facts: the size of its segment, its creator's process number in the first record,
+// and words that a record can have. Everything else of that size is foreign.
+
+#pragma once
+
+#include <cstdint>
+#include <sys/types.h>
+#include <vector>
+
+#include "supervisor/status_table.h"
+
+struct segment {
+    int32_t id = -1;
+    pid_t creator = 0;
+    uint32_t owner = 0;    // user number
+    uint32_t attached = 0; // how many times it is attached
+    int64_t created = 0;   // seconds since 1970
+};
+
+// The private segments of a table's size, by id; see proc(5) on /proc/sysvipc/shm. Who may not read
+// a segment sees it here all the same.
+std::vector<segment> segments_of_table_size();
+
+enum class table_access { TABLE, FOREIGN, DENIED };
+
+// A table as it was at one look, in this machine's byte order. Each word is whole; two words may be
+// of different moments.
+struct table_copy {
+    StatusTable table = {};
+    bool swapped = false; // the run's byte order is the other one: its program is emulated
+};
+
+// Copies the table; the segment is attached read-only for that. DENIED without the right to read.
+table_access read_table(const segment &from, table_copy &copy);
+
+// The hold words of a table, attached for writing for as long as this lives.
+class hold_words {
+public:
+    explicit hold_words(const segment &of, bool is_swapped);
+    hold_words(const hold_words &) = delete;
+    hold_words &operator=(const hold_words &) = delete;
+    ~hold_words();
+
+    // False without the right to write, or when the segment is gone.
+    bool is_attached() const {
+        return table != nullptr;
+    }
+    int32_t get(size_t record) const;
+    void set(size_t record, int32_t value);
+    // The record as it is now.
+    TestRecord record(size_t index) const;
+
+private:
+    StatusTable *table = nullptr;
+    bool swapped;
+};
+
+// Records in use: the index after the last one that is not all zero, at least 1.
+size_t records_in_use(const StatusTable &table);
+
+// Removes the segment. False with errno, see shmctl(2).
+bool remove_segment(const segment &of);

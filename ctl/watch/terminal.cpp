@@ -1,0 +1,157 @@
+#include "ctl/watch/terminal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "ctl/text.h"
+
+namespace {
+
+constexpr char ENTER_SCREEN[] = "\033[?1049h\033[?25l"; // a screen of its own, no cursor
+constexpr char LEAVE_SCREEN[] = "\033[?25h\033[?1049l";
+constexpr char HOME[] = "\033[H";
+constexpr char CLEAR_REST[] = "\033[J";
+constexpr char CLEAR_LINE_REST[] = "\033[K";
+constexpr int END_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr uint16_t SIZE_MAX_SHOWN = 500;
+constexpr int ESCAPE_MS = 20;
+
+volatile sig_atomic_t end_asked = 0;
+volatile sig_atomic_t resized = 0;
+
+void take_signal(int number) {
+    if (number == SIGWINCH)
+        resized = 1;
+    else
+        end_asked = 1;
+}
+
+void handle_signals() {
+    struct sigaction action = {};
+    action.sa_handler = take_signal;
+    (void)sigaction(SIGWINCH, &action, nullptr);
+    for (const int number : END_SIGNALS)
+        (void)sigaction(number, &action, nullptr);
+}
+
+void put(const std::string &text) {
+    for (size_t at = 0; at < text.size();) {
+        const ssize_t count = write(STDOUT_FILENO, text.data() + at, text.size() - at);
+        if (count < 0 && errno != EINTR)
+            return; // nobody looks any more; the next key says so
+        at += static_cast<size_t>(std::max<ssize_t>(count, 0));
+    }
+}
+
+key key_of(char byte) {
+    switch (byte) {
+    case 'k':
+        return key::UP;
+    case 'j':
+        return key::DOWN;
+    case 'h':
+        return key::HOLD;
+    case 'r':
+        return key::RELEASE;
+    case 'q':
+        return key::LEAVE;
+    default:
+        return key::NONE;
+    }
+}
+
+// The next byte of an escape sequence, which comes at once; 0 if none does.
+char next_byte() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    char byte = 0;
+    if (poll(&input, 1, ESCAPE_MS) == 1)
+        (void)!read(STDIN_FILENO, &byte, 1);
+    return byte;
+}
+
+// An arrow is ESC, '[' or 'O', and a letter.
+key read_arrow() {
+    const char second = next_byte();
+    const char third = second == '[' || second == 'O' ? next_byte() : '\0';
+    if (third == 'A')
+        return key::UP;
+    return third == 'B' ? key::DOWN : key::NONE;
+}
+
+key signalled() {
+    if (end_asked != 0)
+        return key::LEAVE;
+    if (resized == 0)
+        return key::NONE;
+    resized = 0;
+    return key::RESIZED;
+}
+
+key read_key() {
+    char byte = 0;
+    const ssize_t count = read(STDIN_FILENO, &byte, 1);
+    if (count == 0 || (count < 0 && errno != EINTR))
+        return key::LEAVE; // the terminal has gone
+    if (count < 0)
+        return signalled();
+    return byte == '\033' ? read_arrow() : key_of(byte);
+}
+
+} // namespace
+
+terminal::terminal() : has_keys(tcgetattr(STDIN_FILENO, &before) == 0) {
+    handle_signals();
+    if (has_keys) {
+        termios raw = before;
+        raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VTIME] = 0;
+        raw.c_cc[VSUSP] = _POSIX_VDISABLE; // a stopped watch would leave its screen behind
+        (void)tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+    }
+    put(ENTER_SCREEN);
+}
+
+terminal::~terminal() {
+    put(LEAVE_SCREEN);
+    if (has_keys)
+        (void)tcsetattr(STDIN_FILENO, TCSANOW, &before);
+}
+
+screen_size terminal::size() const {
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
+        return {};
+    return {std::min(size.ws_col, SIZE_MAX_SHOWN), std::min(size.ws_row, SIZE_MAX_SHOWN)};
+}
+
+// No line end after the last line: the screen would scroll.
+void terminal::show(const std::vector<std::string> &lines) const {
+    std::string frame = HOME;
+    for (size_t i = 0; i < lines.size(); ++i)
+        frame += (i > 0 ? "\r\n" : "") + lines[i] + CLEAR_LINE_REST;
+    put(frame + CLEAR_REST);
+}
+
+key terminal::wait_for_key(int64_t limit_ms) const {
+    pollfd input = {has_keys ? STDIN_FILENO : -1, POLLIN, 0};
+    if (const key pending = signalled(); pending != key::NONE)
+        return pending;
+    const int ready = poll(&input, 1, static_cast<int>(std::max<int64_t>(limit_ms, 0)));
+    return ready > 0 ? read_key() : signalled();
+}
+
+bool takes_utf8() {
+    for (const char *name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char *value = getenv(name);
+        if (value != nullptr && *value != '\0')
+            return std::string(value).find("UTF-8") != std::string::npos ||
+                   std::string(value).find("utf8") != std::string::npos;
+    }
+    return false;
+}

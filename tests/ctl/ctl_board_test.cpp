@@ -1,0 +1,182 @@
+// hk_ctl beside hk_stress on the simulated board, as an operator uses it. Each case is a shell
+// script on the board; it waits for what hk_ctl shows, never for a time.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "tests/support/board_run.h"
+#include "tests/support/terminal_run.h"
+
+namespace {
+
+constexpr char SCRIPT_START[] =
+    "stress='" HK_EMULATOR " " HK_STRESS_PATH "'; ctl='" HK_EMULATOR " " HK_CTL_PATH "'\n"
+    // Waits until a command shows a text: until_shown TEXT COMMAND...
+    "until_shown() { text=$1; shift; until \"$@\" 2>/dev/null | grep -q \"$text\"; do sleep 0.05; "
+    "done; }\n"
+    "segments() { tail -n +2 /proc/sysvipc/shm | wc -l; }\n"
+    "left() { cat /proc/[0-9]*/maps 2>/dev/null | grep -c SYSV; }\n";
+
+board_run on_board(std::vector<std::string> options, const std::string &script) {
+    return board_run::program(std::move(options), {"/bin/sh", "-c", SCRIPT_START + script});
+}
+
+bool shows(const board_run &run, const std::string &text) {
+    return run.output.find(text) != std::string::npos;
+}
+
+TEST(Release, lets_each_held_test_count) {
+    board_run run = on_board({}, "$stress -d1 -D -Y /r0/y -M /r0/a:/r0/b:0 & run=$!\n"
+                                 "until [ $($ctl show | grep -c ' held, pid') = 3 ]; do :; done\n"
+                                 "$ctl release files -M dram; echo released $?\n"
+                                 "until_shown 'read_count *[1-9].*files read' $ctl show\n"
+                                 "until_shown 'read_count *[1-9].*reads' $ctl show\n"
+                                 "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
+                                 "$ctl stop --clean; echo stopped $?\n"
+                                 "wait $run; echo status $?; ls /r0; segments");
+    EXPECT_EQ(run.finish(), 0);
+    for (const char *part : {"released: 1 dram user\n", "released: 2 filesys opt\n",
+                             "released: 3 bbsram file_copy\nreleased 0\n", "remove folder /r0/y\n",
+                             "stopped 0\nstatus 0\n0\n"})
+        EXPECT_TRUE(shows(run, part)) << part << run.output << run.errors;
+}
+
+TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
+    board_run run =
+        on_board({"--cable", "2-8"},
+                 "$stress -d1 -E28 & run=$!\n"
+                 "until_shown 'read_count *[1-9]' $ctl show\n"
+                 "$ctl hold 1; echo held $?\n" // the first record; the word is the second's
+                 "$ctl show | grep read_count > /r0/before\n"
+                 "sleep 0.3; $ctl show | grep read_count | cmp - /r0/before && echo idle\n"
+                 "$ctl release E; echo released $?\n"
+                 "while $ctl show | grep read_count | cmp -s - /r0/before; do :; done\n"
+                 "$ctl hold 2 7; echo wrong $?\n"
+                 "$ctl stop; wait $run; $ctl stop; echo over $?");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "held: 2 sp8 loop\nheld 0\nidle\nreleased: 2 sp8 loop\nreleased 0\n"
+                           "wrong 2\n"))
+        << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "over 3\n")) << run.output;
+}
+
+TEST(Release, reports_a_test_that_holds_itself_again) {
+    board_run run = on_board({}, "$stress -d1 -F & run=$!\n" // no port 5s
+                                 "until_shown 'held, pid' $ctl show\n"
+                                 "$ctl release all; echo released $?; $ctl stop; wait $run");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "released 1\n")) << run.output << run.errors;
+}
+
+TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
+    board_run run = on_board({"--cable", "2-8", "--loop", "5s"},
+                             "$stress -d1 -l10 -E28 -h -E55 & run=$!\n"
+                             "until_shown 'sp5 loop.*running' $ctl show\n"
+                             "$ctl stop --timeout 1 --clean; echo stopped $?\n"
+                             "wait $run; echo status $?; left; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "has not ended within 1.0 s\nend supervisor ")) << run.output;
+    EXPECT_TRUE(shows(run, "stopped 0\nstatus 137\n0\n0\n")) << run.output << run.errors;
+}
+
+TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
+    board_run run =
+        on_board({"--loop", "2", "--loop", "3"},
+                 "name=$(printf 'a\"\\\\\\377\\001\\303\\251')\n"
+                 "$stress -I \"$name\" -E22 & one=$!; $stress -d1 -E33 & two=$!\n"
+                 "until [ $($ctl runs | grep -c ' running ') = 2 ]; do :; done\n"
+                 "until_shown 'sp2 loop' $ctl show @$one; until_shown 'sp3 loop' $ctl show $two\n"
+                 "$ctl show; echo which $?\n"
+                 "$ctl show $one --json | python3 -c 'import json, sys\n"
+                 "print(ascii(json.loads(sys.stdin.buffer.read().decode())[\"options\"][-2]))'\n"
+                 "$ctl stop $one; $ctl runs | grep -c ' running '; $ctl log; echo log $?\n"
+                 "$ctl stop; wait; $ctl show 99; echo none $?");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "which 2\n'a\"\\\\\\ufffd\\x01\\xe9'\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "\n1\nlog 0\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "none 2\n")) << run.output;
+}
+
+// A foreign segment of a table's size, all zero but its creator's number and one word.
+constexpr char MAKE_FOREIGN[] = "import ctypes, os, struct\n"
+                                "c = ctypes.CDLL(None); c.shmat.restype = ctypes.c_void_p\n"
+                                "c.shmdt.argtypes = [ctypes.c_void_p]\n"
+                                "a = c.shmat(c.shmget(0, 5800, 0o1660), None, 0)\n"
+                                "ctypes.memmove(a, struct.pack('=ii', os.getpid(), 1), 8)\n";
+
+TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
+    board_run run =
+        on_board({"--loop", "2", "--loop", "3"},
+                 std::string("python3 -c \"") + MAKE_FOREIGN +
+                     "\"; mkdir /r0/dead; echo keep > /r0/dead/mine; echo keep > /r0/file-0001\n"
+                     "$stress -d1 -Y /r0/live -E33 & live=$!\n"
+                     "$stress -d1 -Y /r0/dead -Y /r0/made -M /r0/a:/r0/b:0 -E22 & dead=$!\n"
+                     "until_shown 'sp2 loop.*running' $ctl show $dead\n"
+                     "until_shown 'sp3 loop.*running' $ctl show $live\n"
+                     "kill -KILL $dead; wait $dead\n"
+                     "$ctl runs; echo runs $?\n"
+                     "$ctl clean --dry-run | grep -c '^would'; ls /r0/made | wc -l; segments\n"
+                     "$ctl clean >/r0/log; echo clean $?; rm /r0/log\n"
+                     "ls /r0 /r0/dead; ls /r0/live | wc -l; segments; $ctl runs | grep -c killed\n"
+                     "$ctl stop $live --clean | grep -c remove; ls /r0; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "has left these tests running: ")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "runs 1\n40\n16\n3\nclean 0\n"
+                           "/r0:\ndead\nfile-0001\nlive\n\n/r0/dead:\nmine\n16\n2\n0\n"))
+        << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "18\ndead\nfile-0001\n1\n")) << run.output << run.errors;
+}
+
+TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    board_run run = on_board({"--loop", "2"},
+                             "$stress -d1 -E22 & run=$!\n"
+                             "until_shown 'sp2 loop.*running' $ctl show\n"
+                             "nobody='setpriv --reuid 65534 --regid 65534 --clear-groups'\n"
+                             "$nobody $ctl runs; echo runs $?; $nobody $ctl stop; echo stop $?\n"
+                             "setpriv --reuid 65534 --clear-groups $ctl stop; echo group $?\n"
+                             "$ctl show | grep running; $ctl stop; wait $run");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_NE(run.errors.find("no right to read it"), std::string::npos) << run.errors;
+    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1 sp2 loop: crossover (-E), running"))
+        << run.output << run.errors;
+}
+
+TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
+    for (const auto &[columns, rows] : {std::pair<uint16_t, uint16_t>{80, 24}, {40, 10}}) {
+        terminal_run run(std::string(HK_BOARD_PATH " --quiet --loop 2 -- sh -c '" HK_EMULATOR
+                                                   " " HK_STRESS_PATH " -d1 -Y /r0/y -E22 & "
+                                                   "until " HK_EMULATOR " " HK_CTL_PATH
+                                                   " show 2>/dev/null | grep -q \"sp2.*running\"; "
+                                                   "do :; done; setsid -w " HK_EMULATOR
+                                                   " " HK_CTL_PATH " watch --every 0.1; "
+                                                   "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
+                                                   " stop'"),
+                         columns, rows);
+        ASSERT_TRUE(run.wait_for("filesys opt     held")) << run.screen;
+        ASSERT_TRUE(run.wait_for("2 sp2 loop        running")) << run.screen;
+        run.type("r");
+        EXPECT_TRUE(run.wait_for("filesys opt     running")) << run.screen;
+        run.type("\033[Bh");
+        run.type("h");
+        EXPECT_TRUE(run.wait_for("sp2 loop        held")) << run.screen;
+        run.resize(30, 5);
+        EXPECT_TRUE(run.wait_for("up/down select  h hold  r rele\033[K\033[J")) << run.screen;
+        run.type("q");
+        EXPECT_TRUE(run.wait_for("left 0")) << run.screen;
+        EXPECT_TRUE(run.wait_for("restored.")) << run.screen;
+    }
+}
+
+TEST(Usage, that_is_wrong_gets_status_2_and_a_reason) {
+    board_run run =
+        on_board({}, "for words in '' nothing 'runs x' 'show --every 1' 'hold' "
+                     "'watch --every 0' 'stop --timeout x' 'show @' 'release --follow 1'\n"
+                     "do $ctl $words >/dev/null; echo $?; done; $ctl runs; echo $?\n"
+                     "$ctl show; echo $?; $ctl --help | grep -c dry-run");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\n3\n1\n") << run.errors;
+}
+
+} // namespace

@@ -1,0 +1,97 @@
+// What the kernel is asked for when a speed is set, and what it then holds. The C library's termios
+// structure has the same name as the kernel's: it stays out of this file.
+
+#include <asm/termbits.h>
+#include <cstdarg>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+
+#include "runtime/unique_fd.h"
+#include "serial/port_settings.h"
+
+namespace {
+
+#ifdef TCGETS2
+using kernel_settings = struct termios2;
+constexpr unsigned long SET_AND_FLUSH = TCSETSF2;
+#else
+using kernel_settings = struct termios;
+constexpr unsigned long SET_AND_FLUSH = TCSETSF;
+#endif
+
+kernel_settings asked = {}; // by the last request that sets and flushes
+
+} // namespace
+
+// With 64-bit time on a 32-bit machine the C library calls ioctl(2) by another name.
+#if __SIZEOF_LONG__ == 4
+#define __real_ioctl __real___ioctl_time64
+#define __wrap_ioctl __wrap___ioctl_time64
+#endif
+extern "C" {
+int __real_ioctl(int, unsigned long, void *);
+int __wrap_ioctl(int, unsigned long, ...);
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    if (request == SET_AND_FLUSH)
+        asked = *static_cast<const kernel_settings *>(argument);
+    return __real_ioctl(fd, request, argument);
+}
+}
+
+namespace {
+
+class KernelSpeed : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(unlockpt(master_.get()), 0);
+        slave.reset(open(ptsname(master_.get()), O_RDWR | O_NOCTTY));
+        ASSERT_TRUE(slave);
+    }
+
+    // Of the line, as the kernel computes it from what it was given. An emulator loses rates.
+    static void expect_rate(int fd, uint32_t bps) {
+#ifdef TCGETS2
+        kernel_settings held = {};
+        ASSERT_EQ(ioctl(fd, TCGETS2, &held), 0);
+        EXPECT_EQ(held.c_ospeed, bps);
+        EXPECT_EQ(held.c_ispeed, bps);
+#else
+        (void)fd;
+        EXPECT_EQ(asked.c_cflag & CBAUD, baud_to_speed_code(static_cast<int32_t>(bps)));
+#endif
+    }
+
+    unique_fd slave;
+
+private:
+    unique_fd master_{posix_openpt(O_RDWR | O_NOCTTY)};
+};
+
+constexpr struct {
+    uint32_t code;
+    uint32_t bps;
+} RATES[] = {{9, 1200},   {11, 2400},   {12, 4800},   {13, 9600},   {15, 38400},
+             {16, 57600}, {17, 115200}, {32, 153600}, {33, 614400}, {13, 9600}};
+
+TEST_F(KernelSpeed, each_of_the_nine_rates_is_set_and_nothing_else_of_the_speed_is_left) {
+    for (const auto &rate : RATES) {
+        EXPECT_EQ(set_port_speed(slave.get(), rate.code), 0);
+        expect_rate(slave.get(), rate.bps);
+    }
+}
+
+TEST_F(KernelSpeed, raw_mode_leaves_the_rate_as_it_is_and_the_sync_settings_set_614400) {
+    EXPECT_EQ(set_port_speed(slave.get(), 32), 0);
+    EXPECT_EQ(set_raw_mode(slave.get()), 0);
+    expect_rate(slave.get(), 153600);
+    EXPECT_EQ(set_sync_settings(slave.get()), 0);
+    expect_rate(slave.get(), 614400);
+}
+
+} // namespace
