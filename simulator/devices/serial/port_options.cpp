@@ -30,7 +30,6 @@ void join(device_set &devices, serial_port &port, line::line_end &other) {
     devices.cables.push_back(std::make_unique<line::cable>(port.model, other));
     port.joint = devices.cables.back().get();
     port.joint->set_faults(port.model, port.faults);
-    port.faults.count_in(port.hangup);
 }
 
 } // namespace
@@ -40,13 +39,13 @@ serial_port &port_named(device_set &devices, const std::string &name) {
     return port != nullptr ? *port : devices.add<serial_port>(name);
 }
 
-bool plug_device(device_set &devices, serial_port &port, line::line_end &end, port_faults &faults,
-                 const std::string &option) {
+bool plug_device(device_set &devices, serial_port &port, line::line_end &end,
+                 direction_faults &faults, const std::string &option) {
     if (!is_free(port, option))
         return false;
     join(devices, port, end);
     port.joint->set_faults(end, faults);
-    faults.count_in(port.hangup);
+    port.arriving = &faults;
     return true;
 }
 
@@ -70,9 +69,8 @@ bool plug_cable(device_set &devices, const char *text) {
     join(devices, first, second.model);
     second.joint = first.joint;
     second.joint->set_faults(second.model, second.faults);
-    second.faults.count_in(second.hangup);
-    first.faults.count_in(second.hangup);
-    second.faults.count_in(first.hangup);
+    first.arriving = &second.faults;
+    second.arriving = &first.faults;
     return true;
 }
 
@@ -85,7 +83,7 @@ bool plug_loop(device_set &devices, const char *text) {
         return false;
     port.partner_name = port.name;
     join(devices, port, port.model);
-    port.faults.count_in(port.hangup); // each chunk leaves the port and reaches it
+    port.arriving = &port.faults;
     return true;
 }
 
