@@ -18,17 +18,22 @@
 
 namespace simulator {
 
+// A port that goes away with a chunk that leaves or reaches it, which is lost.
+struct port_hangup {
+    std::vector<fault> rows;
+    uint32_t chunks = 0; // that have left and reached the port
+
+    bool is_due(int64_t now_us) const;
+};
+
 class direction_faults final : public line::line_faults {
 public:
     // Whether the fault belongs to the direction that leaves its port, or to the one that arrives.
     static bool leaves(const fault &wanted);
     void add(const fault &wanted);
 
-    // Chunks that have left so far, lost ones included. Those of both directions of a port decide
-    // when it hangs up.
-    uint32_t chunk_count() const {
-        return chunks;
-    }
+    // The chunks of this direction leave or reach that port, which must live as long as the cable.
+    void count_in(port_hangup &port);
 
     void strike(line::passing_character &passing) override;
     void strike(line::passing_frame &passing) override;
@@ -38,6 +43,7 @@ public:
     int64_t next_change(int64_t now) const override;
 
 private:
+    void count_chunk(int64_t time);
     void begin_chunk(int64_t time);
     void strike(const fault &present, line::passing_character &passing);
     void strike(const fault &present, line::passing_frame &passing);
@@ -53,11 +59,12 @@ private:
     static void note(const present_fault &each, bool shows);
 
     std::vector<present_fault> faults;
-    uint32_t chunks = 0;
+    std::vector<port_hangup *> hangups; // a loop's twice
+    uint32_t chunks = 0;                // lost ones included
+    bool is_port_gone = false;
     uint32_t characters = 0;
     int64_t chunk_end = -1;   // of the last character
     uint32_t chunk_bytes = 0; // of the present chunk so far
-    uint32_t last_bytes = 1;  // of the one before
     uint32_t bits_flipped = 0;
     uint32_t bytes_garbled = 0;
 };

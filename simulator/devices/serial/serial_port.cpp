@@ -98,7 +98,7 @@ int64_t serial_port::wake_time_us() const {
 void serial_port::wake(int64_t) {
     joint->advance(line_now());
     if (goes_away()) {
-        for (const fault &each : hangups)
+        for (const fault &each : hangup.rows)
             each.count_strike();
         model.hang_up(line_now(), true);
         node.remove(); // the terminal hangs up too
@@ -252,7 +252,7 @@ bool serial_port::take_fault(const fault &wanted) {
         return false;
     if (wanted.kind->id != fault_id::hangup)
         return take_line_fault(wanted);
-    hangups.push_back(wanted);
+    hangup.rows.push_back(wanted);
     return true;
 }
 
@@ -266,13 +266,8 @@ bool serial_port::take_line_fault(const fault &wanted) {
     return true;
 }
 
-// A chunk of a loop leaves the port and reaches it.
 bool serial_port::goes_away() const {
-    const uint32_t chunks =
-        faults.chunk_count() + (arriving != nullptr ? arriving->chunk_count() : 0);
-    return node.is_present() && std::ranges::any_of(hangups, [&](const fault &each) {
-               return chunks >= static_cast<uint32_t>(each.numbers[0]) && each.is_active(now_us());
-           });
+    return node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator

@@ -32,6 +32,7 @@ struct serial_port final : device {
     line::port model;
     direction_faults faults;              // of what leaves this port
     direction_faults *arriving = nullptr; // of what reaches it
+    port_hangup hangup;                   // counts both
     line::cable *joint = nullptr;         // none: nothing is plugged in
     std::string partner_name;             // of the port at the other end, for the fault "lines"
     bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
@@ -88,7 +89,6 @@ private:
     bool is_terminal_served = false;
     std::vector<uint8_t> unsent; // from the terminal; the line has no room for it yet
     uint64_t seen_changes = 0;
-    std::vector<fault> hangups;
 };
 
 } // namespace simulator
