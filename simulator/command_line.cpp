@@ -95,7 +95,7 @@ bool read_command_line(int argc, char *const *argv, command_line &given) {
 void print_help() {
     dprintf(STDOUT_FILENO,
             "%s\nRuns a program on a simulated board: private namespaces with serial ports, modem "
-            "lines,\nLED, system log and network of their own. Options may be repeated.\n\n",
+            "lines,\nLED, system log and network. Options may be repeated.\n\n",
             USAGE);
     for (const option_row &row : option_table())
         dprintf(STDOUT_FILENO, "  %-24s %s\n", row.example, row.meaning);

@@ -1,6 +1,6 @@
 // The sending half of a synchronous port: frames leave one after the other, each with an opening
-// flag, a closing flag and a 16-bit check (HDLC). Its times do not include the bits that HDLC
-// stuffs into the data.
+// flag, a closing flag and a 16-bit check (HDLC). The bits that HDLC stuffs into the data take no
+// time here.
 #pragma once
 
 #include "simulator/line/uart/wire.h"

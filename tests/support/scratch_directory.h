@@ -17,7 +17,7 @@ protected:
     // Starts a test as record 1, held; returns when its set-up is done and it idles.
     static void start_held(void (*routine)(int no_fork, const char *argument),
                            const std::string &argument);
-    // Tells a test to stop; returns the exit status of its process.
+    // Asks a test to stop; returns the exit status of its process.
     static int stop(int index = 1);
 
 private:

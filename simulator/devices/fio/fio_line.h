@@ -33,7 +33,7 @@ private:
     struct addressed_module {
         uint8_t address;
         size_t set_bytes;   // output bytes in a set-outputs request
-        size_t input_bytes; // input bytes in a read-inputs reply
+        size_t input_bytes; // in a read-inputs reply
         fio_module module;
     };
     struct late_reply {

@@ -92,8 +92,8 @@ void spi_memory::finish_opening() {
     (void)fcntl(node.get(), F_SETLEASE, F_UNLCK);
 }
 
-// The kernel refuses the lease while the program has the file open; the next close tries again. It
-// forgets the signal with each released lease.
+// The kernel refuses the lease while the program has the file open; the next close tries again. The
+// kernel forgets the signal with each released lease.
 bool spi_memory::hold() {
     return fcntl(node.get(), F_SETSIG, opening_signal) == 0 &&
            fcntl(node.get(), F_SETLEASE, F_WRLCK) == 0;
