@@ -20,7 +20,7 @@ bool is_port(const std::string &name, const std::string &option) {
 
 bool is_free(const serial_port &port, const std::string &option) {
     return port.joint == nullptr ||
-           complain("%s: something is already plugged into port %s; a port takes one "
+           complain("%s: something is plugged into port %s already; a port takes one "
                     "cable, loop, feed, panel or line of modules",
                     option.c_str(), port.name.c_str());
 }
