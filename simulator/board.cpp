@@ -1,13 +1,13 @@
 #include "simulator/board.h"
 
 #include "simulator/base/message.h"
+#include "simulator/devices/network_interface.h"
 #include "simulator/devices/serial/port_calls.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/world/entrance.h"
 #include "simulator/world/hold_release.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
-#include "simulator/world/network.h"
 #include "simulator/world/program_run.h"
 #include "simulator/world/root.h"
 
@@ -44,8 +44,13 @@ bool carry_out_options(const command_line &given, board &built) {
     return true;
 }
 
-// Says that no device takes the fault, and which things of its kind there are.
+// Says that no device takes the fault, and which things of its kind there are or what would strike.
 bool refuse_fault(const fault &wanted, const device_set &devices) {
+    for (const std::unique_ptr<device> &each : devices.devices)
+        if (const std::string possible = each->possible_instead(wanted); !possible.empty())
+            return complain("--fault %s: it could never strike; possible on %s %s: %s",
+                            wanted.text.c_str(), wanted.kind->thing, wanted.target.c_str(),
+                            possible.c_str());
     std::set<std::string> targets;
     for (const std::unique_ptr<device> &each : devices.devices)
         each->list_targets(wanted.kind->thing, targets);
@@ -76,6 +81,24 @@ bool deal_out_faults(const command_line &given, const board &built) {
             return refuse_fault(wanted, built.devices);
     }
     return true;
+}
+
+// A run with random faults can be repeated with its seed.
+void note_seed(const run_settings &settings) {
+    const auto is_random = [](const fault &each) { return each.clock().has_rate(); };
+    if (std::ranges::any_of(settings.faults, is_random))
+        board_note("random faults follow --seed %d", settings.seed);
+}
+
+void note_strikes(const run_settings &settings) {
+    for (const fault &each : settings.faults) {
+        const unsigned long long count = each.strike_count();
+        if (count == 0)
+            board_note("fault %s never struck", each.text.c_str());
+        else
+            board_note("fault %s struck %llu time%s", each.text.c_str(), count,
+                       count == 1 ? "" : "s");
+    }
 }
 
 // The board must not be late when the machine is busy. Only a privileged one may ask for it, and
@@ -109,7 +132,11 @@ void run_to_the_end(const program_run &run, std::span<event_source *const> sourc
         turn(sources, NEVER);
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
     }
-    pass_on_rest(sources);
+}
+
+void start_faults(const run_settings &settings) {
+    for (const fault &each : settings.faults)
+        each.start(now_us());
 }
 
 std::vector<serial_port *> ports_of(const device_set &devices) {
@@ -146,10 +173,14 @@ bool build_board(const command_line &given, board &built) {
 
 int run_board(board &built, char *const *program, const machine_paths &paths) {
     raise_priority();
-    bring_up_network(built.settings.mac);
-    if (!build_root(paths.own_program) || !open_nodes(built.devices) || !protect_machine())
+    built.devices.find<network_interface>()->bring_up(); // every board has one
+    if (!build_root(paths.own_program))
+        return STATUS_NO_BOARD;
+    start_faults(built.settings);
+    if (!open_nodes(built.devices) || !protect_machine())
         return STATUS_NO_BOARD;
 
+    note_seed(built.settings);
     program_run run;
     request_channel requests;
     port_calls calls(ports_of(built.devices), numbers_for_ports());
@@ -174,6 +205,8 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
         return STATUS_NO_BOARD;
     requests.listen_on(std::move(run.listener));
     run_to_the_end(run, sources);
+    note_strikes(built.settings);
+    pass_on_rest(sources);
     return run.status;
 }
 

@@ -2,9 +2,11 @@
 
 #include "simulator/devices/fio/fio_options.h"
 #include "simulator/devices/led.h"
+#include "simulator/devices/network_interface.h"
 #include "simulator/devices/panel/panel_options.h"
 #include "simulator/devices/serial/port_options.h"
 #include "simulator/devices/spi/spi_options.h"
+#include "simulator/devices/store.h"
 #include "simulator/devices/system_log.h"
 
 namespace simulator {
@@ -27,7 +29,9 @@ constexpr option_row OPTIONS[] = {
     {"feed", "PORT[=BPS]:FILE", "--feed 1:data",
      "send the bytes of a file into a port, over and over: 16 every 10 ms, at 115200 bit/s",
      plug_feed},
-    {"fault", "FAULT", "--fault flip:2:10", "break something, see the list below", take_fault},
+    {"seed", "NUMBER", "--seed 7", "repeat the random faults of the run that printed this seed",
+     take_seed},
+    {"fault", "FAULT", "--fault flip:2:10@5-9", "break something, see the list below", take_fault},
     {"panel", nullptr, "--panel", "make this terminal the front panel on port 6; Ctrl-C ends",
      plug_terminal},
     {"keys", "SCRIPT", "--keys 's \\e[A @2.5 \\r'",
@@ -43,7 +47,7 @@ constexpr option_row OPTIONS[] = {
     {"name", "NAME", "--name left", "name the board, so that --enter finds it", take_name},
     {"enter", "NAME", "--enter left", "run the program on a board that is running", enter_option{}},
     {"mac", "ADDRESS", "--mac 02:00:00:00:12:34", "hardware address of the network interface",
-     take_mac},
+     set_hardware_address},
     {"for", "SECONDS", "--for 60", "send SIGTERM to the program after that time", take_for},
     {"log", "FILE", "--log run.log",
      "write everything the board prints into FILE as well; FILE is overwritten", take_log},
@@ -63,6 +67,8 @@ std::span<const option_row> option_table() {
 void add_devices_of_every_board(device_set &devices) {
     add_system_log(devices);
     add_led(devices);
+    add_network_interface(devices);
+    add_store(devices);
 }
 
 } // namespace simulator

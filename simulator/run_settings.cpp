@@ -4,36 +4,22 @@
 #include "simulator/base/text.h"
 #include "simulator/world/board_name.h"
 
-#include <cstdio>
-
 namespace simulator {
 
 namespace {
 
 constexpr double RUN_SECONDS_MAX = 1e9;
-
-constexpr unsigned GROUP_ADDRESS = 1; // in the first byte: an address of many stations
+constexpr number_range SEED = {0, SEED_COUNT - 1};
 
 } // namespace
 
 bool take_fault(run_settings &settings, const char *text) {
-    settings.faults.emplace_back();
-    return parse_fault(text, settings.faults.back());
+    return add_fault(text, static_cast<uint64_t>(settings.seed), settings.faults);
 }
 
-bool take_mac(run_settings &settings, const char *text) {
-    std::array<unsigned, std::tuple_size_v<mac_address>> bytes{};
-    int length = 0;
-    const int found = sscanf(text, "%2x:%2x:%2x:%2x:%2x:%2x%n", &bytes[0], &bytes[1], &bytes[2],
-                             &bytes[3], &bytes[4], &bytes[5], &length);
-    if (found != static_cast<int>(bytes.size()) || text[length] != '\0' ||
-        (bytes[0] & GROUP_ADDRESS) != 0)
-        return complain("--mac %s: this is no hardware address of a station; one is "
-                        "02:00:00:00:12:34",
-                        text);
-    for (size_t i = 0; i < bytes.size(); i++)
-        settings.mac[i] = static_cast<uint8_t>(bytes[i]);
-    return true;
+bool take_seed(run_settings &settings, const char *text) {
+    return read_number(text, SEED, settings.seed) ||
+           complain("--seed %s: a seed is a number, 0 to %d", text, SEED.most);
 }
 
 bool take_for(run_settings &settings, const char *text) {

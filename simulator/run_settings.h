@@ -3,16 +3,18 @@
 
 #include "simulator/faults/fault.h"
 #include "simulator/time/clock.h"
-#include "simulator/world/network.h"
 
 #include <string>
 #include <vector>
 
 namespace simulator {
 
+constexpr int SEED_COUNT = 1'000'000'000; // seeds are below it
+
 struct run_settings {
     std::vector<fault> faults;
-    mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
+    // Of random faults; another in each run that does not give one.
+    int seed = static_cast<int>(calendar_us() % SEED_COUNT);
     int64_t run_us = NEVER; // after which the program gets SIGTERM
     std::string log_path;   // empty: none
     std::string name;       // empty: none
@@ -22,7 +24,7 @@ struct run_settings {
 
 // Each takes the argument of one option. False after a message that says what is valid.
 bool take_fault(run_settings &settings, const char *text); // --fault
-bool take_mac(run_settings &settings, const char *text);   // --mac
+bool take_seed(run_settings &settings, const char *text);  // --seed, before the faults
 bool take_for(run_settings &settings, const char *text);   // --for
 bool take_log(run_settings &settings, const char *path);   // --log
 bool take_name(run_settings &settings, const char *name);  // --name

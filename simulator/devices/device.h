@@ -39,7 +39,14 @@ struct device : event_source, request_taker {
         (void)thing;
         (void)targets;
     }
-    // True when the fault is meant for this device, which has it from then on.
+    // What the fault would have to say to strike this device, or a part of it, that it names:
+    // "bytes 0 to 7". Empty for one that can strike as it is, or is for another device.
+    virtual std::string possible_instead(const fault &wanted) const {
+        (void)wanted;
+        return "";
+    }
+    // True when the fault is meant for this device, which has it from then on. A copy of the fault
+    // shares its times and its count. False for one that could never strike.
     virtual bool take_fault(const fault &wanted) {
         (void)wanted;
         return false;

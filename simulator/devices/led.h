@@ -8,6 +8,7 @@
 #pragma once
 
 #include "simulator/devices/device_set.h"
+#include "simulator/devices/presence_faults.h"
 #include "simulator/devices/pty.h"
 
 namespace simulator {
@@ -20,14 +21,23 @@ struct led final : device {
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    bool take_fault(const fault &wanted) override;
 
 private:
+    bool appear();
+    void disappear();
+    void protect();
+    void unprotect();
+    void set_state(uint8_t wanted);
     void offer_state();
 
     pty line;
     uint8_t state = 0;
     unique_fd reader_watch;
     int64_t refill_us = NEVER;
+    presence_faults absence;
+    presence_faults protection; // the LED takes no writes
 };
 
 void add_led(device_set &devices);

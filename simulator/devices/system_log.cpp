@@ -16,6 +16,9 @@ namespace simulator {
 
 namespace {
 
+constexpr const char *NODE = "/dev/log";
+constexpr const char *PART = "log"; // what faults call it
+
 constexpr int MESSAGES_A_TURN = 64;
 constexpr size_t MESSAGE_BYTES = 8192; // the C library's messages end there
 
@@ -49,13 +52,20 @@ std::string_view without_header(std::string_view message) {
 
 bool system_log::open_nodes() {
     allow_many_unread();
+    if (!open_socket())
+        return false;
+    wake(now_us());
+    return true;
+}
+
+bool system_log::open_socket() {
     socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, "/dev/log");
+    strcpy(address.sun_path, NODE);
     if (!socket.is_open() ||
         bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        return cannot("open", "/dev/log");
+        return cannot("open", NODE);
     const int bytes = RECEIVE_BYTES;
     if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
         (void)setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
@@ -63,7 +73,8 @@ bool system_log::open_nodes() {
 }
 
 void system_log::add_polls(std::vector<pollfd> &polls) const {
-    polls.push_back({socket.get(), POLLIN, 0});
+    if (socket.is_open())
+        polls.push_back({socket.get(), POLLIN, 0});
     forward.add_polls(polls);
 }
 
@@ -80,6 +91,33 @@ bool system_log::has_unsent() const {
 
 void system_log::report_unsent() {
     forward.report_unsent();
+}
+
+int64_t system_log::wake_time_us() const {
+    return absence.next_look_us();
+}
+
+// What was sent before the log goes has arrived. After it, sending fails until the log is back, see
+// syslog(3): the C library connects anew.
+void system_log::wake(int64_t time_us) {
+    if (!absence.has_changed(time_us))
+        return;
+    if (!absence.is_present()) {
+        (void)open_socket();
+        return;
+    }
+    take_messages();
+    socket.reset();
+    (void)unlink(NODE);
+}
+
+void system_log::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "removable part")
+        targets.insert(PART);
+}
+
+bool system_log::take_fault(const fault &wanted) {
+    return absence.take(wanted, fault_id::gone, PART);
 }
 
 void system_log::take_messages() {

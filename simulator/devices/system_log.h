@@ -4,6 +4,7 @@
 
 #include "simulator/base/unique_fd.h"
 #include "simulator/devices/device_set.h"
+#include "simulator/devices/presence_faults.h"
 #include "simulator/world/log/log_forward.h"
 
 namespace simulator {
@@ -16,11 +17,17 @@ struct system_log final : device {
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
     void report_unsent() override;
+    int64_t wake_time_us() const override;
+    void wake(int64_t time_us) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    bool take_fault(const fault &wanted) override;
 
 private:
+    bool open_socket();
     void take_messages();
 
-    unique_fd socket;
+    unique_fd socket; // not open while the log is gone
+    presence_faults absence;
 };
 
 void add_system_log(device_set &devices);

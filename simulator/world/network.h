@@ -9,9 +9,14 @@ namespace simulator {
 
 using mac_address = std::array<uint8_t, 6>;
 
-// Brings up "lo" and "eth0" with the given hardware address. Where the kernel offers no kind of
-// virtual interface the board does without, after a message on standard error. To be called while
-// the host's /dev is still visible.
-void bring_up_network(const mac_address &mac);
+void bring_up_loopback();
+
+// Adds "eth0" with the given hardware address and brings it up. Where the kernel offers no kind of
+// virtual interface the board does without, after a message on standard error. `tunnel` is an open
+// descriptor of the host's /dev/net/tun, or -1: the board itself does not show that node.
+void add_interface(const mac_address &mac, int tunnel);
+
+// Takes it away, with its addresses.
+void remove_interface();
 
 } // namespace simulator

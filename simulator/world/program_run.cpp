@@ -84,6 +84,8 @@ void drop_machine_rights() {
 bool program_run::start(const program_start &how) {
     sigset_t blocked; // what the outer process passes on, and SIGCHLD
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; number++)
+        (void)sigdelset(&blocked, number); // a device's own, see spi_memory.cpp
     signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
     int ends[2];
     // Of this kind the kernel reports the end: a child that fails before it sends must be noticed.

@@ -5,7 +5,7 @@
 
 #include "simulator/devices/device.h"
 #include "simulator/devices/fio/fio_module.h"
-#include "simulator/devices/serial/port_faults.h"
+#include "simulator/faults/direction_faults.h"
 #include "simulator/line/device_end.h"
 
 #include <deque>
@@ -16,7 +16,7 @@ struct fio_line final : device {
     fio_line();
 
     line::device_end end{true};
-    port_faults faults; // of what the modules send: none but those of their port
+    direction_faults faults; // of what the modules send: none but those of their port
 
     // Adds a module, 1 to 255 each. False when another one has the address.
     bool add_module(int address, int type);
@@ -27,6 +27,7 @@ struct fio_line final : device {
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    std::string possible_instead(const fault &wanted) const override;
     bool take_fault(const fault &wanted) override;
 
 private:
@@ -43,6 +44,7 @@ private:
 
     void take_request_frame(int64_t now, std::span<const uint8_t> frame);
     void answer_request(int64_t now, addressed_module &asked, std::span<const uint8_t> frame);
+    void send(int64_t now, const std::vector<uint8_t> &reply, int64_t delay_us);
 
     std::vector<addressed_module> modules;
     std::deque<late_reply> late;

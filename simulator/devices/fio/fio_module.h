@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,14 +38,24 @@ struct fio_module {
     std::vector<uint8_t> execute(uint8_t command, std::span<const uint8_t> payload,
                                  size_t input_bytes);
 
-    // True when the fault is this module's. The transport asks `strikes` for those of the way.
-    bool take_fault(const fault &wanted);
+    // What a fault of this module would have to say to strike; empty if it can as it is. A read
+    // returns `input_bytes` inputs.
+    std::string possible_instead(const fault &wanted, size_t input_bytes) const;
+    // True when the fault is this module's. The transport asks for those of the way.
+    bool take_fault(const fault &wanted, size_t input_bytes);
     // Whether such a fault breaks the reply given last.
     bool strikes(fault_id id) const;
+    // Breaks one bit of the data of the reply given last, if it is to be broken.
+    void corrupt(std::span<uint8_t> data) const;
+    // How late the reply given last is.
+    int64_t delay_us() const;
 
 private:
     bool is_silent_to(uint8_t command) const;
     bool is_dead(const wire &path) const;
+    uint8_t identity() const;
+    std::set<int> input_bytes_wired(size_t read_bytes) const;
+    std::set<int> output_bytes_wired() const;
     std::array<uint8_t, MODULE_BYTES> read_inputs() const;
 
     module_wiring wiring;

@@ -22,7 +22,7 @@ struct front_panel final : device {
     explicit front_panel(serial_port &panel_port);
 
     line::device_end end{false};
-    port_faults faults; // of what the panel sends: none but those of its port
+    direction_faults faults; // of what the panel sends: none but those of its port
 
     // Keys to be pressed after those that the script has already.
     void add_keys(const std::vector<key_step> &keys);

@@ -27,7 +27,7 @@ struct feed final : device {
     explicit feed(const serial_port &fed_port); // named "feed1" for port 1
 
     line::device_end end{false};
-    port_faults faults;
+    direction_faults faults;
 
     void set_speed(uint32_t bps);
 

@@ -33,6 +33,11 @@ void join(device_set &devices, serial_port &port, line::line_end &other) {
     port.faults.count_in(port.hangup);
 }
 
+void receive(serial_port &port, direction_faults &arriving) {
+    port.arriving = &arriving;
+    arriving.count_in(port.hangup);
+}
+
 } // namespace
 
 serial_port &port_named(device_set &devices, const std::string &name) {
@@ -40,13 +45,13 @@ serial_port &port_named(device_set &devices, const std::string &name) {
     return port != nullptr ? *port : devices.add<serial_port>(name);
 }
 
-bool plug_device(device_set &devices, serial_port &port, line::line_end &end, port_faults &faults,
-                 const std::string &option) {
+bool plug_device(device_set &devices, serial_port &port, line::line_end &end,
+                 direction_faults &faults, const std::string &option) {
     if (!is_free(port, option))
         return false;
     join(devices, port, end);
     port.joint->set_faults(end, faults);
-    faults.count_in(port.hangup);
+    receive(port, faults);
     return true;
 }
 
@@ -71,8 +76,8 @@ bool plug_cable(device_set &devices, const char *text) {
     second.joint = first.joint;
     second.joint->set_faults(second.model, second.faults);
     second.faults.count_in(second.hangup);
-    first.faults.count_in(second.hangup);
-    second.faults.count_in(first.hangup);
+    receive(first, second.faults);
+    receive(second, first.faults);
     return true;
 }
 
@@ -85,7 +90,7 @@ bool plug_loop(device_set &devices, const char *text) {
         return false;
     port.partner_name = port.name;
     join(devices, port, port.model);
-    port.faults.count_in(port.hangup); // each chunk leaves the port and reaches it
+    receive(port, port.faults);
     return true;
 }
 

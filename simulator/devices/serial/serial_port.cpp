@@ -91,14 +91,15 @@ void serial_port::ready(const pollfd &) {
 }
 
 int64_t serial_port::wake_time_us() const {
-    const bool is_busy = (hangup.has_struck() && node.is_present()) ||
-                         (is_terminal_served && seen_changes != model.changes());
+    const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
     return is_busy ? 0 : board_time_us(model.next_event_time());
 }
 
 void serial_port::wake(int64_t) {
     joint->advance(line_now());
-    if (hangup.has_struck() && node.is_present()) {
+    if (goes_away()) {
+        for (const fault &each : hangup.rows)
+            each.count_strike();
         model.hang_up(line_now(), true);
         node.remove(); // the terminal hangs up too
     }
@@ -233,7 +234,9 @@ bool serial_port::is_on_cable(const std::string &cable) const {
 }
 
 void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "port")
+    const bool has_kind = thing == (is_synchronous() ? "sync line" : "async line");
+    if (thing == "serial node" ||
+        (joint != nullptr && (thing == "port" || thing == "line" || has_kind)))
         targets.insert(name);
     if (thing == "cable" && !partner_name.empty())
         targets.insert(cable_name());
@@ -242,16 +245,29 @@ void serial_port::list_targets(std::string_view thing, std::set<std::string> &ta
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
         if (is_on_cable(wanted.target))
-            faults.lines_wired = false;
+            faults.add(wanted);
         return is_on_cable(wanted.target);
     }
-    if (wanted.target != name || !is_fault_of(wanted, "port"))
+    if (wanted.target != name)
         return false;
-    if (wanted.kind->id == fault_id::hangup)
-        hangup.limit = static_cast<uint32_t>(wanted.numbers[0]);
-    else
-        faults.add(wanted);
+    if (wanted.kind->id != fault_id::hangup)
+        return take_line_fault(wanted);
+    hangup.rows.push_back(wanted);
     return true;
+}
+
+bool serial_port::take_line_fault(const fault &wanted) {
+    std::set<std::string> targets;
+    list_targets(wanted.kind->thing, targets);
+    const bool is_modem_line = !direction_faults::leaves(wanted);
+    if (!targets.contains(name) || (is_modem_line && name == PORT_WITHOUT_LINES))
+        return false;
+    (is_modem_line ? *arriving : faults).add(wanted);
+    return true;
+}
+
+bool serial_port::goes_away() const {
+    return node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator

@@ -8,8 +8,8 @@
 #pragma once
 
 #include "simulator/devices/device.h"
-#include "simulator/devices/serial/port_faults.h"
 #include "simulator/devices/serial/port_node.h"
+#include "simulator/faults/direction_faults.h"
 #include "simulator/line/cable.h"
 #include "simulator/line/port.h"
 
@@ -30,11 +30,12 @@ struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
 
     line::port model;
-    port_faults faults;           // of what leaves this port
-    chunk_counter hangup;         // of chunks leaving or reaching it
-    line::cable *joint = nullptr; // none: nothing is plugged in
-    std::string partner_name;     // of the port at the other end, for the fault "lines"
-    bool is_emulated = false;     // --emulated: the program runs under a user-mode emulator
+    direction_faults faults;              // of what leaves this port
+    direction_faults *arriving = nullptr; // of what reaches it
+    port_hangup hangup;                   // counts both
+    line::cable *joint = nullptr;         // none: nothing is plugged in
+    std::string partner_name;             // of the port at the other end, for the fault "lines"
+    bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
 
     bool is_synchronous() const {
         return name.back() == 's';
@@ -79,6 +80,8 @@ private:
     void send_rest();
     void give_to_node();
     void close_if_abandoned();
+    bool goes_away() const;
+    bool take_line_fault(const fault &wanted);
 
     port_node node;
     std::optional<line::cable> open_end; // a cable with one end, if nothing is plugged in
