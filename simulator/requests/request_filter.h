@@ -19,8 +19,12 @@ constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
 struct filter_rules {
     std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
     std::optional<port_descriptors> ports; // none: the board has no port
+    bool own_time = false;                 // the calls of timed_calls.h too
 };
 
+// With the rules for the board's own time, also makes the addresses of everything it executes the
+// same in each run.
+//
 // Installs the filter in the calling process; everything it executes or forks has it too. An
 // emulator started afterwards is the caller as far as the kernel is concerned, so a program for
 // another processor works as well. Returns the notification descriptor, or none with errno set.
