@@ -1,4 +1,4 @@
-// What the operator asks for besides devices.
+// The operator's settings of a run, apart from devices.
 #pragma once
 
 #include "simulator/faults/fault.h"
@@ -15,9 +15,9 @@ constexpr int64_t DEFAULT_START_US = 1'767'225'600 * US_PER_SECOND; // 2026-01-0
 
 struct run_settings {
     std::vector<fault> faults;
-    // Of random faults; another in each run that does not give one.
+    // Of random faults. Each run without --seed uses another one.
     int seed = static_cast<int>(calendar_us() % SEED_COUNT);
-    int64_t run_us = NEVER; // after which the program gets SIGTERM
+    int64_t run_us = NEVER; // time until the program gets SIGTERM
     std::string log_path;   // empty: none
     std::string name;       // empty: none
     bool quiet = false;     // the log is not shown

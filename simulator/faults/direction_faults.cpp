@@ -10,12 +10,13 @@ namespace simulator {
 namespace {
 
 constexpr uint8_t INSERTED_BYTE = 0xA5;
+constexpr uint32_t FLIPPED_PLACES = 3; // a flip strikes one of the first bytes, each in turn
 
 int64_t in_us(int64_t line_time) {
     return line_time / NS_PER_US;
 }
 
-// Another bit each time.
+// Flips another bit each time.
 void flip_bit(uint8_t &byte, uint32_t turn) {
     byte ^= static_cast<uint8_t>(1U << turn % 8);
 }
@@ -38,12 +39,24 @@ uint32_t lines_with(const fault &present, uint32_t driven) {
 
 } // namespace
 
+bool port_hangup::is_due(int64_t now_us) const {
+    return std::ranges::any_of(
+        rows,
+        [&](const fault &each) {
+            return chunks >= static_cast<uint32_t>(each.numbers[0]) && each.is_active(now_us);
+        });
+}
+
 bool direction_faults::leaves(const fault &wanted) {
     return wanted.kind->id != fault_id::stuck_cts && wanted.kind->id != fault_id::stuck_dcd;
 }
 
 void direction_faults::add(const fault &wanted) {
     faults.push_back({.row = wanted});
+}
+
+void direction_faults::count_in(port_hangup &port) {
+    hangups.push_back(&port);
 }
 
 bool direction_faults::loses_chunk(const fault &present, int64_t time) const {
@@ -59,9 +72,16 @@ bool direction_faults::loses_chunk(const fault &present, int64_t time) const {
     }
 }
 
-void direction_faults::begin_chunk(int64_t time) {
+void direction_faults::count_chunk(int64_t time) {
     chunks++;
-    last_bytes = std::max(chunk_bytes, 1U);
+    for (port_hangup *port : hangups) {
+        port->chunks++;
+        is_port_gone = is_port_gone || port->is_due(time);
+    }
+}
+
+void direction_faults::begin_chunk(int64_t time) {
+    count_chunk(time);
     chunk_bytes = 0;
     for (present_fault &each : faults) {
         each.loses = loses_chunk(each.row, time);
@@ -75,9 +95,10 @@ void direction_faults::strike(line::passing_character &passing) {
         begin_chunk(in_us(passing.time));
     chunk_end = passing.end;
     characters++;
+    passing.lost = is_port_gone;
     for (present_fault &each : faults) {
         passing.lost = passing.lost || each.loses;
-        if (each.flips && chunk_bytes >= bits_flipped % last_bytes) {
+        if (each.flips && chunk_bytes >= bits_flipped % FLIPPED_PLACES) {
             flip_bit(passing.data, bits_flipped++);
             each.flips = false;
         }
@@ -105,7 +126,8 @@ void direction_faults::strike(const fault &present, line::passing_character &pas
 }
 
 void direction_faults::strike(line::passing_frame &passing) {
-    chunks++;
+    count_chunk(in_us(passing.time));
+    passing.lost = is_port_gone;
     for (const present_fault &each : faults)
         strike(each.row, passing);
 }
@@ -159,7 +181,7 @@ uint32_t direction_faults::modem_lines(int64_t now, uint32_t driven) const {
     return arriving;
 }
 
-// A fault that strikes single things changes nothing by itself; it does no harm to look then, too.
+// A fault that strikes single bytes or frames changes no state; waking for it too does no harm.
 int64_t direction_faults::next_change(int64_t now) const {
     int64_t next = NEVER;
     for (const present_fault &each : faults)

@@ -42,7 +42,7 @@ bool is_free(const request &asked, int descriptor) {
     return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
 }
 
-// Where the caller's path begins, seen by the board; "self" is another process there.
+// The caller's path as the board reaches it. For the board, /proc/self is another process.
 std::string seen_by_board(const request &asked, int directory, const std::string &path) {
     static const std::string SELF = "/proc/self/";
     if (path.starts_with(SELF))
@@ -74,7 +74,7 @@ std::optional<descriptor_status> status_of(const request &asked, int descriptor)
     descriptor_status found{};
     struct stat link {};
     if (stat(path.c_str(), &found.node) != 0 || lstat(path.c_str(), &link) != 0 ||
-        !is_waiting(asked)) // else the number may already be another process's
+        !is_waiting(asked)) // else the pid may already be another process's
         return std::nullopt;
     found.is_readable = (link.st_mode & S_IRUSR) != 0;
     found.is_writable = (link.st_mode & S_IWUSR) != 0;

@@ -1,6 +1,6 @@
-// The board's clock: every time that the board knows is read here, and nowhere else. It is the
-// machine's, or the board's own (--clock virtual), which stands still until it is set to the next
-// moment at which something is due, see scheduler.h.
+// The board's clock: the only place that reads the time. It is the machine's clock, or the board's
+// own (--clock virtual), which is still until it is set to the next moment at which something is
+// due, see scheduler.h.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,10 @@ constexpr int64_t US_PER_SECOND = 1'000'000;
 constexpr int64_t US_PER_MS = 1000;
 constexpr int64_t NS_PER_US = 1000;
 
-constexpr int64_t NEVER = INT64_MAX; // a time that does not come
+constexpr int64_t NEVER = INT64_MAX; // a time that never comes
 
-// Microseconds since some moment before the start of the run; never goes back (CLOCK_MONOTONIC).
-// Times on the board are given in these unless they say otherwise.
+// Microseconds since an arbitrary moment before the run; never goes back (CLOCK_MONOTONIC). Times
+// on the board use this clock and unit unless stated otherwise.
 int64_t now_us();
 
 // Microseconds since the start of 1970, for the stamps of the log. An operator may set the

@@ -14,12 +14,12 @@ namespace simulator {
 
 namespace {
 
-// Flags of open(2) that ask for no way to a port's line.
+// Flags of open(2) that do not open a port's line.
 constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
-// What the board's own open leaves out.
+// Flags that the board's own open leaves out.
 constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
 
-// Once a terminal has the bytes, who reads and writes them is in the kernel's hands.
+// If the terminal serves the port, the kernel answers its reads and writes.
 bool is_left_to_terminal(const request &asked, call_kind kind) {
     return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
 }
@@ -87,7 +87,7 @@ serial_port *port_calls::port_at(const request &asked, int descriptor) const {
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
 }
 
-// The last close of a port comes before a call that is made after it.
+// Handles the last close of a port before a call that follows it.
 void port_calls::look_at_nodes() const {
     std::vector<pollfd> polls;
     for (const serial_port *each : ports)

@@ -8,8 +8,8 @@
 
 namespace simulator {
 
-// The master hangs up for as long as no slave is open: only an edge-triggered watch can be polled
-// all the time.
+// The master reports a hang-up while no slave is open, so only an edge-triggered watch can be
+// polled all the time.
 bool port_node::open(const std::string &wanted_path) {
     path = wanted_path;
     if (!line.open(path.c_str()))

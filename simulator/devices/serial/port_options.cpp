@@ -20,16 +20,22 @@ bool is_port(const std::string &name, const std::string &option) {
 
 bool is_free(const serial_port &port, const std::string &option) {
     return port.joint == nullptr ||
-           complain("%s: something is plugged into port %s already; a port has room for one "
+           complain("%s: something is plugged into port %s already; a port takes one "
                     "cable, loop, feed, panel or line of modules",
                     option.c_str(), port.name.c_str());
 }
 
-// Makes the cable and gives it the faults of what leaves the port.
+// Makes the cable and gives it the faults of the port's output.
 void join(device_set &devices, serial_port &port, line::line_end &other) {
     devices.cables.push_back(std::make_unique<line::cable>(port.model, other));
     port.joint = devices.cables.back().get();
     port.joint->set_faults(port.model, port.faults);
+    port.faults.count_in(port.hangup);
+}
+
+void receive(serial_port &port, direction_faults &arriving) {
+    port.arriving = &arriving;
+    arriving.count_in(port.hangup);
 }
 
 } // namespace
@@ -45,7 +51,7 @@ bool plug_device(device_set &devices, serial_port &port, line::line_end &end,
         return false;
     join(devices, port, end);
     port.joint->set_faults(end, faults);
-    port.arriving = &faults;
+    receive(port, faults);
     return true;
 }
 
@@ -69,8 +75,9 @@ bool plug_cable(device_set &devices, const char *text) {
     join(devices, first, second.model);
     second.joint = first.joint;
     second.joint->set_faults(second.model, second.faults);
-    first.arriving = &second.faults;
-    second.arriving = &first.faults;
+    second.faults.count_in(second.hangup);
+    receive(first, second.faults);
+    receive(second, first.faults);
     return true;
 }
 
@@ -83,7 +90,7 @@ bool plug_loop(device_set &devices, const char *text) {
         return false;
     port.partner_name = port.name;
     join(devices, port, port.model);
-    port.arriving = &port.faults;
+    receive(port, port.faults);
     return true;
 }
 

@@ -39,7 +39,7 @@ constexpr size_t GIVEN_BYTES = 4096;
 constexpr uint32_t FASTEST_BPS =
     153600; // of an asynchronous port's speeds; without a code on a host
 
-// The requests that change the settings, with those that have the speeds as numbers too.
+// The requests that change the settings, and their variants with the speeds as numbers.
 struct setting_request {
     uint32_t number;
     uint32_t with_numbers;
@@ -50,8 +50,8 @@ constexpr setting_request SETTING_REQUESTS[] = {
 void report_speed_0(const std::string &name) {
     static bool is_reported = false;
     if (!is_reported)
-        report("port %s is set to speed 0 and hangs up; a user-mode emulator makes that of the "
-               "board's own speeds: use --emulated with it",
+        report("port %s is set to speed 0 and hangs up; a user-mode emulator turns the board's "
+               "own speeds into 0: use --emulated with it",
                name.c_str());
     is_reported = true;
 }
@@ -98,7 +98,7 @@ int64_t serial_port::wake_time_us() const {
 void serial_port::wake(int64_t) {
     joint->advance(line_now());
     if (goes_away()) {
-        for (const fault &each : hangups)
+        for (const fault &each : hangup.rows)
             each.count_strike();
         model.hang_up(line_now(), true);
         node.remove(); // the terminal hangs up too
@@ -110,7 +110,7 @@ void serial_port::wake(int64_t) {
     seen_changes = model.changes();
 }
 
-// What was written leaves the port also when the program has ended.
+// What was written still leaves the port after the program has ended.
 bool serial_port::has_unsent() const {
     return model.is_closing();
 }
@@ -137,7 +137,7 @@ void serial_port::look_at_node() {
     close_if_abandoned();
 }
 
-// As much as the line has room for: the rest waits in the terminal, and its writer with it.
+// Takes as much as the line has room for. The rest waits in the terminal, and so does its writer.
 void serial_port::take_from_node() {
     send_rest();
     while (unsent.empty()) {
@@ -221,7 +221,8 @@ void serial_port::set_made_for() {
 
 // Faults.
 
-// A cable is named by its two ports, in either order, a loop by its one. Empty where there is none.
+// A cable is named by its two ports, in either order, a loop by its one port. Empty if there is
+// none.
 std::string serial_port::cable_name() const {
     if (partner_name.empty() || partner_name == name)
         return partner_name;
@@ -252,7 +253,7 @@ bool serial_port::take_fault(const fault &wanted) {
         return false;
     if (wanted.kind->id != fault_id::hangup)
         return take_line_fault(wanted);
-    hangups.push_back(wanted);
+    hangup.rows.push_back(wanted);
     return true;
 }
 
@@ -266,13 +267,8 @@ bool serial_port::take_line_fault(const fault &wanted) {
     return true;
 }
 
-// A chunk of a loop leaves the port and reaches it.
 bool serial_port::goes_away() const {
-    const uint32_t chunks =
-        faults.chunk_count() + (arriving != nullptr ? arriving->chunk_count() : 0);
-    return node.is_present() && std::ranges::any_of(hangups, [&](const fault &each) {
-               return chunks >= static_cast<uint32_t>(each.numbers[0]) && each.is_active(now_us());
-           });
+    return node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator
