@@ -3,7 +3,9 @@
 #include "simulator/base/message.h"
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/serial/port_calls.h"
+#include "simulator/devices/system_log.h"
 #include "simulator/requests/request_channel.h"
+#include "simulator/time/scheduler.h"
 #include "simulator/world/entrance.h"
 #include "simulator/world/hold_release.h"
 #include "simulator/world/log/board_output.h"
@@ -12,6 +14,8 @@
 #include "simulator/world/root.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <iterator>
 #include <memory>
 #include <sched.h>
@@ -119,9 +123,9 @@ void pass_on_rest(std::span<event_source *const> sources) {
     const auto is_late = [](const event_source *source) { return source->has_unsent(); };
     std::vector<event_source *> late;
     std::ranges::copy_if(sources, std::back_inserter(late), is_late);
-    const int64_t latest_us = now_us() + FINISH_US;
+    const int64_t latest_us = machine_us() + FINISH_US;
     for (int64_t left_us = FINISH_US; left_us > 0 && std::ranges::any_of(late, is_late);
-         left_us = latest_us - now_us())
+         left_us = latest_us - machine_us())
         turn(late, left_us);
     for (event_source *source : sources)
         source->report_unsent();
@@ -131,6 +135,51 @@ void run_to_the_end(const program_run &run, std::span<event_source *const> sourc
     while (!run.ended)
         turn(sources, NEVER);
     for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
+    }
+}
+
+// The program and the board share one processor, which makes a stopped call much cheaper.
+void share_one_processor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<size_t>(sched_getcpu()), &one);
+    (void)sched_setaffinity(0, sizeof one, &one);
+}
+
+// Before the first time is read.
+void start_own_time(const run_settings &settings) {
+    start_own_clock(settings.start_us);
+    share_one_processor();
+    (void)setenv("TZ", "UTC0", 1); // the same hours everywhere
+    tzset();
+}
+
+// The listener is the scheduler's: it takes the calls one by one.
+std::vector<event_source *> sources_of(scheduler &time, const request_channel &requests,
+                                       std::span<event_source *const> sources) {
+    std::vector<event_source *> all = {&time, &time.timers};
+    std::ranges::remove_copy(sources, std::back_inserter(all), &requests);
+    return all;
+}
+
+void run_in_own_time(const board &built, program_run &run, request_channel &requests,
+                     port_calls &calls, std::span<event_source *const> sources) {
+    scheduler time(requests, calls);
+    time.sources = sources_of(time, requests, sources);
+    time.speed = built.settings.speed;
+    system_log *log = built.devices.find<system_log>(); // every board has one
+    time.before_send = [log] { log->take_messages(); };
+    time.give_up = [&run](const std::string &where) { run.end_computing(where); };
+    calls.takes_all_polls = true;
+    requests.ports = &calls;
+    if (requests.listener.is_open())
+        time.add_program(run.id(), requests.listener.get());
+    while (!run.ended) {
+        if (std::exchange(run.has_signalled, false))
+            time.note_signal();
+        time.step();
+    }
+    for (int turns = 0; turns < LAST_TURNS && turn(time.sources, 0) > 0; turns++) {
     }
 }
 
@@ -172,6 +221,8 @@ bool build_board(const command_line &given, board &built) {
 }
 
 int run_board(board &built, char *const *program, const machine_paths &paths) {
+    if (built.settings.own_time)
+        start_own_time(built.settings);
     raise_priority();
     built.devices.find<network_interface>()->bring_up(); // every board has one
     if (!build_root(paths.own_program))
@@ -201,10 +252,15 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
     if (built.settings.release && !start_releasing(paths.own_program))
         return STATUS_NO_BOARD;
-    if (!run.start({program, paths.directory.c_str(), visitors.rules}))
+    filter_rules rules = visitors.rules;
+    rules.own_time = has_own_clock();
+    if (!run.start({program, paths.directory.c_str(), rules}))
         return STATUS_NO_BOARD;
     requests.listen_on(std::move(run.listener));
-    run_to_the_end(run, sources);
+    if (has_own_clock())
+        run_in_own_time(built, run, requests, calls, sources);
+    else
+        run_to_the_end(run, sources);
     note_strikes(built.settings);
     pass_on_rest(sources);
     return run.status;

@@ -11,6 +11,24 @@ namespace simulator {
 // Takes the next stopped call. False if it is gone (its caller was killed).
 bool receive(int listener, request &asked);
 
+// What a call returns: a value or an error (0: none), and flags of the kernel's response structure.
+struct response {
+    int64_t value;
+    int error;
+    uint32_t flags;
+};
+
+// Where time is the board's own, an answer does not release its caller: it is kept until the caller
+// has its turn.
+struct response_keeper {
+    virtual ~response_keeper() = default;
+    virtual void keep(const request &asked, const response &given) = 0;
+};
+void keep_responses(response_keeper *keeper); // null: they are sent at once
+
+// Lets the caller go on. False if it has been killed.
+bool send_response(const request &asked, const response &given);
+
 // Answers a call with a value or an error (0: none) and flags of the kernel's response structure.
 void respond(const request &asked, int64_t value, int error, uint32_t flags);
 

@@ -160,6 +160,11 @@ void program_run::request_end() {
         give_up_us = now_us() + GRACE_US;
 }
 
+void program_run::end_computing(const std::string &where) {
+    report("%s: the board's own time cannot pass in a loop without a system call", where.c_str());
+    kill_program(STATUS_HANG);
+}
+
 void program_run::kill_program(int its_status) {
     (void)kill(-program, SIGKILL);
     ended = true;
@@ -169,6 +174,7 @@ void program_run::kill_program(int its_status) {
 void program_run::pass_on(int number) {
     if (!ended)
         (void)kill(program, number);
+    has_signalled = true;
 }
 
 void program_run::reap() {
@@ -197,6 +203,7 @@ void program_run::continue_program(int stopped_by) {
     }
     if (wants_terminal || (terminal != nullptr && terminal->is_given()))
         (void)kill(-program, SIGCONT);
+    has_signalled = true;
 }
 
 } // namespace simulator

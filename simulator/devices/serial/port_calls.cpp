@@ -41,9 +41,9 @@ struct open_of_port final : stopped_call {
     uint64_t changes() const override {
         return port.model.changes();
     }
-    int64_t interrupt() override {
+    verdict interrupt() override {
         abandon();
-        return -RESTARTED_OR_EINTR;
+        return verdict::done(-RESTARTED_OR_EINTR);
     }
     void abandon() override {
         if (call.is_counted)
@@ -135,7 +135,7 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
 
 bool port_calls::take_poll(const request &asked, call_kind kind) {
     auto call = std::make_unique<port_poll>(asked, kind, *this);
-    if (!call->has_port())
+    if (!call->has_port() && !(takes_all_polls && call->may_wait()))
         return false;
     look_at_nodes();
     held.take(std::move(call));

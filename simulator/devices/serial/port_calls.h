@@ -44,6 +44,8 @@ struct port_calls final : call_taker {
     serial_port *port_at(const request &asked, int descriptor) const;
 
     held_calls held;
+    // Where time is the board's own: also a poll without a port, whose time-out is in that time.
+    bool takes_all_polls = false;
 
 private:
     serial_port *port_of(const struct stat &node) const;
