@@ -163,7 +163,7 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
         run.type("h");
         EXPECT_TRUE(run.wait_for("sp2 loop        held")) << run.screen;
         run.resize(30, 5);
-        EXPECT_TRUE(run.wait_for("up/down select  h hold  r rele\033[K\033[J")) << run.screen;
+        EXPECT_TRUE(run.wait_for("hold asked of 2   up/down sele\033[K\033[J")) << run.screen;
         run.type("q");
         EXPECT_TRUE(run.wait_for("left 0")) << run.screen;
         EXPECT_TRUE(run.wait_for("restored.")) << run.screen;
