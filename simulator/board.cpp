@@ -184,11 +184,13 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     prefer_own_processor(release.listener.get());
     scheduler time(requests, calls);
     time.sources = sources_of(time, requests, sources);
+    for (const std::unique_ptr<device> &each : built.devices.devices)
+        time.devices.push_back(each.get());
+    time.devices.push_back(&calls.held);
     time.speed = built.settings.speed;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.before_send = [log] { log->take_messages(); };
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
-    calls.takes_all_polls = true;
     requests.ports = &calls;
     start_programs(time, parts);
     while (!run.ended) {

@@ -117,4 +117,8 @@ bool is_waiting(const request &asked) {
     return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ID_VALID, &id) == 0;
 }
 
+bool is_still_waiting(const request &asked) {
+    return keeper != nullptr || is_waiting(asked);
+}
+
 } // namespace simulator
