@@ -4,6 +4,7 @@
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/serial/port_calls.h"
 #include "simulator/devices/system_log.h"
+#include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/time/scheduler.h"
 #include "simulator/world/entrance.h"
@@ -162,18 +163,36 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
     return all;
 }
 
-void run_in_own_time(const board &built, program_run &run, request_channel &requests,
-                     port_calls &calls, std::span<event_source *const> sources) {
+// What takes part in a run.
+struct run_parts {
+    const board &built;
+    program_run &run;
+    request_channel &requests;
+    port_calls &calls;
+    releaser &release;
+};
+
+void start_programs(scheduler &time, const run_parts &parts) {
+    if (parts.release.listener.is_open())
+        time.add_program(parts.release.id, parts.release.listener.get());
+    if (parts.requests.listener.is_open())
+        time.add_program(parts.run.id(), parts.requests.listener.get());
+}
+
+void run_in_own_time(const run_parts &parts, std::span<event_source *const> sources) {
+    auto &[built, run, requests, calls, release] = parts;
+    prefer_own_processor(release.listener.get());
     scheduler time(requests, calls);
     time.sources = sources_of(time, requests, sources);
+    for (const std::unique_ptr<device> &each : built.devices.devices)
+        time.devices.push_back(each.get());
+    time.devices.push_back(&calls.held);
     time.speed = built.settings.speed;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.before_send = [log] { log->take_messages(); };
-    time.give_up = [&run](const std::string &where) { run.end_computing(where); };
-    calls.takes_all_polls = true;
+    time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
     requests.ports = &calls;
-    if (requests.listener.is_open())
-        time.add_program(run.id(), requests.listener.get());
+    start_programs(time, parts);
     while (!run.ended) {
         if (std::exchange(run.has_signalled, false))
             time.note_signal();
@@ -250,15 +269,16 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     visitors.door = std::move(built.door);
     run.run_us = built.settings.run_us;
     run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
-    if (built.settings.release && !start_releasing(paths.own_program))
-        return STATUS_NO_BOARD;
     filter_rules rules = visitors.rules;
     rules.own_time = has_own_clock();
+    releaser release;
+    if (built.settings.release && !start_releasing(paths.own_program, rules, release))
+        return STATUS_NO_BOARD;
     if (!run.start({program, paths.directory.c_str(), rules}))
         return STATUS_NO_BOARD;
     requests.listen_on(std::move(run.listener));
     if (has_own_clock())
-        run_in_own_time(built, run, requests, calls, sources);
+        run_in_own_time({built, run, requests, calls, release}, sources);
     else
         run_to_the_end(run, sources);
     note_strikes(built.settings);

@@ -74,7 +74,7 @@ std::optional<descriptor_status> status_of(const request &asked, int descriptor)
     descriptor_status found{};
     struct stat link {};
     if (stat(path.c_str(), &found.node) != 0 || lstat(path.c_str(), &link) != 0 ||
-        !is_waiting(asked)) // else the pid may already be another process's
+        !is_still_waiting(asked)) // else the pid may already be another process's
         return std::nullopt;
     found.is_readable = (link.st_mode & S_IRUSR) != 0;
     found.is_writable = (link.st_mode & S_IWUSR) != 0;

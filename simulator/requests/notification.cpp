@@ -99,7 +99,10 @@ bool install(const request &asked, int descriptor, int number, bool close_on_exe
         added.flags |= SECCOMP_ADDFD_FLAG_SETFD;
     }
     added.newfd_flags = close_on_exec ? O_CLOEXEC : 0;
-    const int given = ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ADDFD, &added);
+    int given = -1;
+    do // EINTR: the tick of the scheduler
+        given = ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ADDFD, &added);
+    while (given < 0 && errno == EINTR);
     if (given >= 0 && keeper != nullptr)
         keeper->keep(asked, {given, 0, 0});
     return given >= 0;
@@ -112,6 +115,10 @@ void prefer_own_processor(int listener) {
 bool is_waiting(const request &asked) {
     uint64_t id = asked.id;
     return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ID_VALID, &id) == 0;
+}
+
+bool is_still_waiting(const request &asked) {
+    return keeper != nullptr || is_waiting(asked);
 }
 
 } // namespace simulator

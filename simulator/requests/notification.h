@@ -43,4 +43,8 @@ void prefer_own_processor(int listener);
 // True while the caller waits for the answer, false once it was killed.
 bool is_waiting(const request &asked);
 
+// The same after the board has looked at the caller's memory or at its /proc. Where responses are
+// kept, a caller that is looked at cannot end meanwhile: the kernel need not be asked.
+bool is_still_waiting(const request &asked);
+
 } // namespace simulator

@@ -50,7 +50,11 @@ bool is_birth(const request &asked) {
     return row != nullptr && row->kind == timed_kind::birth;
 }
 
-void take_tick(int) {}
+volatile sig_atomic_t has_ticked = 0;
+
+void take_tick(int) {
+    has_ticked = 1;
+}
 
 // Interrupts the board's wait for a stopped call every few milliseconds, so that it looks at the
 // thread that it waits for.
@@ -76,6 +80,7 @@ scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
     tick = start_tick();
     keep_responses(this);
     calls.held.look_when_told();
+    calls.takes_all_polls = calls.remembers = true;
 }
 
 scheduler::~scheduler() {
@@ -138,6 +143,8 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     const timed_call *row = is_left_to_kernel ? find_timed_call(of.asked.call) : nullptr;
     const timed_kind kind = row != nullptr ? row->kind : timed_kind::none;
     of.has_executed = kind == timed_kind::execute;
+    if (of.has_executed)
+        calls.note_changed_descriptors();
     if (kind == timed_kind::end) {
         end(of);
         return false;
@@ -204,6 +211,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             free_vfork_parent(*of.owner);
         }
         return pass_on(of.asked);
+    case timed_kind::close:
+        calls.note_changed_descriptors();
+        return requests.hand_over(of.asked);
     default:
         return pass_on(of.asked);
     }
@@ -405,6 +415,8 @@ void scheduler::bury(process &ended) {
         (void)sched_yield(); // the kernel is reaping it
     processes.remember_end(ended);
     timers.forget(ended.id);
+    calls.note_changed_descriptors();
+    looks_everywhere = true; // the board's own children are reaped
     calls.held.drop_gone();
     has_signal = true; // SIGCHLD
     const auto is_gone = [](const thread *each) { return each->now == thread::state::gone; };
@@ -465,7 +477,7 @@ void scheduler::advance() {
     const bool is_due = next_us <= now_us();
     const int64_t wait_us = is_due ? 0 : pace_us(next_us);
     // Before time passes, the devices take what the program has done to their nodes.
-    if (!is_due && take_events(sources, wait_us) > 0) {
+    if (!is_due && take_all_events(wait_us)) {
         look_at_left();
         adopt_strangers();
         return;
@@ -476,6 +488,19 @@ void scheduler::advance() {
         set_own_clock(next_us);
     wake_due(sources);
     look_at_left();
+}
+
+// The devices with nodes that the program uses are looked at each time; the operator, visitors and
+// threads in the kernel when there may be something.
+bool scheduler::take_all_events(int64_t wait_us) {
+    calls.look_at_nodes(false);
+    const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;
+    if (!is_full)
+        return take_events(devices, 0) > 0;
+    has_ticked = 0;
+    looks_everywhere = false;
+    calls.look_at_nodes(true);
+    return take_events(sources, wait_us) > 0;
 }
 
 // How long the machine's time has to go on until the board's may.

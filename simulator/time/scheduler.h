@@ -66,6 +66,7 @@ struct scheduler final : event_source, response_keeper {
 
     // Wakes and watches the devices; the scheduler itself is one of them, held calls are the last.
     std::vector<event_source *> sources;
+    std::vector<event_source *> devices; // those of them with nodes that the program uses
     interval_timers timers;
     double speed = 0;                  // times the machine's; 0: as fast as it can
     std::function<void()> before_send; // a message for the log is about to be sent
@@ -123,6 +124,7 @@ private:
 
     void look_for_signals();
     void advance();
+    bool take_all_events(int64_t wait_us);
     int64_t pace_us(int64_t next_us) const;
 
     request_channel &requests;
@@ -139,6 +141,7 @@ private:
     bool yields = false;     // the holder hands the token on though its call is answered
     bool forks_away = false; // the call that is being released is a vfork(2)
     bool has_signal = false;
+    bool looks_everywhere = true;
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};

@@ -34,6 +34,7 @@ enum class timed_kind {
     break_after_execute,
     end,
     first_of_child,
+    close,
 };
 
 struct timed_call {
@@ -90,6 +91,10 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_exit, "exit", timed_kind::end},
     {SYS_exit_group, "exit_group", timed_kind::end},
     {SYS_set_robust_list, "set_robust_list", timed_kind::first_of_child},
+    {SYS_close, "close", timed_kind::close, stopped_when::on_port_descriptor},
+    {SYS_close_range, "close_range", timed_kind::close},
+    {SYS_dup2, "dup2", timed_kind::close},
+    {SYS_dup3, "dup3", timed_kind::close},
 #else
     {SYS_nanosleep, "nanosleep", timed_kind::sleep}, // the rows of this processor are not written
 #endif

@@ -21,7 +21,7 @@ struct work_cost {
 
 constexpr work_cost WORK_COSTS[] = {
     {SYS_openat, 250}, // looks up a name in the flash's directory, and reads the file's first block
-    {SYS_mmap, 1000},  // a block of 64 KiB filled, compared and wiped
+    {SYS_mmap, 2000},  // a block of 64 KiB filled, compared and wiped
     {SYS_sync, 2000},  // the battery-backed store
     {SYS_fsync, 2000}, {SYS_fdatasync, 2000},
 #ifdef SYS_open

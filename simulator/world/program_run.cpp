@@ -41,17 +41,6 @@ void enter_directory(const char *directory) {
     _exit(STATUS_NO_BOARD);
 }
 
-void hand_over_calls(const filter_rules &rules, int board) {
-    const unique_fd listener = install_request_filter(rules);
-    if (listener.is_open() && send_descriptor(board, listener.get()))
-        return;
-    if (errno == EBUSY)
-        report("a board cannot run on a board");
-    else
-        report("the kernel refuses the request filter: %s", strerror(errno));
-    _exit(STATUS_NO_BOARD);
-}
-
 // Rights over the machine itself. Even a board that root runs must not restart it, set its clock,
 // load modules, make device nodes or reach its hardware.
 constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
@@ -82,6 +71,17 @@ void drop_machine_rights() {
 }
 
 } // namespace
+
+void hand_over_calls(const filter_rules &rules, int board) {
+    const unique_fd listener = install_request_filter(rules);
+    if (listener.is_open() && send_descriptor(board, listener.get()))
+        return;
+    if (errno == EBUSY)
+        report("a board cannot run on a board");
+    else
+        report("the kernel refuses the request filter: %s", strerror(errno));
+    _exit(STATUS_NO_BOARD);
+}
 
 bool program_run::start(const program_start &how) {
     sigset_t blocked; // what the outer process passes on, and SIGCHLD

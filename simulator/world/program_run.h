@@ -21,6 +21,10 @@ struct program_start {
     filter_rules rules;
 };
 
+// In the child between fork and exec: installs the filter and sends its listener to the board. Ends
+// the process after a message if that fails.
+void hand_over_calls(const filter_rules &rules, int board);
+
 struct program_run final : event_source {
     int64_t run_us = NEVER;         // how long it may run
     foreground *terminal = nullptr; // given to the program if it uses it; null: none

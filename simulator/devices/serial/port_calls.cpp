@@ -81,14 +81,28 @@ serial_port *port_calls::port_of(const struct stat &node) const {
     return found != ports.end() ? *found : nullptr;
 }
 
+port_calls::opened_port port_calls::find_opened(const request &asked, int descriptor) const {
+    const std::pair key(asked.caller, descriptor);
+    if (const auto known = remembered.find(key); known != remembered.end())
+        return known->second;
+    const auto status = status_of(asked, descriptor);
+    if (!status)
+        return {};
+    const opened_port found{port_of(status->node), *status};
+    if (remembers)
+        remembered.emplace(key, found);
+    return found;
+}
+
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
-    const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor).port : nullptr;
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
 }
 
 // Handles the last close of a port before a call that follows it.
-void port_calls::look_at_nodes() const {
+void port_calls::look_at_nodes(bool always) const {
+    if (remembers && !always && !std::exchange(may_have_changed, false))
+        return;
     std::vector<pollfd> polls;
     for (const serial_port *each : ports)
         polls.push_back({each->terminal().events.get(), POLLIN, 0});
@@ -126,7 +140,7 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
     serial_port *port = found ? port_of(*found) : nullptr;
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
     if (port->is_emulated)
         port->set_made_for();
@@ -137,17 +151,16 @@ bool port_calls::take_poll(const request &asked, call_kind kind) {
     auto call = std::make_unique<port_poll>(asked, kind, *this);
     if (!call->has_port() && !(takes_all_polls && call->may_wait()))
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::move(call));
     return true;
 }
 
 bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
-    const auto found = status_of(asked, asked.descriptor());
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    const auto [port, status] = find_opened(asked, asked.descriptor());
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     if (port->is_served_by_terminal())
         port->look_at_node();
     switch (kind) {
@@ -163,7 +176,7 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
-        held.take(make_transfer(asked, kind, *port, *found));
+        held.take(make_transfer(asked, kind, *port, status));
         return true;
     }
 }

@@ -82,7 +82,8 @@ bool serial_port::open_nodes() {
 }
 
 void serial_port::add_polls(std::vector<pollfd> &polls) const {
-    polls.push_back({node.events.get(), POLLIN, 0});
+    if (!has_own_clock() || is_terminal_served) // else see port_calls::look_at_nodes
+        polls.push_back({node.events.get(), POLLIN, 0});
 }
 
 void serial_port::ready(const pollfd &) {
