@@ -184,12 +184,15 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     program_run run;
     request_channel requests;
     port_calls calls(ports_of(built.devices), numbers_for_ports());
+    if (!calls.watch_nodes())
+        return STATUS_NO_BOARD;
     entrance visitors;
     std::vector<event_source *> sources = {&run, &requests, &visitors, &output};
     for (const std::unique_ptr<device> &each : built.devices.devices) {
         requests.takers.push_back(each.get());
         sources.push_back(each.get());
     }
+    sources.push_back(&calls);
     sources.push_back(&calls.held);
     if (calls.has_ports())
         requests.ports = &calls;

@@ -53,6 +53,10 @@ struct request_taker {
 
 // Copies between the board and `bytes` at an address in the caller's memory. False when the caller
 // has no such memory or has gone; the call is then to be refused with EFAULT.
+//
+// A caller that has been killed leaves its number to another process only after all other numbers
+// had their turn. So what is read at once after the call has arrived, or after `is_waiting`, is
+// the caller's; before anything is written there the kernel is asked in any case.
 bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes);
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes);
 

@@ -61,11 +61,11 @@ void request_channel::refuse_foreign(const request &asked) {
 }
 
 request_taker *request_channel::find_taker(const request &asked) const {
-    const std::optional<descriptor_status> found = status_of(asked, asked.descriptor());
+    const std::optional<struct stat> found = status_of(asked, asked.descriptor());
     if (!found)
         return nullptr;
     for (request_taker *taker : takers)
-        if (taker->owns(found->node))
+        if (taker->owns(*found))
             return taker;
     return nullptr;
 }

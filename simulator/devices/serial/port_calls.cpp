@@ -1,14 +1,17 @@
 #include "simulator/devices/serial/port_calls.h"
 
+#include "simulator/base/message.h"
 #include "simulator/devices/serial/port_poll.h"
 #include "simulator/devices/serial/port_transfer_calls.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/notification.h"
 
 #include <algorithm>
+#include <array>
 #include <asm/ioctls.h>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/epoll.h>
 
 namespace simulator {
 
@@ -61,7 +64,7 @@ private:
             abandon();
             return verdict::done(-reason);
         }
-        port.count_descriptor();
+        port.count_descriptor(flags);
         if (!numbers.has(number))
             port.serve_terminal();
         return {verdict::kind::answered};
@@ -83,20 +86,34 @@ serial_port *port_calls::port_of(const struct stat &node) const {
 
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
     const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    serial_port *port = found ? port_of(*found) : nullptr;
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
+}
+
+bool port_calls::watch_nodes() {
+    node_events.reset(epoll_create1(EPOLL_CLOEXEC));
+    if (!node_events.is_open())
+        return cannot("watch", "the ports");
+    for (uint32_t i = 0; i < ports.size(); i++)
+        if (!ports[i]->terminal().watch(node_events.get(), i))
+            return false;
+    return true;
+}
+
+void port_calls::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({node_events.get(), POLLIN, 0});
+}
+
+void port_calls::ready(const pollfd &) {
+    look_at_nodes();
 }
 
 // The last close of a port comes before a call that is made after it.
 void port_calls::look_at_nodes() const {
-    std::vector<pollfd> polls;
-    for (const serial_port *each : ports)
-        polls.push_back({each->terminal().events.get(), POLLIN, 0});
-    if (poll(polls.data(), polls.size(), 0) <= 0)
-        return;
-    for (size_t i = 0; i < ports.size(); i++)
-        if (polls[i].revents != 0)
-            ports[i]->ready(polls[i]);
+    std::array<epoll_event, 32> found;
+    const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);
+    for (int i = 0; i < count; i++)
+        ports[found[static_cast<size_t>(i)].data.u32]->look_at_node();
 }
 
 bool port_calls::take(const request &asked) {
@@ -144,7 +161,7 @@ bool port_calls::take_poll(const request &asked, call_kind kind) {
 
 bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     const auto found = status_of(asked, asked.descriptor());
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    serial_port *port = found ? port_of(*found) : nullptr;
     if (port == nullptr)
         return false;
     look_at_nodes();
@@ -163,7 +180,7 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
-        held.take(make_transfer(asked, kind, *port, *found));
+        held.take(make_transfer(asked, kind, *port));
         return true;
     }
 }

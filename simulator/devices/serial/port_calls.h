@@ -24,9 +24,12 @@
 
 namespace simulator {
 
-struct port_calls final : call_taker {
+struct port_calls final : call_taker, event_source {
     port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
         : ports(std::move(all_ports)), numbers(port_numbers) {}
+
+    // False after a message. The nodes of the ports are open.
+    bool watch_nodes();
 
     bool has_ports() const {
         return !ports.empty();
@@ -38,6 +41,9 @@ struct port_calls final : call_taker {
 
     // True if the call is one on a port, and is answered or held then.
     bool take(const request &asked) override;
+
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
 
     // The port whose line answers an open descriptor of the caller; null if it is of none, or if
     // the port's terminal does.
@@ -55,6 +61,7 @@ private:
 
     const std::vector<serial_port *> ports;
     const port_descriptors numbers;
+    unique_fd node_events; // of all ports
 };
 
 } // namespace simulator
