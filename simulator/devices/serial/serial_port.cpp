@@ -260,7 +260,7 @@ bool serial_port::take_line_fault(const fault &wanted) {
 }
 
 bool serial_port::goes_away() const {
-    return node.is_present() && hangup.is_due(now_us());
+    return hangup.can_come() && node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator

@@ -59,7 +59,10 @@ public:
     // For what is loaded from now on, see `reload` for the rest.
     void set_format(const line_format &wanted);
     // A fault: the bits leave so many per cent faster, or slower if it is negative.
-    void set_clock_error(int percent);
+    void set_clock_error(int percent) {
+        if (percent != clock_error_percent)
+            run_clock(percent);
+    }
 
     // Loads the FIFO at each moment up to `now` at which that is due.
     void advance(int64_t now);
@@ -81,6 +84,7 @@ public:
     int64_t next_event_time() const;
 
 private:
+    void run_clock(int percent);
     bool has_more() const;
     int64_t load_time() const;
     void load(int64_t at);
