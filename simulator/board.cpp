@@ -22,7 +22,7 @@ namespace simulator {
 
 namespace {
 
-constexpr int64_t FINISH_US = 2'000'000; // for a reader of the output that is slow
+constexpr int64_t FINISH_US = 2'000'000; // for a slow reader of the output
 constexpr int RAISED_NICE = -10;
 constexpr int LAST_TURNS = 100; // for what the program wrote just before it ended
 
@@ -44,7 +44,7 @@ bool carry_out_options(const command_line &given, board &built) {
     return true;
 }
 
-// Says that no device takes the fault, and which things of its kind there are or what would strike.
+// Reports that no device takes the fault, and which targets or numbers are possible.
 bool refuse_fault(const fault &wanted, const device_set &devices) {
     for (const std::unique_ptr<device> &each : devices.devices)
         if (const std::string possible = each->possible_instead(wanted); !possible.empty())
@@ -63,7 +63,7 @@ bool refuse_fault(const fault &wanted, const device_set &devices) {
                     targets.empty() ? " none" : possible.c_str());
 }
 
-// Where a fault was asked for.
+// The "FILE:LINE" of a fault in a board file; empty for one on the command line.
 std::string place_of(const command_line &given, const fault &wanted) {
     for (const given_option &each : given.options)
         if (each.text == wanted.text && each.row->name == std::string_view("fault"))
@@ -83,7 +83,7 @@ bool deal_out_faults(const command_line &given, const board &built) {
     return true;
 }
 
-// A run with random faults can be repeated with its seed.
+// The seed repeats a run with random faults.
 void note_seed(const run_settings &settings) {
     const auto is_random = [](const fault &each) { return each.clock().has_rate(); };
     if (std::ranges::any_of(settings.faults, is_random))
@@ -101,8 +101,8 @@ void note_strikes(const run_settings &settings) {
     }
 }
 
-// The board must not be late when the machine is busy. Only a privileged one may ask for it, and
-// the program under test keeps the ordinary priority in any case.
+// Keeps the board on time when the machine is busy. Only a privileged board may raise its priority;
+// the program under test always keeps the ordinary one.
 void raise_priority() {
     sched_param lowest{};
     lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);
@@ -114,7 +114,7 @@ void raise_priority() {
     (void)mlockall(MCL_CURRENT);
 }
 
-// Who receives the output or the log may be slow, or gone.
+// The reader of the output or the log may be slow or gone.
 void pass_on_rest(std::span<event_source *const> sources) {
     const auto is_late = [](const event_source *source) { return source->has_unsent(); };
     std::vector<event_source *> late;
@@ -147,7 +147,7 @@ std::vector<serial_port *> ports_of(const device_set &devices) {
     return ports;
 }
 
-// The last numbers below the limit on open files, and below 1024, which select(2) can name.
+// The highest numbers below the limit on open files and below 1024, the limit of select(2).
 port_descriptors numbers_for_ports() {
     constexpr rlim_t HIGHEST = 1024;
     constexpr int MOST = 64;

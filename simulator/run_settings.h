@@ -1,4 +1,4 @@
-// What the operator asks for besides devices.
+// The operator's settings of a run, apart from devices.
 #pragma once
 
 #include "simulator/faults/fault.h"
@@ -13,9 +13,9 @@ constexpr int SEED_COUNT = 1'000'000'000; // seeds are below it
 
 struct run_settings {
     std::vector<fault> faults;
-    // Of random faults; another in each run that does not give one.
+    // Of random faults. Each run without --seed uses another one.
     int seed = static_cast<int>(calendar_us() % SEED_COUNT);
-    int64_t run_us = NEVER; // after which the program gets SIGTERM
+    int64_t run_us = NEVER; // time until the program gets SIGTERM
     std::string log_path;   // empty: none
     std::string name;       // empty: none
     bool quiet = false;     // the log is not shown

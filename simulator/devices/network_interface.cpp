@@ -10,7 +10,7 @@ namespace simulator {
 namespace {
 
 constexpr const char *PART = "eth0";
-constexpr unsigned GROUP_ADDRESS = 1; // in the first byte: an address of many stations
+constexpr unsigned GROUP_ADDRESS = 1; // bit of the first byte: a multicast address
 
 } // namespace
 

@@ -79,8 +79,8 @@ void take_back(const pty &line) {
     (void)tcflush(line.slave.get(), TCIFLUSH); // every terminal can
 }
 
-// The kernel reports the master as writable anew when the slave was read. It is writable all the
-// time, so only an edge-triggered watch reports it.
+// The kernel reports the master as writable again when the slave was read. The master is always
+// writable, so only an edge-triggered watch shows that.
 unique_fd watch_reader(const pty &line) {
     unique_fd watch(epoll_create1(EPOLL_CLOEXEC));
     epoll_event edge{};

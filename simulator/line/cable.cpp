@@ -72,8 +72,8 @@ int64_t cable::next_event_time() const {
     return next;
 }
 
-// An end that is settled may call for the cable in turn (a device answers at once); what it starts
-// then is found in the next round.
+// An end may use the cable again while it is settled (a device answers at once). The next round of
+// the loop handles what it starts.
 void cable::advance(int64_t now) {
     if (advancing)
         return;
@@ -84,7 +84,7 @@ void cable::advance(int64_t now) {
     advancing = false;
 }
 
-// Whether something is due, or an end has begun something since the last step.
+// True if something is due, or an end has begun something since the last step.
 bool cable::has_news(int64_t now) const {
     const auto has_changed = [](const direction &way) { return way.raised != way.from->raised; };
     return std::ranges::any_of(ways, has_changed) ||
@@ -121,7 +121,7 @@ void cable::apply_faults(int64_t now) {
     }
 }
 
-// A synchronous receiver hears no single characters.
+// A synchronous receiver ignores single characters.
 void cable::pass_characters(direction &way) {
     std::vector<character> &loaded = way.from->output.loaded;
     const bool is_heard = way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;

@@ -42,7 +42,7 @@ bool is_free(const request &asked, int descriptor) {
     return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
 }
 
-// Where the caller's path begins, seen by the board; "self" is another process there.
+// The caller's path as the board reaches it. For the board, /proc/self is another process.
 std::string seen_by_board(const request &asked, int directory, const std::string &path) {
     static const std::string SELF = "/proc/self/";
     if (path.starts_with(SELF))

@@ -20,7 +20,7 @@ namespace {
 
 using word_buffer = std::vector<uint64_t>; // aligned as the kernel's structures are
 
-// The kernel's structures may be longer than the header's; it says how long they are.
+// The kernel's structures may be longer than the header's; the kernel reports their lengths.
 struct notification_buffers {
     word_buffer notification;
     word_buffer response;

@@ -8,21 +8,21 @@
 
 namespace simulator {
 
-// Takes the next stopped call. False when there is none after all (its caller was killed).
+// Takes the next stopped call. False if it is gone (its caller was killed).
 bool receive(int listener, request &asked);
 
 // Answers a call with a value or an error (0: none) and flags of the kernel's response structure.
 void respond(const request &asked, int64_t value, int error, uint32_t flags);
 
-// Gives the caller a copy of the board's descriptor under that number, or under its lowest free one
-// if it is negative, and lets the call return the number. False with errno set if that fails: the
-// call is not answered then.
+// Gives the caller a copy of the board's descriptor as `number`, or as its lowest free number if
+// `number` is negative. The call returns that number. On failure the call stays unanswered: false
+// with errno set.
 bool install(const request &asked, int descriptor, int number, bool close_on_exec);
 
-// Lets the kernel wake board and caller on one processor, where it can (Linux 6.6): much cheaper.
+// Asks the kernel to wake board and caller on one processor (Linux 6.6), which is much cheaper.
 void prefer_own_processor(int listener);
 
-// Whether the caller still waits for the answer; one that was killed does not.
+// True while the caller waits for the answer, false once it was killed.
 bool is_waiting(const request &asked);
 
 } // namespace simulator

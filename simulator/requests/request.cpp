@@ -34,7 +34,7 @@ bool write_memory(const request &asked, uint64_t address, const void *from, size
 }
 
 size_t read_up_to(const request &asked, uint64_t address, void *to, size_t bytes) {
-    constexpr uint64_t PAGE = 4096; // a transfer ends where an area that is read is not whole
+    constexpr uint64_t PAGE = 4096; // a transfer stops at an area that it cannot read whole
     const uint64_t first = std::min<uint64_t>(bytes, PAGE - address % PAGE);
     const iovec here{to, bytes};
     const iovec there[] = {area(address, first), area(address + first, bytes - first)};

@@ -53,8 +53,8 @@ void request_channel::hand_over(const request &asked) {
 
 void request_channel::refuse_foreign(const request &asked) {
     if (!has_refused)
-        report("process %d is a 32-bit program, whose calls this board does not answer; it runs "
-               "programs of the machine's own kind, and others under a user-mode emulator",
+        report("process %d is a 32-bit program, whose calls the board cannot answer; run native "
+               "programs, or others under a user-mode emulator",
                static_cast<int>(asked.caller));
     has_refused = true;
     end_caller(asked);

@@ -48,7 +48,7 @@ constexpr uint32_t argument(size_t index) {
            LOW_WORD;
 }
 
-// Goes on with the next step if the loaded word equals the value, else skips so many.
+// Continues with the next step if the loaded word equals the value, else skips `skipped` steps.
 sock_filter unless_equal(uint32_t value, size_t skipped) {
     return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, static_cast<uint8_t>(skipped));
 }
@@ -59,7 +59,7 @@ sock_filter unless_at_least(uint32_t value, size_t skipped) {
 
 using steps = std::vector<sock_filter>;
 
-// Ends the filter by the number of the descriptor, the call's first argument.
+// Ends the filter; the decision depends on the descriptor, the call's first argument.
 steps decide_by_descriptor(const port_descriptors &ports) {
     return {
         load(argument(0)),
@@ -71,7 +71,7 @@ steps decide_by_descriptor(const port_descriptors &ports) {
     };
 }
 
-// Ends the filter for an fcntl that makes no copy.
+// Ends the filter for fcntl: only calls that copy a port's descriptor are stopped.
 steps decide_by_copy(const port_descriptors &ports) {
     steps all = {
         load(argument(1)),
@@ -105,7 +105,7 @@ steps decide(const call_row &row, const port_descriptors &ports) {
     }
 }
 
-// The call's number is loaded.
+// Expects the call's number as the loaded word.
 void add_rule(steps &all, uint32_t number, const steps &decision) {
     all.push_back(unless_equal(number, decision.size()));
     all.insert(all.end(), decision.begin(), decision.end());
@@ -147,8 +147,8 @@ unique_fd install_request_filter(const filter_rules &rules) {
     sock_fprog program{static_cast<unsigned short>(all.size()), all.data()};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         return unique_fd();
-    // With the second flag a signal does not abort a request that the board has begun to carry out;
-    // kernels before 5.19 know only the first.
+    // With the second flag, a signal does not abort a request that the board has begun to carry
+    // out. Kernels before 5.19 know only the first flag.
     for (const unsigned long flags :
          {SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV,
           SECCOMP_FILTER_FLAG_NEW_LISTENER}) {

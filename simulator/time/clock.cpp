@@ -8,7 +8,7 @@ namespace {
 
 int64_t read_us(clockid_t clock) {
     timespec now{};
-    clock_gettime(clock, &now); // cannot fail for the two clocks of every kernel
+    clock_gettime(clock, &now); // cannot fail: every kernel has both clocks
     return int64_t{now.tv_sec} * US_PER_SECOND + now.tv_nsec / NS_PER_US;
 }
 

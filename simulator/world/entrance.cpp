@@ -57,7 +57,7 @@ void entrance::ready(const pollfd &event) {
         channels.emplace_back();
         channels.back().takers = takers;
         channels.back().ports = ports;
-        channels.back().listen_on(receive_descriptor(visitor->get())); // none if it has gone
+        channels.back().listen_on(receive_descriptor(visitor->get())); // none if it is gone
         visitors.erase(visitor);
     } else {
         for (request_channel &channel : channels)

@@ -1,6 +1,7 @@
-// Where other hk_boards come in (--enter). The board gives each visitor its own first process, into
-// whose namespaces the visitor moves, and the requests that are to be stopped; it receives the
-// descriptor on which the visitor's stopped calls arrive, and serves them like its own program's.
+// Lets other hk_boards enter (--enter). The board sends each visitor a descriptor of its first
+// process, whose namespaces the visitor enters, and the numbers of the requests to stop. The
+// visitor sends back the descriptor on which its stopped calls arrive. The board serves them like
+// those of its own program.
 #pragma once
 
 #include "simulator/requests/request_channel.h"
@@ -22,12 +23,12 @@ struct entrance final : event_source {
 private:
     void let_in();
 
-    std::vector<unique_fd> visitors; // which have not sent their descriptor yet
+    std::vector<unique_fd> visitors; // that have not sent their descriptor yet
     std::list<request_channel> channels;
 };
 
-// For the visitor: moves into the namespaces of the board at the other side of the connection. Its
-// children are on the board from then on. `rules` says what their filter stops. False after a
+// For the visitor: enters the namespaces of the board at the other side of the connection. From
+// then on its children run on the board. Sets `rules` to what their filter must stop. False after a
 // message.
 bool move_in(int connection, filter_rules &rules);
 

@@ -12,7 +12,7 @@ namespace simulator {
 
 namespace {
 
-// The pipe closes with a successful start; a byte in it means that there was none.
+// A successful start closes the pipe; a byte in it means that the start failed.
 [[noreturn]] void become_releaser(const std::string &own_program, int failed) {
     const std::string beside = own_program.substr(0, own_program.rfind('/') + 1) + "hk_ctl";
     sigset_t none;

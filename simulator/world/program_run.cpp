@@ -52,8 +52,8 @@ void hand_over_calls(const filter_rules &rules, int board) {
     _exit(STATUS_NO_BOARD);
 }
 
-// Rights over the machine itself, which the board shares with it: not even a board that root runs
-// can restart it, set its clock, load modules, make device nodes or reach its hardware.
+// Rights over the machine itself. Even a board that root runs must not restart it, set its clock,
+// load modules, make device nodes or reach its hardware.
 constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
                                             CAP_SYS_RAWIO, CAP_MKNOD};
 
@@ -62,11 +62,11 @@ void drop_machine_rights() {
         (void)prctl(PR_CAPBSET_DROP, right); // an ordinary user has none of them
 }
 
-// The child between fork and exec. A group and not a session of its own: a session leader would
-// make the first port it opens its controlling terminal.
+// Runs in the child between fork and exec. The child gets its own process group but not its own
+// session: the first port that a session leader opens becomes its controlling terminal.
 [[noreturn]] void become_program(const program_start &how, int board) {
     (void)setpgid(0, 0);
-    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a visitor that is killed takes its program with it
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a killed visitor's program ends too
     drop_machine_rights();
     enter_directory(how.directory);
     hand_over_calls(how.rules, board);
@@ -74,7 +74,7 @@ void drop_machine_rights() {
     execvp(how.arguments[0], how.arguments);
     const int reason = errno;
     (void)cannot("start", how.arguments[0]);
-    report("the program and its interpreter are looked for on the board, where /opt and "
+    report("the program and its interpreter must be on the board's file system, where /opt and "
            "/run are empty");
     _exit(reason == ENOENT || reason == ENOTDIR ? NOT_FOUND : CANNOT_EXECUTE);
 }
@@ -88,7 +88,8 @@ bool program_run::start(const program_start &how) {
         (void)sigdelset(&blocked, number); // a device's own, see spi_memory.cpp
     signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
     int ends[2];
-    // Of this kind the kernel reports the end: a child that fails before it sends must be noticed.
+    // For this socket type the kernel reports the end, so a child that fails before it sends is
+    // noticed.
     if (!signals.is_open() || socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
         return cannot("start", how.arguments[0]);
     const unique_fd board_end(ends[0]);
@@ -154,7 +155,7 @@ void program_run::request_end() {
     end_us = NEVER;
     pass_on(SIGTERM);
     if (terminal != nullptr && terminal->is_given())
-        pass_on(SIGHUP); // an interactive shell ignores the other
+        pass_on(SIGHUP); // an interactive shell ignores SIGTERM
     if (give_up_us == NEVER)
         give_up_us = now_us() + GRACE_US;
 }
@@ -185,8 +186,8 @@ void program_run::reap() {
     }
 }
 
-// A program that needs the terminal gets it. Once it has it, Ctrl-Z must not stop it: no shell
-// waits that could continue it. Any other stop is the operator's wish.
+// Gives the terminal to a program that needs it. After that, Ctrl-Z must not stop the program: no
+// shell could continue it. Any other stop is what the operator wants.
 void program_run::continue_program(int stopped_by) {
     const bool wants_terminal = stopped_by == SIGTTIN || stopped_by == SIGTTOU;
     if (wants_terminal && (terminal == nullptr || !terminal->give_to(program))) {

@@ -1,6 +1,6 @@
-// The program under test: started as an unmodified program in a process group of its own, given the
-// signals that the operator sends to hk_board, and ended when its time is up. As the first process
-// of its namespace the board also reaps what the program leaves behind.
+// Runs the unmodified program under test in its own process group, passes on the signals that the
+// operator sends to hk_board, and ends the program when its time is up. The board is the first
+// process of its namespace, so it also reaps the program's orphans.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -22,14 +22,14 @@ struct program_start {
 
 struct program_run final : event_source {
     int64_t run_us = NEVER;         // how long it may run
-    foreground *terminal = nullptr; // to be given to the program if it uses it; null: none
+    foreground *terminal = nullptr; // given to the program if it uses it; null: none
     bool ended = false;
     int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
     // Starts the program. False after a message.
     bool start(const program_start &how);
-    // The descriptor on which its stopped calls arrive; none when the program could not be started,
-    // which it then reports by its exit status.
+    // The descriptor on which its stopped calls arrive; none if the program could not be started:
+    // its exit status then reports that.
     unique_fd listener;
 
     void add_polls(std::vector<pollfd> &polls) const override;

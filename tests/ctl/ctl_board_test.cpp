@@ -120,7 +120,8 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
                      "ls /r0 /r0/dead; ls /r0/live | wc -l; segments; $ctl runs | grep -c killed\n"
                      "$ctl stop $live --clean | grep -c remove; ls /r0; segments");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_TRUE(shows(run, "has left these tests running: ")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "its supervisor is gone; these tests still run: "))
+        << run.output << run.errors;
     EXPECT_TRUE(shows(run, "runs 1\n40\n16\n3\nclean 0\n"
                            "/r0:\ndead\nfile-0001\nlive\n\n/r0/dead:\nmine\n16\n2\n0\n"))
         << run.output << run.errors;

@@ -1,12 +1,12 @@
 // many_runs SEED RUNS SPAN_MS DROPS PROGRAM [ARGUMENT ...]: runs the program RUNS times, one after
-// another, and rains signals on each run, fewer than DROPS within some SPAN_MS, from before its
-// start-up until its end: SIGUSR1 and SIGALRM, and one stop signal somewhere between them. Each run
-// has its own seed, so that `many_runs S 1 ...` repeats run S of a longer row.
+// another. Sends each run SIGUSR1 and SIGALRM, fewer than DROPS within about SPAN_MS, from before
+// its start-up until its end, and one stop signal among them. Each run has its own seed: `many_runs
+// S 1 ...` repeats run S of a longer series.
 //
-// A run is good when it ends by itself, with status 0 and no process left, or when one of the
-// signals sent ended it before it had begun to handle them (it has not printed its first line yet);
-// what it had started is then cleaned away. Prints one line for each bad run and the counts at the
-// end; exit status 1 if there was a bad one.
+// A run is good if it ends by itself, with status 0 and no process left, or if one of the signals
+// ended it before it began to handle them (before it printed its first line). many_runs then
+// removes what the run had started. Prints one line for each bad run and the counts at the end.
+// Exit status 1 if a run was bad.
 
 #include <algorithm>
 #include <cerrno>
@@ -24,9 +24,9 @@
 
 namespace {
 
-constexpr int64_t LIMIT_MS = 30'000; // of a run: far more than any machine needs
+constexpr int64_t LIMIT_MS = 30'000; // of a run: much longer than any run takes
 constexpr int32_t SHORT_SPAN_US = 2000;
-// The last one only suspends a program that does not handle it yet.
+// SIGTSTP only suspends a program that does not handle it yet.
 constexpr int STOP_SIGNALS[] = {SIGTERM, SIGQUIT, SIGUSR2, SIGTSTP};
 
 struct one_run {
@@ -41,7 +41,7 @@ struct one_run {
 
     // 0 to below `end`.
     int32_t random(int32_t end) {
-        state = state * 1664525U + 1013904223U; // the low bits of neighbouring seeds stay alike
+        state = state * 1664525U + 1013904223U; // neighbouring seeds keep similar low bits
         return static_cast<int32_t>((state >> 12) % static_cast<uint32_t>(end));
     }
 };
@@ -102,7 +102,8 @@ void wait_us(one_run &run, int32_t microseconds) {
     run.ended = run.ended || waitpid(run.program, &run.status, WNOHANG) == run.program;
 }
 
-// Signals of this process are its program's: the number is nobody else's until waitpid took it.
+// The pid belongs to the program until waitpid(2) has reaped it, so no other process gets the
+// signal.
 void send(one_run &run, int number) {
     if (run.ended)
         return;
@@ -121,8 +122,8 @@ void await_start(one_run &run) {
     }
 }
 
-// The signals strike at any moment of the start-up, or right after it, where the stop signal
-// meets tests that have hardly begun, or later.
+// The signals arrive at any moment of the start-up, right after it, when the tests have hardly
+// begun, or later.
 void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
     const int64_t latest_ms = now_ms() + LIMIT_MS;
     const int32_t kind = run.random(3);
@@ -144,7 +145,7 @@ void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
     read_errors(run);
 }
 
-// Kills and reaps whatever is left of the run. Returns whether anything was, a zombie too.
+// Kills and reaps whatever is left of the run. True if anything was left, even a zombie.
 bool clean_up(const one_run &run) {
     const bool left = kill(-run.program, SIGKILL) == 0;
     while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {

@@ -17,12 +17,12 @@ namespace simulator {
 
 namespace {
 
-// Flags of open(2) that ask for no way to a port's line.
+// Flags of open(2) that do not open a port's line.
 constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
-// What the board's own open leaves out.
+// Flags that the board's own open leaves out.
 constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
 
-// Once a terminal has the bytes, who reads and writes them is in the kernel's hands.
+// If the terminal serves the port, the kernel answers its reads and writes.
 bool is_left_to_terminal(const request &asked, call_kind kind) {
     return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
 }
@@ -108,7 +108,7 @@ void port_calls::ready(const pollfd &) {
     look_at_nodes();
 }
 
-// The last close of a port comes before a call that is made after it.
+// Handles the last close of a port before a call that follows it.
 void port_calls::look_at_nodes() const {
     std::array<epoll_event, 32> found;
     const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);

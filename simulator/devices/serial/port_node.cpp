@@ -16,8 +16,8 @@ bool port_node::open(const std::string &wanted_path) {
     return true;
 }
 
-// The master hangs up for as long as no slave is open: only an edge-triggered watch can be polled
-// all the time.
+// The master reports a hang-up while no slave is open, so only an edge-triggered watch can be
+// polled all the time.
 bool port_node::watch(int epoll, uint32_t number) const {
     epoll_event edge{};
     edge.events = EPOLLIN | EPOLLET;

@@ -15,11 +15,11 @@ namespace {
 
 constexpr size_t POLLED = 4096;              // descriptors of one call at most
 constexpr int SELECTED = 1024;               // FD_SETSIZE
-constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out is as good as none
+constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out counts as none
 constexpr short ALWAYS = POLLERR | POLLHUP | POLLNVAL;
 
-// The three sets of select(2): the argument with its address, what poll(2) calls it, and what makes
-// a descriptor a member of the result.
+// The three sets of select(2): the argument with its address, the event of poll(2), and the events
+// that put a descriptor into the result.
 struct select_set {
     size_t argument;
     short wanted;
@@ -104,7 +104,7 @@ void port_poll::find_ports(const port_calls &ports) {
             each.copy = copy_descriptor(asked, each.descriptor);
 }
 
-// Milliseconds as a number, or a structure with seconds and a fraction.
+// The time-out is a number of milliseconds, or a structure with seconds and a fraction.
 void port_poll::read_deadline() {
     if (kind == call_kind::poll) {
         const auto timeout_ms = static_cast<int>(asked.arguments[2]);

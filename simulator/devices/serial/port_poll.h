@@ -1,6 +1,6 @@
-// poll(2), ppoll(2), select(2) and pselect(2) with at least one port among the descriptors. What
-// the ports have to say comes from the line; other descriptors are copied into the board and polled
-// by its event loop. A set without a port is left to the kernel.
+// poll(2), ppoll(2), select(2) and pselect(2) with at least one port among the descriptors. The
+// line reports the events of ports. The board copies other descriptors and polls them in its event
+// loop. The kernel answers a set without a port.
 //
 // The signal mask of ppoll and pselect is not applied while the call waits.
 #pragma once

@@ -26,8 +26,8 @@ struct memory_areas {
         return std::min(sum, TRANSFER_BYTES);
     }
 
-    // Moves `size` bytes with a function of address, place and length. False if an area is not the
-    // caller's.
+    // Moves `size` bytes with a function of address, position and length. False if an area is not
+    // in the caller's memory.
     template <class Move>
     bool move(size_t size, Move move_part) const {
         size_t done = 0;
@@ -68,7 +68,7 @@ protected:
                                   : verdict::done(outcome.result);
     }
 
-    // O_NONBLOCK matters once a call would wait: only then is it asked for.
+    // O_NONBLOCK matters only if a call would wait, so it is read only then.
     template <class Call, class Attempt>
     line::outcome attempt_as_opened(Call &call, Attempt try_it) {
         line::outcome outcome = try_it();

@@ -40,7 +40,7 @@ constexpr size_t GIVEN_BYTES = 4096;
 constexpr uint32_t FASTEST_BPS =
     153600; // of an asynchronous port's speeds; without a code on a host
 
-// The requests that change the settings, with those that have the speeds as numbers too.
+// The requests that change the settings, and their variants with the speeds as numbers.
 struct setting_request {
     uint32_t number;
     uint32_t with_numbers;
@@ -51,8 +51,8 @@ constexpr setting_request SETTING_REQUESTS[] = {
 void report_speed_0(const std::string &name) {
     static bool is_reported = false;
     if (!is_reported)
-        report("port %s is set to speed 0 and hangs up; a user-mode emulator makes that of the "
-               "board's own speeds: use --emulated with it",
+        report("port %s is set to speed 0 and hangs up; a user-mode emulator turns the board's "
+               "own speeds into 0: use --emulated with it",
                name.c_str());
     is_reported = true;
 }
@@ -102,7 +102,7 @@ void serial_port::wake(int64_t) {
     seen_changes = model.changes();
 }
 
-// What was written leaves the port also when the program has ended.
+// What was written still leaves the port after the program has ended.
 bool serial_port::has_unsent() const {
     return model.is_closing();
 }
@@ -130,7 +130,7 @@ void serial_port::look_at_node() {
     close_if_abandoned();
 }
 
-// As much as the line has room for: the rest waits in the terminal, and its writer with it.
+// Takes as much as the line has room for. The rest waits in the terminal, and so does its writer.
 void serial_port::take_from_node() {
     send_rest();
     while (unsent.empty()) {
@@ -214,7 +214,8 @@ void serial_port::set_made_for() {
 
 // Faults.
 
-// A cable is named by its two ports, in either order, a loop by its one. Empty where there is none.
+// A cable is named by its two ports, in either order, a loop by its one port. Empty if there is
+// none.
 std::string serial_port::cable_name() const {
     if (partner_name.empty() || partner_name == name)
         return partner_name;
