@@ -42,6 +42,10 @@ void request_channel::hand_over(const request &asked) {
         refuse_foreign(asked);
         return;
     }
+    if (process_limit != nullptr && starts_process(asked.call)) {
+        process_limit->take_request(asked);
+        return;
+    }
     if (ports != nullptr && ports->take(asked))
         return;
     request_taker *taker = kind_of(asked.call) == call_kind::request ? find_taker(asked) : nullptr;

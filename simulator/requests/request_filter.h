@@ -19,6 +19,7 @@ constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
 struct filter_rules {
     std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
     std::optional<port_descriptors> ports; // none: the board has no port
+    bool process_starts = false;           // the calls that start a process
 };
 
 // Installs the filter in the calling process; everything it executes or forks has it too. For the
