@@ -196,6 +196,7 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::work:
         return do_work(of);
     case timed_kind::poll:
+    case timed_kind::birth:
         return requests.hand_over(of.asked);
     case timed_kind::futex:
         if (!futex_waits.take(of.asked, of, processes, calls.held))
