@@ -55,6 +55,7 @@ std::vector<char *> split(std::vector<char> &text) {
 } // namespace
 
 bool forks_fail = false;
+int32_t hold_at_fork = 0;
 
 extern "C" {
 pid_t __real_fork();
@@ -66,6 +67,7 @@ pid_t __wrap_fork() {
     if (!is_walking)
         return __real_fork();
     require(record_count >= 1 && record_count <= TEST_RECORDS);
+    hold_at_fork = table.records[static_cast<size_t>(record_count)].hold;
     if (forks_fail)
         errno = EAGAIN;
     return forks_fail ? -1 : SOME_PROCESS;

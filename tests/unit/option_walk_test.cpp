@@ -82,6 +82,15 @@ TEST(OptionWalk, each_test_gets_its_kind_code_and_storage_and_memory_tests_are_h
     EXPECT_EQ(status_table->records[0].kind_code, 5) << "without any test";
 }
 
+TEST(OptionWalk, a_held_test_is_held_before_its_process_starts) {
+    for (const char *option : {"-D", "-Ysub", "-Ma:b:0"}) {
+        walk({option});
+        EXPECT_EQ(hold_at_fork, HOLD_REQUESTED) << option;
+    }
+    walk({"-L"});
+    EXPECT_EQ(hold_at_fork, HOLD_NONE);
+}
+
 TEST(OptionWalk, a_test_whose_fork_failed_leaves_the_sync_port_free_and_is_recorded_all_the_same) {
     struct {
         std::vector<std::string> arguments;
