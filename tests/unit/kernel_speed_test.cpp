@@ -32,8 +32,9 @@ constexpr tcflag_t SPEED_BITS = CBAUD | CIBAUD;
 constexpr tcflag_t SPEED_BITS = CBAUD;
 #endif
 
-kernel_settings asked = {}; // by the last request that sets
-bool is_full = false;       // the port holds every flag
+kernel_settings asked = {};   // by the last request that sets
+kernel_settings flushed = {}; // by the last one that also flushes
+bool is_full = false;         // the port holds every flag
 
 } // namespace
 
@@ -50,6 +51,8 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
     va_start(arguments, request);
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
+    if (request == SET_AND_FLUSH)
+        flushed = *static_cast<const kernel_settings *>(argument);
     if (request == SET_AND_FLUSH || request == SET_AT_ONCE)
         asked = *static_cast<const kernel_settings *>(argument);
     if (!is_full)
@@ -79,7 +82,7 @@ protected:
         EXPECT_EQ(held.c_ispeed, bps);
 #else
         (void)fd;
-        EXPECT_EQ(asked.c_cflag & CBAUD, baud_to_speed_code(static_cast<int32_t>(bps)));
+        EXPECT_EQ(flushed.c_cflag & CBAUD, baud_to_speed_code(static_cast<int32_t>(bps)));
 #endif
     }
 
