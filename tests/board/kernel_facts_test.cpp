@@ -11,16 +11,14 @@
 namespace {
 
 // Prints, again and again, a line for each process, supervisor first: locked memory, signals that
-// are blocked, ignored and caught, see proc_pid_status(5), and what its descriptors are, except for
-// the standard ones. The last line has mode, size and attached processes of each segment.
+// are blocked, ignored and caught, see proc_pid_status(5), and the devices and files of the board
+// that it has open. The last line has mode, size and attached processes of each segment.
 constexpr char SHOW_FACTS[] = R"sh(
 show() {
     awk '/^VmLck/ { locked = $2 > 0 ? "locked" : "unlocked" }
          /^Sig(Blk|Ign|Cgt)/ { sub(/^0*/, "", $2); signals = signals " " ($2 == "" ? 0 : $2) }
          END { printf "%s%s: ", locked, signals }' /proc/$1/status
-    for fd in /proc/$1/fd/*; do
-        case $fd in */[012]) ;; *) readlink $fd | sed 's|^/.*/||; s/:.*//; /^pipe$/d; /^null$/d' ;; esac
-    done | sort | xargs
+    readlink /proc/$1/fd/* | sed -n 's|^/dev/||p; s|^/r0/||p' | grep -v -e null -e pts | sort | xargs
 }
 while kill -0 $$ 2>/dev/null; do
     echo facts
@@ -39,7 +37,7 @@ locked 0 0 0: cpuactive manufacturer
 locked 0 0 0: cpuactive reserved
 locked 0 0 0: cpuactive sp1
 locked 0 0 0: cpuactive sp4
-locked 0 0 0: cpuactive
+locked 0 0 0: cpuactive sp6 sp6
 locked 0 0 0: cpuactive
 locked 0 0 0: cpuactive
 locked 0 0 0: a b cpuactive
@@ -51,6 +49,9 @@ locked 0 0 0: cpuactive sp2 sp8
 TEST(KernelFacts, every_process_has_its_memory_locked_default_signals_and_its_own_devices_alone) {
     if (sizeof(HK_EMULATOR) > 1)
         GTEST_SKIP() << "the facts would be the emulator's";
+#if defined(HK_SANITIZED)
+    GTEST_SKIP() << "the sanitizer handles signals of its own";
+#endif
     std::vector<std::string> command = {"/bin/sh", "-c", SHOW_FACTS, "sh", HK_STRESS_PATH};
     // clang-format off
     command.insert(command.end(), {"-d1", "-L", "-S4", "-C1", "-P4", "-K", "-D", "-Y/r0/f", "-M/r0/a:/r0/b:0",

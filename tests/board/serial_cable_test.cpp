@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +15,6 @@
 
 #include "runtime/poll.h"
 #include "runtime/unique_fd.h"
-#include "serial/crossover.h"
 #include "serial/echo.h"
 #include "serial/port_access.h"
 #include "serial/port_io.h"
@@ -52,12 +50,6 @@ protected:
         TableTest::TearDown();
     }
 
-    // Of the port that a test opens from now on, and of the far end.
-    void set_line_speed(uint32_t code) {
-        port_speed_code = code;
-        ASSERT_EQ(set_port_speed(far_end.get(), code), 0);
-    }
-
     static TestRecord &own() {
         return record(1);
     }
@@ -89,17 +81,6 @@ protected:
             return all.size() >= enough;
         });
         return all;
-    }
-
-    // A whole frame: the FIFO hands it over in groups of eight and what is left at the end.
-    Bytes receive_frame() {
-        constexpr int32_t QUIET_MS = 20; // far more than a group takes at 4800 bit/s
-        Bytes frame = receive(1);
-        while (input_within(far_end.get(), QUIET_MS)) {
-            const Bytes more = receive(1);
-            frame.insert(frame.end(), more.begin(), more.end());
-        }
-        return frame;
     }
 
     void start_receiver() {
@@ -245,50 +226,6 @@ TEST_F(SerialProducer, a_port_that_hangs_up_is_an_error_a_turn_and_the_pattern_g
     ASSERT_NO_FATAL_FAILURE(hold());
     EXPECT_EQ(own().write_count, written);
     EXPECT_EQ(record(GENERATED).read_count, written + static_cast<uint32_t>(own().errors));
-}
-
-using SerialCrossover = SerialCable;
-
-TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of_silence) {
-    constexpr uint32_t SPEED_4800 = 12; // slow enough to answer in time on a busy machine
-    set_line_speed(SPEED_4800);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    int32_t line_faults = 0; // this cable is no loopback plug
-    for (int number = 1; number <= 9; ++number) {
-        const Bytes frame = receive_frame();
-        if (number < 6 || number > 8) {
-            const uint32_t good = shared_count(own().read_count);
-            ASSERT_NO_FATAL_FAILURE(send(frame));
-            ASSERT_TRUE(wait_until([&] { return shared_count(own().read_count) > good; }));
-        }
-        if (number == 1)
-            line_faults = own().errors2;
-    }
-    EXPECT_EQ(own().errors, 3);
-    EXPECT_EQ(own().errors2, line_faults);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
-}
-
-// Its own line time on the way there, then three polls of the same length. A gap between two frames
-// that a busy machine has stretched or cut is passed over.
-TEST_F(SerialCrossover, gives_a_frame_that_does_not_come_four_line_times) {
-    using std::chrono::steady_clock;
-    constexpr uint32_t SPEED_2400 = 11;
-    set_line_speed(SPEED_2400);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    double line_times = 0;
-    for (int gap = 0; gap < 20 && (line_times < 3.7 || line_times > 4.3); ++gap) {
-        const size_t sent = receive(1).size();
-        const auto sent_at = steady_clock::now();
-        const double line_time_s = static_cast<double>(sent + 33) * 10 / 2400;
-        ASSERT_TRUE(wait_until([&] { return input_within(far_end.get(), 0); }));
-        const std::chrono::duration<double> passed = steady_clock::now() - sent_at;
-        line_times = passed.count() / line_time_s;
-    }
-    EXPECT_NEAR(line_times, 4, 0.3);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
 }
 
 using SerialEcho = SerialCable;
