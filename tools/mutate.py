@@ -51,7 +51,7 @@ WHOLE_RUNS = {
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
     "runtime": "KernelFacts|StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
-    "supervisor": "KernelFacts|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
+    "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
 }

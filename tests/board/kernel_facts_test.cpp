@@ -14,11 +14,14 @@ namespace {
 // are blocked, ignored and caught, see proc_pid_status(5), and the devices and files of the board
 // that it has open. The last line has mode, size and attached processes of each segment.
 constexpr char SHOW_FACTS[] = R"sh(
+count_nulls() { readlink /proc/$1/fd/* | grep -c /dev/null; }
+inherited=$(count_nulls $$)
 show() {
     awk '/^VmLck/ { locked = $2 > 0 ? "locked" : "unlocked" }
          /^Sig(Blk|Ign|Cgt)/ { sub(/^0*/, "", $2); signals = signals " " ($2 == "" ? 0 : $2) }
          END { printf "%s%s: ", locked, signals }' /proc/$1/status
     readlink /proc/$1/fd/* | sed -n 's|^/dev/||p; s|^/r0/||p' | grep -v -e null -e pts | sort | xargs
+    [ $(count_nulls $1) -le $inherited ] || echo more of /dev/null
 }
 while kill -0 $$ 2>/dev/null; do
     echo facts

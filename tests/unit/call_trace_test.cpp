@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include "fio/fio_frame.h"
 #include "fio/fio_loop.h"
 #include "fio/spi/spi_device.h"
+#include "fio/spi/spi_exchange.h"
 #include "fio/spi/spi_loop.h"
 #include "panel/front_panel.h"
 #include "runtime/clock.h"
@@ -104,8 +107,12 @@ pid_t start_2_to_8() {
 TEST_F(CrossoverCalls, set_the_lines_then_send_drain_wait_and_read_in_each_turn) {
     device.changes_what_it_sends = true;
     device.shows_cleared = true;
-    EXPECT_EQ(joined(run(start_2_to_8, {{"read sp8", 2, stop_it}})), opened("sp2") + opened("sp8") +
-                                                                         R"(sp2 get lines
+    const auto compare_ids = [] {
+        record(1).kind_code = record(1).pid == record(2).pid && record(1).pid > 0;
+    };
+    EXPECT_EQ(joined(run(start_2_to_8, {{"nap 9000", 1, compare_ids}, {"read sp8", 2, stop_it}})),
+              opened("sp2") + opened("sp8") +
+                  R"(sp2 get lines
 sp2 rts off
 sp8 get lines
 sp8 rts off
@@ -137,6 +144,7 @@ poll sp2 in 4 stopped
 read sp2 512, 100 clear stopped
 nap 5000 stopped
 )");
+    EXPECT_EQ(record(1).kind_code, 1) << "both records have the id of the process";
     for (const int index : {1, 2}) {
         EXPECT_EQ(record(index).unit, index == 1 ? 2 : 8);
         EXPECT_EQ(record(index).write_count, 2u);
@@ -360,6 +368,7 @@ read sp5s 1000, 20 clear stopped
 nap 5000 finished
 close sp5s finished
 )");
+    EXPECT_EQ(record(2).pid, PID_FINISHED);
 }
 
 class SpiCalls : public CallTrace {
@@ -383,6 +392,17 @@ protected:
         received[5 + length - 1] = 0xFF ^ marker ^ type;
     }
 };
+
+TEST_F(SpiCalls, fill_the_head_of_a_reply_from_the_request) {
+    device.transfer = answer<221>;
+    (void)trace_of([] {
+        constexpr uint8_t REQUEST[] = {20, 0x83, '<'};
+        fio_frame reply = {};
+        (void)spi_fio_exchange(REQUEST, reply, open("/dev/manufacturer", O_RDWR));
+        std::copy_n(reply.begin(), 4, reinterpret_cast<uint8_t *>(&record(1).unit));
+    });
+    EXPECT_EQ(memcmp(&record(1).unit, "\x14\x83\xbc\xdd", 4), 0);
+}
 
 const std::string SPI_START = R"(open /dev/manufacturer rw nonblock
 manufacturer mode 02
