@@ -50,8 +50,8 @@ WHOLE_RUNS = {
     "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
-    "runtime": "StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
-    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
+    "runtime": "KernelFacts|StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
+    "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
 }

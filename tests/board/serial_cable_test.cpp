@@ -1,7 +1,6 @@
 // The serial tests against a far end that the case plays itself.
 
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <numeric>
@@ -9,7 +8,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "serial/crossover.h"
 #include "serial/echo.h"
 #include "serial/producer.h"
 #include "tests/board/serial_cable.h"
@@ -125,50 +123,6 @@ TEST_F(SerialProducer, a_port_that_hangs_up_is_an_error_a_turn_and_the_pattern_g
     ASSERT_NO_FATAL_FAILURE(hold());
     EXPECT_EQ(own().write_count, written);
     EXPECT_EQ(record(GENERATED).read_count, written + static_cast<uint32_t>(own().errors));
-}
-
-using SerialCrossover = SerialCable;
-
-TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of_silence) {
-    constexpr uint32_t SPEED_4800 = 12; // slow enough to answer in time on a busy machine
-    set_line_speed(SPEED_4800);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    int32_t line_faults = 0; // this cable is no loopback plug
-    for (int number = 1; number <= 9; ++number) {
-        const Bytes frame = receive_frame();
-        if (number < 6 || number > 8) {
-            const uint32_t good = shared_count(own().read_count);
-            ASSERT_NO_FATAL_FAILURE(send(frame));
-            ASSERT_TRUE(wait_until([&] { return shared_count(own().read_count) > good; }));
-        }
-        if (number == 1)
-            line_faults = own().errors2;
-    }
-    EXPECT_EQ(own().errors, 3);
-    EXPECT_EQ(own().errors2, line_faults);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
-}
-
-// Its own line time on the way there, then three polls of the same length. A gap between two frames
-// that a busy machine has stretched or cut is passed over.
-TEST_F(SerialCrossover, gives_a_frame_that_does_not_come_four_line_times) {
-    using std::chrono::steady_clock;
-    constexpr uint32_t SPEED_2400 = 11;
-    set_line_speed(SPEED_2400);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    double line_times = 0;
-    for (int gap = 0; gap < 20 && (line_times < 3.7 || line_times > 4.3); ++gap) {
-        const size_t sent = receive(1).size();
-        const auto sent_at = steady_clock::now();
-        const double line_time_s = static_cast<double>(sent + 33) * 10 / 2400;
-        ASSERT_TRUE(wait_until([&] { return input_within(far_end.get(), 0); }));
-        const std::chrono::duration<double> passed = steady_clock::now() - sent_at;
-        line_times = passed.count() / line_time_s;
-    }
-    EXPECT_NEAR(line_times, 4, 0.3);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
 }
 
 using SerialEcho = SerialCable;

@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include "fio/fio_frame.h"
 #include "fio/fio_loop.h"
 #include "fio/spi/spi_device.h"
+#include "fio/spi/spi_exchange.h"
 #include "fio/spi/spi_loop.h"
 #include "panel/front_panel.h"
 #include "runtime/clock.h"
@@ -65,7 +68,7 @@ protected:
     void SetUp() override {
         CallTrace::SetUp();
         device.has_input = [](const std::string &port) {
-            return turn <= lost_from || !port.starts_with(lost_port);
+            return turn <= lost_from || turn > lost_until || !port.starts_with(lost_port);
         };
         device.written = [](const std::string &port, std::span<const uint8_t> sent) {
             turn += port == "sp2" ? 1 : 0;
@@ -77,19 +80,22 @@ protected:
             return waiting.size();
         };
         turn = 0;
-        lost_from = 1000;
+        lost_from = 0;
+        lost_until = 1000;
         lost_port = "none";
         is_spoiled = false;
     }
 
     static int turn;
-    static int lost_from; // the last turn in which a frame arrives on `lost_port`
+    static int lost_from;  // the last turn before frames are lost on `lost_port`
+    static int lost_until; // the last turn in which they are
     static std::string lost_port;
     static bool is_spoiled;
 };
 
 int CrossoverCalls::turn;
 int CrossoverCalls::lost_from;
+int CrossoverCalls::lost_until;
 std::string CrossoverCalls::lost_port;
 bool CrossoverCalls::is_spoiled;
 
@@ -101,8 +107,12 @@ pid_t start_2_to_8() {
 TEST_F(CrossoverCalls, set_the_lines_then_send_drain_wait_and_read_in_each_turn) {
     device.changes_what_it_sends = true;
     device.shows_cleared = true;
-    EXPECT_EQ(joined(run(start_2_to_8, {{"read sp8", 2, stop_it}})), opened("sp2") + opened("sp8") +
-                                                                         R"(sp2 get lines
+    const auto compare_ids = [] {
+        record(1).kind_code = record(1).pid == record(2).pid && record(1).pid > 0;
+    };
+    EXPECT_EQ(joined(run(start_2_to_8, {{"nap 9000", 1, compare_ids}, {"read sp8", 2, stop_it}})),
+              opened("sp2") + opened("sp8") +
+                  R"(sp2 get lines
 sp2 rts off
 sp8 get lines
 sp8 rts off
@@ -134,6 +144,7 @@ poll sp2 in 4 stopped
 read sp2 512, 100 clear stopped
 nap 5000 stopped
 )");
+    EXPECT_EQ(record(1).kind_code, 1) << "both records have the id of the process";
     for (const int index : {1, 2}) {
         EXPECT_EQ(record(index).unit, index == 1 ? 2 : 8);
         EXPECT_EQ(record(index).write_count, 2u);
@@ -182,29 +193,35 @@ TEST_F(CrossoverCalls, wait_for_the_line_time_and_poll_until_as_much_has_passed_
 TEST_F(CrossoverCalls, count_runs_of_silence_and_samples_by_direction) {
     struct {
         const char *name;
+        const char *y;
         const char *lost_port;
         bool is_spoiled;
+        int lost_until;
         int hold_turn;
         int stop_turn;
         std::array<int32_t, 2> errors2;
         std::array<int32_t, 2> hist_next;
     } const cases[] = {
-        {"x to y lost", "sp8", false, 0, 12, {0, 0}, {0, 0}},
-        {"y to x lost: one failed read at the end", "sp2", false, 0, 12, {0, 1}, {0, 0}},
+        {"x to y lost", "8", "sp8", false, 99, 0, 12, {0, 0}, {0, 0}},
+        {"y to x lost: one failed read at the end", "8", "sp2", false, 99, 0, 12, {0, 1}, {0, 0}},
         // The first three frames of x are let pass; the index of y sets that of x back.
-        {"both spoiled", "none", true, 0, 12, {9, 12}, {0, 12}},
-        {"both lost, two silent turns before a hold", "sp", false, 4, 5, {0, 6}, {0, 0}},
-        {"both lost, one silent turn before a hold", "sp", false, 3, 4, {0, 2}, {0, 0}},
+        {"both spoiled", "8", "none", true, 99, 0, 12, {9, 12}, {0, 12}},
+        {"both lost, two silent turns before a hold", "8", "sp", false, 99, 4, 5, {0, 6}, {0, 0}},
+        {"both lost, one silent turn before a hold", "8", "sp", false, 99, 3, 4, {0, 2}, {0, 0}},
+        {"three frames lost on one port", "2", "sp", false, 5, 0, 12, {0, 0}, {0, 0}},
+        {"four frames lost on one port", "2", "sp", false, 6, 0, 12, {4, 0}, {0, 0}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         turn = 0;
         lost_port = c.lost_port;
         lost_from = 2;
+        lost_until = c.lost_until;
         is_spoiled = c.is_spoiled;
-        (void)run(start_2_to_8, {{"write sp2", c.hold_turn, hold_it},
-                                 {"nap 50000", 1, release_it},
-                                 {"write sp2", c.stop_turn, stop_it}});
+        const auto start = [&c] { return crossover_test(0, "2", c.y, frame_sample_pattern); };
+        (void)run(start, {{"write sp2", c.hold_turn, hold_it},
+                          {"nap 50000", 1, release_it},
+                          {"write sp2", c.stop_turn, stop_it}});
         for (const size_t index : {0, 1}) {
             EXPECT_EQ(record(static_cast<int>(index) + 1).errors2, c.errors2[index]) << index;
             EXPECT_EQ(record(static_cast<int>(index) + 1).hist_next, c.hist_next[index]) << index;
@@ -255,7 +272,7 @@ nap 5000 finished
 )-");
 }
 
-TEST_F(CallTrace, an_echo_drains_before_it_waits_and_keeps_its_pace_on_a_port_that_has_hung_up) {
+TEST_F(CallTrace, an_echo_drains_before_it_waits) {
     waiting = bytes(16, ')');
     device.has_input = is_waiting;
     device.read = read_waiting;
@@ -271,15 +288,27 @@ drain sp1
 poll sp1 in 100 stopped
 nap 5000 finished
 )-");
-    device.other_events = POLLHUP;
-    waiting.clear();
-    EXPECT_EQ(joined(run(start, {{"nap 100000", 1, stop_it}})), opened("sp1") + R"(drain sp1
-poll sp1 in 100
-read sp1 512, 512 clear
-poll sp1 0
-nap 100000
-nap 5000 finished
-)");
+}
+
+// Such a port has input at once, each time, and every read fails.
+TEST_F(CallTrace, a_port_that_has_hung_up_costs_a_pause_with_each_read) {
+    struct {
+        pid_t (*start)();
+        std::string lines;
+    } const cases[] = {
+        {[] { return serial_loop_test(0, "1", paren_pattern); },
+         "poll sp1 in 40\nread sp1 512\npoll sp1 0\nnap 80000\n"},
+        {[] { return echo_test(0, "1", 0); },
+         "drain sp1\npoll sp1 in 100\nread sp1 512\npoll sp1 0\nnap 100000\n"},
+        {[] { return front_panel_test(0); },
+         "poll sp6 in 100\nread sp6 10\npoll sp6 0\nnap 100000\n"},
+    };
+    for (const auto &c : cases) {
+        device.other_events = POLLHUP;
+        const std::string lines = joined(
+            run(c.start, {{"nap", 1, stop_it}, {"nap", 1, [] { device.other_events = 0; }}}));
+        EXPECT_NE(lines.find(c.lines), std::string::npos) << lines;
+    }
 }
 
 std::string zeros(int count) {
@@ -339,6 +368,7 @@ read sp5s 1000, 20 clear stopped
 nap 5000 finished
 close sp5s finished
 )");
+    EXPECT_EQ(record(2).pid, PID_FINISHED);
 }
 
 class SpiCalls : public CallTrace {
@@ -362,6 +392,17 @@ protected:
         received[5 + length - 1] = 0xFF ^ marker ^ type;
     }
 };
+
+TEST_F(SpiCalls, fill_the_head_of_a_reply_from_the_request) {
+    device.transfer = answer<221>;
+    (void)trace_of([] {
+        constexpr uint8_t REQUEST[] = {20, 0x83, '<'};
+        fio_frame reply = {};
+        (void)spi_fio_exchange(REQUEST, reply, open("/dev/manufacturer", O_RDWR));
+        std::copy_n(reply.begin(), 4, reinterpret_cast<uint8_t *>(&record(1).unit));
+    });
+    EXPECT_EQ(memcmp(&record(1).unit, "\x14\x83\xbc\xdd", 4), 0);
+}
 
 const std::string SPI_START = R"(open /dev/manufacturer rw nonblock
 manufacturer mode 02
@@ -510,7 +551,7 @@ TEST_F(CallTrace, the_panel_drains_what_it_writes_and_flushes_after_each_command
     const std::string key = "poll sp6 in 100\nread sp6 10\nwrite sp6 \"\\e[2J\"\ndrain sp6\n";
     const std::string escape = "write sp6 \"1 ESC\"\nwrite sp6 \"\\r\\n\"\n";
     const auto start = [] { return front_panel_test(0); };
-    EXPECT_EQ(joined(run(start, {{"write sp6 \"AAAA", 1, stop_it}})),
+    EXPECT_EQ(joined(run(start, {{"write sp6 \"BBBB", 1, stop_it}})),
               "open /dev/sp6 rw\ndup sp6 1\nclose sp6\nopen /dev/sp6 rw\ndup sp6 0\nclose sp6\n" +
                   opened("sp6").substr(sizeof "open /dev/sp6 rw") + key + escape + key + escape +
                   key + escape + key + R"(write sp6 "\e[2J"
@@ -528,7 +569,9 @@ sync
 system /sbin/reboot
 sync
 )" + escape + "poll sp6 in 100 x19\nwrite sp6 \"" +
-                  std::string(40, 'A') + "\"\nwrite sp6 \"\\r\\n\" stopped\nnap 5000 finished\n");
+                  std::string(40, 'A') +
+                  "\"\nwrite sp6 \"\\r\\n\"\npoll sp6 in 100 x20\nwrite sp6 \"" +
+                  std::string(40, 'B') + "\"\nwrite sp6 \"\\r\\n\" stopped\nnap 5000 finished\n");
     EXPECT_EQ(record(1).unit, 6);
 }
 
