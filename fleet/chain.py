@@ -20,6 +20,7 @@ import urllib.request
 FLEET = pathlib.Path(__file__).resolve().parent
 COLLECTOR = '10.77.0.1'
 BOARDS = '10.77.0.2'
+SOCKETS = pathlib.Path('/run')  # of these namespaces
 NEEDED = {
     'rsyslog': ['/usr/sbin/rsyslogd'],
     'rsyslog-relp': ['/usr/lib/*/rsyslog/imrelp.so'],
@@ -48,6 +49,8 @@ def enter():
         os.environ['HK_FLEET_INSIDE'] = '0'  # the number of the parent, seen from inside
         os.execvp('unshare', [*isolation(), sys.executable, *sys.argv])
     subprocess.run(['ip', 'link', 'set', 'lo', 'up'], check=True)
+    # The name of a socket has at most 107 letters, and that of a build folder may be long.
+    subprocess.run(['mount', '-t', 'tmpfs', 'sockets', SOCKETS], check=True)
 
 
 class TimedOut(Exception):
@@ -84,6 +87,7 @@ class Chain:
         shutil.rmtree(self.folder, ignore_errors=True)
         (self.folder / 'logs').mkdir(parents=True)
         self.kept = self.folder / 'logs' / 'boards.log'
+        self.kept.touch()  # mtail reads a file that it finds later from its end
         self.parts = {}
         self._start('field', ['unshare', '--net', 'sleep', 'infinity'])
         self._connect_field()
@@ -137,21 +141,32 @@ class Chain:
 
     def start_board(self, name, texts=None):
         """The rsyslogd of a board; returns its socket in place of /dev/log."""
-        path = self.folder / f'{name}.socket'
+        path = SOCKETS / f'{name}.socket'
         path.unlink(missing_ok=True)
         self._start_rsyslogd(name, 'module(load="imuxsock" SysSock.Use="off")\n'
                              f'input(type="imuxsock" Socket="{path}")\n' +
-                             replaced('board.conf', {'collector.example.net': COLLECTOR, **(texts or {})}),
+                             replaced('board.conf', {'target="collector.example.net"': f'target="{COLLECTOR}"',
+                                                    **(texts or {})}),
                              self.in_field())
         wait_for(f'the socket of {name}', path.exists)
         return path
 
+    def start_relay(self):
+        """The rsyslogd of a rack's relay, at port 514 of the boards' network."""
+        self._start_rsyslogd('relay', replaced('relay.conf', {
+            'target="collector.example.net"': f'target="{COLLECTOR}"'}), self.in_field())
+        wait_for('the relay', lambda: ':514 ' in subprocess.run(
+            [*self.in_field(), 'ss', '-lun'], capture_output=True, text=True, check=True).stdout)
+
     def start_mtail(self):
-        # The memory of one processor of a collector of a hundred thousand boards is 1 GB.
+        """mtail, from the end of the file on; returns once it follows the file."""
+        said = self.folder / 'mtail.out'
+        known = said.read_text().count('Tailing') if said.exists() else 0
         self._start('mtail', ['mtail', '--progs', str(FLEET / 'stress.mtail'), '--logs', str(self.kept),
                               '--address', '127.0.0.1', '--port', '3903', '--logtostderr',
                               '--expired_metrics_gc_interval', '1m'])
         self._wait_for_port('mtail', 3903)
+        wait_for('mtail to follow the file', lambda: said.read_text().count('Tailing') > known)
 
     def start_prometheus(self, scrape_s=5):
         for name, texts in (('prometheus.yml', {'scrape_interval: 30s': f'scrape_interval: {scrape_s}s',
@@ -184,9 +199,9 @@ class Chain:
     def kept_lines(self):
         return self.kept.read_text(errors='replace').splitlines() if self.kept.exists() else []
 
-    def series(self, name):
-        """The series of a metric in mtail: labels and value."""
-        with urllib.request.urlopen('http://127.0.0.1:3903/metrics') as answer:
+    def series(self, name, port=3903):
+        """The series of a metric in mtail, or in Prometheus at 9090: labels and value."""
+        with urllib.request.urlopen(f'http://127.0.0.1:{port}/metrics') as answer:
             lines = [line for line in answer.read().decode().splitlines() if line.startswith(name + '{')]
         return [(line[line.index('{') + 1:line.rindex('}')], float(line.rsplit(' ', 1)[1])) for line in lines]
 
