@@ -169,11 +169,13 @@ class Chain:
         wait_for('mtail to follow the file', lambda: said.read_text().count('Tailing') > known)
 
     def start_prometheus(self, scrape_s=5):
+        """Prometheus, with another interval of scrapes and rules; None: the shipped ones."""
+        shipped = scrape_s is None
         for name, texts in (('prometheus.yml', {'scrape_interval: 30s': f'scrape_interval: {scrape_s}s',
                                                 'evaluation_interval: 15s': f'evaluation_interval: {scrape_s}s',
                                                 'scrape_timeout: 20s': f'scrape_timeout: {scrape_s}s'}),
                             ('rules.yml', {'interval: 15s': f'interval: {scrape_s}s'})):
-            (self.folder / name).write_text(replaced(name, texts))
+            (self.folder / name).write_text(replaced(name, {} if shipped else texts))
         self._start('prometheus', ['prometheus', f'--config.file={self.folder}/prometheus.yml',
                                    f'--storage.tsdb.path={self.folder}/prometheus',
                                    '--web.listen-address=127.0.0.1:9090'])
@@ -204,6 +206,12 @@ class Chain:
         with urllib.request.urlopen(f'http://127.0.0.1:{port}/metrics') as answer:
             lines = [line for line in answer.read().decode().splitlines() if line.startswith(name + '{')]
         return [(line[line.index('{') + 1:line.rindex('}')], float(line.rsplit(' ', 1)[1])) for line in lines]
+
+    def series_total(self):
+        """The number of series that Prometheus keeps."""
+        with urllib.request.urlopen('http://127.0.0.1:9090/metrics') as answer:
+            return next(float(line.split()[1]) for line in answer.read().decode().splitlines()
+                        if line.startswith('prometheus_tsdb_head_series '))
 
     def query(self, expression):
         """The answer of Prometheus: a list of labels and value."""

@@ -31,7 +31,7 @@ def start_board(parts, name):
     return subprocess.Popen(
         [BUILD / 'hk_board', '--quiet', '--log', parts.folder / f'{name}.log', '--name', name,
          '--mac', f'02:00:00:00:00:0{name[-1]}', '--cable', '2-8', '--loop', '5s', *fault,
-         '--forward', parts.start_board(name), '--', BUILD / 'hk_stress', '-d1', '-l5', '-E28', '-h', '-E55'],
+         '--forward', parts.start_board(name), '--', BUILD / 'hk_stress', '-d1', '-l5', '-h', '-E55', '-h', '-E28'],
         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
