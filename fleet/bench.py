@@ -71,7 +71,7 @@ def mtail_at_full_speed(parts, boards):
         subprocess.run([LINES, 'file', str(boards), str(lists)], stdout=file, check=True)
     start = time.monotonic()
     with parts.kept.open('a') as file:
-        file.write('<LI> the end\n')
+        file.write('the end Stress <LI>\n')
     chain.wait_for('mtail', lambda: parts.series('stress_bad_lines_total')[0][1] > 0, 600, every=0.2)
     row('mtail: lines/s', f'{lines / (time.monotonic() - start):.0f}, '
         f'{1e6 * (processor_s(mtail) - before) / lines:.0f} us of processor time each')
