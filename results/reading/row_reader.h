@@ -1,0 +1,35 @@
+// Reads the lines of the results list and of the status report by the rows that write them: the
+// reverse of format_line.
+
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "supervisor/lists/line_row.h"
+
+// Reads a line, without its line breaks, into the words that its row prints; the other words become
+// 0. Samples go into the ring so that samples_newest_first returns them in the line's order.
+// Returns false if the line is none of the rows.
+//
+// An SPI device that is not the datakey gets unit 2: the list does not distinguish them. The line
+// of a module on SPI ends at its device's name if that device could not be opened: its unit is 0
+// then.
+bool read_results_line(std::string_view line, TestRecord &record);
+bool read_report_line(std::string_view line, TestRecord &record);
+
+// Where a line of the results list has its two counts and its error counters.
+struct line_layout {
+    record_letter letter;
+    std::array<uint8_t, 2> counts = {}; // words of the record; the second one is what was verified
+    std::array<uint8_t, 3> errors = {}; // likewise, in the order of the line
+    size_t error_count = 0;             // 1 to 3; the line has a fixed 0 in place of the others
+    std::array<std::string_view, 2> count_names = {}; // in the line: "wrote", "read"
+    bool has_samples = false;
+};
+
+// Returns the layout of a letter's line; of the receiver for a letter without a line.
+const line_layout &layout_of(int32_t letter);
+
+// A word of the record, 0..28.
+uint32_t word_of(const TestRecord &record, uint8_t word);
