@@ -87,6 +87,7 @@ record_history first_look(const TestRecord &now, int64_t time_ms) {
     record_history record;
     record.newest = now;
     const line_layout &layout = layout_of(now.test_letter);
+    record.layout = &layout;
     record.first_counts = {word_of(now, layout.counts[0]), word_of(now, layout.counts[1])};
     note_errors(record, layout, time_ms);
     return record;
@@ -94,7 +95,7 @@ record_history first_look(const TestRecord &now, int64_t time_ms) {
 
 void take_record(record_history &record, const TestRecord &now, const run_history &run,
                  int64_t previous_clock_ms) {
-    const line_layout &layout = layout_of(now.test_letter);
+    const line_layout &layout = *record.layout;
     const bool has_moved = has_progress(layout, record.newest, now);
     count_wraps(record, layout, now);
     record.newest = now;
@@ -142,15 +143,19 @@ void take_list(run_history &run, const open_list &list) {
 
 } // namespace
 
+bool is_a_stall(const run_history &run, int64_t rest_ms) {
+    constexpr int64_t ROUNDING_MS = 1500; // times may be whole seconds
+    const int64_t period_ms = run.period.value_ms();
+    return period_ms != 0 && rest_ms >= std::max(period_ms, SHORTEST_PERIOD_MS) - ROUNDING_MS;
+}
+
 uint64_t record_history::count(size_t number) const {
-    return count_wraps[number] * WRAP +
-           word_of(newest, layout_of(newest.test_letter).counts[number]);
+    return count_wraps[number] * WRAP + word_of(newest, layout->counts[number]);
 }
 
 uint64_t record_history::error(size_t number) const {
-    const line_layout &layout = layout_of(newest.test_letter);
-    return number < layout.error_count
-               ? error_wraps[number] * WRAP + word_of(newest, layout.errors[number])
+    return number < layout->error_count
+               ? error_wraps[number] * WRAP + word_of(newest, layout->errors[number])
                : 0;
 }
 
@@ -178,7 +183,8 @@ int64_t log_period::value_ms() const {
 }
 
 board_history &log_history::board_of(const log_line &line) {
-    if (last_board != nullptr && last_board->ident == line.ident && last_board->host == line.host)
+    if (last_board != nullptr &&
+        (line.is_from_same || (last_board->ident == line.ident && last_board->host == line.host)))
         return *last_board;
     key.assign(line.host).append(1, '\0').append(line.ident);
     const auto [found, is_new] = by_name.try_emplace(key, nullptr);
@@ -223,9 +229,17 @@ void log_history::begin_list(board_history &board, const log_line &line) {
     open(board, line, true);
 }
 
+// A list has the same lines as the one before, if nothing is lost.
+int32_t likely_letter(const board_history &board) {
+    const run_history *run = board.last_run();
+    const size_t index = board.list != nullptr ? board.list->records.size() : 0;
+    return run != nullptr && index < run->records.size() ? run->records[index].newest.test_letter
+                                                         : 0;
+}
+
 void log_history::take_item(board_history &board, const log_line &line) {
     TestRecord record;
-    const bool is_readable = read_results_line(line.text, record);
+    const bool is_readable = read_results_line(line.text, record, likely_letter(board));
     unreadable_lines += is_readable ? 0 : 1;
     if (board.list == nullptr && is_repeated(board, line)) {
         ++repeated_lines;

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "results/reading/log_line.h"
+#include "results/reading/row_reader.h"
 #include "runtime/record.h"
 
 // Log periods are 5 to 600 s, rounded up to a multiple of 1 to 60 s, see hk_stress(8).
@@ -24,6 +25,7 @@ constexpr int64_t LONGEST_PERIOD_MS = 660000;
 // One record of a run. Counters are words of 32 bits that start again at 0 after 2^32.
 struct record_history {
     TestRecord newest;                         // as the last list shows it
+    const line_layout *layout = nullptr;       // of its line
     std::array<uint32_t, 2> first_counts = {}; // in the first list
     std::array<uint16_t, 2> count_wraps = {};
     std::array<uint16_t, 3> error_wraps = {};                           // in the order of the line
@@ -69,6 +71,10 @@ struct run_history {
     bool is_ambiguous = false; // two runs at once under one ident
     bool is_closed = false;    // its last list came twice: the run has ended
 };
+
+// Returns true if a record without progress for so long is at a stand: for a log period at least.
+// Lists that a signal or the end adds come sooner.
+bool is_a_stall(const run_history &run, int64_t rest_ms);
 
 // The list that is being received.
 struct open_list {

@@ -71,6 +71,7 @@ constexpr uint64_t LINE_FAULTS_MAX = 2; // of the check of the modem lines at th
 
 // One direction of a crossover: the record counts what `from` sent and `to` received.
 struct direction {
+    const run_history &run;
     const record_history &record;
     int32_t from;
     int32_t to;
@@ -87,14 +88,20 @@ struct direction {
     bool is_dead() const {
         return record.count(1) == 0 && lost() > 0;
     }
+    // It worked, and nothing arrives any more.
+    bool has_ended() const {
+        return record.count(1) != 0 && lost() > 0 &&
+               is_a_stall(run, run.clock_ms - record.moved_at_ms);
+    }
     std::string check_with() const {
         return text_of("check with -E%d%d", to, from);
     }
 };
 
 std::string lost_frames(const direction &way) {
-    const char *words = way.is_dead() ? "frames from port %d do not reach port %d"
-                                      : "frames from port %d do not all reach port %d";
+    const char *words = way.is_dead()     ? "frames from port %d do not reach port %d"
+                        : way.has_ended() ? "frames from port %d no longer reach port %d"
+                                          : "frames from port %d do not all reach port %d";
     return text_of(words, way.from, way.to) + text_of(": transmitter %d, cable or receiver %d; %s",
                                                       way.from, way.to, way.check_with().c_str());
 }
@@ -105,12 +112,19 @@ std::vector<std::string> places_of_direction(const direction &way, const directi
     if (way.is_dead() && back.is_dead())
         return {text_of("nothing passes between port %d and port %d: no cable, or all of it",
                         way.from, way.to)};
+    if (way.has_ended() && back.has_ended())
+        return {
+            text_of("nothing passes any more between port %d and port %d: one of the ports, or the "
+                    "cable",
+                    way.from, way.to)};
     if (way.has_only_line_faults() && back.has_only_line_faults())
         return {
             text_of("modem lines between port %d and port %d, in both directions: RTS, CTS, DCD",
                     way.from, way.to)};
     if (way.has_only_line_faults())
         return {text_of("RTS of port %d, or CTS or DCD of port %d", way.to, way.from)};
+    if (way.has_ended())
+        return {lost_frames(way)};
     if (way.bad() > way.lost())
         return {text_of("bits change on the way from port %d to port %d: transmitter, cable or "
                         "receiver; %s",
@@ -121,9 +135,12 @@ std::vector<std::string> places_of_direction(const direction &way, const directi
                     way.from, way.to)};
 }
 
-std::vector<std::string> places_of_loop(const record_history &record) {
+std::vector<std::string> places_of_loop(const run_history &run, const record_history &record) {
     const int32_t port = record.newest.unit;
-    const direction way = {record, port, port};
+    const direction way = {run, record, port, port};
+    if (way.has_ended())
+        return {text_of(
+            "nothing that port %d sends comes back any more: port, or its loopback plug", port)};
     if (way.is_dead())
         return {text_of("nothing that port %d sends comes back: port, or its loopback plug", port)};
     if (way.has_only_line_faults())
@@ -156,11 +173,13 @@ bool is_crossover_pair(const run_history &run, size_t first) {
 std::vector<std::string> places_of_crossover(const run_history &run, size_t index) {
     const bool is_second = index > 0 && is_crossover_pair(run, index - 1);
     if (!is_second && !is_crossover_pair(run, index))
-        return places_of_loop(run.records[index]);
+        return places_of_loop(run, run.records[index]);
     const record_history &own = run.records[index];
     const record_history &other = run.records[is_second ? index - 1 : index + 1];
-    const direction way = {own, own.newest.unit, other.newest.unit};
-    const direction back = {other, other.newest.unit, own.newest.unit};
+    if (!is_opened(other.newest))
+        return {not_opened(run, own.newest)};
+    const direction way = {run, own, own.newest.unit, other.newest.unit};
+    const direction back = {run, other, other.newest.unit, own.newest.unit};
     return places_of_direction(way, back);
 }
 

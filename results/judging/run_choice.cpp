@@ -40,7 +40,7 @@ uint64_t distance(const run_history &run, const record_history &record, const Te
                   int64_t interval_ms) {
     if (!is_same_test(record.newest, now))
         return NO_DISTANCE;
-    const line_layout &layout = layout_of(now.test_letter);
+    const line_layout &layout = *record.layout;
     uint64_t sum = 0;
     const auto add = [&](uint8_t word, uint64_t moved) {
         const uint64_t step =

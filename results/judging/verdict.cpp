@@ -51,6 +51,7 @@ public:
 
 private:
     record_verdict judge_record(size_t index) const;
+    double per_hour(uint64_t count) const;
     void find_errors(record_verdict &judged) const;
     void name_errors(record_verdict &judged, size_t index) const;
     bool is_stalled(const record_history &record) const;
@@ -62,6 +63,13 @@ private:
     const judge_rules &rules;
 };
 
+// A run of minutes says nothing of an hour.
+double run_judge::per_hour(uint64_t count) const {
+    constexpr int64_t SHORTEST_MS = int64_t{10} * 60 * 1000;
+    const double hours = static_cast<double>(run.clock_ms) / MS_PER_S / S_PER_HOUR;
+    return run.clock_ms >= SHORTEST_MS ? static_cast<double>(count) / hours : 0;
+}
+
 void run_judge::find_errors(record_verdict &judged) const {
     const line_layout &layout = layout_of(judged.record->newest.test_letter);
     for (size_t number = 0; number < layout.error_count; ++number) {
@@ -69,13 +77,8 @@ void run_judge::find_errors(record_verdict &judged) const {
         if (count == 0)
             continue;
         const size_t field = field_of(layout, number);
-        const double hours = static_cast<double>(run.clock_ms) / MS_PER_S / S_PER_HOUR;
-        moved_error error = {number,
-                             ERROR_FIELDS[field],
-                             meaning_of(*judged.meaning, field),
-                             count,
-                             hours > 0 ? static_cast<double>(count) / hours : 0,
-                             judged.record->error_seen_ms[number],
+        moved_error error = {number, ERROR_FIELDS[field], meaning_of(*judged.meaning, field),
+                             count,  per_hour(count),     judged.record->error_seen_ms[number],
                              {}};
         for (const allowance &rule : rules.allowed)
             if (applies(rule, judged.name, judged.test, number) &&
@@ -87,10 +90,7 @@ void run_judge::find_errors(record_verdict &judged) const {
 
 // Lists that a signal or the end adds do not show a stall: they come sooner than a log period.
 bool run_judge::is_stalled(const record_history &record) const {
-    constexpr int64_t ROUNDING_MS = 1500; // times may be whole seconds
-    const int64_t period_ms = run.period.value_ms();
-    return period_ms != 0 && record.count(1) != 0 &&
-           record.longest_rest_ms >= std::max(period_ms, SHORTEST_PERIOD_MS) - ROUNDING_MS;
+    return record.count(1) != 0 && is_a_stall(run, record.longest_rest_ms);
 }
 
 void run_judge::name_errors(record_verdict &judged, size_t index) const {

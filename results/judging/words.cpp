@@ -15,6 +15,10 @@ struct map_row {
     const char *modules; // the types that have this harness
     const loop_step *steps;
     size_t count;
+
+    const loop_step *step(int32_t number) const {
+        return number >= 0 && static_cast<size_t>(number) < count ? steps + number : nullptr;
+    }
 };
 
 // On the sync port module 219 has the map of module 2, on SPI one of its own.
@@ -35,66 +39,98 @@ std::string input_of(const loop_step &step) {
     return text;
 }
 
-// What the byte that was read says of one input bit.
+bool is_set(uint32_t value, uint8_t bit) {
+    return bit != 0 && (value >> (bit - 1) & 1U) != 0;
+}
+
+// What the byte that was read says of the input of a step.
 std::string reading_of(const loop_step &step, uint32_t value) {
-    const bool is_set = step.input_bit != 0 && (value >> (step.input_bit - 1) & 1U) != 0;
-    return is_set ? "1, with other bits set too" : "0";
-}
-
-std::string sync_step(const loop_step &step, uint32_t value) {
-    return text_of("output %d.%d, %s read back as %s", step.output_byte, step.output_bit,
-                   input_of(step).c_str(), reading_of(step, value).c_str());
-}
-
-std::string spi_step(const loop_step &step, uint32_t input_byte) {
-    return step.input_byte == input_byte ? text_of("output %d.%d, %s", step.output_byte,
-                                                   step.output_bit, input_of(step).c_str())
-                                         : "";
-}
-
-// The list does not show the type of the module: every map that has such a step is named.
-template <size_t maps, typename Words>
-std::string step_words(const map_row (&rows)[maps], int32_t number, uint32_t value, Words words) {
-    std::string text;
-    for (const map_row &row : rows) {
-        const std::string step = number >= 0 && static_cast<size_t>(number) < row.count
-                                     ? words(row.steps[number], value)
-                                     : "";
-        if (!step.empty())
-            text.append(text.empty() ? "" : "; ")
-                .append("module ")
-                .append(row.modules)
-                .append(": ")
-                .append(step);
-    }
+    if (!is_set(value, step.input_bit))
+        return "reads 0";
+    std::string text = "reads 1";
+    for (uint8_t bit = 1; bit <= 8; ++bit)
+        if (bit != step.input_bit && is_set(value, bit))
+            text += text_of(", input %d.%d too", step.input_byte, bit);
     return text;
 }
 
-std::string fio_sample(const ErrorSample &sample) {
-    const auto value = static_cast<uint32_t>(sample.value);
-    std::string text = text_of("step %d, byte read 0x%02x: ", sample.position, value);
-    return text.append(step_words(SYNC_MAPS, sample.position, value, sync_step));
+std::string sync_step(const loop_step &step, uint32_t value) {
+    return text_of("output %d.%d, %s %s", step.output_byte, step.output_bit, input_of(step).c_str(),
+                   reading_of(step, value).c_str());
 }
 
-std::string spi_sample(const ErrorSample &sample) {
-    const auto value = static_cast<uint32_t>(sample.value);
-    std::string text = text_of("step %d, input byte %u: ", sample.position, value);
-    return text.append(step_words(SPI_MAPS, sample.position, value, spi_step));
+std::string spi_step(const loop_step &step, uint32_t) {
+    return text_of("output %d.%d, %s", step.output_byte, step.output_bit, input_of(step).c_str());
 }
 
-std::string sample_words(const counter_meaning &meaning, const ErrorSample &sample) {
-    if (meaning.option != nullptr && *meaning.option == 'F')
-        return fio_sample(sample);
-    switch (meaning.letter) {
-    case record_letter::SPI_FIO:
-        return spi_sample(sample);
-    case record_letter::CROSSOVER:
-        return text_of("a frame of %d bytes, first bad byte 0x%02x", sample.position,
-                       static_cast<uint32_t>(sample.value));
-    default:
-        return text_of("byte %d of a block read as 0x%02x", sample.position,
-                       static_cast<uint32_t>(sample.value));
+// The second word of a sample: of -F the byte that was read, of -L which byte it was.
+bool fits_sync(const loop_step &step, const ErrorSample &sample) {
+    return is_set(static_cast<uint32_t>(sample.value), step.input_bit);
+}
+bool fits_spi(const loop_step &step, const ErrorSample &sample) {
+    return step.input_byte == sample.value;
+}
+
+struct harness {
+    std::span<const map_row> maps;
+    bool (*fits)(const loop_step &, const ErrorSample &);
+    std::string (*words)(const loop_step &, uint32_t);
+    const char *sample; // see printf(3): step and second word
+};
+
+const harness SYNC_HARNESS = {SYNC_MAPS, fits_sync, sync_step, "step %d, byte read 0x%02x"};
+const harness SPI_HARNESS = {SPI_MAPS, fits_spi, spi_step, "step %d, input byte %u"};
+
+// The list does not show the type of the module: those whose map fits most samples are likely.
+std::vector<const map_row *> likely_maps(const harness &wiring,
+                                         std::span<const ErrorSample> samples) {
+    std::vector<const map_row *> likely;
+    ptrdiff_t most = 0;
+    for (const map_row &row : wiring.maps) {
+        const auto fitting = std::ranges::count_if(samples, [&](const ErrorSample &sample) {
+            const loop_step *step = row.step(sample.position);
+            return step != nullptr && wiring.fits(*step, sample);
+        });
+        if (fitting > most)
+            likely.clear();
+        if (fitting >= most)
+            likely.push_back(&row);
+        most = std::max(most, fitting);
     }
+    return likely;
+}
+
+std::string step_words(const harness &wiring, std::span<const map_row *const> likely,
+                       const ErrorSample &sample) {
+    const auto value = static_cast<uint32_t>(sample.value);
+    std::string text = text_of(wiring.sample, sample.position, value);
+    const char *separator = ": ";
+    for (const map_row *row : likely)
+        if (const loop_step *step = row->step(sample.position); step != nullptr) {
+            text.append(separator)
+                .append("on module ")
+                .append(row->modules)
+                .append(" ")
+                .append(wiring.words(*step, value));
+            separator = "; ";
+        }
+    return text;
+}
+
+std::vector<std::string> words_of_steps(const harness &wiring,
+                                        std::span<const ErrorSample> samples) {
+    const auto likely = likely_maps(wiring, samples);
+    std::vector<std::string> words;
+    for (const ErrorSample &sample : samples)
+        words.push_back(step_words(wiring, likely, sample));
+    return words;
+}
+
+std::vector<std::string> words_of_bytes(const char *format, std::span<const ErrorSample> samples) {
+    std::vector<std::string> words;
+    for (const ErrorSample &sample : samples)
+        words.push_back(text_of(format, sample.position, static_cast<uint32_t>(sample.value)));
+    return words;
 }
 
 // No frame has the length 0. The other tests keep samples of every error of this counter.
@@ -164,15 +200,20 @@ std::string why_stalled(const run_history &run, const record_history &record) {
 
 std::vector<std::string> samples_of(const record_history &record, const counter_meaning &meaning) {
     constexpr uint64_t SAMPLES_SHOWN = 5;
-    std::vector<std::string> words;
     const auto letter = static_cast<record_letter>(record.newest.test_letter);
     if (!layout_of(record.newest.test_letter).has_samples || meaning.sample_position == nullptr)
-        return words;
-    const uint64_t count = std::min(record.error(0), SAMPLES_SHOWN);
-    const auto samples = samples_newest_first(record.newest);
-    for (size_t i = 0; i < count; ++i)
-        if (is_sample(samples[i], letter))
-            words.push_back(sample_words(meaning, samples[i]));
-    words.erase(std::unique(words.begin(), words.end()), words.end());
-    return words;
+        return {};
+    const auto ring = samples_newest_first(record.newest);
+    std::vector<ErrorSample> samples(
+        ring.begin(),
+        ring.begin() + static_cast<ptrdiff_t>(std::min(record.error(0), SAMPLES_SHOWN)));
+    std::erase_if(samples, [letter](const ErrorSample &each) { return !is_sample(each, letter); });
+    if (meaning.option != nullptr && *meaning.option == 'F')
+        return words_of_steps(SYNC_HARNESS, samples);
+    if (letter == record_letter::SPI_FIO)
+        return words_of_steps(SPI_HARNESS, samples);
+    return words_of_bytes(letter == record_letter::CROSSOVER
+                              ? "a frame of %d bytes, first bad byte 0x%02x"
+                              : "byte %d of a block read as 0x%02x",
+                          samples);
 }

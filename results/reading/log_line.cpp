@@ -162,8 +162,23 @@ bool is_mac_address(std::string_view word) {
                [](char letter) { return is_digit(letter) || (letter >= 'a' && letter <= 'f'); });
 }
 
+// The last ": ", before which the ident ends; std::string_view::rfind would be a slow loop.
+size_t find_mark(std::string_view line) {
+    for (size_t length = line.size(); length > 0;) {
+        const void *colon = memrchr(line.data(), ':', length);
+        if (colon == nullptr)
+            break;
+        length = static_cast<size_t>(static_cast<const char *>(colon) - line.data());
+        if (line.substr(length).starts_with(MESSAGE_MARK))
+            return length;
+    }
+    return std::string_view::npos;
+}
+
 // Takes "hk_stress[812]: " of the journal, which keeps the ident in the message if that has blanks.
 void take_process(std::string_view &rest, log_line &line) {
+    if (memchr(rest.data(), ']', rest.size()) == nullptr)
+        return;
     const size_t end = rest.find("]: ");
     const size_t open = rest.rfind('[', end);
     if (end == std::string_view::npos || open == std::string_view::npos)
@@ -181,7 +196,8 @@ void take_host(std::string_view &rest, log_line &line) {
     line.host = word;
     rest = text;
     std::string_view after = rest;
-    if (is_facility_and_level(take_word(after)))
+    const std::string_view level = take_word(after);
+    if (memchr(level.data(), '.', level.size()) != nullptr && is_facility_and_level(level))
         rest = after;
 }
 
@@ -214,13 +230,13 @@ bool is_reply_complaint(std::string_view text) {
 }
 
 message_kind kind_of_tagged(std::string_view message) {
+    if (message.starts_with("<LI> "))
+        return message_kind::ITEM;
     const std::string_view text = trimmed(message);
     if (text == "<OL>")
         return message_kind::LIST_BEGIN;
     if (text == "</OL><P>")
         return message_kind::LIST_END;
-    if (message.starts_with("<LI> "))
-        return message_kind::ITEM;
     return is_reply_complaint(text) ? message_kind::COMPLAINT : message_kind::OTHER;
 }
 
@@ -302,7 +318,7 @@ std::string_view line_parser::take_header(std::string_view &rest, log_line &line
 // The ident may end in the message: rsyslog ends a program's name at the first blank.
 void line_parser::split_message(std::string_view program, std::string_view message,
                                 log_line &line) {
-    const size_t mark = message.rfind(MESSAGE_MARK);
+    const size_t mark = find_mark(message);
     const bool has_mark = mark != std::string_view::npos;
     line.text = has_mark ? message.substr(mark + MESSAGE_MARK.size()) : trimmed(message);
     line.kind = kind_of(line.text);
@@ -312,10 +328,46 @@ void line_parser::split_message(std::string_view program, std::string_view messa
     line.ident = whole_ident;
 }
 
+bool line_parser::has_known_start(std::string_view line) const {
+    return !known_start.empty() && line.starts_with(known_start);
+}
+
+// The views of the kept line are those of the kept text.
+void line_parser::keep_start(std::string_view line, const log_line &parsed) {
+    const auto kept = [&](std::string_view part) {
+        const bool is_inside =
+            part.data() >= line.data() && part.data() < line.data() + line.size();
+        return is_inside ? std::string_view(known_start)
+                               .substr(static_cast<size_t>(part.data() - line.data()), part.size())
+                         : std::string_view();
+    };
+    known_start.assign(line.substr(0, static_cast<size_t>(parsed.text.data() - line.data())));
+    known_line = parsed;
+    known_line.host = kept(parsed.host);
+    known_line.ident = kept(parsed.ident);
+    known_line.is_from_same = true;
+}
+
+// Most lines differ from the one before in the message alone.
 log_line line_parser::parse(std::string_view line) {
-    log_line result;
     while (line.ends_with('\r'))
         line.remove_suffix(1);
+    if (has_known_start(line)) {
+        const std::string_view text = line.substr(known_start.size());
+        const message_kind kind = kind_of(text);
+        if (kind != message_kind::OTHER) {
+            log_line result = known_line;
+            result.text = text;
+            result.kind = kind;
+            return result;
+        }
+    }
+    return parse_new(line);
+}
+
+log_line line_parser::parse_new(std::string_view line) {
+    log_line result;
+    known_start.clear();
     std::string_view rest = line;
     if (take_priority(rest) && rest.starts_with("1 ")) { // RFC 5424
         (void)take_word(rest);
@@ -324,7 +376,7 @@ log_line line_parser::parse(std::string_view line) {
         split_message(take_header(rest, result), rest, result);
         return result;
     }
-    const size_t mark = rest.rfind(MESSAGE_MARK);
+    const size_t mark = find_mark(rest);
     if (mark == std::string_view::npos)
         return result;
     result.text = rest.substr(mark + MESSAGE_MARK.size());
@@ -339,6 +391,7 @@ log_line line_parser::parse(std::string_view line) {
     take_process(start, result);
     result.ident =
         trimmed(start.ends_with(MESSAGE_MARK) ? start.substr(0, start.size() - 2) : start);
+    keep_start(line, result);
     return result;
 }
 

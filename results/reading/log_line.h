@@ -25,6 +25,7 @@ struct log_line {
     std::string_view ident;    // without the blanks around it
     std::string_view text;     // the message
     int32_t pid = 0;           // 0 if the line has none
+    bool is_from_same = false; // the line before had the same time, host and ident
 };
 
 // Returns what a message is. An ITEM may still be unreadable.
@@ -40,6 +41,9 @@ public:
     log_line parse(std::string_view line);
 
 private:
+    bool has_known_start(std::string_view line) const;
+    void keep_start(std::string_view line, const log_line &parsed);
+    log_line parse_new(std::string_view line);
     int64_t read_time(std::string_view &rest);
     int64_t read_traditional_time(std::string_view &rest);
     static std::string_view take_header(std::string_view &rest, log_line &line);
@@ -50,6 +54,8 @@ private:
     std::string known_second; // its text, and the time that it means
     int64_t known_time_ms = NO_TIME;
     std::string whole_ident; // of a line that has it in two fields
+    std::string known_start; // the line before up to its message, and what it means
+    log_line known_line;
 };
 
 // Reads the time at the start of a line; NO_TIME if it has none.

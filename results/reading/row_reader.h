@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstring>
 #include <span>
 #include <string_view>
 
@@ -15,7 +16,8 @@
 // An SPI device that is not the datakey gets unit 2: the list does not distinguish them. The line
 // of a module on SPI ends at its device's name if that device could not be opened: its unit is 0
 // then.
-bool read_results_line(std::string_view line, TestRecord &record);
+// `guess` is the letter that the line probably has; a wrong one only costs time.
+bool read_results_line(std::string_view line, TestRecord &record, int32_t guess = 0);
 bool read_report_line(std::string_view line, TestRecord &record);
 
 // Where a line of the results list has its two counts and its error counters.
@@ -32,4 +34,8 @@ struct line_layout {
 const line_layout &layout_of(int32_t letter);
 
 // A word of the record, 0..28.
-uint32_t word_of(const TestRecord &record, uint8_t word);
+inline uint32_t word_of(const TestRecord &record, uint8_t word) {
+    uint32_t value = 0;
+    memcpy(&value, reinterpret_cast<const char *>(&record) + word * sizeof value, sizeof value);
+    return value;
+}
