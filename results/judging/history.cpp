@@ -78,6 +78,8 @@ void count_wraps(record_history &record, const line_layout &layout, const TestRe
 }
 
 void note_errors(record_history &record, const line_layout &layout, int64_t time_ms) {
+    if (record.is_clean())
+        return;
     for (size_t i = 0; i < layout.error_count; ++i)
         if (record.error_seen_ms[i] == NO_TIME && record.error(i) != 0)
             record.error_seen_ms[i] = time_ms;
@@ -88,6 +90,7 @@ record_history first_look(const TestRecord &now, int64_t time_ms) {
     record.newest = now;
     const line_layout &layout = layout_of(now.test_letter);
     record.layout = &layout;
+    record.start = line_start(now);
     record.first_counts = {word_of(now, layout.counts[0]), word_of(now, layout.counts[1])};
     note_errors(record, layout, time_ms);
     return record;
@@ -98,6 +101,8 @@ void take_record(record_history &record, const TestRecord &now, const run_histor
     const line_layout &layout = *record.layout;
     const bool has_moved = has_progress(layout, record.newest, now);
     count_wraps(record, layout, now);
+    if (record.newest.unit != now.unit)
+        record.start = line_start(now);
     record.newest = now;
     note_errors(record, layout, run.last_ms);
     note_progress(record, has_moved, run, previous_clock_ms);
@@ -230,16 +235,20 @@ void log_history::begin_list(board_history &board, const log_line &line) {
 }
 
 // A list has the same lines as the one before, if nothing is lost.
-int32_t likely_letter(const board_history &board) {
+bool read_item(const board_history &board, std::string_view line, TestRecord &record) {
     const run_history *run = board.last_run();
     const size_t index = board.list != nullptr ? board.list->records.size() : 0;
-    return run != nullptr && index < run->records.size() ? run->records[index].newest.test_letter
-                                                         : 0;
+    if (run == nullptr || index >= run->records.size())
+        return read_results_line(line, record);
+    const record_history &before = run->records[index];
+    return (before.is_clean() &&
+            read_clean_line(line, before.start, *before.layout, before.newest, record)) ||
+           read_results_line(line, record, before.newest.test_letter);
 }
 
 void log_history::take_item(board_history &board, const log_line &line) {
     TestRecord record;
-    const bool is_readable = read_results_line(line.text, record, likely_letter(board));
+    const bool is_readable = read_item(board, line.text, record);
     unreadable_lines += is_readable ? 0 : 1;
     if (board.list == nullptr && is_repeated(board, line)) {
         ++repeated_lines;

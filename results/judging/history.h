@@ -26,6 +26,7 @@ constexpr int64_t LONGEST_PERIOD_MS = 660000;
 struct record_history {
     TestRecord newest;                         // as the last list shows it
     const line_layout *layout = nullptr;       // of its line
+    line_start start;                          // of its line
     std::array<uint32_t, 2> first_counts = {}; // in the first list
     std::array<uint16_t, 2> count_wraps = {};
     std::array<uint16_t, 3> error_wraps = {};                           // in the order of the line
@@ -37,6 +38,9 @@ struct record_history {
     uint64_t count(size_t number) const; // 0 or 1: the first or second count of the line
     uint64_t error(size_t number) const; // 0 to 2: an error counter of the line
     uint64_t moved_since_first(size_t number) const;
+    bool is_clean() const { // no error up to now
+        return newest.errors == 0 && newest.errors2 == 0 && newest.errors3 == 0;
+    }
 };
 
 // The time between two lists of a run, by majority: lists that a signal or the end adds are few.

@@ -23,17 +23,19 @@ bool is_wrap(const run_history &run, uint64_t moved, uint32_t delta, int64_t int
     return delta < HALF_RANGE && (delta <= ALWAYS_POSSIBLE || delta <= most);
 }
 
-// How far the counter has moved; NO_DISTANCE if it fell.
-uint64_t distance(const run_history &run, uint32_t before, uint32_t now, uint64_t moved,
-                  int64_t interval_ms) {
-    const uint32_t delta = now - before;
-    return now >= before || is_wrap(run, moved, delta, interval_ms) ? delta : NO_DISTANCE;
-}
-
 // A test writes its unit when it is at work.
 bool is_same_test(const TestRecord &before, const TestRecord &now) {
     return before.test_letter == now.test_letter && before.kind_code == now.kind_code &&
            (before.unit == now.unit || before.unit == 0);
+}
+
+// Adds how far a counter has moved; the sum becomes NO_DISTANCE if it fell.
+template <typename Moved>
+void add_step(uint64_t &sum, const run_history &run, uint32_t before, uint32_t now,
+              int64_t interval_ms, Moved moved) {
+    const uint32_t delta = now - before;
+    const bool is_possible = now >= before || is_wrap(run, moved(), delta, interval_ms);
+    sum = is_possible && sum != NO_DISTANCE ? sum + delta : NO_DISTANCE;
 }
 
 uint64_t distance(const run_history &run, const record_history &record, const TestRecord &now,
@@ -42,15 +44,12 @@ uint64_t distance(const run_history &run, const record_history &record, const Te
         return NO_DISTANCE;
     const line_layout &layout = *record.layout;
     uint64_t sum = 0;
-    const auto add = [&](uint8_t word, uint64_t moved) {
-        const uint64_t step =
-            distance(run, word_of(record.newest, word), word_of(now, word), moved, interval_ms);
-        sum = step == NO_DISTANCE || sum == NO_DISTANCE ? NO_DISTANCE : sum + step;
-    };
     for (size_t i = 0; i < layout.counts.size(); ++i)
-        add(layout.counts[i], record.moved_since_first(i));
+        add_step(sum, run, word_of(record.newest, layout.counts[i]), word_of(now, layout.counts[i]),
+                 interval_ms, [&] { return record.moved_since_first(i); });
     for (size_t i = 0; i < layout.error_count; ++i)
-        add(layout.errors[i], record.error(i));
+        add_step(sum, run, word_of(record.newest, layout.errors[i]), word_of(now, layout.errors[i]),
+                 interval_ms, [&] { return record.error(i); });
     return sum;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
 
@@ -263,11 +264,13 @@ bool is_count_word(uint8_t word) {
 }
 
 line_layout layout_of(const line_row &row) {
-    line_layout layout = {.letter = row.letter};
+    line_layout layout;
+    layout.letter = row.letter;
     size_t counts = 0;
     for (const line_item &item : compile(row).items) {
         if (is_count_word(item.word) && counts < 2) {
             std::string_view name = item.text.substr(0, item.text.size() - 1);
+            layout.between = item.text;
             layout.count_names[counts] = name.substr(name.rfind(' ') + 1);
             layout.counts[counts++] = item.word;
         }
@@ -288,6 +291,40 @@ bool read_results_line(std::string_view line, TestRecord &record, int32_t guess)
 bool read_report_line(std::string_view line, TestRecord &record) {
     static const std::vector<compiled_row> ROWS = compile(REPORT_ROWS);
     return read_line(ROWS, line, record);
+}
+
+line_start::line_start(const TestRecord &record) {
+    const line_layout &layout = layout_of(record.test_letter);
+    char line[longest_line(RESULTS_ROWS)];
+    std::string_view whole(line, static_cast<size_t>(format_line(RESULTS_ROWS, record, line)));
+    std::string name = " ";
+    name.append(layout.count_names[0]).append(" ");
+    const size_t end = whole.find(name);
+    if (end == std::string_view::npos || end + name.size() > text.size())
+        return;
+    size = static_cast<uint8_t>(end + name.size());
+    std::copy_n(line, size, text.begin());
+}
+
+bool read_clean_line(std::string_view line, const line_start &start, const line_layout &layout,
+                     const TestRecord &before, TestRecord &record) {
+    constexpr std::string_view CLEAN = " errors 0,0,0 hist 0,0 0,0 0,0 0,0 0,0";
+    if (start.size == 0 || line.size() < start.size + CLEAN.size() || !line.ends_with(CLEAN) ||
+        memcmp(line.data(), start.text.data(), start.size) != 0)
+        return false;
+    const char *at = line.data() + start.size;
+    const char *end = line.data() + line.size() - CLEAN.size();
+    std::array<uint32_t, 2> counts = {};
+    at = read_decimal(at, end, counts[0]);
+    if (at == nullptr || !takes_text(at, end, layout.between) ||
+        read_decimal(at, end, counts[1]) != end ||
+        (layout.counts[0] == layout.counts[1] && counts[0] != counts[1]))
+        return false;
+    record = before;
+    for (size_t i = 0; i < counts.size(); ++i)
+        memcpy(reinterpret_cast<char *>(&record) + layout.counts[i] * sizeof counts[i], &counts[i],
+               sizeof counts[i]);
+    return true;
 }
 
 const line_layout &layout_of(int32_t letter) {
