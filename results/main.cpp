@@ -2,11 +2,14 @@
 // good.
 
 #include <CLI/CLI.hpp>
+#include <csignal>
+#include <fstream>
 #include <iostream>
+#include <poll.h>
 #include <unistd.h>
 
-#include "results/output/report.h"
-#include "results/reading/log_reader.h"
+#include "results/output/page.h"
+#include "results/reading/follow.h"
 
 namespace {
 
@@ -17,6 +20,9 @@ struct options {
     bool has_expected = false;
     std::vector<std::string> allowed;
     std::string format = "table";
+    std::string page;
+    bool follows = false;
+    bool fails_fast = false;
     std::vector<std::string> files;
 };
 
@@ -34,6 +40,11 @@ void describe(CLI::App &app, options &chosen) {
         ->allow_extra_args(false);
     app.add_option("--format", chosen.format, "table, json, junit, tap or csv")
         ->check(CLI::IsMember(std::vector<std::string>(FORMATS.begin(), FORMATS.end())));
+    app.add_option("--html", chosen.page, "Write a page with plots to that file");
+    CLI::Option *follow =
+        app.add_flag("--follow", chosen.follows, "Keep reading as the logs grow, until Ctrl-C");
+    app.add_flag("--fail-fast", chosen.fails_fast, "End at the first failure, with status 1")
+        ->needs(follow);
 }
 
 judge_rules rules_of(const options &chosen) {
@@ -45,6 +56,10 @@ judge_rules rules_of(const options &chosen) {
     return rules;
 }
 
+bool is_terminal() {
+    return isatty(STDOUT_FILENO) != 0;
+}
+
 std::unique_ptr<report> form_of(const std::string &format) {
     if (format == "json")
         return json_report(std::cout);
@@ -52,24 +67,98 @@ std::unique_ptr<report> form_of(const std::string &format) {
         return junit_report(std::cout);
     if (format == "tap")
         return tap_report(std::cout);
-    return table_report(std::cout, isatty(STDOUT_FILENO) != 0 && getenv("NO_COLOR") == nullptr);
+    return table_report(std::cout, is_terminal() && getenv("NO_COLOR") == nullptr);
 }
 
-int judge_files(const options &chosen) {
-    const judge_rules rules = rules_of(chosen);
+// A history, what watches it, and how to judge it.
+class session {
+public:
+    explicit session(const options &with) : chosen(with), rules(rules_of(with)) {
+        if (chosen.format == "csv")
+            rows = csv_rows(std::cout);
+        if (rows != nullptr)
+            history.observers.push_back(rows.get());
+        if (!chosen.page.empty())
+            history.observers.push_back(&series);
+    }
+
+    bool is_bad(const board_history &board) const {
+        return judge(board, rules).is > verdict::PASS;
+    }
+
+    exit_code show() const {
+        const totals all = judge_all(history, rules);
+        if (rows == nullptr)
+            write_report(*form_of(chosen.format), history, rules, all);
+        else
+            std::cerr << sentence_of(all) << '\n';
+        std::cout.flush();
+        return exit_code_of(all);
+    }
+
+    void write_page() const {
+        if (chosen.page.empty())
+            return;
+        std::ofstream file(chosen.page, std::ios::binary | std::ios::trunc);
+        write_report(*page_report(file, series), history, rules, judge_all(history, rules));
+        if (!file.flush())
+            throw unreadable_input(chosen.page + ": cannot be written");
+    }
+
     log_history history;
+
+private:
+    const options &chosen;
+    judge_rules rules;
+    series_keeper series;
     std::unique_ptr<list_observer> rows;
-    if (chosen.format == "csv")
-        rows = csv_rows(std::cout);
-    history.observer = rows.get();
-    read_files(chosen.files.empty() ? std::vector<std::string>{"-"} : chosen.files, history);
-    history.finish();
-    const totals all = judge_all(history, rules);
-    if (rows == nullptr)
-        write_report(*form_of(chosen.format), history, rules, all);
-    else
-        std::cerr << sentence_of(all) << '\n';
-    return exit_code_of(all);
+};
+
+volatile sig_atomic_t is_told_to_end = 0;
+
+void tell_to_end(int) {
+    is_told_to_end = 1;
+}
+
+// Logs are looked at so often.
+constexpr int LOOK_MS = 200;
+
+int follow(session &judged, const options &chosen) {
+    if (chosen.files.empty() || std::ranges::count(chosen.files, "-") > 0)
+        throw CLI::ValidationError("--follow", "names files; standard input ends by itself");
+    (void)signal(SIGINT, tell_to_end);
+    (void)signal(SIGTERM, tell_to_end);
+    std::deque<followed_log> logs;
+    for (const std::string &path : chosen.files)
+        logs.emplace_back(path, judged.history);
+    bool is_over = false;
+    bool has_news = true;
+    const auto stop = [&](const board_history &board) {
+        has_news = true;
+        is_over = chosen.fails_fast && judged.is_bad(board);
+        return is_over;
+    };
+    while (!is_over && is_told_to_end == 0) {
+        for (followed_log &log : logs)
+            if (!is_over)
+                (void)log.read(stop);
+        if (has_news && is_terminal() && chosen.format == "table" && !is_over) {
+            std::cout << "\x1b[H\x1b[2J";
+            (void)judged.show();
+        }
+        has_news = false;
+        if (!is_over)
+            (void)poll(nullptr, 0, LOOK_MS);
+    }
+    judged.write_page();
+    return judged.show();
+}
+
+int judge_files(session &judged, const options &chosen) {
+    read_files(chosen.files.empty() ? std::vector<std::string>{"-"} : chosen.files, judged.history);
+    judged.history.finish();
+    judged.write_page();
+    return judged.show();
 }
 
 } // namespace
@@ -80,8 +169,8 @@ int main(int argc, char **argv) {
     describe(app, chosen);
     try {
         app.parse(argc, argv);
-        const int status = judge_files(chosen);
-        std::cout.flush();
+        session judged(chosen);
+        const int status = chosen.follows ? follow(judged, chosen) : judge_files(judged, chosen);
         return std::cout ? status : WRONG_USE_OR_INPUT;
     } catch (const CLI::ParseError &fault) {
         return app.exit(fault) == 0 ? EXIT_SUCCESS : WRONG_USE_OR_INPUT;

@@ -289,7 +289,7 @@ void log_history::use_list(board_history &board, open_list &list, bool has_end) 
     run_history &run = board.runs[index];
     take_list(run, list);
     move_complaints(board.complaints, run.complaints);
-    if (observer != nullptr)
+    for (list_observer *observer : observers)
         observer->list_taken(board, index, list);
 }
 

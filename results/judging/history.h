@@ -119,7 +119,7 @@ public:
     std::deque<board_history> boards; // in the order of their first line
     uint64_t unreadable_lines = 0;    // begin like a line of a list and are none
     uint64_t repeated_lines = 0;      // sent twice by the network
-    list_observer *observer = nullptr;
+    std::vector<list_observer *> observers;
 
 private:
     board_history &board_of(const log_line &line);
