@@ -55,6 +55,27 @@ TEST_F(Reaping, counts_the_record_of_the_ended_process_and_every_finished_one) {
     }
 }
 
+// Gives up in its first turn. The supervisor's wait fails at that moment.
+struct giver_up {
+    TestRecord &record;
+    bool gave_up = false;
+    int32_t turns = 0;
+
+    void turn() {
+        give_up(*this);
+        if (++turns == 1)
+            reap_records(-1);
+    }
+};
+
+TEST_F(Reaping, a_test_that_gave_up_ends_although_the_supervisor_has_overwritten_its_stop_word) {
+    process_count = 1;
+    giver_up test = {record(1)};
+    EXPECT_TRUE(runner_detail::run_test(test));
+    EXPECT_EQ(test.turns, 1);
+    EXPECT_EQ(record(1).pid, PID_FINISHED);
+}
+
 TEST_F(Reaping, with_no_process_left_to_wait_for_costs_no_processor_time) {
     record_count = process_count = 1;
     const pid_t supervisor = fork();
