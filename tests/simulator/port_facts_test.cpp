@@ -32,7 +32,8 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
     if (sizeof(HK_EMULATOR) > 1)
         GTEST_SKIP() << "the emulator does not hand on every request";
-    board_run run = board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {}));
+    board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
+                                       own_program(PORT_OBSERVER_PATH, {}));
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, MEASURED);
 }
