@@ -2,6 +2,7 @@
 // measured on the kernel's 8250 driver and n_tty (Linux 6.1, two ports cabled): see
 // port_observer.cpp.
 
+#include <csignal>
 #include <gtest/gtest.h>
 
 #include "tests/support/board_run.h"
@@ -54,6 +55,14 @@ TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_
                           "poll, interrupted: -1 EINTR\n"
                           "write, interrupted: 4095 -\n"
                           "tcdrain, interrupted: -1 EINTR\n");
+}
+
+TEST(ForeignPrograms, are_ended_with_a_message) {
+    if (sizeof(FOREIGN_PROGRAM_PATH) == 1)
+        GTEST_SKIP() << "no program of another kind can be built here";
+    board_run run = board_run::program({"--port", "1"}, {FOREIGN_PROGRAM_PATH});
+    EXPECT_EQ(run.finish(), 128 + SIGKILL);
+    EXPECT_NE(run.errors.find("is a 32-bit program"), std::string::npos) << run.errors;
 }
 
 } // namespace
