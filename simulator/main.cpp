@@ -65,7 +65,7 @@ int main(int argc, char **argv) {
         return 0;
     }
     machine_paths paths;
-    if (!kernel_is_recent() || !find_paths(paths))
+    if (!kernel_is_at_least(OLDEST_KERNEL, "the board") || !find_paths(paths))
         return STATUS_NO_BOARD;
     if (!given.enter.empty())
         return visit_board(given.enter, given.program, paths);

@@ -22,9 +22,11 @@ struct system_log final : device {
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
+    // Shows what has been sent.
+    void take_messages();
+
 private:
     bool open_socket();
-    void take_messages();
 
     unique_fd socket; // not open while the log is gone
     presence_faults absence;

@@ -58,8 +58,9 @@ constexpr uint64_t mask_of(int number) {
     return uint64_t{1} << (number - 1);
 }
 
-constexpr uint64_t STOPPING =
-    mask_of(SIGSTOP) | mask_of(SIGTSTP) | mask_of(SIGTTIN) | mask_of(SIGTTOU);
+// Without a handler these do nothing, see signal(7).
+constexpr uint64_t NOT_ACTED_ON =
+    mask_of(SIGCHLD) | mask_of(SIGCONT) | mask_of(SIGURG) | mask_of(SIGWINCH);
 
 pid_t process_of(const request &asked) {
     const std::string status = small_file(proc_path(asked, "status"));
@@ -114,12 +115,18 @@ unique_fd copy_descriptor(const request &asked, int descriptor) {
     return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
 }
 
-bool is_interrupted(const request &asked) {
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked) {
     const std::string status = small_file(proc_path(asked, "status"));
     const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
-    const uint64_t stopping = STOPPING & ~field(status, "SigIgn", 16);
-    const uint64_t acted_on = field(status, "SigCgt", 16) | stopping;
-    return (waiting & ~field(status, "SigBlk", 16) & acted_on) != 0;
+    const uint64_t ignored = field(status, "SigIgn", 16) | NOT_ACTED_ON;
+    const uint64_t acted_on = field(status, "SigCgt", 16) | ~ignored;
+    return (waiting & ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on) != 0;
+}
+
+bool is_killed(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
+    return (waiting & mask_of(SIGKILL)) != 0 || !is_waiting(asked);
 }
 
 void end_caller(const request &asked) {

@@ -35,8 +35,11 @@ int free_number(const request &asked, const port_descriptors &numbers, int least
 unique_fd copy_descriptor(const request &asked, int descriptor);
 
 // True if a pending signal would interrupt the call in the kernel: one that the caller handles, or
-// one that stops it.
-bool is_interrupted(const request &asked);
+// one that stops or ends it. `blocked` signals do not; without it, those that the caller blocks.
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked = std::nullopt);
+
+// True if the caller is being killed: its calls end without an answer.
+bool is_killed(const request &asked);
 
 // Ends the caller's process.
 void end_caller(const request &asked);

@@ -11,6 +11,7 @@
 #include "simulator/time/event_loop.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace simulator {
@@ -34,6 +35,9 @@ struct verdict {
     static verdict done(int64_t value) {
         return {kind::done, value};
     }
+    static verdict passed_on() {
+        return {kind::kernel};
+    }
     static verdict blocked(int64_t until_us) {
         return {kind::blocked, 0, until_us};
     }
@@ -46,9 +50,13 @@ struct stopped_call {
     virtual verdict attempt() = 0;
     // Changes whenever a new attempt may have another result.
     virtual uint64_t changes() const = 0;
-    // What the call returns if it is interrupted now.
-    virtual int64_t interrupt() {
-        return -RESTARTED_OR_EINTR;
+    // What becomes of the call if it is interrupted now.
+    virtual verdict interrupt() {
+        return verdict::done(-RESTARTED_OR_EINTR);
+    }
+    // The signals that do not interrupt it, if they are not those that its caller blocks.
+    virtual std::optional<uint64_t> blocked_signals() const {
+        return std::nullopt;
     }
     // The caller has been killed.
     virtual void abandon() {}
@@ -70,6 +78,15 @@ struct held_calls final : event_source {
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
 
+    // For a board with its own time, which knows when a signal is sent and when a caller has gone:
+    // no call is looked at in between.
+    void look_when_told() {
+        looks_by_itself = false;
+    }
+    // Ends the caller's call if a signal that waits for the caller does so.
+    void look_for_signal(pid_t caller);
+    void drop_gone();
+
 private:
     struct held {
         std::unique_ptr<stopped_call> call;
@@ -83,6 +100,7 @@ private:
 
     std::vector<held> waiting;
     int64_t signal_look_us = NEVER;
+    bool looks_by_itself = true;
     bool has_events = false; // on the descriptors that calls have added
 };
 

@@ -11,6 +11,24 @@ namespace simulator {
 // Takes the next stopped call. False if it is gone (its caller was killed).
 bool receive(int listener, request &asked);
 
+// What a call returns: a value or an error (0: none), and flags of the kernel's response structure.
+struct response {
+    int64_t value;
+    int error;
+    uint32_t flags;
+};
+
+// Where time is the board's own, an answer does not release its caller: it is kept until the caller
+// has its turn.
+struct response_keeper {
+    virtual ~response_keeper() = default;
+    virtual void keep(const request &asked, const response &given) = 0;
+};
+void keep_responses(response_keeper *keeper); // null: they are sent at once
+
+// Lets the caller go on. False if it has been killed.
+bool send_response(const request &asked, const response &given);
+
 // Answers a call with a value or an error (0: none) and flags of the kernel's response structure.
 void respond(const request &asked, int64_t value, int error, uint32_t flags);
 
@@ -24,5 +42,9 @@ void prefer_own_processor(int listener);
 
 // True while the caller waits for the answer, false once it was killed.
 bool is_waiting(const request &asked);
+
+// The same after the board has looked at the caller's memory or at its /proc. Where responses are
+// kept, a caller that is looked at cannot end meanwhile: the kernel need not be asked.
+bool is_still_waiting(const request &asked);
 
 } // namespace simulator

@@ -29,7 +29,7 @@ bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes)
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes) {
     const iovec here{const_cast<void *>(from), bytes};
     const iovec there = area(address, bytes);
-    return is_waiting(asked) &&
+    return is_still_waiting(asked) &&
            process_vm_writev(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 

@@ -38,8 +38,10 @@ struct request_channel final : event_source {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
 
-private:
+    // Finds who answers a stopped call; the kernel carries it out if nobody does.
     void hand_over(const request &asked);
+
+private:
     void refuse_foreign(const request &asked);
     request_taker *find_taker(const request &asked) const;
 

@@ -1,5 +1,7 @@
 #include "simulator/requests/request_filter.h"
 
+#include "simulator/time/timed_calls.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <endian.h>
@@ -7,6 +9,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <span>
+#include <sys/personality.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -94,12 +97,26 @@ steps decide_by_request(std::span<const uint32_t> numbers) {
     return all;
 }
 
-steps decide(const call_row &row, const port_descriptors &ports) {
-    switch (row.when) {
+// Ends the filter by whether the first argument is 0: both of its halves are.
+steps decide_by_null() {
+    return {
+        load(argument(0)),
+        unless_equal(0, 3),
+        load(offsetof(seccomp_data, args) + sizeof(uint32_t) - LOW_WORD),
+        unless_equal(0, 1),
+        give(SECCOMP_RET_USER_NOTIF),
+        give(SECCOMP_RET_ALLOW),
+    };
+}
+
+steps decide(stopped_when when, const port_descriptors &ports) {
+    switch (when) {
     case stopped_when::on_port_descriptor:
         return decide_by_descriptor(ports);
     case stopped_when::copying_port_descriptor:
         return decide_by_copy(ports);
+    case stopped_when::with_null_argument:
+        return decide_by_null();
     default:
         return {give(SECCOMP_RET_USER_NOTIF)};
     }
@@ -122,10 +139,14 @@ steps filter_steps(const filter_rules &rules) {
         give(SECCOMP_RET_USER_NOTIF),
 #endif
     };
+    const port_descriptors ports = rules.ports.value_or(port_descriptors{});
+    if (rules.own_time)
+        for (const timed_call &row : TIMED_CALLS)
+            add_rule(all, row.number, decide(row.when, ports));
     if (rules.ports)
         for (const call_row &row : STOPPED_CALLS)
-            add_rule(all, row.number, decide(row, *rules.ports));
-    if (rules.process_starts)
+            add_rule(all, row.number, decide(row.when, ports));
+    if (rules.process_starts && !rules.own_time) // which has those calls already
         for (const uint32_t number : STARTING_CALLS)
             add_rule(all, number, {give(SECCOMP_RET_USER_NOTIF)});
     add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
@@ -148,7 +169,8 @@ bool is_native_call(uint32_t architecture, int number) {
 unique_fd install_request_filter(const filter_rules &rules) {
     steps all = filter_steps(rules);
     sock_fprog program{static_cast<unsigned short>(all.size()), all.data()};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        (rules.own_time && personality(ADDR_NO_RANDOMIZE) < 0))
         return unique_fd();
     // With the second flag, a signal does not abort a request that the board has begun to carry
     // out. Kernels before 5.19 know only the first flag.

@@ -39,7 +39,12 @@ enum class call_kind {
     pselect,
 };
 
-enum class stopped_when { always, on_port_descriptor, copying_port_descriptor };
+enum class stopped_when {
+    always,
+    on_port_descriptor,
+    copying_port_descriptor,
+    with_null_argument, // the first one
+};
 
 struct call_row {
     uint32_t number;

@@ -38,6 +38,16 @@ struct event_source {
     virtual void report_unsent() {}
 };
 
+// The earliest wake-up time of them; NEVER if none has one.
+int64_t next_wake_us(std::span<event_source *const> sources);
+
+// Wakes each source whose time has come, in their order.
+void wake_due(std::span<event_source *const> sources);
+
+// Waits at most `longest_us` of the machine's time (NEVER: without limit) for events on the
+// descriptors and passes them on. Returns the number of descriptors that had events.
+int take_events(std::span<event_source *const> sources, int64_t longest_us);
+
 // Waits for the next event or wake-up time, at most `longest_us` (NEVER: without limit), and calls
 // each source that has an event or is due. Returns the number of descriptors that had events.
 int turn(std::span<event_source *const> sources, int64_t longest_us);

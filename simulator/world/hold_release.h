@@ -2,12 +2,22 @@
 // operator of the real board does.
 #pragma once
 
+#include "simulator/base/unique_fd.h"
+#include "simulator/requests/request_filter.h"
+
 #include <string>
+#include <sys/types.h>
 
 namespace simulator {
 
-// Starts hk_ctl, which releases tests as they start until the board ends. Takes hk_ctl from
-// hk_board's own directory, or else from PATH. False after a message if there is none.
-bool start_releasing(const std::string &own_program);
+struct releaser {
+    pid_t id = -1;
+    unique_fd listener; // for its stopped calls, only in the board's own time
+};
+
+// Starts hk_ctl, which releases tests as they start until the board ends. It is the one beside
+// hk_board itself, or else the one in PATH. In the board's own time it runs by the rules for the
+// program. False after a message when there is none.
+bool start_releasing(const std::string &own_program, const filter_rules &rules, releaser &started);
 
 } // namespace simulator

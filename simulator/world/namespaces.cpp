@@ -73,15 +73,15 @@ void pass_signals(const unique_fd &signals, pid_t inside) {
 
 } // namespace
 
-bool kernel_is_recent() {
+bool kernel_is_at_least(const int (&oldest)[2], const char *who) {
     utsname kernel{};
     int version[2] = {};
     (void)uname(&kernel);
     if (sscanf(kernel.release, "%d.%d", &version[0], &version[1]) == 2 &&
-        !std::ranges::lexicographical_compare(version, OLDEST_KERNEL))
+        !std::ranges::lexicographical_compare(version, oldest))
         return true;
-    return complain("this kernel is Linux %s: the board needs %d.%d or later", kernel.release,
-                    OLDEST_KERNEL[0], OLDEST_KERNEL[1]);
+    return complain("this kernel is Linux %s: %s needs %d.%d or later", kernel.release, who,
+                    oldest[0], oldest[1]);
 }
 
 void take_operator_signals() {

@@ -26,8 +26,12 @@ constexpr int OLDEST_KERNEL[] = {5, 14};
 constexpr uint64_t NAMESPACES =
     CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWIPC | CLONE_NEWNET | CLONE_NEWUTS;
 
-// False after a message on an older kernel.
-bool kernel_is_recent();
+// The oldest for a time of its own: there a signal does not take back a call that the board has
+// received (SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV).
+constexpr int OWN_TIME_KERNEL[] = {5, 19};
+
+// False after a message on an older kernel, which says who needs a later one.
+bool kernel_is_at_least(const int (&oldest)[2], const char *who);
 
 // Blocks the signals that an operator may send; the board reads them from a descriptor. An ignored
 // SIGHUP stays ignored, see nohup(1).

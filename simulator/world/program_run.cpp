@@ -41,17 +41,6 @@ void enter_directory(const char *directory) {
     _exit(STATUS_NO_BOARD);
 }
 
-void hand_over_calls(const filter_rules &rules, int board) {
-    const unique_fd listener = install_request_filter(rules);
-    if (listener.is_open() && send_descriptor(board, listener.get()))
-        return;
-    if (errno == EBUSY)
-        report("a board cannot run on a board");
-    else
-        report("the kernel refuses the request filter: %s", strerror(errno));
-    _exit(STATUS_NO_BOARD);
-}
-
 // Rights over the machine itself. Even a board that root runs must not restart it, set its clock,
 // load modules, make device nodes or reach its hardware.
 constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
@@ -72,14 +61,27 @@ void drop_machine_rights() {
     hand_over_calls(how.rules, board);
     restore_signals();
     execvp(how.arguments[0], how.arguments);
-    const int reason = errno;
+    const bool is_missing = errno == ENOENT || errno == ENOTDIR;
     (void)cannot("start", how.arguments[0]);
+    if (!is_missing)
+        _exit(CANNOT_EXECUTE);
     report("the program and its interpreter must be on the board's file system, where /opt and "
            "/run are empty");
-    _exit(reason == ENOENT || reason == ENOTDIR ? NOT_FOUND : CANNOT_EXECUTE);
+    _exit(NOT_FOUND);
 }
 
 } // namespace
+
+void hand_over_calls(const filter_rules &rules, int board) {
+    const unique_fd listener = install_request_filter(rules);
+    if (listener.is_open() && send_descriptor(board, listener.get()))
+        return;
+    if (errno == EBUSY)
+        report("a board cannot run on a board");
+    else
+        report("the kernel refuses the request filter: %s", strerror(errno));
+    _exit(STATUS_NO_BOARD);
+}
 
 bool program_run::start(const program_start &how) {
     sigset_t blocked; // what the outer process passes on, and SIGCHLD
@@ -160,6 +162,11 @@ void program_run::request_end() {
         give_up_us = now_us() + GRACE_US;
 }
 
+void program_run::end_computing(const std::string &where) {
+    report("%s: the board's own time cannot pass in a loop without a system call", where.c_str());
+    kill_program(STATUS_HANG);
+}
+
 void program_run::kill_program(int its_status) {
     (void)kill(-program, SIGKILL);
     ended = true;
@@ -169,6 +176,7 @@ void program_run::kill_program(int its_status) {
 void program_run::pass_on(int number) {
     if (!ended)
         (void)kill(program, number);
+    has_signalled = true;
 }
 
 void program_run::reap() {
@@ -197,6 +205,7 @@ void program_run::continue_program(int stopped_by) {
     }
     if (wants_terminal || (terminal != nullptr && terminal->is_given()))
         (void)kill(-program, SIGCONT);
+    has_signalled = true;
 }
 
 } // namespace simulator

@@ -9,6 +9,7 @@
 #include "simulator/world/foreground.h"
 
 #include <cstdint>
+#include <string>
 #include <sys/types.h>
 #include <vector>
 
@@ -20,14 +21,24 @@ struct program_start {
     filter_rules rules;
 };
 
+// In the child between fork and exec: installs the filter and sends its listener to the board. Ends
+// the process after a message if that fails.
+void hand_over_calls(const filter_rules &rules, int board);
+
 struct program_run final : event_source {
     int64_t run_us = NEVER;         // how long it may run
     foreground *terminal = nullptr; // given to the program if it uses it; null: none
     bool ended = false;
-    int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
+    bool has_signalled = false; // the program, since the board has looked
+    int status = 0;             // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
     // Starts the program. False after a message.
     bool start(const program_start &how);
+    pid_t id() const {
+        return program;
+    }
+    // Ends the run: the program computes at that place without an end.
+    void end_computing(const std::string &where);
     // The descriptor on which its stopped calls arrive; none if the program could not be started:
     // its exit status then reports that.
     unique_fd listener;

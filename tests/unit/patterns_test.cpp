@@ -77,6 +77,13 @@ TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {
     EXPECT_EQ(frame_sample_pattern(received.data(), sent.data(), 4), 0);
 }
 
+TEST(FrameSamples, verify_looks_at_512_bytes_at_most) {
+    std::array<uint8_t, 513> sent = {};
+    std::array<uint8_t, 513> received = {};
+    received[512] = 1;
+    EXPECT_EQ(frame_sample_pattern(received.data(), sent.data(), 513), 0);
+}
+
 TEST(FrameSamples, the_table_is_the_one_of_the_wiring_sheet) {
     // Every byte that is ever sent, from runs at every start; the sum and a position-weighted sum
     // were taken from the sheet.

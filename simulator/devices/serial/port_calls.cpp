@@ -44,9 +44,9 @@ struct open_of_port final : stopped_call {
     uint64_t changes() const override {
         return port.model.changes();
     }
-    int64_t interrupt() override {
+    verdict interrupt() override {
         abandon();
-        return -RESTARTED_OR_EINTR;
+        return verdict::done(-RESTARTED_OR_EINTR);
     }
     void abandon() override {
         if (call.is_counted)
@@ -84,9 +84,19 @@ serial_port *port_calls::port_of(const struct stat &node) const {
     return found != ports.end() ? *found : nullptr;
 }
 
+serial_port *port_calls::find_opened(const request &asked, int descriptor) const {
+    const std::pair key(asked.caller, descriptor);
+    if (const auto known = remembered.find(key); known != remembered.end())
+        return known->second;
+    const auto status = status_of(asked, descriptor);
+    serial_port *found = status ? port_of(*status) : nullptr;
+    if (remembers && status)
+        remembered.emplace(key, found);
+    return found;
+}
+
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
-    const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
-    serial_port *port = found ? port_of(*found) : nullptr;
+    serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor) : nullptr;
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
 }
 
@@ -105,11 +115,13 @@ void port_calls::add_polls(std::vector<pollfd> &polls) const {
 }
 
 void port_calls::ready(const pollfd &) {
-    look_at_nodes();
+    look_at_nodes(true);
 }
 
 // Handles the last close of a port before a call that follows it.
-void port_calls::look_at_nodes() const {
+void port_calls::look_at_nodes(bool always) const {
+    if (remembers && !always && !std::exchange(may_have_changed, false))
+        return;
     std::array<epoll_event, 32> found;
     const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);
     for (int i = 0; i < count; i++)
@@ -143,7 +155,7 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
     serial_port *port = found ? port_of(*found) : nullptr;
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
     if (port->is_emulated)
         port->set_made_for();
@@ -152,19 +164,18 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
 
 bool port_calls::take_poll(const request &asked, call_kind kind) {
     auto call = std::make_unique<port_poll>(asked, kind, *this);
-    if (!call->has_port())
+    if (!call->has_port() && !(takes_all_polls && call->may_wait()))
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::move(call));
     return true;
 }
 
 bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
-    const auto found = status_of(asked, asked.descriptor());
-    serial_port *port = found ? port_of(*found) : nullptr;
+    serial_port *port = find_opened(asked, asked.descriptor());
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     if (port->is_served_by_terminal())
         port->look_at_node();
     switch (kind) {

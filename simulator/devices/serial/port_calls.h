@@ -15,10 +15,12 @@
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
+#include "simulator/requests/caller.h"
 #include "simulator/requests/held_calls.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/requests/stopped_calls.h"
 
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -45,22 +47,38 @@ struct port_calls final : call_taker, event_source {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
 
+    // In the board's own time the scheduler says when descriptors may have changed their meaning or
+    // may have been closed. Until then their meaning is remembered.
+    void note_changed_descriptors() {
+        may_have_changed = true;
+        remembered.clear();
+    }
+    // Notices the last close of a port. `always`: also what a program outside the board's own time
+    // has done.
+    void look_at_nodes(bool always) const;
+
     // The port whose line answers an open descriptor of the caller. Null if it is not a port's, or
     // if the port's terminal answers.
     serial_port *port_at(const request &asked, int descriptor) const;
 
     held_calls held;
+    // Where time is the board's own: also a poll without a port, whose time-out is in that time.
+    bool takes_all_polls = false;
+    bool remembers = false; // while `note_changed_descriptors` is called
 
 private:
     serial_port *port_of(const struct stat &node) const;
     bool take_open(const request &asked, int directory, uint64_t path, int flags);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
-    void look_at_nodes() const;
+    // Null if the descriptor is not a port's.
+    serial_port *find_opened(const request &asked, int descriptor) const;
     bool copy(const request &asked, int least, bool close_on_exec);
 
     const std::vector<serial_port *> ports;
     const port_descriptors numbers;
+    mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
+    mutable bool may_have_changed = true;
     unique_fd node_events; // of all ports
 };
 

@@ -59,7 +59,7 @@ port_poll::port_poll(const request &of, call_kind call, const port_calls &ports)
     else
         read_poll_set();
     find_ports(ports);
-    if (has_port())
+    if (has_port() || ports.takes_all_polls)
         read_deadline();
 }
 
@@ -97,7 +97,7 @@ void port_poll::read_select_set() {
 void port_poll::find_ports(const port_calls &ports) {
     for (entry &each : entries)
         each.port = ports.port_at(asked, each.descriptor);
-    if (!has_port())
+    if (!has_port() && !ports.takes_all_polls)
         return;
     for (entry &each : entries)
         if (each.port == nullptr && each.descriptor >= 0)
@@ -154,9 +154,9 @@ uint64_t port_poll::changes() const {
     return sum;
 }
 
-int64_t port_poll::interrupt() {
+verdict port_poll::interrupt() {
     give_time_left();
-    return -RESTARTED_WITHOUT_HANDLER;
+    return verdict::done(-RESTARTED_WITHOUT_HANDLER);
 }
 
 void port_poll::add_polls(std::vector<pollfd> &polls) const {

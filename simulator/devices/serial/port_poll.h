@@ -19,10 +19,14 @@ struct port_poll final : stopped_call {
     port_poll(const request &of, call_kind call, const port_calls &ports);
 
     bool has_port() const;
+    // False for a call that the kernel would return from at once, without a port.
+    bool may_wait() const {
+        return is_good && deadline_us > now_us();
+    }
 
     verdict attempt() override;
     uint64_t changes() const override;
-    int64_t interrupt() override;
+    verdict interrupt() override;
     void add_polls(std::vector<pollfd> &polls) const override;
 
 private:

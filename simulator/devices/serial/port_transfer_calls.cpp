@@ -100,8 +100,9 @@ struct read_of_port final : port_call {
             return verdict::done(deliver(outcome.result));
         return verdict_of(outcome);
     }
-    int64_t interrupt() override {
-        return call.done > 0 ? deliver(static_cast<int64_t>(call.done)) : -RESTARTED_OR_EINTR;
+    verdict interrupt() override {
+        return verdict::done(call.done > 0 ? deliver(static_cast<int64_t>(call.done))
+                                           : -RESTARTED_OR_EINTR);
     }
 
 private:
@@ -132,8 +133,8 @@ struct write_of_port final : port_call {
         return verdict_of(
             attempt_as_opened(call, [&] { return port.model.write(line_now(), call); }));
     }
-    int64_t interrupt() override {
-        return call.done > 0 ? static_cast<int64_t>(call.done) : -RESTARTED_OR_EINTR;
+    verdict interrupt() override {
+        return verdict::done(call.done > 0 ? static_cast<int64_t>(call.done) : -RESTARTED_OR_EINTR);
     }
 
 private:
