@@ -132,6 +132,7 @@ bool scheduler::release(thread &of) {
     const bool is_left_to_kernel = (of.answer.flags & SECCOMP_USER_NOTIF_FLAG_CONTINUE) != 0;
     if (of.asked_at_us < now_us())
         of.works = 0;
+    log.note(of.asked, of.called_at_us, of.answer);
     if (!send_response(of.asked, of.answer)) { // it has been killed
         end(of);
         return false;
@@ -166,6 +167,7 @@ void scheduler::take_call(thread &of) {
     if (of.asked_at_us != now_us())
         of.calls_at_once = 0;
     of.asked_at_us = now_us();
+    of.called_at_us = now_us();
     of.calls_at_once++;
     const timed_call *row = find_timed_call(of.asked.call);
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
