@@ -168,8 +168,9 @@ void scheduler::take_call(thread &of) {
         of.calls_at_once = 0;
     of.asked_at_us = now_us();
     of.called_at_us = now_us();
-    of.calls_at_once++;
     const timed_call *row = find_timed_call(of.asked.call);
+    if (row == nullptr || row->kind != timed_kind::work) // which has its own cost
+        of.calls_at_once++;
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
         carry_out(of, *row);
     else
