@@ -164,9 +164,17 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
     return all;
 }
 
+// True if there were any.
+bool report_unknown_sleeps(const scheduler &time) {
+    for (const auto &[name, count] : time.unknown_sleeps())
+        report("%s slept %d time%s without a part in the board's own time", name.c_str(), count,
+               count == 1 ? "" : "s");
+    return !time.unknown_sleeps().empty();
+}
+
 // What takes part in a run.
 struct run_parts {
-    const board &built;
+    board &built;
     program_run &run;
     request_channel &requests;
     port_calls &calls;
@@ -184,6 +192,7 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     auto &[built, run, requests, calls, release] = parts;
     prefer_own_processor(release.listener.get());
     scheduler time(requests, calls);
+    time.log = std::move(built.calls);
     time.sources = sources_of(time, requests, sources);
     for (const std::unique_ptr<device> &each : built.devices.devices)
         time.devices.push_back(each.get());
@@ -201,6 +210,8 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     }
     for (int turns = 0; turns < LAST_TURNS && turn(time.sources, 0) > 0; turns++) {
     }
+    if (report_unknown_sleeps(time) && built.settings.strict && run.status == 0)
+        run.status = STATUS_NOT_MODELLED;
 }
 
 void start_faults(const run_settings &settings) {

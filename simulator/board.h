@@ -4,6 +4,7 @@
 #include "simulator/command_line.h"
 #include "simulator/devices/device_set.h"
 #include "simulator/run_settings.h"
+#include "simulator/time/call_log.h"
 #include "simulator/world/foreground.h"
 
 #include <string>
@@ -14,6 +15,7 @@ struct board {
     device_set devices;
     run_settings settings;
     unique_fd door;      // socket for --enter; none: the board has no name
+    call_log calls;      // of --calls
     foreground terminal; // the operator's; the panel keeps it if there is one
 };
 

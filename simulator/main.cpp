@@ -26,9 +26,10 @@ void occupy_standard_descriptors() {
     (void)close(fd);
 }
 
-bool open_output(const run_settings &settings) {
+bool open_output(const run_settings &settings, call_log &calls) {
     output.quiet = settings.quiet;
-    return settings.log_path.empty() || output.file.open(settings.log_path);
+    return (settings.log_path.empty() || output.file.open(settings.log_path)) &&
+           (settings.calls_path.empty() || calls.open(settings.calls_path));
 }
 
 bool claim_own_name(board &built) {
@@ -72,7 +73,7 @@ int main(int argc, char **argv) {
     board built;
     if (!build_board(given, built) || !claim_own_name(built))
         return STATUS_USAGE;
-    if (!open_output(built.settings))
+    if (!open_output(built.settings, built.calls))
         return STATUS_NO_BOARD;
 
     built.terminal.find();

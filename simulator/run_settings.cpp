@@ -84,6 +84,15 @@ bool take_start(run_settings &settings, const char *text) {
            complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
 }
 
+bool take_calls(run_settings &settings, const char *path) {
+    settings.calls_path = path;
+    return true;
+}
+
+bool take_strict(run_settings &settings, const char *) {
+    return settings.strict = true;
+}
+
 bool take_release(run_settings &settings, const char *) {
     return settings.release = true;
 }

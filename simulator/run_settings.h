@@ -23,6 +23,8 @@ struct run_settings {
     bool quiet = false;     // the log is not shown
     bool release = false;   // held tests are released
     bool own_time = false;  // --clock virtual
+    bool strict = false;    // a sleeping call that is not modelled is an error
+    std::string calls_path; // empty: none
     double speed = 0;       // of the board's own time, in times the machine's; 0: without a limit
     int64_t start_us = DEFAULT_START_US; // the date at which the board's own time starts
 };
@@ -37,6 +39,8 @@ bool take_quiet(run_settings &settings, const char *);     // --quiet
 bool take_release(run_settings &settings, const char *);   // --release
 bool take_clock(run_settings &settings, const char *text); // --clock
 bool take_speed(run_settings &settings, const char *text); // --speed
+bool take_calls(run_settings &settings, const char *path); // --calls
+bool take_strict(run_settings &settings, const char *);    // --strict
 bool take_start(run_settings &settings, const char *text); // --start
 
 } // namespace simulator

@@ -48,28 +48,29 @@ enum class stopped_when {
 
 struct call_row {
     uint32_t number;
+    const char *name;
     call_kind kind;
     stopped_when when;
 };
 
 // Newer processors lack the older calls: those are below the #ifdef.
 constexpr call_row STOPPED_CALLS[] = {
-    {SYS_read, call_kind::read, stopped_when::on_port_descriptor},
-    {SYS_write, call_kind::write, stopped_when::on_port_descriptor},
-    {SYS_readv, call_kind::readv, stopped_when::on_port_descriptor},
-    {SYS_writev, call_kind::writev, stopped_when::on_port_descriptor},
-    {SYS_ppoll, call_kind::ppoll, stopped_when::always},
-    {SYS_pselect6, call_kind::pselect, stopped_when::always},
-    {SYS_openat, call_kind::openat, stopped_when::always},
-    {SYS_dup, call_kind::dup, stopped_when::on_port_descriptor},
-    {SYS_dup3, call_kind::dup2, stopped_when::on_port_descriptor},
-    {SYS_fcntl, call_kind::fcntl, stopped_when::copying_port_descriptor},
+    {SYS_read, "read", call_kind::read, stopped_when::on_port_descriptor},
+    {SYS_write, "write", call_kind::write, stopped_when::on_port_descriptor},
+    {SYS_readv, "readv", call_kind::readv, stopped_when::on_port_descriptor},
+    {SYS_writev, "writev", call_kind::writev, stopped_when::on_port_descriptor},
+    {SYS_ppoll, "ppoll", call_kind::ppoll, stopped_when::always},
+    {SYS_pselect6, "pselect6", call_kind::pselect, stopped_when::always},
+    {SYS_openat, "openat", call_kind::openat, stopped_when::always},
+    {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
+    {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_fcntl, "fcntl", call_kind::fcntl, stopped_when::copying_port_descriptor},
 #ifdef SYS_open
-    {SYS_poll, call_kind::poll, stopped_when::always},
-    {SYS_select, call_kind::select, stopped_when::always},
-    {SYS_open, call_kind::open, stopped_when::always},
-    {SYS_creat, call_kind::creat, stopped_when::always},
-    {SYS_dup2, call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_poll, "poll", call_kind::poll, stopped_when::always},
+    {SYS_select, "select", call_kind::select, stopped_when::always},
+    {SYS_open, "open", call_kind::open, stopped_when::always},
+    {SYS_creat, "creat", call_kind::creat, stopped_when::always},
+    {SYS_dup2, "dup2", call_kind::dup2, stopped_when::on_port_descriptor},
 #endif
 };
 
@@ -88,13 +89,19 @@ constexpr bool starts_process(int number) {
            std::end(STARTING_CALLS);
 }
 
+// The row of a system call by its number; null if the table has none.
+constexpr const call_row *find_stopped_call(int number) {
+    const auto *found =
+        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
+    return found != std::end(STOPPED_CALLS) ? found : nullptr;
+}
+
 // The kind of a system call by its number.
 constexpr call_kind kind_of(int number) {
     if (number == SYS_ioctl)
         return call_kind::request;
-    const auto *found =
-        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
-    return found != std::end(STOPPED_CALLS) ? found->kind : call_kind::other;
+    const call_row *found = find_stopped_call(number);
+    return found != nullptr ? found->kind : call_kind::other;
 }
 
 // The numbers of ports' descriptors.

@@ -31,7 +31,8 @@ struct thread {
     request asked{};           // held, or ready
     bool is_untaken = false;   // the call has only arrived
     response answer{};         // of a ready one
-    int64_t asked_at_us = 0;   // when the call was made
+    int64_t called_at_us = 0;  // when the call was made
+    int64_t asked_at_us = 0;   // the same, or until when it was delayed
     int calls_at_once = 0;     // since the clock moved last
     int works = 0;             // of a stated cost, since the thread slept last
     bool has_executed = false; // its last call was execve(2)

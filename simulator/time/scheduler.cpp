@@ -132,6 +132,7 @@ bool scheduler::release(thread &of) {
     const bool is_left_to_kernel = (of.answer.flags & SECCOMP_USER_NOTIF_FLAG_CONTINUE) != 0;
     if (of.asked_at_us < now_us())
         of.works = 0;
+    log.note(of.asked, of.called_at_us, of.answer);
     if (!send_response(of.asked, of.answer)) { // it has been killed
         end(of);
         return false;
@@ -166,8 +167,10 @@ void scheduler::take_call(thread &of) {
     if (of.asked_at_us != now_us())
         of.calls_at_once = 0;
     of.asked_at_us = now_us();
-    of.calls_at_once++;
+    of.called_at_us = now_us();
     const timed_call *row = find_timed_call(of.asked.call);
+    if (row == nullptr || row->kind != timed_kind::work) // which has its own cost
+        of.calls_at_once++;
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
         carry_out(of, *row);
     else
@@ -220,11 +223,16 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     }
 }
 
-// An open of a port takes no time.
+// An open of a port takes no time. All file systems of the board are in memory: sync(2) does
+// nothing else, and would wait for the machine's disks.
 void scheduler::do_work(thread &of) {
-    requests.hand_over(of.asked);
-    const bool is_passed_on = of.now == thread::state::ready && of.answer.flags != 0;
-    if (is_passed_on && ++of.works > FREE_WORKS)
+    if (of.asked.call == SYS_sync)
+        answer(of.asked, 0);
+    else
+        requests.hand_over(of.asked);
+    const bool is_of_port = of.asked.call != SYS_sync && of.answer.flags == 0;
+    if (of.now == thread::state::ready && !is_of_port && is_work(of.asked) &&
+        ++of.works > FREE_WORKS)
         delay(of, now_us() + cost_of_work_us(of.asked.call));
 }
 

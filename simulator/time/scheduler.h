@@ -42,6 +42,7 @@
 #include "simulator/devices/serial/port_calls.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
+#include "simulator/time/call_log.h"
 #include "simulator/time/event_loop.h"
 #include "simulator/time/futex_calls.h"
 #include "simulator/time/interval_timers.h"
@@ -68,6 +69,7 @@ struct scheduler final : event_source, response_keeper {
     std::vector<event_source *> sources;
     std::vector<event_source *> devices; // those of them with nodes that the program uses
     interval_timers timers;
+    call_log log;                      // not open without --calls
     double speed = 0;                  // times the machine's; 0: as fast as it can
     std::function<void()> before_send; // a message for the log is about to be sent
     // Ends the run: the program computes without an end.

@@ -58,6 +58,12 @@ int64_t number_in(const std::vector<std::string> &words, size_t field) {
     return field < words.size() ? strtoll(words[field].c_str(), nullptr, 10) : 0;
 }
 
+// A thread that is about to sleep, or has just decided not to, has the state of a sleeper too. The
+// kernel prints its call only once it is off the processor.
+bool is_off_processor(pid_t thread) {
+    return !text_of(thread, "syscall").starts_with("running");
+}
+
 std::string mapped_file(pid_t thread, uint64_t address) {
     std::ifstream maps(path_of(thread, "maps"));
     for (std::string line; std::getline(maps, line);) {
@@ -77,7 +83,7 @@ task_state state_of_task(pid_t thread) {
     const std::vector<std::string> words = status_words(thread);
     switch (words.empty() ? 'X' : words[STATE_FIELD][0]) {
     case 'S':
-        return task_state::sleeping;
+        return is_off_processor(thread) ? task_state::sleeping : task_state::working;
     case 'T':
         return task_state::stopped;
     case 'X':

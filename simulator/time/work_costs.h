@@ -5,9 +5,12 @@
 // binary to another (a dynamic one maps its libraries, an emulator its own), is covered by that.
 #pragma once
 
+#include "simulator/requests/request.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 
 namespace simulator {
@@ -28,6 +31,11 @@ constexpr work_cost WORK_COSTS[] = {
     {SYS_open, 250},   {SYS_creat, 250},
 #endif
 };
+
+// Addresses without memory, as an emulator keeps them free, are no work.
+constexpr bool is_work(const request &asked) {
+    return asked.call != SYS_mmap || asked.arguments[2] != PROT_NONE;
+}
 
 constexpr int64_t cost_of_work_us(int call) {
     const auto *found = std::ranges::find(WORK_COSTS, call, &work_cost::call);

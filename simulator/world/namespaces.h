@@ -14,6 +14,7 @@ namespace simulator {
 
 // hk_board's own exit statuses; any other is the program's (128 + n when signal n ended it).
 constexpr int STATUS_USAGE = 2;
+constexpr int STATUS_NOT_MODELLED = 123; // with --strict
 constexpr int STATUS_HANG = 124;
 constexpr int STATUS_NO_BOARD = 125;
 
