@@ -16,8 +16,9 @@ using namespace simulator;
 
 namespace {
 
-// A descriptor that the operator has closed is the next one to be opened: the log file must not
-// become standard output. The stand-ins are gone when the program starts, which finds them closed.
+// If the operator has closed a standard descriptor, the next open would reuse its number, and the
+// log file could become standard output. The stand-ins close on exec, so the program finds the
+// descriptors closed.
 void occupy_standard_descriptors() {
     int fd = 0;
     while ((fd = open("/dev/null", O_RDWR | O_CLOEXEC)) >= 0 && fd <= STDERR_FILENO) {
@@ -64,7 +65,7 @@ int main(int argc, char **argv) {
         return 0;
     }
     machine_paths paths;
-    if (!kernel_is_recent() || !find_paths(paths))
+    if (!kernel_is_at_least(OLDEST_KERNEL, "the board") || !find_paths(paths))
         return STATUS_NO_BOARD;
     if (!given.enter.empty())
         return visit_board(given.enter, given.program, paths);
@@ -79,7 +80,7 @@ int main(int argc, char **argv) {
     if (inside < 0)
         return STATUS_NO_BOARD;
     if (inside > 0) {
-        built.door.reset(); // the board alone holds its name
+        built.door.reset(); // only the board holds its name
         return wait_outside(inside, built.devices.terminal, built.terminal);
     }
     _exit(run_board(built, given.program, paths)); // ends every process of the board

@@ -2,14 +2,25 @@
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
+#include "simulator/time/timed_calls.h"
 #include "simulator/world/board_name.h"
+#include "simulator/world/namespaces.h"
+
+#include <ctime>
 
 namespace simulator {
 
 namespace {
 
 constexpr double RUN_SECONDS_MAX = 1e9;
+constexpr double SPEED_MAX = 1e6;
 constexpr number_range SEED = {0, SEED_COUNT - 1};
+
+bool can_have_own_time() {
+    return (HAS_OWN_TIME ||
+            complain("--clock virtual: the board's own time works on x86-64 alone")) &&
+           kernel_is_at_least(OWN_TIME_KERNEL, "--clock virtual");
+}
 
 } // namespace
 
@@ -42,6 +53,35 @@ bool take_name(run_settings &settings, const char *name) {
 
 bool take_quiet(run_settings &settings, const char *) {
     return settings.quiet = true;
+}
+
+bool take_clock(run_settings &settings, const char *text) {
+    settings.own_time = text == std::string_view("virtual");
+    if (settings.own_time)
+        return can_have_own_time();
+    return text == std::string_view("real") ||
+           complain("--clock %s: a clock is virtual or real", text);
+}
+
+bool take_speed(run_settings &settings, const char *text) {
+    int64_t thousandths = 0;
+    const bool is_number = read_seconds(text, SPEED_MAX, thousandths) && thousandths > 0;
+    settings.speed = static_cast<double>(thousandths) / US_PER_SECOND;
+    return is_number || complain("--speed %s: a speed is a number above 0, at most %.0f, as in "
+                                 "--speed 1 or --speed 10",
+                                 text, SPEED_MAX);
+}
+
+// "YYYY-MM-DD" or "YYYY-MM-DD HH:MM:SS", in UTC.
+bool take_start(run_settings &settings, const char *text) {
+    tm start{};
+    const char *rest = strptime(text, "%Y-%m-%d", &start);
+    if (rest != nullptr && *rest != '\0')
+        rest = strptime(rest, " %H:%M:%S", &start);
+    const time_t seconds = timegm(&start);
+    settings.start_us = int64_t{seconds} * US_PER_SECOND;
+    return (rest != nullptr && *rest == '\0' && seconds > 0) ||
+           complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
 }
 
 bool take_release(run_settings &settings, const char *) {

@@ -14,8 +14,8 @@ namespace simulator {
 namespace {
 
 constexpr const char *NODE = "/dev/cpuactive";
-constexpr const char *PART = "led";    // what faults call it
-constexpr int64_t REFILL_US = 100'000; // between a read and the write that goes with it: far less
+constexpr const char *PART = "led";    // its name in faults
+constexpr int64_t REFILL_US = 100'000; // much longer than from a read to its write
 
 } // namespace
 
@@ -34,7 +34,7 @@ bool led::appear() {
     return true;
 }
 
-// Who has the node open gets EIO from then on, as when a driver loses its device.
+// A program that has the node open gets EIO from then on, as when a driver loses its device.
 void led::disappear() {
     reader_watch.reset();
     refill_us = NEVER;
@@ -43,8 +43,8 @@ void led::disappear() {
     (void)unlink(NODE);
 }
 
-// A read-only LED is a file that nobody can open for writing, and that shows the state. Who has the
-// LED open already keeps a descriptor whose writes change nothing.
+// A read-only LED is a file with the state that cannot be opened for writing. A program that
+// already has the LED open keeps its descriptor, but its writes change nothing.
 void led::protect() {
     if (line.master.is_open())
         (void)umount2(NODE, MNT_DETACH);

@@ -1,10 +1,10 @@
-// The heartbeat LED, /dev/cpuactive: reading gives its state as one byte (0 or 1), writing a byte
-// sets it. The board knows each change and its time.
+// The heartbeat LED, /dev/cpuactive: a read returns its state as one byte (0 or 1), a write of one
+// byte sets it. The board sees each change and its time.
 //
-// One state byte waits in the node to be read. A program that blinks the LED reads the byte and
-// writes the new one; if the board replaced a byte the moment it was read, the program could read
-// the old state after writing the new one. So a byte that was read is replaced by the write that
-// follows it, or, if none follows, a little later.
+// The node always holds one state byte to read. A program that blinks the LED reads the byte and
+// writes the new one. If the board replaced a byte at once, the program could read the old state
+// after its write. So the board replaces a byte at the write after the read, or a little later if
+// there is no write.
 #pragma once
 
 #include "simulator/devices/device_set.h"

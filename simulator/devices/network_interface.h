@@ -1,4 +1,5 @@
-// The board's Ethernet interface, "eth0". It is there for its hardware address and leads nowhere.
+// The board's Ethernet interface, "eth0". Programs read its hardware address; it is connected to
+// nothing.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -11,7 +12,7 @@ namespace simulator {
 struct network_interface final : device {
     mac_address mac = {0x02, 0x00, 0x00, 0x00, 0x12, 0x34};
 
-    // To be called while the host's /dev is still visible.
+    // Call it while the host's /dev is still visible.
     void bring_up();
 
     bool open_nodes() override;
@@ -21,7 +22,7 @@ struct network_interface final : device {
     bool take_fault(const fault &wanted) override;
 
 private:
-    unique_fd tunnel; // the host's /dev/net/tun, to make the interface anew
+    unique_fd tunnel; // the host's /dev/net/tun, to make the interface again
     presence_faults absence;
 };
 

@@ -1,5 +1,5 @@
-// The faults of one part that are states: gone, read-only, full. The device looks when one of them
-// begins or ends, and does what follows from it.
+// The faults of one part that are states: gone, read-only, full. The device checks when one of them
+// begins or ends, and acts on the change.
 #pragma once
 
 #include "simulator/faults/fault.h"
@@ -12,18 +12,17 @@ namespace simulator {
 
 class presence_faults {
 public:
-    // Takes the fault if it is of that kind and that part. False when it is not.
+    // Takes the fault if it has that kind and part, else returns false.
     bool take(const fault &wanted, fault_id id, std::string_view part);
 
-    // Whether a fault is present now and was not at the last call, or the other way round. Counts
-    // each beginning as a strike.
+    // True if presence has changed since the last call. Counts each beginning as a strike.
     bool has_changed(int64_t now);
     bool counts = true; // false for all but one of the nodes of one part
-    // Whether one was present at the last call of `has_changed`.
+    // True if a fault was present at the last call of `has_changed`.
     bool is_present() const {
         return !present.empty();
     }
-    // Of those present the one that was given first; only if there is one.
+    // The present fault that was given first. There must be one.
     const fault &first_present() const {
         return *present.front();
     }

@@ -12,7 +12,7 @@ namespace simulator {
 namespace {
 
 constexpr const char *DIRECTORY = "/r0";
-constexpr const char *PART = "r0"; // what faults call it
+constexpr const char *PART = "r0"; // its name in faults
 constexpr int64_t RETRY_US = 5000;
 constexpr uint64_t KIB = 1024;
 
@@ -57,7 +57,7 @@ void store::follow_size() {
         fill();
 }
 
-// A store cannot be smaller than what is in it, see tmpfs(5); then it has no room left.
+// A store cannot be smaller than its contents, see tmpfs(5). It then has no room left.
 void store::set_size(uint64_t bytes) {
     const room now = room_in_store();
     const uint64_t wanted = std::max(bytes, now.whole_bytes - now.free_bytes);
@@ -66,7 +66,7 @@ void store::set_size(uint64_t bytes) {
         (void)cannot("resize", DIRECTORY);
 }
 
-// The store is made small first, so that filling it costs no memory of the machine.
+// Makes the store small first, so that filling it takes no memory of the machine.
 void store::fill() {
     const room before = room_in_store();
     constexpr uint64_t LEFT_BYTES = 64 * KIB; // at least a page; then the rest is taken
@@ -77,7 +77,7 @@ void store::fill() {
         (void)cannot("fill", DIRECTORY);
 }
 
-// The kernel refuses as long as a file is open for writing.
+// The kernel refuses while a file is open for writing.
 void store::follow_protection(int64_t time_us) {
     const unsigned long flags = MS_REMOUNT | MS_BIND | MS_NOSUID;
     retry_us = NEVER;

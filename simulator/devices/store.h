@@ -1,5 +1,5 @@
-// The battery-backed store /r0, a file system in memory of the board's own, and its faults: full,
-// too small, read-only.
+// The battery-backed store /r0, the board's own file system in memory, and its faults: full, too
+// small, read-only.
 #pragma once
 
 #include "simulator/base/unique_fd.h"

@@ -17,16 +17,16 @@ namespace simulator {
 namespace {
 
 constexpr const char *NODE = "/dev/log";
-constexpr const char *PART = "log"; // what faults call it
+constexpr const char *PART = "log"; // its name in faults
 
 constexpr int MESSAGES_A_TURN = 64;
-constexpr size_t MESSAGE_BYTES = 8192; // the C library's messages end there
+constexpr size_t MESSAGE_BYTES = 8192; // the C library sends no longer messages
 
-constexpr int RECEIVE_BYTES = 4 << 20; // a burst of lists waits here, not in the senders
+constexpr int RECEIVE_BYTES = 4 << 20; // room for a burst of lists, so senders do not wait
 constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
 
-// Senders wait once this many messages are unread. Only a privileged board may change it; the
-// kernel's default is 10.
+// Senders wait while this many messages are unread. Only a privileged board may raise the kernel's
+// default of 10.
 void allow_many_unread() {
     const unique_fd limit(open("/proc/sys/net/unix/max_dgram_qlen", O_WRONLY | O_CLOEXEC));
     if (limit.is_open())
@@ -97,8 +97,8 @@ int64_t system_log::wake_time_us() const {
     return absence.next_look_us();
 }
 
-// What was sent before the log goes has arrived. After it, sending fails until the log is back, see
-// syslog(3): the C library connects anew.
+// Messages from before the log goes have arrived. Sending then fails until the log is back, and the
+// C library connects again, see syslog(3).
 void system_log::wake(int64_t time_us) {
     if (!absence.has_changed(time_us))
         return;
@@ -122,7 +122,8 @@ bool system_log::take_fault(const fault &wanted) {
 
 void system_log::take_messages() {
     std::array<char, MESSAGE_BYTES> message;
-    // Not all there is: a program that logs without an end must not keep the other devices waiting.
+    // Takes a limited number: a program that logs without end must not keep the other devices
+    // waiting.
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
         if (length < 0)

@@ -1,5 +1,5 @@
-// The system log's socket, /dev/log. Each message is shown as it comes and, when asked for,
-// forwarded; see syslog(3) for what the C library sends: "<priority>Mmm dd hh:mm:ss ident: text".
+// The system log's socket, /dev/log. The board shows each message as it comes and forwards it if
+// asked to. The C library sends, see syslog(3): "<priority>Mmm dd hh:mm:ss ident: text".
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -22,9 +22,11 @@ struct system_log final : device {
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
+    // Shows what has been sent.
+    void take_messages();
+
 private:
     bool open_socket();
-    void take_messages();
 
     unique_fd socket; // not open while the log is gone
     presence_faults absence;

@@ -16,7 +16,7 @@ int64_t in_us(int64_t line_time) {
     return line_time / NS_PER_US;
 }
 
-// Another bit each time.
+// Flips another bit each time.
 void flip_bit(uint8_t &byte, uint32_t turn) {
     byte ^= static_cast<uint8_t>(1U << turn % 8);
 }
@@ -181,7 +181,7 @@ uint32_t direction_faults::modem_lines(int64_t now, uint32_t driven) const {
     return arriving;
 }
 
-// A fault that strikes single things changes nothing by itself; it does no harm to look then, too.
+// A fault that strikes single bytes or frames changes no state; waking for it too does no harm.
 int64_t direction_faults::next_change(int64_t now) const {
     int64_t next = NEVER;
     for (const present_fault &each : faults)

@@ -1,13 +1,13 @@
-// The faults of one direction of a serial line, from the rows that the operator gave: what leaves a
-// port, and the modem lines that arrive at the other end. Which byte and which bit is the same in
-// every run.
+// The faults of one direction of a serial line. They strike what leaves a port, and the modem lines
+// that arrive at the other end. They damage the same bytes and bits in every run.
 //
-// To plug it in: one object a direction, given to cable::set_faults for the end that sends. A
-// fault goes to the direction that leaves its port, but a modem line that is stuck at a port goes
-// to the direction that ends there, see `leaves`. A loop has one direction, which takes both. A
-// cable whose RTS is not wired has that fault in both directions.
+// Give one object for each direction to cable::set_faults, for the end that sends. A fault belongs
+// to the direction that leaves its port; a stuck modem line belongs to the direction that arrives
+// at its port, see `leaves`. A loop has one direction, which takes both. An RTS that is not wired
+// is a fault of both directions of its cable.
 //
-// A chunk is what follows without a gap on an asynchronous line, and a frame on a synchronous one.
+// A chunk is a run of bytes without a gap on an asynchronous line, and a frame on a synchronous
+// one.
 #pragma once
 
 #include "simulator/faults/fault.h"
@@ -18,17 +18,21 @@
 
 namespace simulator {
 
-// A port that goes away with a chunk that leaves or reaches it, which is lost.
+// A port that goes away with a chunk that leaves or reaches it; that chunk is lost.
 struct port_hangup {
     std::vector<fault> rows;
     uint32_t chunks = 0; // that have left and reached the port
 
     bool is_due(int64_t now_us) const;
+    bool can_come() const {
+        return !rows.empty();
+    }
 };
 
 class direction_faults final : public line::line_faults {
 public:
-    // Whether the fault belongs to the direction that leaves its port, or to the one that arrives.
+    // True if the fault belongs to the direction that leaves its port, false if to the one that
+    // arrives.
     static bool leaves(const fault &wanted);
     void add(const fault &wanted);
 
@@ -49,22 +53,22 @@ private:
     void strike(const fault &present, line::passing_frame &passing);
     bool loses_chunk(const fault &present, int64_t time) const;
 
-    // A state is counted as a strike each time it begins to show.
+    // A state counts as one strike each time it begins to have an effect.
     struct present_fault {
         fault row;
         mutable bool shows = false;
-        bool loses = false; // the present chunk
-        bool flips = false; // a bit of the present chunk, at its turn
+        bool loses = false; // the current chunk
+        bool flips = false; // a bit of the current chunk is still to be flipped
     };
     static void note(const present_fault &each, bool shows);
 
     std::vector<present_fault> faults;
-    std::vector<port_hangup *> hangups; // a loop's twice
+    std::vector<port_hangup *> hangups; // a loop's port is here twice
     uint32_t chunks = 0;                // lost ones included
     bool is_port_gone = false;
     uint32_t characters = 0;
     int64_t chunk_end = -1;   // of the last character
-    uint32_t chunk_bytes = 0; // of the present chunk so far
+    uint32_t chunk_bytes = 0; // of the current chunk so far
     uint32_t bits_flipped = 0;
     uint32_t bytes_garbled = 0;
 };

@@ -62,7 +62,7 @@ bool read_rate(const std::string &text, double &per_hour) {
     return *end == '\0' && per_hour > 0 && per_hour <= RATE_MAX; // false for "nan" as well
 }
 
-// What follows the numbers: a window, a rate, or both.
+// The texts after the numbers: a window, a rate, or both.
 struct fault_times {
     std::string window;
     std::string rate;
@@ -81,7 +81,7 @@ fault_times cut_off_times(std::string &text) {
     return times;
 }
 
-// Unrelated for different faults, so that they do not all strike together.
+// Gives each fault a seed of its own, so that faults do not strike together.
 uint64_t seed_of(const std::string &text, uint64_t seed) {
     constexpr uint64_t FNV_PRIME = 0x100000001B3; // the FNV-1a hash
     uint64_t hash = seed ^ 0xCBF29CE484222325;
@@ -171,17 +171,17 @@ bool add_fault(const char *text, uint64_t seed, std::vector<fault> &faults) {
         return add_times(times, seed, parsed);
     }
     if (times.window.empty() || !same->clock().has_window())
-        return complain("--fault %s: there is one already; give each a window to have several",
-                        text);
+        return complain("--fault %s: this fault is given twice; give each one a window", text);
     return add_times(times, seed, *same);
 }
 
 void print_fault_kinds(int fd) {
     for (const fault_kind &kind : FAULT_KINDS)
         dprintf(fd, "  %-22s %-14s %s\n", kind.form, kind.thing, kind.meaning);
-    dprintf(fd, "Each may end with a window of time, @FROM-TO in seconds from the start of the run "
-                "(@FROM-\nfor good), with a rate, ~RATE in random events per hour, or with both. "
-                "The same fault\nwith other windows has all of them.\n");
+    dprintf(fd,
+            "Each may end with a window, @FROM-TO in seconds from the start of the run (@FROM-: "
+            "to its\nend), a rate, ~RATE in random events per hour, or both. A fault given several "
+            "times has\nall its windows.\n");
 }
 
 } // namespace simulator

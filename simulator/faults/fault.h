@@ -1,6 +1,5 @@
-// Faults that the operator puts into the board:
-// --fault KIND:TARGET[:NUMBER]...[@FROM-TO][~RATE]. Each is offered to every device; the one that
-// has the target takes it.
+// Faults that the operator puts into the board: --fault KIND:TARGET[:NUMBER]...[@FROM-TO][~RATE].
+// The board asks every device to take each fault; the device that has the target does.
 #pragma once
 
 #include "simulator/faults/fault_clock.h"
@@ -19,18 +18,17 @@ struct fault {
     std::string target;       // a port, a cable, a module address, the name of a part
     std::vector<int> numbers; // each in its range
 
-    // Whether the fault is present, as a state; nothing is counted. Times here are those of
-    // `now_us`.
+    // True while the fault is present as a state. Counts nothing. Times are those of `now_us`.
     bool is_active(int64_t now) const;
-    // Whether it breaks the thing at hand, and counts it if it does.
+    // True if the fault strikes now; counts the strike.
     bool strikes(int64_t now) const;
-    // The same for a fault of every Nth thing, N its first number; `thing` counts from 1.
+    // The same for a fault of every Nth thing, where N is its first number. `thing` counts from 1.
     bool strikes_nth(int64_t now, uint32_t thing) const;
-    // Counts what a state has broken.
+    // Counts one strike of a state.
     void count_strike() const;
     int64_t next_change(int64_t now) const;
 
-    // When the run started; before, each time counts as its start.
+    // Sets the start of the run. Before this call, every time counts as the start.
     void start(int64_t now) const;
     uint64_t strike_count() const;
     fault_clock &clock() const;
@@ -45,15 +43,15 @@ private:
 
     int64_t run_time(int64_t now) const;
 
-    std::shared_ptr<course> shared = std::make_shared<course>(); // with all copies of the fault
+    std::shared_ptr<course> shared = std::make_shared<course>(); // by all copies of the fault
 };
 
-// Whether the fault is one that such a thing ("port", "cable", "module") can have.
+// True if such a thing ("port", "cable", "module") can have the fault.
 bool is_fault_of(const fault &wanted, std::string_view thing);
 
-// Reads one --fault argument into the faults there are: the same fault with another window adds the
-// window. Random moments follow `seed` and the fault's text. False when it is none, after saying on
-// standard error which there are.
+// Reads one --fault argument and adds it to `faults`; a fault that is already there gets the new
+// window too. `seed` and the fault's text determine the random moments. If the argument is not
+// valid, writes what is valid to standard error and returns false.
 bool add_fault(const char *text, uint64_t seed, std::vector<fault> &faults);
 
 // Writes the valid forms with their meanings, one a line, to descriptor `fd`.

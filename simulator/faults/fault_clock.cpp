@@ -44,7 +44,7 @@ int64_t fault_clock::moment(int64_t period) const {
     return period * period_us + static_cast<int64_t>(offset);
 }
 
-// The last one that has come; negative when none has.
+// The last random moment up to this time; negative if there is none.
 int64_t fault_clock::last_moment(int64_t time_us) const {
     const int64_t period = time_us / period_us;
     if (moment(period) <= time_us)

@@ -1,9 +1,10 @@
-// When one fault is present. It has windows of time, random moments, or both: an occasion (a chunk,
-// a reply) is struck inside a window, and with a rate only the first one after each random moment.
-// A state (a wire that is cut, a node that is gone) with a rate lasts one second from each moment.
+// Decides when one fault is present: in windows of time, at random moments, or both. Inside a
+// window the fault strikes every occasion (a chunk, a reply); with a rate, only the first occasion
+// after each random moment. A state (a cut wire, a missing node) with a rate lasts one second from
+// each moment.
 //
-// The moments are a function of the rate and the seed alone: one falls into each period of 3600 s /
-// rate, anywhere in it. So a run can be repeated, and nothing has to be remembered.
+// The moments depend on the rate and the seed alone: each period of 3600 s / rate has one, anywhere
+// in it. So a run can be repeated, and no moment has to be stored.
 //
 // All times are microseconds since the start of the run; a time before the start counts as 0.
 #pragma once
@@ -15,7 +16,7 @@ namespace simulator {
 
 struct fault_window {
     int64_t from_us;
-    int64_t to_us; // the first moment after it; NEVER (clock.h) for good
+    int64_t to_us; // the first moment after it; NEVER (clock.h): no end
 };
 
 class fault_clock {
@@ -31,11 +32,11 @@ public:
         return period_us != 0;
     }
 
-    // Whether a state is present.
+    // True while a state is present.
     bool is_active(int64_t time_us) const;
-    // Whether an occasion is struck. Uses up the random moment that strikes it.
+    // True if the fault strikes an occasion at this time. Uses up the random moment.
     bool strikes(int64_t time_us);
-    // The first time after this one at which `is_active` may change; NEVER: it does not.
+    // The first time after this one at which `is_active` may change; NEVER if it does not.
     int64_t next_change(int64_t time_us) const;
 
 private:

@@ -1,5 +1,5 @@
 // The kinds of faults that a board can have, one row a kind. --help prints this table; the manual
-// page says the same in more words.
+// page explains each kind.
 #pragma once
 
 #include "simulator/base/text.h"
@@ -40,6 +40,7 @@ enum class fault_id {
     readonly,
     full,
     size,
+    limit,
 };
 
 constexpr number_range COUNT = {1, 1'000'000'000};
@@ -50,6 +51,7 @@ constexpr number_range COMMAND = {1, 12};
 constexpr number_range TYPE = {1, 255};
 constexpr number_range LEVEL = {0, 1};
 constexpr number_range PERCENT = {-50, 50};
+constexpr number_range PROCESSES = {0, 100'000};
 constexpr number_range MILLISECONDS = {1, 60'000};
 
 struct fault_kind {
@@ -64,7 +66,7 @@ struct fault_kind {
 };
 
 constexpr fault_kind FAULT_KINDS[] = {
-    // A feed is a port of that name, feed1 for the one into port 1. It has no node to hang up.
+    // A feed counts as a port: feed1 is the feed into port 1. It has no node to hang up.
     {fault_id::flip, "flip", "flip:PORT:N", 1, "port",
      "one bit is wrong in every Nth chunk leaving PORT"},
     {fault_id::drop, "drop", "drop:PORT:N", 1, "port", "every Nth chunk leaving PORT is lost"},
@@ -73,17 +75,17 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::lines, "lines", "lines:PORT-PORT", 0, "cable",
      "RTS of that cable (or loop) is not wired"},
     {fault_id::hangup, "hangup", "hangup:PORT:N", 1, "serial node",
-     "PORT goes away for good with the Nth chunk leaving or reaching it"},
+     "PORT disappears for good at the Nth chunk that leaves or reaches it"},
     {fault_id::lost_byte, "lostbyte", "lostbyte:PORT:N", 1, "async line",
      "every Nth byte leaving PORT is lost"},
     {fault_id::inserted_byte, "insert", "insert:PORT:N", 1, "async line",
-     "a byte comes after every Nth byte leaving PORT"},
+     "an extra byte follows every Nth byte leaving PORT"},
     {fault_id::framing, "framing", "framing:PORT:N", 1, "async line",
      "the stop bit of every Nth byte leaving PORT is low"},
     {fault_id::garble, "garble", "garble:PORT:N", 1, "sync line",
-     "a byte of every Nth frame from PORT is wrong, its check is right"},
+     "every Nth frame from PORT has a wrong byte and a valid check"},
     {fault_id::stall, "stall", "stall:PORT", 0, "line",
-     "nothing leaves PORT; it waits in the port"},
+     "nothing leaves PORT; output waits in the port"},
     {fault_id::speed, "speed", "speed:PORT:PERCENT", 1, "async line",
      "PORT sends that much too fast (-50 to 50; below 0 too slow)", PERCENT},
     {fault_id::stuck_cts, "cts", "cts:PORT:LEVEL", 1, "line", "CTS at PORT is stuck: 0 off, 1 on",
@@ -103,8 +105,8 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::lose_reply, "lose", "lose:MODULE:N", 1, "module", "every Nth reply is lost"},
     {fault_id::corrupt_reply, "corrupt", "corrupt:MODULE:N", 1, "module",
      "one bit is wrong in every Nth reply"},
-    {fault_id::type, "type", "type:MODULE:TYPE", 1, "module",
-     "the module says that it is of another type", TYPE},
+    {fault_id::type, "type", "type:MODULE:TYPE", 1, "module", "the module reports another type",
+     TYPE},
     {fault_id::stray_bytes, "stray", "stray:MODULE:N", 1, "sync module",
      "three stray bytes before every Nth reply (sync port)"},
     {fault_id::long_reply, "long", "long:MODULE:N", 1, "sync module",
@@ -125,6 +127,8 @@ constexpr fault_kind FAULT_KINDS[] = {
      "PART takes no writes: led or r0"},
     {fault_id::full, "full", "full:r0", 0, "store", "/r0 is full"},
     {fault_id::size, "size", "size:r0:KIB", 1, "store", "/r0 has room for KIB KiB"},
+    {fault_id::limit, "limit", "limit:processes:N", 1, "process table",
+     "a process can only be started while there are fewer than N", PROCESSES},
 };
 
 } // namespace simulator

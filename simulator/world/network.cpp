@@ -47,7 +47,7 @@ struct link_request {
     bool carry_out(int type, int flags);
 };
 
-// True when the kernel has done what was asked.
+// True if the kernel has done what was asked.
 bool link_request::carry_out(int type, int flags) {
     header.nlmsg_len = static_cast<uint32_t>(NLMSG_LENGTH(sizeof(ifinfomsg)) + used);
     header.nlmsg_type = static_cast<uint16_t>(type);
@@ -76,8 +76,8 @@ bool add_dummy() {
     return asked.carry_out(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL);
 }
 
-// The interface is persistent, so that the descriptor can be opened and closed by anybody. It can
-// be attached to one interface at a time, so each attempt needs a descriptor of its own.
+// The interface is persistent: it stays when the descriptor is closed. A descriptor attaches to one
+// interface only, so each attempt opens a new one.
 bool add_tap(int tunnel) {
     const std::string path = "/proc/self/fd/" + std::to_string(tunnel);
     const unique_fd tap(open(path.c_str(), O_RDWR | O_CLOEXEC));

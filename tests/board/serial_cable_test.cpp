@@ -1,121 +1,18 @@
-// The serial tests against a far end that the case plays itself. Runs on the simulated board, with
-// ports 1 and 2 cabled, in both their forms. The test process has port 1, the case port 2.
+// The serial tests against a far end that the case plays itself.
 
-#include <algorithm>
 #include <array>
 #include <csignal>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <numeric>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <vector>
 
-#include "runtime/poll.h"
-#include "runtime/unique_fd.h"
 #include "serial/echo.h"
-#include "serial/port_access.h"
-#include "serial/port_io.h"
-#include "serial/port_settings.h"
 #include "serial/producer.h"
-#include "serial/receiver.h"
-#include "tests/support/table_fixture.h"
+#include "tests/board/serial_cable.h"
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-
-constexpr char OWN_PORT[] = "1";
-constexpr char FAR_PORT[] = "2";
-const Bytes GOOD_BLOCK(8, ')'); // as many as the FIFO hands over at once: one read
-
-uint32_t shared_count(const uint32_t &word) {
-    return *static_cast<const volatile uint32_t *>(&word);
-}
-
-class SerialCable : public TableTest {
-protected:
-    void SetUp() override {
-        TableTest::SetUp();
-        far_end.reset(open_async_port(FAR_PORT, O_RDWR));
-        ASSERT_TRUE(far_end) << "run this on the simulated board";
-    }
-
-    void TearDown() override {
-        hdlc_mode = 0;
-        xfer_length = 32;
-        port_speed_code = SPEED_115200;
-        TableTest::TearDown();
-    }
-
-    static TestRecord &own() {
-        return record(1);
-    }
-
-    // Returns once the bytes can be read at the other end.
-    void send(const Bytes &bytes) {
-        ASSERT_EQ(write(far_end.get(), bytes.data(), bytes.size()),
-                  static_cast<ssize_t>(bytes.size()));
-        ASSERT_EQ(tcdrain(far_end.get()), 0);
-    }
-
-    // Sends a good block and waits until the receiver has counted it, so that the next is a block
-    // of its own.
-    void send_block() {
-        const uint32_t good = shared_count(own().prev_read_count);
-        send(GOOD_BLOCK);
-        ASSERT_TRUE(wait_until([&] { return shared_count(own().prev_read_count) != good; }));
-    }
-
-    // What arrives at the far end until there are `enough` bytes and nothing more waits.
-    Bytes receive(size_t enough) {
-        Bytes all;
-        (void)wait_until([&] {
-            std::array<uint8_t, 512> part;
-            while (input_within(far_end.get(), 0)) {
-                const ssize_t count = read(far_end.get(), part.data(), part.size());
-                all.insert(all.end(), part.begin(), part.begin() + std::max<ssize_t>(count, 0));
-            }
-            return all.size() >= enough;
-        });
-        return all;
-    }
-
-    void start_receiver() {
-        ASSERT_GT(serial_loop_test(0, OWN_PORT, paren_pattern), 0);
-        wait_for_silence(1);
-    }
-
-    // Silent intervals from now on: the receiver listens, and no block is in its hands.
-    void wait_for_silence(int32_t intervals) {
-        const int32_t before = shared_word(own().errors);
-        ASSERT_TRUE(wait_until([&] { return shared_word(own().errors) >= before + intervals; }));
-    }
-
-    void hold() {
-        set_shared_word(own().hold, HOLD_REQUESTED);
-        ASSERT_TRUE(wait_until([&] { return shared_word(own().hold) == HOLD_ACKNOWLEDGED; }));
-    }
-
-    template <typename Claim>
-    bool release_until(Claim claim) {
-        set_shared_word(own().hold, HOLD_NONE);
-        return wait_until(claim);
-    }
-
-    // Ends the test process as a supervisor would, so that the case can start another.
-    void end_test() {
-        const pid_t child = own().pid;
-        ASSERT_EQ(kill(child, SIGKILL), 0);
-        ASSERT_EQ(waitpid(child, nullptr, 0), child);
-        own() = {};
-        record_count = 0;
-    }
-
-    unique_fd far_end;
-};
 
 // A test may read the other port as soon as it has drained the one it wrote to: on the simulated
 // board that must not depend on how busy the machine is.

@@ -1,5 +1,5 @@
-// Observes two cabled ports of the board, 1 and 2, by system calls alone, and prints each fact on a
-// line of its own: a name and what was seen. Times are in hundredths of a second, rounded.
+// Observes the cabled ports 1 and 2 of the board with system calls alone and prints each fact on
+// its own line: a name and what was seen. Times are in hundredths of a second, rounded.
 
 #include <cerrno>
 #include <chrono>
@@ -64,7 +64,7 @@ long centiseconds(const std::function<void()> &work) {
         .count();
 }
 
-// All that comes until nothing has come for `quiet_ms`.
+// Reads until nothing has come for `quiet_ms`.
 std::string read_all(int port, int quiet_ms) {
     std::string all;
     char part[4096];
@@ -79,7 +79,7 @@ std::string read_all(int port, int quiet_ms) {
 }
 
 void write_text(int port, const std::string &text) {
-    (void)!write(port, text.data(), text.size()); // what is lost shows at the other end
+    (void)!write(port, text.data(), text.size()); // the other end shows what is lost
 }
 
 void observe_first_open() {

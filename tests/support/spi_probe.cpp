@@ -2,10 +2,9 @@
 //
 //     spi_probe NODE MODE BITS SPEED TRANSFER...
 //
-// MODE, BITS and SPEED are set by requests; "-" leaves one as it is. A TRANSFER is the bytes in
-// hexadecimal, followed by "+" if the chip select is to change after it. The first line of the
-// output has the bytes, transfers separated by blanks; the second the time of the call in
-// microseconds.
+// Requests set MODE, BITS and SPEED; "-" leaves one unchanged. A TRANSFER is its bytes in
+// hexadecimal, followed by "+" if the chip select changes after it. The first line of output has
+// the bytes, with blanks between transfers; the second has the time of the call in microseconds.
 
 #include <cerrno>
 #include <cstdint>

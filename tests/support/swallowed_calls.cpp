@@ -1,6 +1,5 @@
-// A library to be loaded before a program (LD_PRELOAD): takes calls away from it one kind at a
-// time, as HK_SWALLOW names them, and lets it believe that they have succeeded. What a test of the
-// board shows with a call taken away is what the call is for.
+// A library for LD_PRELOAD. It drops the kind of calls that HK_SWALLOW names and reports success to
+// the program. A test of the board without such a call shows what the call is for.
 
 #include <algorithm>
 #include <cstdarg>
@@ -36,7 +35,7 @@ int tcdrain(int fd) {
     return is_swallowed("pauses") ? 0 : next<decltype(tcdrain)>("tcdrain")(fd);
 }
 
-// The program's turns sleep; only the naps of half a second and more remain.
+// Skips the short sleeps of the program's turns, but not naps of half a second and more.
 int nanosleep(const timespec *time, timespec *left) {
     constexpr long NAP_NS = 500'000'000;
     const bool is_pause = time->tv_sec == 0 && time->tv_nsec < NAP_NS;

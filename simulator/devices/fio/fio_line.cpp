@@ -11,7 +11,7 @@ constexpr uint8_t STRAY_BYTES[] = {0x11, 0x22, 0x33};
 constexpr uint8_t SURPLUS_BYTES[] = {0x44, 0x55};
 constexpr size_t STATUS_REQUEST_BYTES = 1;
 constexpr size_t HEADER_BYTES = 3;  // address, function code, command
-constexpr int64_t LATE_US = 60'000; // well above what anybody waits for
+constexpr int64_t LATE_US = 60'000; // longer than any program waits
 
 struct module_lengths {
     int type;
@@ -113,7 +113,7 @@ void fio_line::answer_request(int64_t now, addressed_module &asked,
     send(now, reply, module.delay_us() + (module.strikes(fault_id::late_reply) ? LATE_US : 0));
 }
 
-// A reply that is late does not hold up those of other modules.
+// A late reply does not delay those of other modules.
 void fio_line::send(int64_t now, const std::vector<uint8_t> &reply, int64_t delay_us) {
     if (delay_us == 0) {
         end.send(now, reply);

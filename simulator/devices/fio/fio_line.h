@@ -1,6 +1,5 @@
-// The field I/O modules on a synchronous port: each frame that the program sends goes to all of
-// them, the one that is addressed answers at once. Frames with another length than the module's own
-// are not answered.
+// The field I/O modules on a synchronous port. Each frame that the program sends reaches all of
+// them; the addressed module answers at once. A module does not answer a frame of the wrong length.
 #pragma once
 
 #include "simulator/devices/device.h"
@@ -16,13 +15,13 @@ struct fio_line final : device {
     fio_line();
 
     line::device_end end{true};
-    direction_faults faults; // of what the modules send: none but those of their port
+    direction_faults faults; // of what reaches the port; only the port adds to them
 
-    // Adds a module, 1 to 255 each. False when another one has the address.
+    // Adds a module; address and type are 1 to 255. False if another module has the address.
     bool add_module(int address, int type);
 
     bool open_nodes() override {
-        return true; // the port has them
+        return true; // the port has the node
     }
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;

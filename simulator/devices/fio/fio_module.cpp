@@ -10,7 +10,7 @@ namespace simulator {
 namespace {
 
 constexpr uint8_t TOP_BITS = 0xC0;
-constexpr size_t STATUS_BYTES = 7; // what a status reply carries; nobody looks at it
+constexpr size_t STATUS_BYTES = 7; // of a status reply; no program reads them
 
 uint8_t bit_value(int bit) {
     return static_cast<uint8_t>(1U << (bit - 1));
@@ -20,7 +20,7 @@ bool is_set(const std::array<uint8_t, MODULE_BYTES> &bytes, int byte, int bit) {
     return (bytes[static_cast<size_t>(byte)] & bit_value(bit)) != 0;
 }
 
-// Empty if the fault is in one of the bytes.
+// Returns the possible bytes after `text`; empty if the fault is in one of them.
 std::string other_bytes(const fault &wanted, std::string text, const std::set<int> &bytes) {
     if (bytes.contains(wanted.numbers[0]))
         return "";
@@ -59,8 +59,8 @@ std::vector<uint8_t> fio_module::execute(uint8_t command, std::span<const uint8_
     }
 }
 
-// On SPI, the two top bits of module 219's input byte 7 are inverted, and as long as one of
-// them then reads as set, so is bit 2 of byte 11.
+// On SPI, the two top bits of module 219's input byte 7 are inverted. Bit 2 of byte 11 is set while
+// one of them reads as set.
 std::array<uint8_t, MODULE_BYTES> fio_module::read_inputs() const {
     std::array<uint8_t, MODULE_BYTES> inputs{};
     for (const wire &path : wiring.wires)
@@ -113,7 +113,7 @@ std::string fio_module::possible_instead(const fault &wanted, size_t input_bytes
         constexpr int ANSWERED[] = {1, 4, 7, 12};
         return std::ranges::find(ANSWERED, wanted.numbers[0]) != std::end(ANSWERED)
                    ? ""
-                   : "commands 1 4 7 12, no other is ever sent";
+                   : "commands 1 4 7 12, the program sends no others";
     }
     case fault_id::stuck:
         return other_bytes(wanted, "inputs that are wired and read are in bytes",

@@ -20,12 +20,12 @@ bool is_port(const std::string &name, const std::string &option) {
 
 bool is_free(const serial_port &port, const std::string &option) {
     return port.joint == nullptr ||
-           complain("%s: something is plugged into port %s already; a port has room for one "
+           complain("%s: something is plugged into port %s already; a port takes one "
                     "cable, loop, feed, panel or line of modules",
                     option.c_str(), port.name.c_str());
 }
 
-// Makes the cable and gives it the faults of what leaves the port.
+// Makes the cable and gives it the faults of the port's output.
 void join(device_set &devices, serial_port &port, line::line_end &other) {
     devices.cables.push_back(std::make_unique<line::cable>(port.model, other));
     port.joint = devices.cables.back().get();

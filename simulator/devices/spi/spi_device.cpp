@@ -112,8 +112,7 @@ bool spi_device::read_message(message &wanted, int &error) const {
     return true;
 }
 
-// `cs_change` asks for a release of the chip select between two transfers, but for none after the
-// last one.
+// `cs_change` releases the chip select between two transfers. After the last transfer it does not.
 bool spi_device::read_transfer(message &wanted, uint64_t address, int &error) const {
     spi_ioc_transfer given{};
     if (!read_memory(wanted.asked, address, &given, sizeof given))
@@ -138,7 +137,7 @@ bool spi_device::read_transfer(message &wanted, uint64_t address, int &error) co
     return true;
 }
 
-// Transfers without a release between them are one selection of the device.
+// Transfers without a release between them belong to one selection of the device.
 void spi_device::carry_out(message &wanted) {
     size_t begin = 0;
     for (const transfer &each : wanted.transfers) {

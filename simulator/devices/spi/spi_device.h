@@ -1,12 +1,11 @@
-// A node of the SPI user-space interface (/dev/manufacturer, /dev/reserved) and what it leads to:
-// a field I/O module, or a loopback that sends back what it gets. The node is an ordinary file; its
-// requests never reach the kernel, see linux/spi/spidev.h for them. Their structures are the same
-// for 32-bit and for 64-bit callers.
+// A node of the SPI user-space interface (/dev/manufacturer, /dev/reserved) and the device on it: a
+// field I/O module, or a loopback that returns what it gets. The node is an ordinary file; its
+// requests never reach the kernel. For the requests see linux/spi/spidev.h. Their structures are
+// the same for 32-bit and for 64-bit callers.
 //
-// A device hears and is heard in the mode it speaks: mode 2, 8 bits a word, 250000 Hz at most.
-// Otherwise both ends take each bit one clock late. A controller starts in mode 0, at a clock of
-// its own that is faster than the devices. A message takes the time of its clock; the call returns
-// then.
+// The devices work in mode 2, with 8 bits a word, at 250000 Hz at most. With other settings both
+// ends take each bit one clock late. A controller starts in mode 0, at a clock that is too fast for
+// the devices. The call returns after the time that the message takes at its clock.
 #pragma once
 
 #include "simulator/devices/device.h"
@@ -19,7 +18,7 @@
 
 namespace simulator {
 
-constexpr int SPI_LOOPBACK = 0; // instead of the type of a module: what is sent comes back
+constexpr int SPI_LOOPBACK = 0; // in place of a module's type: returns what is sent
 
 struct spi_device final : device {
     // `module_type` may be SPI_LOOPBACK.

@@ -13,10 +13,10 @@ namespace simulator {
 
 namespace {
 
-constexpr const char *KEY_PART = "datakey"; // what faults call the key
+constexpr const char *KEY_PART = "datakey"; // the key's name in faults
 constexpr size_t EVENT_BYTES = 4096;
 
-// Each memory has a signal of its own for the openings of its file.
+// Each memory has its own signal, which reports an opening of its file.
 int next_signal() {
     static int number = SIGRTMIN;
     return number++;
@@ -92,8 +92,8 @@ void spi_memory::finish_opening() {
     (void)fcntl(node.get(), F_SETLEASE, F_UNLCK);
 }
 
-// The kernel refuses while the program has the file open; another closing comes. It forgets the
-// signal with each lease that is given back.
+// The kernel refuses the lease while the program has the file open; the next close tries again. The
+// kernel forgets the signal with each released lease.
 bool spi_memory::hold() {
     return fcntl(node.get(), F_SETSIG, opening_signal) == 0 &&
            fcntl(node.get(), F_SETLEASE, F_WRLCK) == 0;
@@ -118,7 +118,7 @@ std::vector<uint8_t> spi_memory::contents_this_time() const {
     return now_read;
 }
 
-// The board's own descriptor is open already, so the lease does not hinder it.
+// The lease does not affect the board's own descriptor, which is already open.
 void spi_memory::put(const std::vector<uint8_t> &wanted) {
     if (pwrite(node.get(), wanted.data(), wanted.size(), 0) !=
             static_cast<ssize_t>(wanted.size()) ||

@@ -1,10 +1,10 @@
 // The SPI memories as the program sees them: ordinary files in /dev with the memory's contents.
-// /dev/datakeypresent has one byte, not 0 when the key is in its holder.
+// /dev/datakeypresent has one byte, which is not 0 if the key is in its holder.
 //
-// A memory with a fault of its own is held by a lease, see fcntl(2): an opening of the file waits
-// until the board gives the lease back. So the board learns of each opening, makes it slow, and
-// decides what is in the file this time. It takes the lease again when the file has been closed; an
-// opening that follows a closing at once can come before that, and is not struck.
+// The board holds a lease on the file of a memory that has faults, see fcntl(2): an open of the
+// file waits until the board releases the lease. So the board sees each opening, can delay it, and
+// decides what the file contains this time. It takes the lease again after the file was closed. An
+// open right after a close may come before that; no fault strikes it.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -21,7 +21,7 @@ struct spi_memory final : device {
     spi_memory(std::string node_name, std::vector<uint8_t> node_contents)
         : device(std::move(node_name)), contents(std::move(node_contents)) {}
 
-    // In place of the contents while the key is pulled out; only a part of a key can be.
+    // The contents while the key is pulled out. Only parts of a key can be pulled out.
     std::vector<uint8_t> contents_without_key;
     bool is_part_of_key = false;
 

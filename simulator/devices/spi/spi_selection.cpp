@@ -20,7 +20,7 @@ uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     return result;
 }
 
-// Bytes of a request with command and check byte; the command alone decides.
+// Length of a request, with command and check byte. It depends on the command alone.
 size_t request_length(uint8_t command) {
     const size_t payload = command == COMMAND_SET      ? OUTPUT_BYTES
                            : command == COMMAND_STATUS ? STATUS_REQUEST_BYTES
@@ -46,7 +46,7 @@ spi_bytes spi_selection::shift(std::span<const uint8_t> sent, fio_module *module
     return received;
 }
 
-// A late reply begins so late that the transfer, up to byte `end`, stops in its middle.
+// A late reply begins so late that the transfer, up to byte `end`, ends in the middle of it.
 void spi_selection::answer_request(fio_module &module, size_t end, uint32_t clock_hz) {
     const std::span<const uint8_t> asked = std::span(taken).first(request_length(taken[0]));
     if (exclusive_or(asked) != 0)

@@ -1,6 +1,6 @@
-// What is behind an SPI chip select, from the moment at which it is selected to its release: a
-// field I/O module, or a loopback that sends back each byte it gets. A request begins with the
-// selection; the reply follows some bytes after the end of the request, in the same selection.
+// The device on an SPI chip select, from its selection to its release: a field I/O module, or a
+// loopback that returns each byte. A request begins with the selection. The reply follows in the
+// same selection, some bytes after the end of the request.
 #pragma once
 
 #include "simulator/devices/fio/fio_module.h"
@@ -17,7 +17,8 @@ using spi_bytes = std::vector<uint8_t>;
 
 class spi_selection {
 public:
-    // Shifts bytes through the device, which sends as many. Without a module it is a loopback.
+    // Shifts bytes through the device, which sends the same number back. Without a module it is a
+    // loopback.
     spi_bytes shift(std::span<const uint8_t> sent, fio_module *module, uint32_t clock_hz);
     // The chip select is released: the next byte begins a new request.
     void release();
@@ -30,7 +31,7 @@ private:
     size_t reply_begin = 0; // in the bytes of the selection
 };
 
-// The bytes as a receiver sees them that takes each bit one clock late.
+// The bytes that a receiver gets if it takes each bit one clock late.
 spi_bytes one_bit_late(std::span<const uint8_t> bytes);
 
 } // namespace simulator
