@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "runtime/settings.h"
 #include "serial/patterns.h"
 
 namespace {
@@ -64,6 +65,15 @@ TEST(FrameSamples, are_runs_of_the_table_or_their_stand_in) {
         EXPECT_TRUE(std::equal(c.begin.begin(), c.begin.end(), frame.begin())) << c.start;
         EXPECT_EQ(frame[c.zero_at], 0) << c.start;
     }
+}
+
+TEST(FrameSamples, begin_with_the_sync_header_in_hdlc_mode) {
+    hdlc_mode = 1;
+    Block frame;
+    EXPECT_EQ(generate(seed_for_start(22), frame, 512), 7);
+    hdlc_mode = 0;
+    const std::vector<uint8_t> begin = {0x17, 0x00, 0x03, 0x20};
+    EXPECT_TRUE(std::equal(begin.begin(), begin.end(), frame.begin()));
 }
 
 TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {

@@ -1,5 +1,6 @@
 // The system calls of a test process, written down in order, one line each, and the devices that
-// answer them. The program's calls are replaced at link time, see trace_calls in CMakeLists.txt.
+// answer them. The program's calls are replaced at link time, see trace_calls in
+// tests/CMakeLists.txt.
 //
 // Every path below /dev is a device of this file; other files are real. Time is the trace's own:
 // only sleeps and polls without an event take some.
@@ -54,7 +55,18 @@ protected:
     static void release_it();
     static void set_clock_back(); // by 10 ms
 
-    static traced_device device; // as new for each case
+    // What the far end of a cable, or a module, has ready: one read takes it all.
+    static size_t read_waiting(const std::string &device, std::span<uint8_t> room);
+    static bool is_waiting(const std::string &device);
+
+    static traced_device device;         // as new for each case
+    static std::vector<uint8_t> waiting; // likewise
 };
 
 std::string joined(const std::vector<std::string> &lines);
+
+// The lines that begin so, joined.
+std::string lines_with(const std::vector<std::string> &lines, const std::string &start);
+
+// The lines of the open of an asynchronous port.
+std::string opened(const std::string &port);
