@@ -23,6 +23,9 @@ void fuzz_spi_reply(std::span<const uint8_t> input);
 extern bool forks_fail; // of the option walk
 void fuzz_option_walk(std::span<const uint8_t> input);
 
+// A log file, as hk_results reads it.
+void fuzz_log_text(std::span<const uint8_t> input);
+
 // Runs a target with every input that its list in corpus/ holds, one a line in hexadecimal. Returns
 // how many there are.
 int replay(const std::string &target, void (*run)(std::span<const uint8_t>));
