@@ -75,6 +75,7 @@ struct direction {
     const record_history &record;
     int32_t from;
     int32_t to;
+    bool is_second; // of the two records
 
     uint64_t bad() const {
         return record.error(0);
@@ -93,8 +94,10 @@ struct direction {
         return record.count(1) != 0 && lost() > 0 &&
                is_a_stall(run, run.clock_ms - record.moved_at_ms);
     }
+    // The same test the other way round: a fault stays with the port that sends.
     std::string check_with() const {
-        return text_of("check with -E%d%d", to, from);
+        return is_second ? text_of("check with -E%d%d", from, to)
+                         : text_of("check with -E%d%d", to, from);
     }
 };
 
@@ -137,7 +140,7 @@ std::vector<std::string> places_of_direction(const direction &way, const directi
 
 std::vector<std::string> places_of_loop(const run_history &run, const record_history &record) {
     const int32_t port = record.newest.unit;
-    const direction way = {run, record, port, port};
+    const direction way = {run, record, port, port, false};
     if (way.has_ended())
         return {text_of(
             "nothing that port %d sends comes back any more: port, or its loopback plug", port)};
@@ -178,8 +181,8 @@ std::vector<std::string> places_of_crossover(const run_history &run, size_t inde
     const record_history &other = run.records[is_second ? index - 1 : index + 1];
     if (!is_opened(other.newest))
         return {not_opened(run, own.newest)};
-    const direction way = {run, own, own.newest.unit, other.newest.unit};
-    const direction back = {run, other, other.newest.unit, own.newest.unit};
+    const direction way = {run, own, own.newest.unit, other.newest.unit, is_second};
+    const direction back = {run, other, other.newest.unit, own.newest.unit, !is_second};
     return places_of_direction(way, back);
 }
 

@@ -70,8 +70,12 @@ log_reader::log_reader(byte_source &input, int32_t year, log_history &into)
 const board_history *log_reader::take(std::string_view line) {
     if (line.starts_with(JOURNAL_START))
         is_journal = true;
-    if (!is_journal)
-        return history.take(parser.parse(line));
+    if (!is_journal) {
+        const log_line parsed = parser.parse(line);
+        const bool is_torn = is_first && parsed.time_ms == NO_TIME; // the log lost its start
+        is_first = false;
+        return is_torn ? nullptr : history.take(parsed);
+    }
     return entry.take(line, lines) ? history.take(entry.line()) : nullptr;
 }
 

@@ -41,6 +41,7 @@ private:
     journal_entry entry;
     log_history &history;
     bool is_journal = false;
+    bool is_first = true; // no line has been read
 };
 
 // Reads the files in the order of their first line, whatever their order here. Throws

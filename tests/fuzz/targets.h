@@ -25,6 +25,9 @@ extern uint32_t paused_us;   // after the options of the last walk
 extern int32_t hold_at_fork; // of the record that was claimed last
 void fuzz_option_walk(std::span<const uint8_t> input);
 
+// A log file, as hk_results reads it.
+void fuzz_log_text(std::span<const uint8_t> input);
+
 // Runs a target with every input that its list in corpus/ holds, one a line in hexadecimal. Returns
 // how many there are.
 int replay(const std::string &target, void (*run)(std::span<const uint8_t>));
