@@ -143,6 +143,8 @@ bool port_calls::take(const request &asked) {
     case call_kind::select:
     case call_kind::pselect:
         return take_poll(asked, kind);
+    case call_kind::other:
+        return false;
     default:
         return take_on_descriptor(asked, kind);
     }
