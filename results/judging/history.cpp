@@ -187,7 +187,7 @@ int64_t log_period::value_ms() const {
     return ms != 0 ? ms : pending_ms;
 }
 
-board_history &log_history::board_of(const log_line &line) {
+board_history &log_history::board_of(const parsed_line &line) {
     if (last_board != nullptr &&
         (line.is_from_same || (last_board->ident == line.ident && last_board->host == line.host)))
         return *last_board;
@@ -203,7 +203,7 @@ board_history &log_history::board_of(const log_line &line) {
     return *last_board;
 }
 
-void log_history::open(board_history &board, const log_line &line, bool has_start) {
+void log_history::open(board_history &board, const parsed_line &line, bool has_start) {
     if (spare_lists.empty())
         board.list = std::make_unique<open_list>();
     else {
@@ -218,13 +218,13 @@ void log_history::open(board_history &board, const log_line &line, bool has_star
 }
 
 // rsyslog can send a line twice, the second time late, with the time that it had: see fleet-log.md.
-bool is_repeated(const board_history &board, const log_line &line) {
+bool is_repeated(const board_history &board, const parsed_line &line) {
     const run_history *run = board.last_run();
     return run != nullptr && line.time_ms != NO_TIME && line.time_ms <= run->last_ms &&
            line.time_ms >= run->first_ms;
 }
 
-void log_history::begin_list(board_history &board, const log_line &line) {
+void log_history::begin_list(board_history &board, const parsed_line &line) {
     board.was_interrupted = false;
     if (board.list != nullptr) {
         const bool was_empty = board.list->records.empty();
@@ -246,7 +246,7 @@ bool read_item(const board_history &board, std::string_view line, TestRecord &re
            read_results_line(line, record, before.newest.test_letter);
 }
 
-void log_history::take_item(board_history &board, const log_line &line) {
+void log_history::take_item(board_history &board, const parsed_line &line) {
     TestRecord record;
     const bool is_readable = read_item(board, line.text, record);
     unreadable_lines += is_readable ? 0 : 1;
@@ -262,7 +262,7 @@ void log_history::take_item(board_history &board, const log_line &line) {
         board.list->is_damaged = true;
 }
 
-bool log_history::end_list(board_history &board, const log_line &line) {
+bool log_history::end_list(board_history &board, const parsed_line &line) {
     if (board.list != nullptr) {
         close_list(board, true);
         return true;
@@ -277,7 +277,7 @@ bool log_history::end_list(board_history &board, const log_line &line) {
 void log_history::use_list(board_history &board, open_list &list, bool has_end) {
     const run_history *before = board.last_run();
     const bool is_repeated_start = !has_end && list.records.empty() && before != nullptr &&
-                                   list.time_ms != NO_TIME && list.time_ms <= before->last_ms;
+                                   list.time_ms != NO_TIME && list.time_ms < before->last_ms;
     if (is_repeated_start) {
         ++repeated_lines;
         return;
@@ -299,7 +299,7 @@ void log_history::close_list(board_history &board, bool has_end) {
     spare_lists.push_back(std::move(list));
 }
 
-const board_history *log_history::take(const log_line &line) {
+const board_history *log_history::take(const parsed_line &line) {
     if (line.kind == message_kind::OTHER)
         return nullptr;
     board_history &board = board_of(line);

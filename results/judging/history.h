@@ -112,7 +112,7 @@ public:
 class log_history {
 public:
     // Takes a line of any program. Returns the board if the line completed a list.
-    const board_history *take(const log_line &line);
+    const board_history *take(const parsed_line &line);
     // Takes what is left of lists without an end.
     void finish();
 
@@ -122,13 +122,13 @@ public:
     std::vector<list_observer *> observers;
 
 private:
-    board_history &board_of(const log_line &line);
-    void begin_list(board_history &board, const log_line &line);
-    void take_item(board_history &board, const log_line &line);
-    bool end_list(board_history &board, const log_line &line);
+    board_history &board_of(const parsed_line &line);
+    void begin_list(board_history &board, const parsed_line &line);
+    void take_item(board_history &board, const parsed_line &line);
+    bool end_list(board_history &board, const parsed_line &line);
     void close_list(board_history &board, bool has_end);
     void use_list(board_history &board, open_list &list, bool has_end);
-    void open(board_history &board, const log_line &line, bool has_start);
+    void open(board_history &board, const parsed_line &line, bool has_start);
 
     std::unordered_map<std::string, board_history *> by_name;
     board_history *last_board = nullptr;

@@ -56,8 +56,8 @@ bool journal_entry::take(std::string_view text, line_reader &reader) {
 
 // The journal takes an identifier from the message only if it has no blank: of the ident
 // "Stress 020000001234 " it keeps all in the message, and names the program itself.
-log_line journal_entry::line() {
-    log_line result;
+parsed_line journal_entry::line() {
+    parsed_line result;
     result.time_ms = time_ms;
     result.host = host;
     result.pid = pid;

@@ -19,7 +19,7 @@ public:
     bool take(std::string_view text, line_reader &reader);
 
     // The entry as a line of a log. Views point into this object.
-    log_line line();
+    parsed_line line();
 
 private:
     void set(std::string_view name, std::string_view value);

@@ -176,7 +176,7 @@ size_t find_mark(std::string_view line) {
 }
 
 // Takes "hk_stress[812]: " of the journal, which keeps the ident in the message if that has blanks.
-void take_process(std::string_view &rest, log_line &line) {
+void take_process(std::string_view &rest, parsed_line &line) {
     if (memchr(rest.data(), ']', rest.size()) == nullptr)
         return;
     const size_t end = rest.find("]: ");
@@ -188,7 +188,7 @@ void take_process(std::string_view &rest, log_line &line) {
         rest = end + 3 < rest.size() ? rest.substr(end + 3) : rest.substr(0, open);
 }
 
-void take_host(std::string_view &rest, log_line &line) {
+void take_host(std::string_view &rest, parsed_line &line) {
     std::string_view text = rest;
     const std::string_view word = take_word(text);
     if (word == "Stress" && is_mac_address(text.substr(0, text.find(' '))))
@@ -301,7 +301,7 @@ int64_t line_parser::read_time(std::string_view &rest) {
 }
 
 // Takes the fields of RFC 5424 after the host; what remains is the message. Returns the program.
-std::string_view line_parser::take_header(std::string_view &rest, log_line &line) {
+std::string_view line_parser::take_header(std::string_view &rest, parsed_line &line) {
     const std::string_view program = take_word(rest);
     const std::string_view process = take_word(rest);
     (void)std::from_chars(process.data(), process.data() + process.size(), line.pid);
@@ -317,7 +317,7 @@ std::string_view line_parser::take_header(std::string_view &rest, log_line &line
 
 // The ident may end in the message: rsyslog ends a program's name at the first blank.
 void line_parser::split_message(std::string_view program, std::string_view message,
-                                log_line &line) {
+                                parsed_line &line) {
     const size_t mark = find_mark(message);
     const bool has_mark = mark != std::string_view::npos;
     line.text = has_mark ? message.substr(mark + MESSAGE_MARK.size()) : trimmed(message);
@@ -333,7 +333,7 @@ bool line_parser::has_known_start(std::string_view line) const {
 }
 
 // The views of the kept line are those of the kept text.
-void line_parser::keep_start(std::string_view line, const log_line &parsed) {
+void line_parser::keep_start(std::string_view line, const parsed_line &parsed) {
     const auto kept = [&](std::string_view part) {
         const bool is_inside =
             part.data() >= line.data() && part.data() < line.data() + line.size();
@@ -349,14 +349,14 @@ void line_parser::keep_start(std::string_view line, const log_line &parsed) {
 }
 
 // Most lines differ from the one before in the message alone.
-log_line line_parser::parse(std::string_view line) {
+parsed_line line_parser::parse(std::string_view line) {
     while (line.ends_with('\r'))
         line.remove_suffix(1);
     if (has_known_start(line)) {
         const std::string_view text = line.substr(known_start.size());
         const message_kind kind = kind_of(text);
         if (kind != message_kind::OTHER) {
-            log_line result = known_line;
+            parsed_line result = known_line;
             result.text = text;
             result.kind = kind;
             return result;
@@ -365,8 +365,8 @@ log_line line_parser::parse(std::string_view line) {
     return parse_new(line);
 }
 
-log_line line_parser::parse_new(std::string_view line) {
-    log_line result;
+parsed_line line_parser::parse_new(std::string_view line) {
+    parsed_line result;
     known_start.clear();
     std::string_view rest = line;
     if (take_priority(rest) && rest.starts_with("1 ")) { // RFC 5424

@@ -18,7 +18,7 @@ enum class message_kind : uint8_t {
     COMPLAINT, // of a test, such as "Couldn't open SP2"
 };
 
-struct log_line {
+struct parsed_line {
     message_kind kind = message_kind::OTHER;
     int64_t time_ms = NO_TIME; // since 1970; local time if the line has no zone
     std::string_view host;     // empty if the line has none
@@ -38,16 +38,16 @@ public:
     explicit line_parser(int32_t year) : year_now(year) {}
 
     // Takes the line apart. Views point into it and into the parser, until the next call.
-    log_line parse(std::string_view line);
+    parsed_line parse(std::string_view line);
 
 private:
     bool has_known_start(std::string_view line) const;
-    void keep_start(std::string_view line, const log_line &parsed);
-    log_line parse_new(std::string_view line);
+    void keep_start(std::string_view line, const parsed_line &parsed);
+    parsed_line parse_new(std::string_view line);
     int64_t read_time(std::string_view &rest);
     int64_t read_traditional_time(std::string_view &rest);
-    static std::string_view take_header(std::string_view &rest, log_line &line);
-    void split_message(std::string_view program, std::string_view message, log_line &line);
+    static std::string_view take_header(std::string_view &rest, parsed_line &line);
+    void split_message(std::string_view program, std::string_view message, parsed_line &line);
 
     int32_t year_now;
     int32_t month_before = 0;
@@ -55,7 +55,7 @@ private:
     int64_t known_time_ms = NO_TIME;
     std::string whole_ident; // of a line that has it in two fields
     std::string known_start; // the line before up to its message, and what it means
-    log_line known_line;
+    parsed_line known_line;
 };
 
 // Reads the time at the start of a line; NO_TIME if it has none.

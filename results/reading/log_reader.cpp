@@ -71,7 +71,7 @@ const board_history *log_reader::take(std::string_view line) {
     if (line.starts_with(JOURNAL_START))
         is_journal = true;
     if (!is_journal) {
-        const log_line parsed = parser.parse(line);
+        const parsed_line parsed = parser.parse(line);
         const bool is_torn = is_first && parsed.time_ms == NO_TIME; // the log lost its start
         is_first = false;
         return is_torn ? nullptr : history.take(parsed);
@@ -83,7 +83,7 @@ const board_history *log_reader::take(std::string_view line) {
 const board_history *log_reader::take_unfinished(std::string_view line) {
     if (is_journal)
         return nullptr;
-    log_line parsed = parser.parse(line);
+    parsed_line parsed = parser.parse(line);
     if (parsed.kind == message_kind::ITEM)
         parsed.text = "<LI> "; // no line of a list
     return parsed.kind == message_kind::COMPLAINT ? nullptr : history.take(parsed);

@@ -12,7 +12,7 @@
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
-#include "tests/results/log_text.h"
+#include "tests/support/log_text.h"
 
 namespace {
 
@@ -154,7 +154,7 @@ TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
             line_parser parser(2026);
             const std::string text = std::string(form.line) + message;
             for (int again = 0; again < 2; ++again) {
-                const log_line line = parser.parse(text);
+                const parsed_line line = parser.parse(text);
                 EXPECT_EQ(line.time_ms, form.time_ms);
                 EXPECT_EQ(line.host, form.host);
                 EXPECT_EQ(line.ident, form.ident);

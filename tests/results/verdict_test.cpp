@@ -6,7 +6,7 @@
 #include <random>
 
 #include "results/output/page.h"
-#include "tests/results/log_text.h"
+#include "tests/support/log_text.h"
 
 namespace {
 
