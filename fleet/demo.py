@@ -51,7 +51,14 @@ def watch(parts):
     return alerts
 
 
+def logged(parts):
+    """The number of lines that the boards have logged."""
+    return sum(line.count(' Stress ') for name in BOARDS
+               for line in (parts.folder / f'{name}.log').read_text().splitlines())
+
+
 def verdict(parts):
+    chain.wait_for('the last lines', lambda: len(set(parts.kept_lines())) >= logged(parts))
     results = BUILD / 'hk_results'
     if not results.exists():
         say('hk_results is not built here; the lines are in ' + str(parts.kept))
