@@ -1,5 +1,5 @@
-// hk_ctl: sees the runs of hk_stress on this machine, releases and holds their tests, stops them
-// and removes what they leave. It keeps no file and starts no process of its own.
+// hk_ctl: shows the runs of hk_stress on this machine, releases and holds their tests, stops runs
+// and removes what they leave. It keeps no file and starts no process.
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,14 +12,14 @@
 
 namespace {
 
-constexpr int MORE = 1000; // words of any number
+constexpr int MORE = 1000; // any number of words
 
 struct command {
     const char *name;
     int (*carry_out)(const command_options &options, command_words words);
     int words_least;
     int words_most;
-    const char *options; // letters of those that it takes
+    const char *options; // letters of the options that it takes
     const char *usage;
     const char *help;
 };
@@ -28,11 +28,11 @@ struct command {
 constexpr command COMMANDS[] = {
     {"runs", list_runs, 0, 0, "", "", "the runs on this machine, a line each"},
     {"show", show_run, 0, 1, "j", "[RUN] [--json]", "every record of a run, its counters in words"},
-    {"watch", watch_run, 0, 1, "en", "[RUN] [--every S] [--times N]", "the same live; q leaves"},
-    {"release", release_tests, 0, MORE, "f", "[RUN] TEST... | --follow", "let held tests work"},
+    {"watch", watch_run, 0, 1, "en", "[RUN] [--every S] [--times N]", "the same, live; q quits"},
+    {"release", release_tests, 0, MORE, "f", "[RUN] TEST... | --follow", "let held tests run"},
     {"hold", hold_tests, 1, MORE, "", "[RUN] TEST...", "let tests idle"},
-    {"log", ask_for_list, 0, 1, "", "[RUN]", "ask for a results list now"},
-    {"stop", stop_run, 0, 1, "tc", "[RUN] [--timeout S] [--clean]", "end a run, whatever it takes"},
+    {"log", ask_for_list, 0, 1, "", "[RUN]", "request a results list now"},
+    {"stop", stop_run, 0, 1, "tc", "[RUN] [--timeout S] [--clean]", "end a run, by force if needed"},
     {"clean", clean_up, 0, MORE, "d", "[--dry-run] [FOLDER...]", "remove what ended runs left"},
     {"meanings", show_meanings, 0, 0, "", "", "what each counter of each test counts"},
 };
@@ -57,10 +57,10 @@ void print_help() {
     for (const command &each : COMMANDS)
         printf("  %-9s%-32s%s\n", each.name, each.usage, each.help);
     printf("\nRUN is the process number of its supervisor, as in @12, or the number of its segment;"
-           "\nit may be left out when there is one. TEST is the number of a record, the option or"
+           "\nomit it if there is only one. TEST is the number of a record, the option or"
            "\nthe name of a test, as in D or dram, or all.\n"
            "\nExit status: 0 done; 1 something in the run is wrong: errors counted, a test that"
-           "\ngave up or did not obey; 2 wrong use or no such run; 3 nothing there to judge.\n");
+           "\ngave up or did not obey; 2 wrong use or no such run; 3 nothing to judge.\n");
 }
 
 bool take_time(const char *name, int64_t &time_ms) {
@@ -77,7 +77,7 @@ bool take_time(const char *name, int64_t &time_ms) {
 bool take_times(int64_t &times) {
     if (read_number(optarg, 1, INT32_MAX, times))
         return true;
-    complain("--times %s: a number from 1 on is needed", optarg);
+    complain("--times %s: a number of 1 or more is needed", optarg);
     return false;
 }
 
@@ -98,7 +98,7 @@ bool take_option(int letter, command_options &options) {
     case 'n':
         return take_times(options.times);
     default:
-        return false; // getopt has said why
+        return false; // getopt has reported why
     }
 }
 

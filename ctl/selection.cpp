@@ -8,7 +8,8 @@
 
 namespace {
 
-// Two ended runs may have had a supervisor of the same number: then only the segment decides.
+// Two ended runs may have had a supervisor with the same pid: then only the segment identifies
+// them.
 std::optional<stress_run> find_named(const run_list &found, int64_t number, const char *word,
                                      int &status) {
     std::vector<const stress_run *> named;
@@ -29,7 +30,7 @@ std::optional<stress_run> find_named(const run_list &found, int64_t number, cons
     return std::nullopt;
 }
 
-// A run that goes on comes before those that are over.
+// Prefers a run that goes on to those that are over.
 std::optional<stress_run> find_only(const run_list &found, int &status) {
     std::vector<const stress_run *> candidates;
     for (const stress_run &run : found.runs)

@@ -1,4 +1,4 @@
-// What the words of the command line name: a run, records and tests.
+// Finds the run, records and tests that the words of the command line name.
 
 #pragma once
 
@@ -13,15 +13,15 @@ enum exit_status : int {
     DONE = 0,
     SOMETHING_WRONG = 1, // in the run
     WRONG_USE = 2,       // or no such run
-    NOTHING_THERE = 3,   // to judge
+    NOTHING_THERE = 3,   // nothing to judge
 };
 
 // Reports segments that this user may not read.
 void report_denied(const run_list &found);
 
-// The run that is named, "@12" by its supervisor's process or its segment; "12" too where `plain`
-// is set. `words` loses the name. Without a name it is the only one. None after a message; `status`
-// then says what it is.
+// The run that the first word names by its supervisor's pid or its segment, as "@12", or with
+// `plain` also as "12". Removes that word from `words`. Without a name: the only run. None after a
+// message; `status` is then the exit status.
 std::optional<stress_run> choose_run(std::span<char *const> &words, bool plain, int &status);
 
 // The tests that the words name: numbers of records, letters or names of tests, "all". False after

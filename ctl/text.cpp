@@ -22,7 +22,7 @@ std::string format_text(const char *format, va_list arguments) {
     return std::string(text, std::min(static_cast<size_t>(length), sizeof text - 1));
 }
 
-// What the first byte says about the length; 0 for a byte that begins no character.
+// The length according to the first byte; 0 if no character begins with it.
 size_t announced_length(unsigned char first) {
     if (first < 0x80)
         return 1;
@@ -48,7 +48,7 @@ void complain(const char *format, ...) {
     va_start(arguments, format);
     const std::string text = "hk_ctl: " + format_text(format, arguments) + "\n";
     va_end(arguments);
-    (void)fflush(stdout); // keeps the order of what is shown
+    (void)fflush(stdout); // keeps the order of output and messages
     (void)!write(STDERR_FILENO, text.data(), text.size());
 }
 
@@ -100,7 +100,7 @@ size_t utf8_length(const std::string &text, size_t at) {
             return 0;
     if (length < 3)
         return length;
-    // Longer than needed, a surrogate, or beyond the last character.
+    // Overlong, a surrogate, or beyond the last character.
     const int begin = byte(at) << 8 | byte(at + 1);
     const bool is_wrong = (begin >= 0xE080 && begin < 0xE0A0) ||
                           (begin >= 0xEDA0 && begin < 0xEE00) ||

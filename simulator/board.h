@@ -1,9 +1,10 @@
-// The simulated board: its devices as the command line asks for them, and one run of a program.
+// The simulated board: the devices that the command line asks for, and one run of a program.
 #pragma once
 
 #include "simulator/command_line.h"
 #include "simulator/devices/device_set.h"
 #include "simulator/run_settings.h"
+#include "simulator/time/call_log.h"
 #include "simulator/world/foreground.h"
 
 #include <string>
@@ -13,23 +14,25 @@ namespace simulator {
 struct board {
     device_set devices;
     run_settings settings;
-    unique_fd door;      // where it is entered; none: it has no name
+    unique_fd door;      // socket for --enter; none: the board has no name
+    call_log calls;      // of --calls
     foreground terminal; // the operator's; the panel keeps it if there is one
 };
 
-// Adds the devices, plugs in the cables and deals out the faults. False after a message when the
-// options contradict each other or a fault finds nothing to break.
+// Adds the devices, plugs in the cables and assigns the faults. False after a message if the
+// options contradict each other or a fault has no target.
 bool build_board(const command_line &given, board &built);
 
-// Paths on the machine, to be asked for outside the namespaces: where the root is not the topmost
-// mount (chroot(2)), the kernel gives other ones inside.
+// Paths on the machine. Read them before entering the namespaces: after a chroot(2) the kernel
+// reports other paths inside.
 struct machine_paths {
-    std::string directory;   // where the program is to run
+    std::string directory;   // where the program runs
     std::string own_program; // hk_board itself
 };
 
-// The first process of the board's namespaces: sets everything up, runs the program and the devices
-// until it has ended. `program` is its name and its arguments. Returns the exit status of the run.
+// Runs in the first process of the board's namespaces: sets the board up and runs the program and
+// the devices until the program has ended. `program` is its name and arguments. Returns the exit
+// status of the run.
 int run_board(board &built, char *const *program, const machine_paths &paths);
 
 } // namespace simulator

@@ -13,7 +13,7 @@ namespace {
 
 using position = toml::source_position;
 
-// One value of a key, and where it is.
+// One value of a key, and its place.
 struct board_value {
     const option_row *row;
     const toml::node *node;
@@ -41,7 +41,7 @@ bool refuse_value(const std::string &place, const option_row &row) {
                     row.name, row.argument, row.example);
 }
 
-// Numbers may stand for texts of digits: port = 3.
+// A number is read as the text of its digits: port = 3.
 std::string value_text(const toml::node &node) {
     if (const auto *text = node.as_string())
         return text->get();

@@ -1,5 +1,5 @@
-// A description of a board in a file, read with toml++: each key is the name of an option, and its
-// value that option's argument, or a list of them; see toml.io.
+// Reads a board description from a file, with toml++. Each key is the name of an option; its value
+// is that option's argument or a list of arguments. See toml.io.
 //
 //   cable = "2-8"
 //   loop = ["5s", 3]
@@ -10,7 +10,7 @@
 
 namespace simulator {
 
-// Appends what the file asks for. False after messages "FILE:LINE: what is wrong and what is
+// Appends the options in the file. False after a message "FILE:LINE: what is wrong and what is
 // valid".
 bool read_board_file(const char *path, std::vector<given_option> &options);
 

@@ -18,15 +18,14 @@ constexpr const char *KEYS_HELP =
     "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
     "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
     "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
-    "the first text\non the display, at the latest after 10 s; a group is sent 0.2 s after the one "
-    "before, and not\nbefore the program has read that one.\n";
+    "the first\ntext on the display, or after 10 s. Each group is sent 0.2 s after the previous "
+    "one, and after\nthe program has read that one.\n";
 
 constexpr const char *EXIT_STATUSES =
     "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "
     "end\nwithin 5 s of SIGTERM; 125 when the board cannot be set up; 2 for a wrong command "
-    "line.\nSignals USR1, USR2, ALRM, QUIT, TERM and TSTP are passed on to the program; INT "
-    "and HUP\nend the run as --for does. /opt, /run and /r0 on the board are its own and "
-    "empty.\n";
+    "line.\nSignals USR1, USR2, ALRM, QUIT and TSTP are passed on to the program; TERM, INT "
+    "and HUP\nend the run as --for does. The board has its own, empty /opt, /run and /r0.\n";
 
 // The shell of a command line without a program.
 char *const *operator_shell() {
@@ -43,7 +42,7 @@ std::vector<option> long_options() {
         const int argument = row.argument != nullptr ? required_argument : no_argument;
         options.push_back({row.name, argument, nullptr, 0});
     }
-    options.push_back({}); // ends the list, see getopt_long(3)
+    options.push_back({}); // the end of the list, see getopt_long(3)
     return options;
 }
 
@@ -86,7 +85,7 @@ bool read_command_line(int argc, char *const *argv, command_line &given) {
         return false;
     }
     if (!given.enter.empty() && !given.options.empty())
-        return complain("--enter %s: the board is there already; no other option goes with --enter",
+        return complain("--enter %s: the board is already running; --enter takes no other option",
                         given.enter.c_str());
     if (argv[optind] != nullptr)
         given.program = argv + optind;
@@ -96,13 +95,13 @@ bool read_command_line(int argc, char *const *argv, command_line &given) {
 void print_help() {
     dprintf(STDOUT_FILENO,
             "%s\nRuns a program on a simulated board: private namespaces with serial ports, modem "
-            "lines,\nLED, system log and network of their own. Options may be repeated.\n\n",
+            "lines,\nLED, system log and network. Options may be repeated.\n\n",
             USAGE);
     for (const option_row &row : option_table())
         dprintf(STDOUT_FILENO, "  %-24s %s\n", row.example, row.meaning);
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
-    dprintf(STDOUT_FILENO, "A feed is a PORT of that name: feed1 for the one into port 1.\n");
+    dprintf(STDOUT_FILENO, "A feed counts as a PORT: feed1 is the feed into port 1.\n");
     dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
     dprintf(STDOUT_FILENO, "%s", EXIT_STATUSES);
 }

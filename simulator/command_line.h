@@ -17,12 +17,12 @@ struct given_option {
 struct command_line {
     std::vector<given_option> options;
     bool help = false;
-    std::string enter;              // the board to run the program on; empty: one of its own
-    char *const *program = nullptr; // its name and arguments; the operator's shell without
+    std::string enter;              // name of the running board to use; empty: start a board
+    char *const *program = nullptr; // its name and arguments; default: the operator's shell
 };
 
-// Reads the command line; the arguments of its options are not looked at yet. False when it is not
-// valid, after saying on standard error what would be.
+// Reads the command line, but does not check the arguments of its options yet. If it is not valid,
+// writes what is valid to standard error and returns false.
 bool read_command_line(int argc, char *const *argv, command_line &given);
 
 // Writes the help text to standard output.

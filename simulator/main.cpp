@@ -16,8 +16,9 @@ using namespace simulator;
 
 namespace {
 
-// A descriptor that the operator has closed is the next one to be opened: the log file must not
-// become standard output. The stand-ins are gone when the program starts, which finds them closed.
+// If the operator has closed a standard descriptor, the next open would reuse its number, and the
+// log file could become standard output. The stand-ins close on exec, so the program finds the
+// descriptors closed.
 void occupy_standard_descriptors() {
     int fd = 0;
     while ((fd = open("/dev/null", O_RDWR | O_CLOEXEC)) >= 0 && fd <= STDERR_FILENO) {
@@ -25,9 +26,10 @@ void occupy_standard_descriptors() {
     (void)close(fd);
 }
 
-bool open_output(const run_settings &settings) {
+bool open_output(const run_settings &settings, call_log &calls) {
     output.quiet = settings.quiet;
-    return settings.log_path.empty() || output.file.open(settings.log_path);
+    return (settings.log_path.empty() || output.file.open(settings.log_path)) &&
+           (settings.calls_path.empty() || calls.open(settings.calls_path));
 }
 
 bool claim_own_name(board &built) {
@@ -64,14 +66,14 @@ int main(int argc, char **argv) {
         return 0;
     }
     machine_paths paths;
-    if (!kernel_is_recent() || !find_paths(paths))
+    if (!kernel_is_at_least(OLDEST_KERNEL, "the board") || !find_paths(paths))
         return STATUS_NO_BOARD;
     if (!given.enter.empty())
         return visit_board(given.enter, given.program, paths);
     board built;
     if (!build_board(given, built) || !claim_own_name(built))
         return STATUS_USAGE;
-    if (!open_output(built.settings))
+    if (!open_output(built.settings, built.calls))
         return STATUS_NO_BOARD;
 
     built.terminal.find();
@@ -79,7 +81,7 @@ int main(int argc, char **argv) {
     if (inside < 0)
         return STATUS_NO_BOARD;
     if (inside > 0) {
-        built.door.reset(); // the board alone holds its name
+        built.door.reset(); // only the board holds its name
         return wait_outside(inside, built.devices.terminal, built.terminal);
     }
     _exit(run_board(built, given.program, paths)); // ends every process of the board

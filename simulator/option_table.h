@@ -1,5 +1,5 @@
-// Everything that hk_board can be asked for, one row an option. An option of a device names the
-// function that adds the device; nothing else of the board knows it.
+// All options of hk_board, one row each. The row of a device's option names the function that adds
+// the device; nothing else in the board refers to that function.
 #pragma once
 
 #include "simulator/devices/device_set.h"
@@ -10,7 +10,8 @@
 
 namespace simulator {
 
-// Carries out the option for its argument (null for an option without). False after a message.
+// Carries out the option. `text` is its argument, null for an option without one. False after a
+// message.
 using device_option = bool (*)(device_set &devices, const char *text);
 using run_option = bool (*)(run_settings &settings, const char *text);
 
@@ -27,16 +28,16 @@ struct option_row {
     std::variant<device_option, run_option, help_option, board_file_option, enter_option> carry_out;
 };
 
-// Whether the option describes a board or its run, and so may be a key of a board file.
+// True if the option may be a key of a board file: it describes a board or its run.
 inline bool is_for_board_files(const option_row &row) {
     return std::holds_alternative<device_option>(row.carry_out) ||
            std::holds_alternative<run_option>(row.carry_out);
 }
 
-// In the order in which they are shown and carried out.
+// In the order in which --help shows them and the board carries them out.
 std::span<const option_row> option_table();
 
-// Adds what every board has, whatever is asked for.
+// Adds the devices that every board has.
 void add_devices_of_every_board(device_set &devices);
 
 } // namespace simulator

@@ -2,38 +2,35 @@
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
+#include "simulator/time/timed_calls.h"
 #include "simulator/world/board_name.h"
+#include "simulator/world/namespaces.h"
 
-#include <cstdio>
+#include <ctime>
 
 namespace simulator {
 
 namespace {
 
 constexpr double RUN_SECONDS_MAX = 1e9;
+constexpr double SPEED_MAX = 1e6;
+constexpr number_range SEED = {0, SEED_COUNT - 1};
 
-constexpr unsigned GROUP_ADDRESS = 1; // in the first byte: an address of many stations
+bool can_have_own_time() {
+    return (HAS_OWN_TIME ||
+            complain("--clock virtual: the board's own time works on x86-64 alone")) &&
+           kernel_is_at_least(OWN_TIME_KERNEL, "--clock virtual");
+}
 
 } // namespace
 
 bool take_fault(run_settings &settings, const char *text) {
-    settings.faults.emplace_back();
-    return parse_fault(text, settings.faults.back());
+    return add_fault(text, static_cast<uint64_t>(settings.seed), settings.faults);
 }
 
-bool take_mac(run_settings &settings, const char *text) {
-    std::array<unsigned, std::tuple_size_v<mac_address>> bytes{};
-    int length = 0;
-    const int found = sscanf(text, "%2x:%2x:%2x:%2x:%2x:%2x%n", &bytes[0], &bytes[1], &bytes[2],
-                             &bytes[3], &bytes[4], &bytes[5], &length);
-    if (found != static_cast<int>(bytes.size()) || text[length] != '\0' ||
-        (bytes[0] & GROUP_ADDRESS) != 0)
-        return complain("--mac %s: this is no hardware address of a station; one is "
-                        "02:00:00:00:12:34",
-                        text);
-    for (size_t i = 0; i < bytes.size(); i++)
-        settings.mac[i] = static_cast<uint8_t>(bytes[i]);
-    return true;
+bool take_seed(run_settings &settings, const char *text) {
+    return read_number(text, SEED, settings.seed) ||
+           complain("--seed %s: a seed is a number, 0 to %d", text, SEED.most);
 }
 
 bool take_for(run_settings &settings, const char *text) {
@@ -56,6 +53,44 @@ bool take_name(run_settings &settings, const char *name) {
 
 bool take_quiet(run_settings &settings, const char *) {
     return settings.quiet = true;
+}
+
+bool take_clock(run_settings &settings, const char *text) {
+    settings.own_time = text == std::string_view("virtual");
+    if (settings.own_time)
+        return can_have_own_time();
+    return text == std::string_view("real") ||
+           complain("--clock %s: a clock is virtual or real", text);
+}
+
+bool take_speed(run_settings &settings, const char *text) {
+    int64_t thousandths = 0;
+    const bool is_number = read_seconds(text, SPEED_MAX, thousandths) && thousandths > 0;
+    settings.speed = static_cast<double>(thousandths) / US_PER_SECOND;
+    return is_number || complain("--speed %s: a speed is a number above 0, at most %.0f, as in "
+                                 "--speed 1 or --speed 10",
+                                 text, SPEED_MAX);
+}
+
+// "YYYY-MM-DD" or "YYYY-MM-DD HH:MM:SS", in UTC.
+bool take_start(run_settings &settings, const char *text) {
+    tm start{};
+    const char *rest = strptime(text, "%Y-%m-%d", &start);
+    if (rest != nullptr && *rest != '\0')
+        rest = strptime(rest, " %H:%M:%S", &start);
+    const time_t seconds = timegm(&start);
+    settings.start_us = int64_t{seconds} * US_PER_SECOND;
+    return (rest != nullptr && *rest == '\0' && seconds > 0) ||
+           complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
+}
+
+bool take_calls(run_settings &settings, const char *path) {
+    settings.calls_path = path;
+    return true;
+}
+
+bool take_strict(run_settings &settings, const char *) {
+    return settings.strict = true;
 }
 
 bool take_release(run_settings &settings, const char *) {

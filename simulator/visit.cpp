@@ -24,7 +24,7 @@ int visit_board(const std::string &name, char *const *program, const machine_pat
         return STATUS_NO_BOARD;
     if (run.listener.is_open())
         (void)send_descriptor(connection.get(),
-                              run.listener.get()); // a board that has ended needs none
+                              run.listener.get()); // fails if the board has ended
     run.listener.reset();
     const std::array<event_source *, 1> sources = {&run};
     while (!run.ended)

@@ -1,4 +1,4 @@
-// A run of a program on a board that is running already (--enter).
+// Runs a program on a board that is already running (--enter).
 #pragma once
 
 #include "simulator/board.h"

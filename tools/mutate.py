@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Changes one constant or comparison of the program at a time and reports which changes the tests
-do not notice.
+"""Makes one small change of the program at a time and reports which changes the tests do not notice.
 
-    tools/mutate.py                              changes in a random hundred lines
+    tools/mutate.py                              a constant or comparison in a random hundred lines
+    tools/mutate.py --kind statements            deletes statements; see program_changes.py for the kinds
     tools/mutate.py --sample 300 --seed 2        more, others
     tools/mutate.py --files 'serial/*' --sample 0    every change in a folder
     tools/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
@@ -31,6 +31,8 @@ import subprocess
 import sys
 import time
 
+from program_changes import KINDS, changes_of
+
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 WORK = os.path.join(ROOT, os.environ.get("HK_MUTATION_FOLDER", "build/mutation"))
 COPY = os.path.join(WORK, "source")
@@ -39,7 +41,8 @@ FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel")
 MEMORY_MAX_KB = 8 << 20
 
 EQUIVALENT = os.path.join(ROOT, "tools", "equivalent_changes.txt")
-UNIT = "unit_tests"
+# Each is a program of a second or two.
+UNIT_TESTS = ("unit_tests", "call_trace_tests", "kernel_speed_tests", "option_walk_tests")
 NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
 WHOLE_RUNS = {
@@ -47,54 +50,28 @@ WHOLE_RUNS = {
     "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
-    "runtime": "StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
-    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
+    "runtime": "KernelFacts|StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
+    "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
 }
 
-COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
-TOKEN = re.compile(
-    r"""(?P<skip>//.*|"(?:\\.|[^"\\])*"|'(?:\\.|[^'\\])*')"""
-    r"""|(?P<compare>(?<= )(?:<=|>=|==|!=|<|>)(?= ))"""
-    r"""|(?P<truth>\b(?:true|false)\b)"""
-    r"""|(?P<number>(?<![\w.'])(?:0[xX][0-9a-fA-F]+|[0-9]+(?:'[0-9]{3})*)(?=[uUlL]*(?![\w.'])))"""
-)
+def read(path, folder=ROOT):
+    with open(os.path.join(folder, path)) as source:
+        return source.read()
 
 
-def changed(match):
-    """The text that a token is changed to; None for what is left alone."""
-    text = match.group()
-    if match["compare"]:
-        return COMPARISONS[text]
-    if match["truth"]:
-        return "false" if text == "true" else "true"
-    if match["number"]:
-        digits = text.replace("'", "")
-        if digits[:2].lower() == "0x":
-            return hex(int(digits, 16) + 1)
-        if digits[0] == "0" and len(digits) > 1:
-            return f"0{int(digits, 8) + 1:o}"
-        return str(int(digits) + 1)
-    return None
+def write(path, text):
+    with open(os.path.join(COPY, path), "w") as source:
+        source.write(text)
 
 
-def changes_of(path):
-    with open(os.path.join(ROOT, path)) as source:
-        for number, line in enumerate(source, 1):
-            if line.startswith("#") or "static_assert" in line:
-                continue
-            for match in TOKEN.finditer(line):
-                new = changed(match)
-                if new is not None:
-                    yield path, number, match.start(), match.group(), new
-
-
-def all_changes(pattern):
+def all_changes(pattern, kind):
     listed = subprocess.run(["git", "ls-files", *FOLDERS], cwd=ROOT, check=True, text=True,
                             stdout=subprocess.PIPE).stdout.split()
     chosen = [path for path in listed if fnmatch.fnmatch(path, pattern)]
-    return [change for path in chosen if path.endswith((".cpp", ".h")) for change in changes_of(path)]
+    return [change for path in chosen if path.endswith((".cpp", ".h"))
+            for change in changes_of(path, read(path), kind)]
 
 
 def run(command, limit_s, cwd):
@@ -122,17 +99,8 @@ def run_apart(command, limit_s):
                 "sh", "-c", guard], limit_s, WORK)
 
 
-def set_line(path, number, text):
-    name = os.path.join(COPY, path)
-    with open(name) as source:
-        lines = source.readlines()
-    lines[number - 1] = text
-    with open(name, "w") as source:
-        source.writelines(lines)
-
-
-def build(target, options):
-    return run(["cmake", "--build", BUILD, "--target", target, "--", f"-j{options.jobs}"],
+def build(targets, options):
+    return run(["cmake", "--build", BUILD, "--target", *targets, "--", f"-j{options.jobs}"],
                options.limit, WORK)
 
 
@@ -155,8 +123,9 @@ def verdict_on(folder, options):
     """None, what noticed the change in the copy, or NO_BUILD."""
     whole_runs = (f"ctest --test-dir {BUILD} -j{options.tests_at_once} --stop-on-failure --no-tests=error "
                   f"-R '{WHOLE_RUNS[folder]}'")
-    for target, command in ((UNIT, f"{BUILD}/{UNIT} --gtest_brief=1"), ("all", whole_runs)):
-        status = build(target, options)
+    unit_tests = " && ".join(f"{BUILD}/{name} --gtest_brief=1" for name in UNIT_TESTS)
+    for targets, command in ((UNIT_TESTS, unit_tests), (("all",), whole_runs)):
+        status = build(targets, options)
         if status is None:
             sys.exit(f"the build did not end within {options.limit} s")
         if status != 0:
@@ -168,14 +137,12 @@ def verdict_on(folder, options):
 
 
 def judge(change, options):
-    path, number, column, old, new = change
-    with open(os.path.join(COPY, path)) as source:
-        original = source.readlines()[number - 1]
-    set_line(path, number, original[:column] + new + original[column + len(old):])
+    original = read(change.path, COPY)
+    write(change.path, change.applied_to(original))
     try:
-        return verdict_on(path.split("/")[0], options)
+        return verdict_on(change.path.split("/")[0], options)
     finally:
-        set_line(path, number, original)
+        write(change.path, original)
 
 
 def copy_project():
@@ -196,29 +163,26 @@ def prepare(options):
     # The first build is the whole project's.
     if run(["cmake", "--build", BUILD, "--", f"-j{options.jobs}"], 3600, WORK) != 0:
         sys.exit(f"the unchanged program does not build, see {WORK}/last_output")
-    for folder in sorted({change[0].split("/")[0] for change in options.changes}):
+    for folder in sorted({change.path.split("/")[0] for change in options.changes}):
         verdict = verdict_on(folder, options)
         if verdict:
             sys.exit(f"the unchanged program fails: {verdict}, see {WORK}/last_output")
 
 
-def describe(change, place="{path}:{number}"):
-    path, number, column, old, new = change
-    with open(os.path.join(ROOT, path)) as source:
-        line = source.readlines()[number - 1].strip()
-    return f"{place.format(path=path, number=number)}: {old} -> {new} at column {column + 1}: {line}"
+def describe(change):
+    return f"{change.path}:{change.line}: {change}"
 
 
 def is_equivalent(change):
     with open(EQUIVALENT) as listed:
-        return describe(change, "{path}") in listed.read().split("\n")
+        return f"{change.path}: {change}" in listed.read().split("\n")
 
 
 def sample(changes, chance, count):
     """One change in each of `count` lines, so that a table of bytes is not most of the sample."""
     lines = {}
     for change in changes:
-        lines.setdefault(change[:2], []).append(change)
+        lines.setdefault((change.path, change.line), []).append(change)
     chosen = chance.sample(sorted(lines), min(count, len(lines)))
     return [chance.choice(lines[line]) for line in sorted(chosen)]
 
@@ -226,6 +190,7 @@ def sample(changes, chance, count):
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--kind", choices=KINDS, default=KINDS[0], help="what is changed")
     parser.add_argument("--sample", type=int, default=100, metavar="N", help="lines to change; 0: every change")
     parser.add_argument("--seed", type=int, default=1, metavar="S", help="of the random choice")
     parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
@@ -239,9 +204,9 @@ def read_options():
     parser.add_argument("--least", type=float, default=0, metavar="PERCENT", help="of the changes must be noticed")
     parser.add_argument("--list", action="store_true", help="only show the changes")
     options = parser.parse_args()
-    options.changes = all_changes(options.files)
+    options.changes = all_changes(options.files, options.kind)
     if options.replay:
-        options.changes = [c for c in options.changes if f"{c[0]}:{c[1]}" in options.replay]
+        options.changes = [c for c in options.changes if f"{c.path}:{c.line}" in options.replay]
     elif 0 < options.sample < len(options.changes):
         options.changes = sample(options.changes, random.Random(options.seed), options.sample)
     part, parts = map(int, options.part.split("/"))

@@ -1,6 +1,10 @@
 # shellcheck shell=bash
 # Sourced by the scripts of the top folder.
 
+# What hk_results is built with; without them it is left out.
+# shellcheck disable=SC2034
+RESULTS_PACKAGES=(libcli11-dev nlohmann-json3-dev libpugixml-dev zlib1g-dev libzstd-dev libjs-dygraphs)
+
 # Runs a command and shows what it prints only when it fails.
 quietly() {
     local output

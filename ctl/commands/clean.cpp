@@ -1,4 +1,4 @@
-// hk_ctl clean: removes what runs that are over have left, and nothing of one that goes on.
+// hk_ctl clean: removes what ended runs have left, and nothing of a run that goes on.
 
 #include <algorithm>
 #include <climits>
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr char FILE_STORE[] = "/r0"; // where -Y and -M work unless they are told otherwise
+constexpr char FILE_STORE[] = "/r0"; // the default directory of -Y and -M
 
 void name_tests(const stress_run &run) {
     for (const process &test : run.test_processes)
@@ -32,13 +32,13 @@ bool clean_run(stress_run run, bool dry_run) {
     return remove_table(run, dry_run) && removed;
 }
 
-// Without links and without ".", as the processes' own paths are.
+// Removes links and "." from the path, as in the processes' own paths.
 std::string whole_path(const std::string &folder) {
     char path[PATH_MAX];
     return realpath(folder.c_str(), path) != nullptr ? path : folder;
 }
 
-// With processes that cannot be seen nobody knows whose a file is.
+// False if some processes cannot be seen: a file may belong to one of them.
 bool can_tell_files(const run_list &found) {
     const auto is_unseen = [](const stress_run &run) {
         return run.supervisor_is == supervisor_state::UNSEEN;
@@ -52,8 +52,7 @@ bool clean_folder(const std::string &folder, bool dry_run) {
     const run_list found = find_runs();
     if (can_tell_files(found))
         return remove_leftovers(leftovers_in(whole_path(folder), found.runs), dry_run);
-    complain("%s: not looked into, a run of another user may work there",
-             printable(folder).c_str());
+    complain("%s: skipped, a run of another user may work there", printable(folder).c_str());
     return false;
 }
 

@@ -1,4 +1,4 @@
-// The commands of hk_ctl. Each takes the words that follow its options and returns the exit status.
+// The commands of hk_ctl. Each takes the words after its options and returns the exit status.
 
 #pragma once
 
@@ -12,7 +12,7 @@ struct command_options {
     bool follow = false;
     int64_t every_ms = 1000;
     int64_t timeout_ms = 5000;
-    int64_t times = 0; // looks of watch, 0 for no end
+    int64_t times = 0; // updates of watch, 0: no limit
 };
 
 using command_words = std::span<char *const>;

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int32_t LOOK_US = 20000;
-constexpr int64_t KILL_MS = 5000; // a process in a driver takes its time
+constexpr int64_t KILL_MS = 5000; // a process in a driver may end late
 
 bool has_processes(const stress_run &run) {
     return run.supervisor_is != supervisor_state::GONE || !run.test_processes.empty();
@@ -26,7 +26,7 @@ bool any_runs(const stress_run &run) {
            std::any_of(run.test_processes.begin(), run.test_processes.end(), is_running);
 }
 
-// Looks at the whole run again, which takes longer than to look at its known processes.
+// Reads the whole run again, which takes longer than a check of its known processes.
 bool has_ended(stress_run &run) {
     if (any_runs(run))
         return false;
@@ -54,8 +54,7 @@ bool await_end(stress_run &run, int64_t limit_ms) {
     return true;
 }
 
-// The tests first: a supervisor that lives on sees them end, and one that does not reap them is
-// ended after them.
+// Ends the tests first, so a working supervisor reaps them; then the supervisor, if it is left.
 bool end_what_is_left(stress_run &run) {
     if (auto now = look_again(run))
         run = std::move(*now);
@@ -74,7 +73,7 @@ std::optional<segment> segment_of(const stress_run &run) {
     return std::nullopt;
 }
 
-// A process that was killed a moment ago can still be attached: it is given time to go.
+// A process that was just killed can still be attached, so this waits for it.
 bool remove_table(const stress_run &run, bool dry_run) {
     std::optional<segment> now = segment_of(run);
     for (int64_t waited_us = 0; !dry_run && now && now->attached != 0; waited_us += LOOK_US) {

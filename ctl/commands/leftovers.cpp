@@ -19,7 +19,7 @@ namespace {
 
 constexpr int NUMBERED_FILES = 16;
 constexpr size_t FILE_BYTES = 512;
-constexpr mode_t TEST_MODE = 0700; // of all that the two tests make
+constexpr mode_t TEST_MODE = 0700; // of all files and folders of both tests
 constexpr mode_t MODE_BITS = 0777;
 
 std::string read_link(const std::string &path) {
@@ -53,7 +53,7 @@ bool is_folder(const std::string &path, struct stat &about) {
     return lstat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
 }
 
-// The bytes of a file of 512 bytes; false for any other.
+// Reads a file of exactly 512 bytes; false for any other file.
 bool read_block(const std::string &path, std::array<uint8_t, FILE_BYTES> &block) {
     struct stat about = {};
     if (!is_regular(path, about) || about.st_size != off_t{FILE_BYTES})
@@ -62,7 +62,7 @@ bool read_block(const std::string &path, std::array<uint8_t, FILE_BYTES> &block)
     return file && read(file.get(), block.data(), block.size()) == ssize_t{FILE_BYTES};
 }
 
-// Every 16-bit word is the number, in the byte order of the run.
+// True if every 16-bit word is the number, in the byte order of the run.
 bool is_numbered_file(const std::string &path, int number) {
     std::array<uint8_t, FILE_BYTES> block;
     if (!read_block(path, block))
@@ -81,7 +81,7 @@ bool is_copied_file(const std::string &path) {
     return read_block(path, block) && block == make_copy_block();
 }
 
-// A destination is empty until its test is released.
+// The destination of a copy is empty until its test is released.
 bool is_empty_destination(const std::string &path) {
     struct stat about = {};
     return is_regular(path, about) && about.st_size == 0 &&
@@ -96,7 +96,7 @@ void add_numbered(const std::string &folder, leftovers &found) {
     }
 }
 
-// A folder that was there before the run is not its own. Some file systems do not say.
+// False if the folder existed before the run. Some file systems do not record that.
 bool may_be_made_by(const stress_run &run, const std::string &folder) {
     struct statx about = {};
     if (statx(AT_FDCWD, folder.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BTIME, &about) != 0)
@@ -115,7 +115,7 @@ std::string folder_of(const process &test) {
     return read_link(text_of("/proc/%d/cwd", static_cast<int>(test.pid)));
 }
 
-// Standard input, output and error are the caller's.
+// Without standard input, output and error, which belong to the caller.
 std::vector<std::string> open_files(const process &test) {
     std::vector<std::string> paths;
     const std::string descriptors = text_of("/proc/%d/fd", static_cast<int>(test.pid));
@@ -139,7 +139,7 @@ void add_open_files(const process &test, leftovers &found) {
             found.files.push_back(path);
 }
 
-// What the tests of the runs that go on are at work with.
+// What the tests of running runs use.
 leftovers in_use(const std::vector<stress_run> &runs) {
     leftovers used;
     for (const stress_run &run : runs)
@@ -179,7 +179,7 @@ bool remove_file(const std::string &path, bool dry_run) {
     return false;
 }
 
-// Nothing would be left in it but what is removed.
+// True if the folder contains only what is removed.
 bool would_be_empty(const std::string &folder, const leftovers &found) {
     const std::vector<std::string> names = names_in(folder);
     return std::all_of(names.begin(), names.end(), [&](const std::string &name) {

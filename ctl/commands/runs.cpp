@@ -48,7 +48,7 @@ void print_run(const stress_run &run) {
            run.options.empty() ? "-" : printable(joined(run.options)).c_str());
     if (!run.is_over() || run.test_processes.empty())
         return;
-    printf("         its supervisor is gone and has left these tests running:");
+    printf("         its supervisor is gone; these tests still run:");
     for (const process &test : run.test_processes)
         printf(" %d", static_cast<int>(test.pid));
     printf("\n");

@@ -1,4 +1,4 @@
-// hk_ctl show: every record of a run, each counter under its field and in words.
+// hk_ctl show: every record of a run, each counter with its field and its meaning.
 
 #include "ctl/commands/show.h"
 
@@ -83,7 +83,7 @@ int show_meanings(const command_options &, command_words) {
            "|---|---|---|---|---|---|\n");
     for (const counter_meaning &row : COUNTER_MEANINGS) {
         if (row.option == nullptr || row.letter == record_letter::PANEL)
-            continue; // no test of the command line, or no counter
+            continue; // not a test of the command line, or without counters
         print_meaning(row, "");
         if (row.letter == record_letter::FIO)
             print_meaning(SECOND_FIO_MEANING, ", second record");

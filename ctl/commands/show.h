@@ -2,8 +2,8 @@
 
 #include "ctl/run/runs.h"
 
-// The run as one JSON object, see RFC 8259. Bytes that are no UTF-8 become U+FFFD.
+// Prints the run as one JSON object, see RFC 8259. Bytes that are not UTF-8 become U+FFFD.
 void print_json(const stress_run &run);
 
-// What a look at the run ends with.
+// The exit status of a command that shows the run.
 int status_of(const stress_run &run);

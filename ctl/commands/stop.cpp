@@ -1,4 +1,4 @@
-// hk_ctl stop, hk_ctl log: the signals to the supervisor.
+// hk_ctl stop, hk_ctl log: send signals to the supervisor.
 
 #include <cerrno>
 #include <csignal>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int32_t LOOK_US = 20000;
 
-// A signal that comes before the supervisor handles it would end it alone.
+// Waits until the supervisor handles the signal: an earlier one would end only the supervisor.
 bool signal_supervisor(const stress_run &run, int number, int64_t limit_ms) {
     const int64_t latest = now_ms() + limit_ms;
     while (!handles_signal(run.supervisor, number)) {
@@ -78,7 +78,7 @@ int stop_run(const command_options &options, command_words words) {
         complain("run @%d is over", static_cast<int>(run->supervisor_id()));
         return NOTHING_THERE;
     }
-    const leftovers left = leftovers_of(*run); // while there are tests to ask
+    const leftovers left = leftovers_of(*run); // while its tests still run
     if (!end_run(*run, options.timeout_ms)) {
         complain("run @%d: not all of it has ended", static_cast<int>(run->supervisor_id()));
         return SOMETHING_WRONG;

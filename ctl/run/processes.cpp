@@ -18,7 +18,7 @@ std::string path_of(pid_t pid, const char *name) {
     return text_of("/proc/%d/%s", static_cast<int>(pid), name);
 }
 
-// The map's inode is the segment's id. A line: "from-to rw-s offset device inode /SYSVkey".
+// The inode of the map is the segment's id. A line is "from-to rw-s offset device inode /SYSVkey".
 void read_map_line(const std::string &line, std::vector<int32_t> &segments) {
     const std::vector<std::string> columns = split_at_blanks(line);
     if (columns.size() > 5 && columns[5].compare(0, 5, "/SYSV") == 0)
@@ -35,7 +35,7 @@ std::vector<int32_t> read_segments(const std::string &maps) {
     return segments;
 }
 
-// The fields that follow the name, which may hold blanks and brackets itself: the state is the
+// Reads the fields after the name, which may itself contain blanks and brackets. The state is the
 // first of them, the start time the twentieth.
 bool read_stat(pid_t pid, char &state, pid_t &parent, uint64_t &started) {
     const std::string stat = read_file(path_of(pid, "stat").c_str());
@@ -63,7 +63,7 @@ bool read_process(pid_t pid, process &found) {
     return true;
 }
 
-// A descriptor of the process, none on a kernel before 5.3 or when it is not the same process.
+// A descriptor of the process; none before Linux 5.3, or if the number is another process's now.
 unique_fd open_process(const process &of) {
 #ifdef SYS_pidfd_open
     unique_fd descriptor(static_cast<int>(syscall(SYS_pidfd_open, of.pid, 0)));

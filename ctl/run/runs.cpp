@@ -20,8 +20,8 @@ bool is_same_program(const process &one, const process &other) {
            one.command == other.command;
 }
 
-// A test that has not written its number yet runs the program of the others. What else has the
-// segment attached only looks on.
+// A test that has not written its pid yet runs the same program as the others. Any other process
+// with the segment attached only reads it.
 bool is_of_run(const stress_run &run, const process &candidate,
                const std::vector<process> &attached) {
     if (candidate.pid == run.supervisor_id() || names_process(run.table(), candidate.pid))
@@ -64,7 +64,7 @@ bool exists(pid_t pid) {
     return kill(pid, 0) == 0 || errno == EPERM;
 }
 
-// Attached, but by whom cannot be seen: then the processes of the records count as the run's.
+// If the attached processes cannot be seen, those named in the records count as the run's.
 void judge_unseen(stress_run &run, uint32_t unseen) {
     const bool is_hidden = unseen > 0 && run.test_processes.empty() && run.memory.attached > 0;
     if (run.supervisor_is == supervisor_state::GONE && is_hidden)
@@ -107,8 +107,8 @@ const counter_meaning &stress_run::meaning_of(size_t record) const {
     return ::meaning_of(table().records[record], is_fio && record != test.first);
 }
 
-// The tables come first: a process that ends meanwhile is then missing, and no ended one is taken
-// for a live one.
+// Reads the tables first: a process that ends meanwhile is then missing, but no ended process
+// counts as running.
 run_list find_runs() {
     run_list found;
     std::vector<std::pair<segment, table_copy>> tables;

@@ -1,4 +1,4 @@
-// The runs on this machine, each put together from its table and its processes.
+// The runs on this machine, each with its table and its processes.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 enum class supervisor_state : uint8_t {
     RUNNING,
     GONE,
-    UNSEEN, // the table's processes are another user's
+    UNSEEN, // the table's processes belong to another user
 };
 
 struct stress_run {
@@ -22,9 +22,9 @@ struct stress_run {
     size_t records_used = 1;
     std::vector<test_group> tests;
     supervisor_state supervisor_is = supervisor_state::GONE;
-    process supervisor;                  // where it is running
+    process supervisor;                  // if it is running
     std::vector<process> test_processes; // those that are running
-    std::vector<std::string> options;    // of the command line; empty when nobody is left to ask
+    std::vector<std::string> options;    // of the command line; empty if no process is left
 
     const StatusTable &table() const {
         return copy.table;
@@ -47,9 +47,9 @@ struct run_list {
 
 run_list find_runs();
 
-// The same run as it is now; none when its segment is gone.
+// The same run as it is now; none if its segment is gone.
 std::optional<stress_run> look_again(const stress_run &run);
 
-// What is wrong with it: errors counted, or a test that ended while the run goes on.
+// Whether the run has counted errors, and whether a test has ended while the run goes on.
 bool has_counted_errors(const stress_run &run);
 bool has_lost_tests(const stress_run &run);

@@ -53,7 +53,8 @@ bool is_hold_and_kind(const TestRecord &record) {
            record.kind_code <= LAST_KIND;
 }
 
-// A held option that starts nothing leaves its hold and its kind code in the supervisor's record.
+// An option that is held but starts no test leaves its hold and kind code in the supervisor's
+// record.
 bool is_supervisor_record(TestRecord record) {
     const bool fits = is_hold_and_kind(record);
     record.pid = record.hold = record.kind_code = 0;

@@ -1,6 +1,6 @@
-// The shared-memory segments that may hold a status table, and what is in them. A table is
-// recognised by facts: the size of its segment, its creator's process number in the first record,
-// and words that a record can have. Everything else of that size is foreign.
+// The shared-memory segments that may hold a status table, and what is in them. Three facts
+// identify a table: the size of its segment, its creator's pid in the first record, and words that
+// a record can have. Any other segment of that size is foreign.
 
 #pragma once
 
@@ -14,27 +14,27 @@ struct segment {
     int32_t id = -1;
     pid_t creator = 0;
     uint32_t owner = 0;    // user number
-    uint32_t attached = 0; // how many times it is attached
+    uint32_t attached = 0; // number of attachments
     int64_t created = 0;   // seconds since 1970
 };
 
-// The private segments of a table's size, by id; see proc(5) on /proc/sysvipc/shm. Who may not read
-// a segment sees it here all the same.
+// The private segments of a table's size, by id; see proc(5) on /proc/sysvipc/shm. Includes
+// segments that this user may not read.
 std::vector<segment> segments_of_table_size();
 
 enum class table_access { TABLE, FOREIGN, DENIED };
 
-// A table as it was at one look, in this machine's byte order. Each word is whole; two words may be
-// of different moments.
+// A copy of a table, in this machine's byte order. Each word is consistent; two words may be from
+// different moments.
 struct table_copy {
     StatusTable table = {};
-    bool swapped = false; // the run's byte order is the other one: its program is emulated
+    bool swapped = false; // the run has the other byte order: its program is emulated
 };
 
-// Copies the table; the segment is attached read-only for that. DENIED without the right to read.
+// Attaches the segment read-only and copies the table. DENIED without the right to read.
 table_access read_table(const segment &from, table_copy &copy);
 
-// The hold words of a table, attached for writing for as long as this lives.
+// The hold words of a table. Keeps the segment attached for writing until destroyed.
 class hold_words {
 public:
     explicit hold_words(const segment &of, bool is_swapped);
@@ -42,7 +42,7 @@ public:
     hold_words &operator=(const hold_words &) = delete;
     ~hold_words();
 
-    // False without the right to write, or when the segment is gone.
+    // False without the right to write, or if the segment is gone.
     bool is_attached() const {
         return table != nullptr;
     }

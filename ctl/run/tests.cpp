@@ -11,7 +11,7 @@ bool is_of(const TestRecord &record, record_letter letter) {
     return record.test_letter == static_cast<int32_t>(letter);
 }
 
-// The kind code of a crossover is in its last record alone.
+// Only the last record of a crossover has its kind code.
 bool begins_crossover_pair(const TestRecord &record, const TestRecord &next) {
     return is_of(record, record_letter::CROSSOVER) && record.kind_code == 0 &&
            is_of(next, record_letter::CROSSOVER);
@@ -84,7 +84,7 @@ bool has_errors(const TestRecord &record) {
     return record.errors != 0 || record.errors2 != 0 || record.errors3 != 0;
 }
 
-// The list's own line, without the kind code and from the first count on: "sp2 loop wrote 9 ...".
+// Takes the name from the line of the list: "sp2 loop wrote 9 ...", without the kind code.
 std::string list_name(const TestRecord &record) {
     char line[256];
     static_assert(sizeof line >= longest_line(RESULTS_ROWS));
@@ -93,7 +93,7 @@ std::string list_name(const TestRecord &record) {
         return "panel";
     std::string name(line, static_cast<size_t>(length));
     name.resize(std::min(name.find(" errors "), name.size()));
-    for (int words = 0; words < 4; ++words) // two counts and what the list calls them
+    for (int words = 0; words < 4; ++words) // two counts and their names in the list
         name.resize(std::min(name.rfind(' '), name.size()));
     const size_t kind_end = name.find(' ', sizeof "<LI> " - 1);
     name.erase(0, std::min(kind_end, name.size() - 1) + 1);
@@ -106,7 +106,7 @@ int32_t process_of(const StatusTable &table, const test_group &test) {
     return own != PID_NONE ? own : table.records[test.first].pid;
 }
 
-// The supervisor marks one record of a test of two, and either may be it.
+// Of a test with two records the supervisor marks only one, which may be either.
 test_state state_of(const StatusTable &table, const test_group &test, bool alive) {
     const int32_t hold = table.records[test.hold].hold;
     if (alive && hold == HOLD_NONE)

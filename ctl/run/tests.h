@@ -1,4 +1,4 @@
-// The tests of a table: which records belong to one test, where its hold word is, how it is doing.
+// The tests of a table: the records of each test, its hold word, its state.
 
 #pragma once
 
@@ -10,8 +10,8 @@
 #include "supervisor/lists/counter_meanings.h"
 #include "supervisor/status_table.h"
 
-// A test and its one or two records. The crossover's hold word is in its second record; -F has one
-// in each, of which the first counts.
+// A test and its one or two records. The crossover's hold word is in its second record. -F has one
+// in each record; the first one counts.
 struct test_group {
     size_t first = 0;
     size_t records = 1;
@@ -24,10 +24,10 @@ struct test_group {
 
 std::vector<test_group> tests_of(const StatusTable &table, size_t records_used);
 
-// What the words of a record count; `after_fio` if the record before it is the first of -F.
+// What the words of a record count. `after_fio`: the previous record is the first of -F.
 const counter_meaning &meaning_of(const TestRecord &record, bool after_fio);
 
-// One counter of a record under both its names.
+// One counter of a record with both its names.
 struct named_counter {
     const char *field;   // of the record
     const char *meaning; // in words
@@ -38,18 +38,18 @@ std::vector<named_counter> counts_of(const TestRecord &record, const counter_mea
 std::vector<named_counter> errors_of(const TestRecord &record, const counter_meaning &meaning);
 bool has_errors(const TestRecord &record);
 
-// What the results list calls the record: "sp2 loop", "dram user".
+// The record's name in the results list: "sp2 loop", "dram user".
 std::string list_name(const TestRecord &record);
 
 enum class test_state : uint8_t {
     STARTING,
     RUNNING,
-    HOLDING, // a hold is asked for; the test has not seen it yet
+    HOLDING, // a hold is requested; the test has not seen it yet
     HELD,
     GAVE_UP,
     FINISHED,
     REAPED,
-    GONE, // its process is no more, and no mark says why
+    GONE, // its process has ended and left no mark
 };
 
 constexpr std::array STATE_NAMES = {
@@ -65,8 +65,8 @@ constexpr bool is_at_work(test_state state) {
     return state <= test_state::HELD;
 }
 
-// From the words of the test; `alive` when its process is there.
+// Reads the words of the test; `alive`: its process exists.
 test_state state_of(const StatusTable &table, const test_group &test, bool alive);
 
-// The test's process as its records name it, 0 when none does.
+// The test's pid in its records, 0 if there is none.
 int32_t process_of(const StatusTable &table, const test_group &test);

@@ -12,13 +12,13 @@ constexpr char RED[] = "\033[1;31m";
 constexpr char BOLD[] = "\033[1m";
 constexpr char NORMAL[] = "\033[0m";
 
-constexpr size_t NARROW = 40;      // columns of what is always shown
+constexpr size_t NARROW = 40;      // columns that are always shown
 constexpr size_t COUNT_WIDTH = 11; // with the blank before each
 constexpr size_t ERRORS_WIDTH = 15;
 constexpr size_t SPARKLINE_LEAST = 6;
 constexpr size_t OTHER_LINES = 4; // besides the records
 
-// The first columns of a text, filled up with blanks. Each character takes one.
+// The first columns of a text, padded with blanks. Each character takes one column.
 std::string fit(const std::string &text, size_t columns) {
     std::string shown;
     for (size_t at = 0; at < text.size() && columns > 0; --columns) {
@@ -37,7 +37,7 @@ std::string errors_text(const TestRecord &record) {
     return text_of("%d,%d,%d", record.errors, record.errors2, record.errors3);
 }
 
-// What is shown besides the first columns, by what there is room for.
+// The further columns for which there is room.
 struct wide_columns {
     bool count;
     bool errors;
@@ -85,7 +85,8 @@ std::string record_line(const picture &what, size_t index, size_t width) {
     return index == what.selected ? styled(REVERSE, line) : line;
 }
 
-// The counters of the selected record in words: its errors, or what it counts when it has none.
+// The counters of the selected record with their meanings: its errors, or its counts if it has no
+// errors.
 std::string detail_line(const picture &what) {
     if (what.selected >= what.run.records_used)
         return "";
@@ -100,7 +101,7 @@ std::string detail_line(const picture &what) {
     return line;
 }
 
-// The records that there is room for, with the selected one among them.
+// The first record to show, so that the selected one is on the screen.
 size_t first_shown(const picture &what, size_t room) {
     const size_t records = what.run.records_used - 1;
     if (records <= room || what.selected <= room)
@@ -123,7 +124,8 @@ std::vector<std::string> draw(const picture &what, screen_size size) {
     for (size_t index = first; index < std::min(what.run.records_used, first + room); ++index)
         lines.push_back(record_line(what, index, width));
     lines.push_back(fit(detail_line(what), width));
-    lines.push_back(fit("up/down select  h hold  r release  q leave   " + what.note, width));
+    const std::string note = what.note.empty() ? "" : what.note + "   "; // seen on a narrow screen
+    lines.push_back(fit(note + "up/down select  h hold  r release  q quit", width));
     lines.resize(std::min(lines.size(), size.rows));
     return lines;
 }

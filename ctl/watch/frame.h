@@ -1,4 +1,4 @@
-// The picture of a run for a terminal of any size, as lines of plain ANSI text.
+// Draws a run for a terminal of any size, as lines of plain ANSI text.
 
 #pragma once
 
@@ -16,11 +16,11 @@ struct picture {
     const stress_run &run;
     const history &past;
     size_t selected = 1; // record
-    std::string note;    // of the last key
+    std::string note;    // result of the last key
     bool utf8 = false;
 };
 
-// At most as many lines as there are rows, none longer than the columns.
+// Returns no more lines than the screen has rows, none longer than its columns.
 std::vector<std::string> draw(const picture &what, screen_size size);
 
 // One line for each record, for a file or a pipe.

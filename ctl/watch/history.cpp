@@ -18,7 +18,7 @@ void add_rate(record_history &record, double rate) {
     record.rates[record.rates_known - 1] = rate;
 }
 
-// The difference is right also where the counter has begun again at 0 meanwhile.
+// The difference is also right if the counter has wrapped meanwhile.
 void take_in(record_history &record, const TestRecord &now, const counter_meaning &meaning,
              int64_t passed_ms) {
     const uint32_t count = work_count(now, meaning);

@@ -1,4 +1,5 @@
-// What watch remembers of each record from look to look: rates, and errors that have moved.
+// What watch remembers of each record between updates: its rates, and whether its errors have
+// moved.
 
 #pragma once
 
@@ -13,8 +14,8 @@ constexpr size_t RATES_KEPT = 60;
 struct record_history {
     uint32_t count = 0;
     std::array<int32_t, 3> errors = {};
-    bool errors_moved = false;                 // since the look before
-    std::array<double, RATES_KEPT> rates = {}; // per second, oldest first, without a gap at the end
+    bool errors_moved = false;                 // since the previous update
+    std::array<double, RATES_KEPT> rates = {}; // per second, oldest first; `rates_known` are set
     size_t rates_known = 0;
 
     double newest_rate() const {
@@ -24,7 +25,7 @@ struct record_history {
 
 class history {
 public:
-    // Takes in a look at the run, made at this time; see now_ms().
+    // Adds the state of the run at this time, see now_ms().
     void add(const stress_run &run, int64_t time_ms);
 
     const record_history &of(size_t record) const {
@@ -33,10 +34,10 @@ public:
 
 private:
     std::array<record_history, TABLE_RECORDS> records = {};
-    int64_t last_ms = 0; // of the look before, 0 at the first
+    int64_t last_ms = 0; // time of the previous update, 0 at the first
 };
 
-// The count that shows a test at work: what it reads, or writes where it only writes.
+// The count that shows that a test works: what it reads, or what it writes if it only writes.
 uint32_t work_count(const TestRecord &record, const counter_meaning &meaning);
 
 // The newest rates as a row of characters, at most `width`, scaled to the highest of them.

@@ -43,7 +43,7 @@ void put(const std::string &text) {
     for (size_t at = 0; at < text.size();) {
         const ssize_t count = write(STDOUT_FILENO, text.data() + at, text.size() - at);
         if (count < 0 && errno != EINTR)
-            return; // nobody looks any more; the next key says so
+            return; // the terminal is gone; the next key reports that
         at += static_cast<size_t>(std::max<ssize_t>(count, 0));
     }
 }
@@ -65,7 +65,7 @@ key key_of(char byte) {
     }
 }
 
-// The next byte of an escape sequence, which comes at once; 0 if none does.
+// The next byte of an escape sequence, which must come at once; else 0.
 char next_byte() {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     char byte = 0;
@@ -96,7 +96,7 @@ key read_key() {
     char byte = 0;
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
     if (count == 0 || (count < 0 && errno != EINTR))
-        return key::LEAVE; // the terminal has gone
+        return key::LEAVE; // the terminal is gone
     if (count < 0)
         return signalled();
     return byte == '\033' ? read_arrow() : key_of(byte);
@@ -111,7 +111,7 @@ terminal::terminal() : has_keys(tcgetattr(STDIN_FILENO, &before) == 0) {
         raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
         raw.c_cc[VMIN] = 1;
         raw.c_cc[VTIME] = 0;
-        raw.c_cc[VSUSP] = _POSIX_VDISABLE; // a stopped watch would leave its screen behind
+        raw.c_cc[VSUSP] = _POSIX_VDISABLE; // a stopped watch would leave its screen
         (void)tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
     put(ENTER_SCREEN);
@@ -130,7 +130,7 @@ screen_size terminal::size() const {
     return {std::min(size.ws_col, SIZE_MAX_SHOWN), std::min(size.ws_row, SIZE_MAX_SHOWN)};
 }
 
-// No line end after the last line: the screen would scroll.
+// Writes no line end after the last line, which would scroll the screen.
 void terminal::show(const std::vector<std::string> &lines) const {
     std::string frame = HOME;
     for (size_t i = 0; i < lines.size(); ++i)

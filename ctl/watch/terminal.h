@@ -1,4 +1,4 @@
-// The terminal of watch: keys as they are pressed, a screen of its own, the size as it changes.
+// The terminal of watch: single keys, its own screen, changes of size.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 enum class key : uint8_t { NONE, UP, DOWN, HOLD, RELEASE, LEAVE, RESIZED };
 
-// Takes the terminal for as long as it lives and gives it back as it was, after a signal too.
+// Sets the terminal up and restores it when destroyed, also after a signal.
 class terminal {
 public:
     terminal();
@@ -21,13 +21,13 @@ public:
 
     screen_size size() const;
     void show(const std::vector<std::string> &lines) const;
-    // Waits for a key, a new size, or until the time is up: NONE then.
+    // Waits for a key or a new size. NONE if the time is up first.
     key wait_for_key(int64_t limit_ms) const;
 
 private:
     termios before = {};
-    bool has_keys; // standard input is a terminal too; after `before`, which its start fills in
+    bool has_keys; // standard input is a terminal too; its initializer fills `before`
 };
 
-// The environment says that the terminal takes UTF-8, see locale(7).
+// True if the environment says that the terminal takes UTF-8, see locale(7).
 bool takes_utf8();

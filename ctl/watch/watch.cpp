@@ -1,4 +1,4 @@
-// hk_ctl watch: a run as it goes on, look after look.
+// hk_ctl watch: shows a run again and again while it goes on.
 
 #include <algorithm>
 #include <cstdio>
@@ -22,7 +22,7 @@ struct watched {
     int64_t looks = 0;
 };
 
-// False when there is nothing more to see: the run is over, or there were looks enough.
+// False at the end: the run is over, or --times updates were shown.
 bool goes_on(const watched &state, const command_options &options) {
     return !(state.run.is_over() && state.run.test_processes.empty()) &&
            (options.times == 0 || state.looks < options.times);
@@ -45,7 +45,7 @@ void look(watched &state) {
 void print_looks(watched &state, const command_options &options) {
     for (look(state);; look(state)) {
         printf("%s", plain_lines(state.run, state.past).c_str());
-        (void)fflush(stdout); // a reader follows
+        (void)fflush(stdout); // for a reader of a pipe
         if (!goes_on(state, options))
             return;
         for (int64_t left_ms = options.every_ms; left_ms > 0; left_ms -= 1000)
@@ -53,7 +53,7 @@ void print_looks(watched &state, const command_options &options) {
     }
 }
 
-// The test sees it with its next turn; its state in the picture shows when.
+// The test sees the word in its next turn; the picture then shows its new state.
 void write_hold(watched &state, int32_t value) {
     if (state.selected >= state.run.records_used)
         return;
@@ -70,13 +70,15 @@ void write_hold(watched &state, int32_t value) {
     state.note = text_of("%s %zu", value == HOLD_NONE ? "released" : "hold asked of", test.hold);
 }
 
-// False when the key asks to leave.
+// False if the key quits.
 bool obey(watched &state, key pressed) {
     switch (pressed) {
     case key::UP:
+        state.note.clear();
         state.selected = std::max<size_t>(state.selected, 2) - 1;
         break;
     case key::DOWN:
+        state.note.clear();
         state.selected =
             std::min(state.selected + 1, std::max<size_t>(state.run.records_used, 2) - 1);
         break;
@@ -95,7 +97,7 @@ bool obey(watched &state, key pressed) {
     return true;
 }
 
-// Shows the picture and takes keys until it is time for the next look. False to leave.
+// Shows the picture and takes keys until the next update. False to quit.
 bool take_keys(watched &state, const terminal &screen, int64_t until_ms) {
     const bool utf8 = takes_utf8();
     for (int64_t left_ms = until_ms - now_ms();; left_ms = until_ms - now_ms()) {

@@ -1,4 +1,4 @@
-// Owner of one descriptor: closes it on the way out, can be moved, not copied.
+// Owns one descriptor and closes it when destroyed. Can be moved, not copied.
 #pragma once
 
 #include <unistd.h>
@@ -27,7 +27,7 @@ public:
     }
     void reset(int fd = -1) {
         if (fd_ >= 0)
-            (void)close(fd_); // nothing is written through a buffer that close could lose
+            (void)close(fd_); // writes are unbuffered: a failing close loses nothing
         fd_ = fd;
     }
 

@@ -1,19 +1,18 @@
-// What every device of the simulated board offers to the rest of it.
+// The interface of every device of the simulated board.
 //
-// To add a device: give it a file of its own with a structure derived from `device`; let
-// `open_nodes` create what it shows in /dev (pty.h and `publish_node` of root.h); watch its
-// descriptors and times through the event_source part. A function that adds it to the board's
-// devices for an option's argument, and a row in option_table.cpp that names the option and that
-// function, are all that the rest of the board needs. A device that answers calls names them in
-// `stopped_ioctls`, says in `owns` which nodes are its own, and answers in `take_request`. A device
-// that can be faulty has its kinds of faults in FAULT_KINDS (fault.h), says in `list_targets` what
-// they call it, and accepts them in `take_fault`. Something that hangs on a serial line (a module,
-// a feed, a panel) has a `line::device_end`, which `plug_device` of port_options.h joins to a port.
+// To add a device, write a structure derived from `device` in its own file. `open_nodes` creates
+// its nodes in /dev (see pty.h and `publish_node` in root.h); the event_source part watches its
+// descriptors and times. Add a function that adds the device for an option's argument, and a row in
+// option_table.cpp that names the option and the function. A device that answers calls lists them
+// in `stopped_ioctls`, identifies its nodes in `owns`, and answers in `take_request`. A device that
+// can be faulty has its kinds of faults in FAULT_KINDS (fault_kinds.h), lists its target names in
+// `list_targets`, and accepts faults in `take_fault`. A device on a serial line (a module, a feed,
+// a panel) has a `line::device_end`; `plug_device` of port_options.h joins it to a port.
 //
-// A device lives from the reading of the command line to the end of the run. It is built outside
+// A device exists from the reading of the command line to the end of the run. It is built outside
 // the namespaces and opens its nodes inside them, in the process that runs the event loop. That
-// process must never block: descriptors are non-blocking, and work that has to wait is finished
-// from `ready` or `wake`.
+// process must never block: descriptors are non-blocking, and `ready` or `wake` finishes work that
+// has to wait.
 #pragma once
 
 #include "simulator/faults/fault.h"
@@ -28,18 +27,25 @@ namespace simulator {
 struct device : event_source, request_taker {
     explicit device(std::string own_name = "") : name(std::move(own_name)) {}
 
-    const std::string name; // among devices of its kind; empty where the board has one only
+    const std::string name; // among devices of its kind; empty if the board has only one
 
-    // Creates the device's nodes. False when that failed, after saying why on standard error.
+    // Creates the device's nodes. False after a message on standard error.
     virtual bool open_nodes() = 0;
 
-    // Adds the names by which faults call this device, or parts of it, when they are faults of such
-    // a thing ("port", "cable", "module").
+    // Adds the target names of this device, or of parts of it, for faults of such a thing ("port",
+    // "cable", "module").
     virtual void list_targets(std::string_view thing, std::set<std::string> &targets) const {
         (void)thing;
         (void)targets;
     }
-    // True when the fault is meant for this device, which has it from then on.
+    // For a fault that names this device but could never strike it: the numbers that are possible,
+    // as in "bytes 0 to 7". Empty for any other fault.
+    virtual std::string possible_instead(const fault &wanted) const {
+        (void)wanted;
+        return "";
+    }
+    // Takes the fault if it is meant for this device. A copy of the fault shares its times and its
+    // count. False if it is meant for another device or could never strike.
     virtual bool take_fault(const fault &wanted) {
         (void)wanted;
         return false;

@@ -13,10 +13,10 @@ namespace simulator {
 
 struct device_set {
     std::vector<std::unique_ptr<device>> devices;     // in the order in which they were added
-    std::vector<std::unique_ptr<line::cable>> cables; // between the devices, gone before them
+    std::vector<std::unique_ptr<line::cable>> cables; // between the devices, destroyed before them
     operator_terminal terminal;                       // not open without --panel
 
-    // The device of that kind and name; null when the board has none.
+    // The device of that kind and name; null if the board has none.
     template <typename Kind>
     Kind *find(const std::string &name = "") const {
         for (const std::unique_ptr<device> &each : devices)
@@ -33,7 +33,7 @@ struct device_set {
         return added;
     }
 
-    // Does nothing when there is no such device.
+    // Does nothing if there is no such device.
     template <typename Kind>
     void remove(const std::string &name) {
         const device *unwanted = find<Kind>(name);

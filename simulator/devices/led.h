@@ -1,13 +1,14 @@
-// The heartbeat LED, /dev/cpuactive: reading gives its state as one byte (0 or 1), writing a byte
-// sets it. The board knows each change and its time.
+// The heartbeat LED, /dev/cpuactive: a read returns its state as one byte (0 or 1), a write of one
+// byte sets it. The board sees each change and its time.
 //
-// One state byte waits in the node to be read. A program that blinks the LED reads the byte and
-// writes the new one; if the board replaced a byte the moment it was read, the program could read
-// the old state after writing the new one. So a byte that was read is replaced by the write that
-// follows it, or, if none follows, a little later.
+// The node always holds one state byte to read. A program that blinks the LED reads the byte and
+// writes the new one. If the board replaced a byte at once, the program could read the old state
+// after its write. So the board replaces a byte at the write after the read, or a little later if
+// there is no write.
 #pragma once
 
 #include "simulator/devices/device_set.h"
+#include "simulator/devices/presence_faults.h"
 #include "simulator/devices/pty.h"
 
 namespace simulator {
@@ -20,14 +21,23 @@ struct led final : device {
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
+    void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    bool take_fault(const fault &wanted) override;
 
 private:
+    bool appear();
+    void disappear();
+    void protect();
+    void unprotect();
+    void set_state(uint8_t wanted);
     void offer_state();
 
     pty line;
     uint8_t state = 0;
     unique_fd reader_watch;
     int64_t refill_us = NEVER;
+    presence_faults absence;
+    presence_faults protection; // the LED takes no writes
 };
 
 void add_led(device_set &devices);

@@ -39,10 +39,8 @@ bool pty::open(const char *node) {
         return cannot("get a pseudo-terminal for", node);
     slave_path = "/dev/pts/" + std::to_string(index);
     slave.reset(::open(slave_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!slave.is_open() || fstat(slave.get(), &status) != 0)
+    if (!slave.is_open() || fstat(slave.get(), &slave_node) != 0)
         return cannot("open", slave_path);
-    slave_number = status.st_rdev;
     set_raw(slave.get());
     return publish_node(slave_path.c_str(), node);
 }
@@ -72,6 +70,7 @@ bool nothing_under_way(const pty &line) {
 
 size_t give(const pty &line, std::span<const uint8_t> bytes) {
     const ssize_t given = write(line.master.get(), bytes.data(), bytes.size());
+    (void)nothing_under_way(line); // lets the worker finish: who waits for the bytes is awake now
     return given > 0 ? static_cast<size_t>(given) : 0;
 }
 
@@ -79,8 +78,8 @@ void take_back(const pty &line) {
     (void)tcflush(line.slave.get(), TCIFLUSH); // every terminal can
 }
 
-// The kernel reports the master as writable anew when the slave was read. It is writable all the
-// time, so only an edge-triggered watch reports it.
+// The kernel reports the master as writable again when the slave was read. The master is always
+// writable, so only an edge-triggered watch shows that.
 unique_fd watch_reader(const pty &line) {
     unique_fd watch(epoll_create1(EPOLL_CLOEXEC));
     epoll_event edge{};

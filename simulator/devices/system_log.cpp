@@ -16,14 +16,17 @@ namespace simulator {
 
 namespace {
 
-constexpr int MESSAGES_A_TURN = 64;
-constexpr size_t MESSAGE_BYTES = 8192; // the C library's messages end there
+constexpr const char *NODE = "/dev/log";
+constexpr const char *PART = "log"; // its name in faults
 
-constexpr int RECEIVE_BYTES = 4 << 20; // a burst of lists waits here, not in the senders
+constexpr int MESSAGES_A_TURN = 64;
+constexpr size_t MESSAGE_BYTES = 8192; // the C library sends no longer messages
+
+constexpr int RECEIVE_BYTES = 4 << 20; // room for a burst of lists, so senders do not wait
 constexpr size_t STAMP_LENGTH = 16;    // "Nov 21 04:02:11 "
 
-// Senders wait once this many messages are unread. Only a privileged board may change it; the
-// kernel's default is 10.
+// Senders wait while this many messages are unread. Only a privileged board may raise the kernel's
+// default of 10.
 void allow_many_unread() {
     const unique_fd limit(open("/proc/sys/net/unix/max_dgram_qlen", O_WRONLY | O_CLOEXEC));
     if (limit.is_open())
@@ -49,13 +52,20 @@ std::string_view without_header(std::string_view message) {
 
 bool system_log::open_nodes() {
     allow_many_unread();
+    if (!open_socket())
+        return false;
+    wake(now_us());
+    return true;
+}
+
+bool system_log::open_socket() {
     socket.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, "/dev/log");
+    strcpy(address.sun_path, NODE);
     if (!socket.is_open() ||
         bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        return cannot("open", "/dev/log");
+        return cannot("open", NODE);
     const int bytes = RECEIVE_BYTES;
     if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0)
         (void)setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
@@ -63,7 +73,8 @@ bool system_log::open_nodes() {
 }
 
 void system_log::add_polls(std::vector<pollfd> &polls) const {
-    polls.push_back({socket.get(), POLLIN, 0});
+    if (socket.is_open())
+        polls.push_back({socket.get(), POLLIN, 0});
     forward.add_polls(polls);
 }
 
@@ -82,9 +93,37 @@ void system_log::report_unsent() {
     forward.report_unsent();
 }
 
+int64_t system_log::wake_time_us() const {
+    return absence.next_look_us();
+}
+
+// Messages from before the log goes have arrived. Sending then fails until the log is back, and the
+// C library connects again, see syslog(3).
+void system_log::wake(int64_t time_us) {
+    if (!absence.has_changed(time_us))
+        return;
+    if (!absence.is_present()) {
+        (void)open_socket();
+        return;
+    }
+    take_messages();
+    socket.reset();
+    (void)unlink(NODE);
+}
+
+void system_log::list_targets(std::string_view thing, std::set<std::string> &targets) const {
+    if (thing == "removable part")
+        targets.insert(PART);
+}
+
+bool system_log::take_fault(const fault &wanted) {
+    return absence.take(wanted, fault_id::gone, PART);
+}
+
 void system_log::take_messages() {
     std::array<char, MESSAGE_BYTES> message;
-    // Not all there is: a program that logs without an end must not keep the other devices waiting.
+    // Takes a limited number: a program that logs without end must not keep the other devices
+    // waiting.
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const ssize_t length = recv(socket.get(), message.data(), message.size(), 0);
         if (length < 0)

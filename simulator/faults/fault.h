@@ -1,93 +1,58 @@
-// Faults that the operator puts into the board: --fault KIND:TARGET[:NUMBER]...
-// Each is offered to every device; the one that has the target takes it.
+// Faults that the operator puts into the board: --fault KIND:TARGET[:NUMBER]...[@FROM-TO][~RATE].
+// The board asks every device to take each fault; the device that has the target does.
 #pragma once
 
-#include "simulator/base/text.h"
+#include "simulator/faults/fault_clock.h"
+#include "simulator/faults/fault_kinds.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace simulator {
 
-enum class fault_id {
-    flip,
-    drop,
-    cut,
-    pull,
-    lines,
-    hangup,
-    stuck,
-    dead,
-    silent,
-    late_reply,
-    stray_bytes,
-    long_reply,
-    short_reply,
-    check,
-    type,
-};
-
-constexpr number_range COUNT = {1, 1'000'000'000};
-constexpr number_range BYTE_INDEX = {0, 31};
-constexpr number_range BIT_NUMBER = {1, 8};
-constexpr number_range COMMAND = {1, 12};
-constexpr number_range TYPE = {1, 255};
-
-struct fault_kind {
-    fault_id id;
-    const char *name;
-    const char *form;  // as written on the command line
-    size_t numbers;    // how many numbers follow the target
-    const char *thing; // what can have it
-    const char *meaning;
-    number_range first = COUNT; // of the numbers
-    number_range second = COUNT;
-};
-
-constexpr fault_kind FAULT_KINDS[] = {
-    {fault_id::flip, "flip", "flip:PORT:N", 1, "port",
-     "one bit is wrong in every Nth chunk leaving PORT"},
-    {fault_id::drop, "drop", "drop:PORT:N", 1, "port", "every Nth chunk leaving PORT is lost"},
-    {fault_id::cut, "cut", "cut:PORT", 0, "port", "nothing that leaves PORT arrives"},
-    {fault_id::pull, "pull", "pull:PORT:N", 1, "port", "nothing arrives after the first N chunks"},
-    {fault_id::lines, "lines", "lines:PORT-PORT", 0, "cable",
-     "RTS of that cable (or loop) is not wired"},
-    {fault_id::hangup, "hangup", "hangup:PORT:N", 1, "port",
-     "PORT goes away for good with the Nth chunk leaving or reaching it"},
-    // A module is named by its address on the port, or by its SPI node.
-    {fault_id::stuck, "stuck", "stuck:MODULE:BYTE.BIT", 2, "module",
-     "that input always reads as set", BYTE_INDEX, BIT_NUMBER},
-    {fault_id::dead, "dead", "dead:MODULE:BYTE.BIT", 2, "module", "that output drives nothing",
-     BYTE_INDEX, BIT_NUMBER},
-    {fault_id::silent, "silent", "silent:MODULE:C", 1, "module",
-     "no reply to a command: C 1 status, 4 read, 7 set, 12 identify", COMMAND},
-    {fault_id::late_reply, "late", "late:MODULE:N", 1, "module", "every Nth reply comes too late"},
-    {fault_id::stray_bytes, "stray", "stray:MODULE:N", 1, "module",
-     "three stray bytes before every Nth reply (sync port)"},
-    {fault_id::long_reply, "long", "long:MODULE:N", 1, "module",
-     "every Nth reply is two bytes too long (sync port)"},
-    {fault_id::short_reply, "short", "short:MODULE:N", 1, "module",
-     "every Nth reply lacks its last byte (sync port)"},
-    {fault_id::check, "check", "check:MODULE:N", 1, "module",
-     "the check byte of every Nth reply is wrong (SPI)"},
-    {fault_id::type, "type", "type:MODULE:TYPE", 1, "module",
-     "the module says that it is of another type", TYPE},
-};
-
 struct fault {
-    const fault_kind *kind;
-    std::string text;         // as given, for messages
-    std::string target;       // a port, a cable, a module address
+    const fault_kind *kind = nullptr;
+    std::string text;         // without times, for messages
+    std::string target;       // a port, a cable, a module address, the name of a part
     std::vector<int> numbers; // each in its range
+
+    // True while the fault is present as a state. Counts nothing. Times are those of `now_us`.
+    bool is_active(int64_t now) const;
+    // True if the fault strikes now; counts the strike.
+    bool strikes(int64_t now) const;
+    // The same for a fault of every Nth thing, where N is its first number. `thing` counts from 1.
+    bool strikes_nth(int64_t now, uint32_t thing) const;
+    // Counts one strike of a state.
+    void count_strike() const;
+    int64_t next_change(int64_t now) const;
+
+    // Sets the start of the run. Before this call, every time counts as the start.
+    void start(int64_t now) const;
+    uint64_t strike_count() const;
+    fault_clock &clock() const;
+
+private:
+    struct course {
+        fault_clock clock;
+        int64_t start_us = NOT_STARTED;
+        uint64_t strikes = 0;
+    };
+    static constexpr int64_t NOT_STARTED = INT64_MAX;
+
+    int64_t run_time(int64_t now) const;
+
+    std::shared_ptr<course> shared = std::make_shared<course>(); // by all copies of the fault
 };
 
-// Whether the fault is one that such a thing ("port", "cable", "module") can have.
+// True if such a thing ("port", "cable", "module") can have the fault.
 bool is_fault_of(const fault &wanted, std::string_view thing);
 
-// Reads one --fault argument. False when it is none, after saying on standard error which there
-// are.
-bool parse_fault(const char *text, fault &parsed);
+// Reads one --fault argument and adds it to `faults`; a fault that is already there gets the new
+// window too. `seed` and the fault's text determine the random moments. If the argument is not
+// valid, writes what is valid to standard error and returns false.
+bool add_fault(const char *text, uint64_t seed, std::vector<fault> &faults);
 
 // Writes the valid forms with their meanings, one a line, to descriptor `fd`.
 void print_fault_kinds(int fd);

@@ -72,22 +72,23 @@ int64_t cable::next_event_time() const {
     return next;
 }
 
-// An end that is settled may call for the cable in turn (a device answers at once); what it starts
-// then is found in the next round.
+// An end may use the cable again while it is settled (a device answers at once). The next round of
+// the loop handles what it starts.
 void cable::advance(int64_t now) {
-    if (advancing || (now <= advanced_to && !has_news()))
+    if (advancing)
         return;
     advancing = true;
-    do
+    while (has_news(now))
         step(std::max(advanced_to, std::min(now, next_event_time())));
-    while (advanced_to < now || next_event_time() <= now);
+    advanced_to = std::max(advanced_to, now);
     advancing = false;
 }
 
-// Whether an end has begun something since the last step.
-bool cable::has_news() const {
+// True if something is due, or an end has begun something since the last step.
+bool cable::has_news(int64_t now) const {
     const auto has_changed = [](const direction &way) { return way.raised != way.from->raised; };
-    return std::ranges::any_of(ways, has_changed) || next_event_time() <= advanced_to;
+    return std::ranges::any_of(ways, has_changed) ||
+           next_event_time() <= std::max(advanced_to, now);
 }
 
 void cable::step(int64_t now) {
@@ -120,7 +121,7 @@ void cable::apply_faults(int64_t now) {
     }
 }
 
-// A synchronous receiver hears no single characters.
+// A synchronous receiver ignores single characters.
 void cable::pass_characters(direction &way) {
     std::vector<character> &loaded = way.from->output.loaded;
     const bool is_heard = way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;

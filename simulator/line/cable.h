@@ -1,11 +1,10 @@
 // A cable joins two ends: two ports, a port and a device, or a port and itself (a loop plug). A
-// port with nothing plugged in has a cable with one end.
+// port with nothing connected has a cable with one end.
 //
-// The cable is also the unit of time: its two ends influence each other (flow control, modem lines,
-// echo), so they are taken through their events together and in order. Different cables share
-// nothing. `next_event_time` is the next moment at which anything changes; `advance` takes both
-// ends through all that is due. Every call on a port advances its cable to the time of the call
-// first.
+// The two ends of a cable influence each other (flow control, modem lines, echo), so the cable
+// advances both together and handles their events in order. Different cables are independent.
+// `next_event_time` is the next moment at which anything changes; `advance` handles all events that
+// are due. Every call on a port first advances its cable to the time of the call.
 //
 // Wiring: TXD and RXD are crossed, RTS of one end drives CTS and DCD of the other, DTR drives DSR.
 #pragma once
@@ -21,7 +20,7 @@ namespace simulator::line {
 
 class cable;
 
-// What is plugged in at one end of a cable.
+// One end of a cable: a port or a device.
 class line_end {
 public:
     explicit line_end(bool carries_frames) : is_synchronous(carries_frames) {}
@@ -33,14 +32,14 @@ public:
     transmitter output;
     receiver input;
     frame_sender frames;
-    uint32_t raised = 0; // of TIOCM_RTS and TIOCM_DTR, what this end drives onto the cable
+    uint32_t raised = 0; // the lines that this end raises: TIOCM_RTS, TIOCM_DTR
 
-    // Called whenever the cable has moved in time: takes what `input` has delivered and looks at
-    // the modem lines that arrive.
+    // Called whenever the cable has advanced: takes what `input` has delivered, and the modem lines
+    // that arrive.
     virtual void settle(int64_t now, uint32_t lines) = 0;
-    // An undamaged frame has arrived.
+    // Called when an undamaged frame has arrived.
     virtual void take_frame(int64_t now, const line_frame &frame) = 0;
-    // When the end itself needs to be settled.
+    // The time at which the end itself needs `settle`.
     virtual int64_t timer() const {
         return NEVER;
     }
@@ -48,7 +47,7 @@ public:
 protected:
     // Of the cable that is plugged in, if any.
     void advance_cable(int64_t now);
-    // A new format, also for characters in the FIFO that have not begun.
+    // Sets a new format, also for characters in the FIFO that have not begun.
     void change_format(int64_t now, const line_format &wanted);
     int64_t cable_event_time() const;
 
@@ -60,13 +59,13 @@ private:
 class cable {
 public:
     explicit cable(line_end &only);
-    // The same end twice is a loop plug.
+    // Twice the same end makes a loop plug.
     cable(line_end &one, line_end &other);
     cable(const cable &) = delete;
     cable &operator=(const cable &) = delete;
     ~cable();
 
-    // The faults of what leaves `sender`; they must live as long as the cable.
+    // Sets the faults of what leaves `sender`; they must exist as long as the cable.
     void set_faults(const line_end &sender, line_faults &wanted);
 
     void advance(int64_t now);
@@ -79,11 +78,11 @@ private:
         line_end *from;
         line_end *to; // none: nothing is plugged in
         line_faults *faults;
-        uint32_t raised = 0; // by `from`, when it was last looked at
+        uint32_t raised = 0; // by `from` at the last update
         uint32_t lines = 0;  // that arrive
     };
 
-    bool has_news() const;
+    bool has_news(int64_t now) const;
     void step(int64_t now);
     void apply_faults(int64_t now);
     static void pass_characters(direction &way);

@@ -1,6 +1,6 @@
-// The end of a cable in a device that is no port of the board: a field module, a panel, a feed. It
-// has a UART (or a frame controller) at a speed of its own and nothing else: no line discipline, no
-// flow control. RTS and DTR are on.
+// The end of a cable in a device that is not a port of the board: a field I/O module, a panel, a
+// feed. It has only a UART (or a frame controller) with its own speed: no line discipline, no flow
+// control. RTS and DTR are on.
 #pragma once
 
 #include "simulator/line/cable.h"
@@ -15,13 +15,13 @@ public:
     explicit device_end(bool carries_frames);
 
     // Called with each byte at the end of its last stop bit, or with each frame at the end of its
-    // closing flag. The device may send from within.
+    // closing flag. The device may call `send` in it.
     std::function<void(int64_t now, std::span<const uint8_t> bytes)> on_receive;
 
-    // 9600 bit/s, 8 data bits until then; frames at 614400.
+    // Sets speed and framing. The default is 9600 bit/s, 8 data bits; for frames 614400 bit/s.
     void set_format(int64_t now, const line_format &wanted);
 
-    // Sends bytes, or one frame. What the queue has no room for is lost.
+    // Sends bytes, or one frame. Bytes for which the queue has no room are lost.
     void send(int64_t now, std::span<const uint8_t> bytes);
 
     // The modem lines that arrive, as TIOCMGET has them.

@@ -1,6 +1,5 @@
-// What can be wrong with one direction of a cable. The board derives its faults from this; each
-// function is asked with the time that it is about, so that a fault can have windows of time. The
-// functions of the base class are those of a good cable.
+// The faults of one direction of a cable. The base class is a good cable; the board derives its
+// faults from it. Each call gives the time in question, so a fault can have windows of time.
 #pragma once
 
 #include "simulator/line/uart/wire.h"
@@ -9,7 +8,7 @@
 
 namespace simulator::line {
 
-// One character on its way, to be changed in place.
+// One character on its way. A fault changes it in place.
 struct passing_character {
     int64_t time; // its start bit begins
     int64_t end;  // its last stop bit ends
@@ -19,8 +18,8 @@ struct passing_character {
     std::vector<uint8_t> inserted = {}; // arrive right after it
 };
 
-// One frame on its way. The receiver drops a damaged one, since its check is wrong. Bytes that are
-// changed without `damaged` reach the reader: a fault of the chip, after its check.
+// One frame on its way. The receiver drops a damaged frame, because its check is wrong. Bytes that
+// change without `damaged` reach the reader, as if the chip damaged them after its check.
 struct passing_frame {
     int64_t time; // its closing flag ends
     std::vector<uint8_t> bytes;
@@ -31,15 +30,15 @@ struct passing_frame {
 struct line_faults {
     virtual ~line_faults() = default;
 
-    // Each character and frame is offered once, in order; a character when it enters the FIFO, up
-    // to 16 characters before its time.
+    // Called once for each character and frame, in order. A character passes when it enters the
+    // FIFO, up to 16 characters before its time.
     virtual void strike(passing_character &passing) {
         (void)passing;
     }
     virtual void strike(passing_frame &passing) {
         (void)passing;
     }
-    // The line stalls: the driver at the sending end cannot hand on anything.
+    // True while the line stalls: the sending driver cannot pass on anything.
     virtual bool stalls(int64_t now) const {
         (void)now;
         return false;
@@ -49,7 +48,8 @@ struct line_faults {
         (void)now;
         return 0;
     }
-    // The modem lines that arrive (TIOCM_CTS, TIOCM_CAR, TIOCM_DSR) for those that should.
+    // The modem lines that arrive (TIOCM_CTS, TIOCM_CAR, TIOCM_DSR), given the lines that should
+    // arrive.
     virtual uint32_t modem_lines(int64_t now, uint32_t driven) const {
         (void)now;
         return driven;

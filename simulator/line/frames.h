@@ -1,6 +1,6 @@
-// The sending half of a synchronous port: frames leave one after the other, each as one unit with
-// an opening and a closing flag and a check of 16 bits (HDLC). The bits that HDLC stuffs into the
-// data are not counted.
+// The sending half of a synchronous port: frames leave one after the other, each with an opening
+// flag, a closing flag and a 16-bit check (HDLC). The bits that HDLC stuffs into the data take no
+// time here.
 #pragma once
 
 #include "simulator/line/uart/wire.h"
@@ -13,7 +13,7 @@
 
 namespace simulator::line {
 
-constexpr size_t FRAME_QUEUE_BYTES = 4095; // of the driver; the longest frame too
+constexpr size_t FRAME_QUEUE_BYTES = 4095; // the driver's queue, and the longest frame
 constexpr size_t FRAME_OVERHEAD_BYTES = 4; // two flags and the check
 constexpr uint32_t FRAME_BPS = 614400;
 
@@ -29,17 +29,17 @@ public:
         bps = wanted;
     }
     size_t room() const;
-    size_t queued() const; // bytes, those of the frame that is leaving included
-    // There must be room for it.
+    size_t queued() const; // bytes, including the frame that is leaving
+    // Queues a frame, for which there must be room.
     void put(int64_t now, std::span<const uint8_t> bytes);
-    // Forgets the frames that have not begun.
+    // Drops the frames that have not begun.
     void flush();
     void hold(int64_t now, bool wanted);
 
     void advance(int64_t now);
     // The frames that have left since the last call.
     std::vector<line_frame> take_sent();
-    // As far as it is known now: NEVER while frames wait for the one that is leaving.
+    // The time at which all frames have left. NEVER while frames wait for the one that is leaving.
     int64_t drain_time() const;
     int64_t next_event_time() const;
 

@@ -10,8 +10,8 @@ namespace simulator::line {
 
 namespace {
 
-constexpr int64_t CLOSING_WAIT = 30 * SECOND; // the kernel's default
-constexpr size_t FRAMES_KEPT = 64;            // received and unread; further ones are lost
+constexpr int64_t CLOSING_WAIT = 30 * SECOND; // the kernel's default closing_wait
+constexpr size_t FRAMES_KEPT = 64;            // received and unread; more are lost
 
 } // namespace
 
@@ -53,7 +53,7 @@ void port::finish_close() {
     is_hung_up = is_gone;
     flush_output();
     for (const hold_reason reason : {HELD_BY_XOFF, HELD_BY_CALL})
-        output.hold(0, reason, false); // there is nothing left that could start
+        output.hold(0, reason, false); // nothing is left to send
     tty.close();
     received_frames.clear();
     input.listen(false);
@@ -110,8 +110,8 @@ void port::take_lines(int64_t now, uint32_t arriving_lines) {
         hang_up(now, false);
 }
 
-// The reader has fallen behind, or has caught up: the far end is asked to pause, if the settings
-// say how (IXOFF, CRTSCTS).
+// Asks the far end to pause when the reader falls behind, and to go on when it has caught up
+// (IXOFF, CRTSCTS).
 void port::throttle(int64_t now) {
     const bool wanted = is_throttled ? !tty.wants_release() : tty.wants_throttle();
     if (wanted == is_throttled)

@@ -1,16 +1,16 @@
-// One serial port of the board as its driver and the line discipline show it to a program: what
-// open, close, read, write, poll and the requests of ioctl_tty(2) do on /dev/spN and /dev/spNs.
+// One serial port of the board as a program sees it, with driver and line discipline: open, close,
+// read, write, poll and the requests of ioctl_tty(2) on /dev/spN and /dev/spNs.
 //
-// A port knows no descriptor and no clock. Each call says what time it is, and answers with an
-// outcome: it is done, with what the system call returns, or it waits. A waiting call is made
-// again, with the same call structure, when `outcome::until` has come or when `changes` has another
-// value than before; in between `advance` of the port's cable takes the line on, at the latest at
-// its `next_event_time`. What a call has done so far is in its structure, so that an interrupted
-// call can return it, or fail with EINTR when it is nothing.
+// A port knows no descriptor and no clock. Each call gets the time and returns an outcome: it is
+// done, with the result of the system call, or it waits. Make a waiting call again, with the same
+// call structure, at `outcome::until` or when the value of `changes` is another one. Until then
+// call `advance` of the port's cable, at the latest at its `next_event_time`. The structure keeps
+// what a call has done so far. An interrupted call returns that, or fails with EINTR if it has done
+// nothing.
 //
 // An asynchronous port sends and receives characters. A synchronous one carries frames, but only
-// once its mode has been set with the request of the serial driver and the port is raw. Before,
-// what is written leaves the queue at the speed of the line and reaches nobody.
+// once its mode has been set with the request of the serial driver and the port is raw. Before
+// that, written bytes leave the queue at the speed of the line and are lost.
 #pragma once
 
 #include "simulator/line/cable.h"
@@ -28,19 +28,19 @@ namespace simulator::line {
 struct outcome {
     int64_t result = 0; // what the call returns, an error as a negative errno
     bool is_waiting = false;
-    int64_t until = NEVER; // a waiting call is due then, if nothing changes before
+    int64_t until = NEVER; // a waiting call is due then, unless something changes first
 };
 
 struct open_call {
     bool nonblocking;
-    bool is_counted = false; // the port counts it as open, although the call may still wait
+    bool is_counted = false; // the port counts as open, although the call may still wait
 };
 
 struct read_call {
     std::span<uint8_t> bytes;
     bool nonblocking;
     size_t done = 0;
-    int64_t since = NEVER; // for VTIME: the beginning, then the last byte
+    int64_t since = NEVER; // for VTIME: time of the start, then of the last byte
 };
 
 struct write_call {
@@ -53,8 +53,8 @@ struct write_call {
 // See requests.h for the numbers and the sizes of the arguments.
 struct request_call {
     uint32_t number;
-    uint64_t value = 0;               // the argument itself, for requests that have a number there
-    std::span<uint8_t> argument = {}; // what it points to, read and written in place
+    uint64_t value = 0;               // the argument, if it is a number
+    std::span<uint8_t> argument = {}; // what the argument points to, changed in place
     bool is_begun = false;
     int64_t break_end = NEVER;
 };
@@ -68,12 +68,12 @@ class port final : public line_end {
 public:
     explicit port(port_kind hardware);
 
-    // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier; while the last
-    // close still sends what was written, every open waits. EIO for a port that is gone.
+    // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier. Every open waits
+    // while the last close still sends output. EIO if the port is gone.
     outcome open(int64_t now, open_call &call);
-    // Also for an open that was interrupted while it waited, if it `is_counted`. The last close
-    // lets the output leave first, for 30 s at most; then DTR and RTS fall (HUPCL) and the input
-    // that waits is lost. Settings stay. A close(2) waits while `is_closing`.
+    // Call it also for an interrupted open that `is_counted`. The last close waits up to 30 s for
+    // the output to leave. Then it lowers DTR and RTS (HUPCL) and drops the unread input. Settings
+    // stay. close(2) waits while `is_closing`.
     void close(int64_t now);
     bool is_open() const {
         return open_count > 0;
@@ -85,9 +85,9 @@ public:
     outcome read(int64_t now, read_call &call);
     outcome write(int64_t now, write_call &call);
     outcome request(int64_t now, request_call &call);
-    short poll(int64_t now); // POLLIN and its kind, see poll(2)
+    short poll(int64_t now); // events, see poll(2)
 
-    // Another value whenever a waiting call may have become due.
+    // Changes whenever a waiting call may have become due.
     uint64_t changes() const {
         return change_count;
     }
@@ -96,8 +96,8 @@ public:
         return cable_event_time();
     }
 
-    // The port goes away: reads end, everything else fails with EIO, until all have closed it. With
-    // `for_good` it does not come back.
+    // Hangs the port up: reads return the end of the file and all other calls fail with EIO, until
+    // all descriptors are closed. With `for_good` it does not come back.
     void hang_up(int64_t now, bool for_good);
 
     const tty_settings &current_settings() const {

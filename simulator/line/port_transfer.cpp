@@ -1,4 +1,4 @@
-// Reading, writing and poll: what the calls wait for and what they return, as n_tty does it.
+// Reads, writes and poll: what the calls wait for and what they return, as in n_tty.
 #include "simulator/line/port.h"
 
 #include <algorithm>
@@ -32,8 +32,8 @@ outcome port::read(int64_t now, read_call &call) {
     return answer;
 }
 
-// The four cases of VMIN and VTIME, see termios(3). A descriptor that does not block returns at
-// once with what there is.
+// The four cases of VMIN and VTIME, see termios(3). A non-blocking read returns at once with what
+// there is.
 outcome port::read_bytes(int64_t now, read_call &call) {
     if ((settings.c_lflag & ICANON) != 0) {
         if (tty.has_input(1))
@@ -56,7 +56,7 @@ outcome port::read_bytes(int64_t now, read_call &call) {
     return {.is_waiting = true, .until = is_timed ? call.since + pause : NEVER};
 }
 
-// One frame at most. What the reader has no room for stays for the next read.
+// One frame at most. The rest of a longer frame stays for the next read.
 outcome port::read_frame(read_call &call) {
     if (received_frames.empty())
         return call.nonblocking ? outcome{-EAGAIN} : outcome{.is_waiting = true};
@@ -69,7 +69,7 @@ outcome port::read_frame(read_call &call) {
     return {count};
 }
 
-// A writer that had to wait goes on when the queue is nearly empty, not at the first free place.
+// A waiting writer continues when the queue is nearly empty, not at the first free byte.
 outcome port::write(int64_t now, write_call &call) {
     advance_cable(now);
     if (is_hung_up)
@@ -109,7 +109,7 @@ bool port::has_room_for_poll() const {
     return output.queued() + frames.queued() < WAKEUP_BYTES;
 }
 
-// With VMIN and without VTIME a port is readable when a read would not wait.
+// With VMIN and without VTIME, a port is readable if a read would not wait.
 short port::poll(int64_t now) {
     advance_cable(now);
     if (is_hung_up)

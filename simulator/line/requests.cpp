@@ -31,7 +31,7 @@ private:
 
 namespace {
 
-// The two structures differ in the speeds at the end alone.
+// The structures differ only in the speeds at the end.
 constexpr size_t OLD_BYTES = sizeof(::termios);
 constexpr size_t NEW_BYTES = sizeof(::termios2);
 constexpr size_t INT_BYTES = sizeof(int32_t);
@@ -117,7 +117,7 @@ outcome port_requests::get_settings(port &asked, int64_t, request_call &call) {
     return {};
 }
 
-// The kernel discards the input first and waits then: what arrives in the meantime stays.
+// The kernel discards the input first and then waits: input that arrives meanwhile stays.
 outcome port_requests::set_settings(port &asked, int64_t now, request_call &call) {
     const bool flushes = is_one_of(call.number, {TCSETSF, TCSETSF2});
     const bool waits = flushes || is_one_of(call.number, {TCSETSW, TCSETSW2});
@@ -158,8 +158,8 @@ outcome port_requests::control_flow(port &asked, int64_t now, request_call &call
     }
 }
 
-// All three wait for the output. TCSBRK with a value is tcdrain(3) and nothing more; TCSBRKP counts
-// in tenths of a second. The others hold the line low and return when it is high again.
+// All three wait for the output. TCSBRK with a value is only tcdrain(3); TCSBRKP counts in tenths
+// of a second. The others hold the line low and return when it is high again.
 outcome port_requests::send_break(port &asked, int64_t now, request_call &call) {
     if (call.break_end == NEVER) {
         const outcome drain = wait_for_drain(asked, now);

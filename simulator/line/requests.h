@@ -1,5 +1,5 @@
-// The requests that a serial port answers. The caller of `port::request` moves the argument between
-// the program's memory and its own: this table says how much, and which way.
+// The requests that a serial port answers. The caller of `port::request` copies the argument
+// between the program's memory and its own; this table gives the size and the direction.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace simulator::line {
 
-// The serial driver's request to set the synchronous mode. Of its four argument bytes only
-// SYNC_MODE makes the port carry frames.
+// The serial driver's request to set the synchronous mode. The port carries frames only if the four
+// argument bytes are SYNC_MODE.
 constexpr uint32_t SYNC_MODE_REQUEST = 0x40047300;
 constexpr uint8_t SYNC_MODE[4] = {1, 10, 0, 0};
 
@@ -21,7 +21,7 @@ struct request_shape {
     bool is_written;       // to the program
 };
 
-// A null pointer for a request that the port does not know (it answers ENOTTY).
+// Null for a request that the port does not know: it answers ENOTTY.
 const request_shape *find_request(uint32_t number);
 
 } // namespace simulator::line

@@ -42,7 +42,7 @@ bool is_free(const request &asked, int descriptor) {
     return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
 }
 
-// Where the caller's path begins, seen by the board; "self" is another process there.
+// The caller's path as the board reaches it. For the board, /proc/self is another process.
 std::string seen_by_board(const request &asked, int directory, const std::string &path) {
     static const std::string SELF = "/proc/self/";
     if (path.starts_with(SELF))
@@ -58,8 +58,9 @@ constexpr uint64_t mask_of(int number) {
     return uint64_t{1} << (number - 1);
 }
 
-constexpr uint64_t STOPPING =
-    mask_of(SIGSTOP) | mask_of(SIGTSTP) | mask_of(SIGTTIN) | mask_of(SIGTTOU);
+// Without a handler these do nothing, see signal(7).
+constexpr uint64_t NOT_ACTED_ON =
+    mask_of(SIGCHLD) | mask_of(SIGCONT) | mask_of(SIGURG) | mask_of(SIGWINCH);
 
 pid_t process_of(const request &asked) {
     const std::string status = small_file(proc_path(asked, "status"));
@@ -68,16 +69,18 @@ pid_t process_of(const request &asked) {
 
 } // namespace
 
-std::optional<descriptor_status> status_of(const request &asked, int descriptor) {
-    const std::string path = descriptor_path(asked, descriptor);
-    descriptor_status found{};
-    struct stat link {};
-    if (stat(path.c_str(), &found.node) != 0 || lstat(path.c_str(), &link) != 0 ||
-        !is_waiting(asked)) // else the number may already be another process's
+std::optional<struct stat> status_of(const request &asked, int descriptor) {
+    struct stat found {};
+    if (stat(descriptor_path(asked, descriptor).c_str(), &found) != 0)
         return std::nullopt;
-    found.is_readable = (link.st_mode & S_IRUSR) != 0;
-    found.is_writable = (link.st_mode & S_IWUSR) != 0;
     return found;
+}
+
+// The mode of the link shows it.
+descriptor_access access_of(const request &asked, int descriptor) {
+    struct stat link {};
+    (void)lstat(descriptor_path(asked, descriptor).c_str(), &link); // no descriptor: no access
+    return {(link.st_mode & S_IRUSR) != 0, (link.st_mode & S_IWUSR) != 0};
 }
 
 bool is_nonblocking(const request &asked, int descriptor) {
@@ -112,12 +115,18 @@ unique_fd copy_descriptor(const request &asked, int descriptor) {
     return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
 }
 
-bool is_interrupted(const request &asked) {
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked) {
     const std::string status = small_file(proc_path(asked, "status"));
     const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
-    const uint64_t stopping = STOPPING & ~field(status, "SigIgn", 16);
-    const uint64_t acted_on = field(status, "SigCgt", 16) | stopping;
-    return (waiting & ~field(status, "SigBlk", 16) & acted_on) != 0;
+    const uint64_t ignored = field(status, "SigIgn", 16) | NOT_ACTED_ON;
+    const uint64_t acted_on = field(status, "SigCgt", 16) | ~ignored;
+    return (waiting & ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on) != 0;
+}
+
+bool is_killed(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
+    return (waiting & mask_of(SIGKILL)) != 0 || !is_waiting(asked);
 }
 
 void end_caller(const request &asked) {

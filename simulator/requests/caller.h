@@ -1,4 +1,4 @@
-// What the board finds out about the caller of a stopped call, mostly from its /proc, see proc(5).
+// What the board knows about the caller of a stopped call, mostly from /proc/PID, see proc(5).
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -10,32 +10,36 @@
 
 namespace simulator {
 
-struct descriptor_status {
-    struct stat node; // of what it refers to
+// What a descriptor of the caller refers to. None if the caller has no such descriptor.
+std::optional<struct stat> status_of(const request &asked, int descriptor);
+
+// How it was opened (O_RDONLY, O_WRONLY or both).
+struct descriptor_access {
     bool is_readable;
     bool is_writable;
 };
+descriptor_access access_of(const request &asked, int descriptor);
 
-// None if the caller has no such descriptor.
-std::optional<descriptor_status> status_of(const request &asked, int descriptor);
-
-// Whether O_NONBLOCK is set now.
+// True if O_NONBLOCK is set now.
 bool is_nonblocking(const request &asked, int descriptor);
 
-// What a path of the caller refers to; `directory` is a descriptor of it or AT_FDCWD. None if there
-// is nothing.
+// What a path of the caller refers to. `directory` is one of its descriptors or AT_FDCWD. None if
+// nothing exists there.
 std::optional<struct stat> status_of_path(const request &asked, int directory, uint64_t path);
 
-// A free number for a descriptor of a port: 0, 1 or 2 if such is the lowest free one and at least
-// `least`, else a high one. -1 if none is left.
+// A free number, at least `least`, for a port's descriptor: the lowest free one if that is 0, 1 or
+// 2, else a high one. -1 if none is left.
 int free_number(const request &asked, const port_descriptors &numbers, int least);
 
-// A copy of the caller's descriptor in the board; none if it has gone.
+// A copy of the caller's descriptor in the board; none if it is gone.
 unique_fd copy_descriptor(const request &asked, int descriptor);
 
-// Whether a signal waits that would interrupt the call if it slept in the kernel: one that the
-// caller handles, or one that stops it.
-bool is_interrupted(const request &asked);
+// True if a pending signal would interrupt the call in the kernel: one that the caller handles, or
+// one that stops or ends it. `blocked` signals do not; without it, those that the caller blocks.
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked = std::nullopt);
+
+// True if the caller is being killed: its calls end without an answer.
+bool is_killed(const request &asked);
 
 // Ends the caller's process.
 void end_caller(const request &asked);

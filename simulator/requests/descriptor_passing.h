@@ -5,10 +5,10 @@
 
 namespace simulator {
 
-// False with errno set when the other side has gone.
+// False with errno set if the other side is gone.
 bool send_descriptor(int socket, int descriptor);
 
-// None when the other side has closed without sending one.
+// None if the other side has closed without sending one.
 unique_fd receive_descriptor(int socket);
 
 } // namespace simulator

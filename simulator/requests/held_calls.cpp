@@ -33,7 +33,7 @@ void held_calls::take(std::unique_ptr<stopped_call> call) {
     const verdict outcome = call->attempt();
     if (settle(*call, outcome))
         return;
-    if (waiting.empty())
+    if (waiting.empty() && looks_by_itself)
         signal_look_us = now_us() + SIGNAL_LOOK_US;
     const uint64_t seen = call->changes();
     waiting.push_back({std::move(call), seen, outcome.until_us});
@@ -66,7 +66,7 @@ void held_calls::wake(int64_t time_us) {
                (looks_for_signals && is_cut_short(each));
     });
     has_events = false;
-    if (looks_for_signals)
+    if (looks_for_signals && looks_by_itself)
         signal_look_us = time_us + SIGNAL_LOOK_US;
 }
 
@@ -87,10 +87,26 @@ bool held_calls::is_cut_short(held &each) {
         each.call->abandon();
         return true;
     }
-    if (!is_interrupted(asked))
+    if (!is_interrupted(asked, each.call->blocked_signals()))
         return false;
-    give_result(asked, each.call->interrupt());
-    return true;
+    return settle(*each.call, each.call->interrupt());
+}
+
+void held_calls::look_for_signal(pid_t caller) {
+    std::erase_if(
+        waiting,
+        [&](held &each) { return each.call->asked.caller == caller && is_cut_short(each); });
+}
+
+void held_calls::drop_gone() {
+    std::erase_if(
+        waiting,
+        [](held &each) {
+            const bool is_gone = !is_waiting(each.call->asked);
+            if (is_gone)
+                each.call->abandon();
+            return is_gone;
+        });
 }
 
 } // namespace simulator

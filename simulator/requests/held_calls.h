@@ -1,16 +1,17 @@
-// Calls that wait for something on the board: they are stopped in the kernel and tried again
-// whenever that may have come.
+// Calls that wait for something on the board. They stay stopped in the kernel, and the board tries
+// them again whenever it may have come.
 //
-// The kernel lets no signal but a deadly one interrupt a call that the board has taken, so that
-// nothing is done twice. The board itself therefore looks whether a signal waits for the caller,
-// every 20 ms, and ends the call as the kernel would: with what it has done so far, else with
-// ERESTARTSYS, which the kernel makes EINTR or a second call of (see SA_RESTART in sigaction(2)).
+// Once the board has taken a call, only a fatal signal interrupts it in the kernel, so nothing is
+// done twice. The board therefore checks every 20 ms whether the caller has a signal pending. It
+// then ends the call as the kernel would: with what the call has done so far, or else with
+// ERESTARTSYS, which the kernel turns into EINTR or a second call (see SA_RESTART in sigaction(2)).
 #pragma once
 
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace simulator {
@@ -19,12 +20,12 @@ namespace simulator {
 constexpr int RESTARTED_OR_EINTR = 512;        // ERESTARTSYS: as SA_RESTART says
 constexpr int RESTARTED_WITHOUT_HANDLER = 514; // ERESTARTNOHAND: EINTR for a handler, as poll(2)
 
-// What came of an attempt to carry out a call.
+// The result of an attempt to carry out a call.
 struct verdict {
     enum class kind {
         done,     // the call returns `value`, an error as a negative number
         kernel,   // the kernel carries it out
-        answered, // it has been answered
+        answered, // the attempt has answered it
         blocked,  // it waits until `until_us`, or until something changes
     };
     kind what;
@@ -33,6 +34,9 @@ struct verdict {
 
     static verdict done(int64_t value) {
         return {kind::done, value};
+    }
+    static verdict passed_on() {
+        return {kind::kernel};
     }
     static verdict blocked(int64_t until_us) {
         return {kind::blocked, 0, until_us};
@@ -44,15 +48,19 @@ struct stopped_call {
     virtual ~stopped_call() = default;
 
     virtual verdict attempt() = 0;
-    // Another value whenever an attempt may have another result than the last one.
+    // Changes whenever a new attempt may have another result.
     virtual uint64_t changes() const = 0;
-    // What the call returns if it is interrupted now.
-    virtual int64_t interrupt() {
-        return -RESTARTED_OR_EINTR;
+    // What becomes of the call if it is interrupted now.
+    virtual verdict interrupt() {
+        return verdict::done(-RESTARTED_OR_EINTR);
+    }
+    // The signals that do not interrupt it, if they are not those that its caller blocks.
+    virtual std::optional<uint64_t> blocked_signals() const {
+        return std::nullopt;
     }
     // The caller has been killed.
     virtual void abandon() {}
-    // Appends what may end the wait too.
+    // Appends descriptors whose events may also end the wait.
     virtual void add_polls(std::vector<pollfd> &polls) const {
         (void)polls;
     }
@@ -60,15 +68,24 @@ struct stopped_call {
     const request asked;
 };
 
-// An event source that follows all others in the loop finds what they have changed at once.
+// Goes last in the event loop, where it sees at once what the other sources have changed.
 struct held_calls final : event_source {
-    // Tries the call, and keeps it if it has to wait.
+    // Tries the call, and holds it if it has to wait.
     void take(std::unique_ptr<stopped_call> call);
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
+
+    // For a board with its own time, which knows when a signal is sent and when a caller has gone:
+    // no call is looked at in between.
+    void look_when_told() {
+        looks_by_itself = false;
+    }
+    // Ends the caller's call if a signal that waits for the caller does so.
+    void look_for_signal(pid_t caller);
+    void drop_gone();
 
 private:
     struct held {
@@ -83,7 +100,8 @@ private:
 
     std::vector<held> waiting;
     int64_t signal_look_us = NEVER;
-    bool has_events = false; // on what the calls have polled
+    bool looks_by_itself = true;
+    bool has_events = false; // on the descriptors that calls have added
 };
 
 } // namespace simulator

@@ -20,7 +20,7 @@ namespace {
 
 using word_buffer = std::vector<uint64_t>; // aligned as the kernel's structures are
 
-// The kernel's structures may be longer than the header's; it says how long they are.
+// The kernel's structures may be longer than the header's; the kernel reports their lengths.
 struct notification_buffers {
     word_buffer notification;
     word_buffer response;
@@ -37,6 +37,8 @@ notification_buffers sized_buffers() {
     return {buffer_for(sizes.seccomp_notif, sizeof(seccomp_notif)),
             buffer_for(sizes.seccomp_notif_resp, sizeof(seccomp_notif_resp))};
 }
+
+response_keeper *keeper = nullptr;
 
 notification_buffers &buffers() {
     static notification_buffers sized = sized_buffers();
@@ -62,29 +64,48 @@ bool receive(int listener, request &asked) {
     return true;
 }
 
-void respond(const request &asked, int64_t value, int error, uint32_t flags) {
+void keep_responses(response_keeper *wanted) {
+    keeper = wanted;
+}
+
+bool send_response(const request &asked, const response &given) {
     word_buffer &words = buffers().response;
     std::fill(words.begin(), words.end(), 0);
-    seccomp_notif_resp response{};
-    response.id = asked.id;
-    response.val = value;
-    response.error = -error;
-    response.flags = flags;
-    memcpy(words.data(), &response, sizeof response);
-    (void)ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_SEND, words.data()); // ENOENT: caller killed
+    seccomp_notif_resp sent{};
+    sent.id = asked.id;
+    sent.val = given.value;
+    sent.error = -given.error;
+    sent.flags = given.flags;
+    memcpy(words.data(), &sent, sizeof sent);
+    return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_SEND, words.data()) == 0; // ENOENT: killed
+}
+
+void respond(const request &asked, int64_t value, int error, uint32_t flags) {
+    const response given{value, error, flags};
+    if (keeper != nullptr)
+        keeper->keep(asked, given);
+    else
+        (void)send_response(asked, given);
 }
 
 bool install(const request &asked, int descriptor, int number, bool close_on_exec) {
     seccomp_notif_addfd added{};
     added.id = asked.id;
     added.srcfd = static_cast<uint32_t>(descriptor);
-    added.flags = SECCOMP_ADDFD_FLAG_SEND;
+    if (keeper == nullptr)
+        added.flags = SECCOMP_ADDFD_FLAG_SEND;
     if (number >= 0) {
         added.newfd = static_cast<uint32_t>(number);
         added.flags |= SECCOMP_ADDFD_FLAG_SETFD;
     }
     added.newfd_flags = close_on_exec ? O_CLOEXEC : 0;
-    return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ADDFD, &added) >= 0;
+    int given = -1;
+    do // EINTR: the tick of the scheduler
+        given = ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ADDFD, &added);
+    while (given < 0 && errno == EINTR);
+    if (given >= 0 && keeper != nullptr)
+        keeper->keep(asked, {given, 0, 0});
+    return given >= 0;
 }
 
 void prefer_own_processor(int listener) {
@@ -94,6 +115,10 @@ void prefer_own_processor(int listener) {
 bool is_waiting(const request &asked) {
     uint64_t id = asked.id;
     return ioctl(asked.listener, SECCOMP_IOCTL_NOTIF_ID_VALID, &id) == 0;
+}
+
+bool is_still_waiting(const request &asked) {
+    return keeper != nullptr || is_waiting(asked);
 }
 
 } // namespace simulator

@@ -23,24 +23,23 @@ void request_taker::take_request(const request &asked) {
 bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes) {
     const iovec here{to, bytes};
     const iovec there = area(address, bytes);
-    return process_vm_readv(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes) &&
-           is_waiting(asked); // else the number may already be another process's
+    return process_vm_readv(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes) {
     const iovec here{const_cast<void *>(from), bytes};
     const iovec there = area(address, bytes);
-    return is_waiting(asked) &&
+    return is_still_waiting(asked) &&
            process_vm_writev(asked.caller, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 
 size_t read_up_to(const request &asked, uint64_t address, void *to, size_t bytes) {
-    constexpr uint64_t PAGE = 4096; // a transfer ends where an area that is read is not whole
+    constexpr uint64_t PAGE = 4096; // a transfer stops at an area that it cannot read whole
     const uint64_t first = std::min<uint64_t>(bytes, PAGE - address % PAGE);
     const iovec here{to, bytes};
     const iovec there[] = {area(address, first), area(address + first, bytes - first)};
     const ssize_t got = process_vm_readv(asked.caller, &here, 1, there, std::size(there), 0);
-    return got > 0 && is_waiting(asked) ? static_cast<size_t>(got) : 0;
+    return got > 0 ? static_cast<size_t>(got) : 0;
 }
 
 void answer(const request &asked, int64_t value) {

@@ -1,5 +1,5 @@
-// One system call of the program under test, stopped in the kernel until the board answers it, and
-// what answers it.
+// One system call of the program under test, which the kernel stops until the board answers it; and
+// the interface of those that answer.
 #pragma once
 
 #include <array>
@@ -13,10 +13,10 @@
 namespace simulator {
 
 struct request {
-    int listener;          // the notification descriptor it came from and is answered on
-    uint64_t id;           // the kernel's name for it
+    int listener;          // notification descriptor of the call and of its answer
+    uint64_t id;           // the kernel's number for it
     pid_t caller;          // the thread that asked
-    uint32_t architecture; // whose table the call's number is from, see linux/audit.h
+    uint32_t architecture; // the call table of the number, see linux/audit.h
     int call;              // number of the system call
     std::array<uint64_t, 6> arguments;
 
@@ -33,34 +33,38 @@ struct request {
     }
 };
 
-// What answers calls on nodes of its own.
+// Answers calls on its own nodes.
 struct request_taker {
     virtual ~request_taker() = default;
 
-    // The ioctl request numbers that the kernel is to stop for it.
+    // The ioctl request numbers that the kernel must stop for it.
     virtual std::span<const uint32_t> stopped_ioctls() const {
         return {};
     }
-    // Whether an open descriptor that has this status (fstat(2)) is one of its nodes.
+    // True if a descriptor with this status (fstat(2)) refers to one of its nodes.
     virtual bool owns(const struct stat &node) const {
         (void)node;
         return false;
     }
-    // A stopped call on one of its nodes. It must be answered once, now or later: the caller is
-    // stopped until then.
+    // Takes a stopped call on one of its nodes and must answer it once, now or later: the caller
+    // waits until then.
     virtual void take_request(const request &asked);
 };
 
-// Copies between the board and `bytes` at an address in the caller's memory. False when the caller
-// has no such memory or has gone; the call is then to be refused with EFAULT.
+// Copies `bytes` bytes from or to an address in the caller's memory. False if the caller has no
+// such memory or is gone; refuse the call with EFAULT then.
+//
+// The kernel gives the pid of a killed caller to a new process only after it has used all other
+// pids. So what is read right after the call has arrived, or after `is_waiting`, is the caller's.
+// Before each write the kernel is asked in any case.
 bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes);
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes);
 
-// Up to `bytes` bytes from an address on, as many as the caller has there. Returns how many.
+// Copies up to `bytes` bytes from an address, as many as the caller has there. Returns how many.
 size_t read_up_to(const request &asked, uint64_t address, void *to, size_t bytes);
 
-// Lets the call return `value`, or -1 with errno `error`. A caller that was killed meanwhile is no
-// error: there is nobody left to answer.
+// Lets the call return `value`, or -1 with errno `error`. It is no error if the caller was killed
+// meanwhile.
 void answer(const request &asked, int64_t value);
 void refuse(const request &asked, int error);
 // Lets the kernel carry out the call as if the board had not seen it.

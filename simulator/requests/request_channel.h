@@ -1,12 +1,12 @@
-// Where the stopped calls of the program under test arrive: takes each from the kernel, finds what
-// is at its descriptor and hands the call over.
+// Receives the stopped calls of the program under test: takes each from the kernel, finds what its
+// descriptor refers to, and hands the call over.
 //
-// A process that calls through another table than the processor's own (a 32-bit program) would have
-// calls that the board does not see. It is ended with a message.
+// A process that uses a call table other than the processor's own (a 32-bit program) makes calls
+// that the board does not see. The board ends it with a message.
 //
-// A taker is found by what the descriptor refers to, not by its number or name: the status of
-// /proc/PID/fd/N is compared with the takers' own nodes. A call on anything else (the operator's
-// terminal, say) goes to the kernel as if nobody had looked. See seccomp_unotify(2).
+// The taker depends on what the descriptor refers to, not on its number or name: the status of
+// /proc/PID/fd/N is compared with the takers' nodes. A call on anything else (for example the
+// operator's terminal) goes to the kernel unchanged. See seccomp_unotify(2).
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -17,7 +17,7 @@
 
 namespace simulator {
 
-// What answers the calls on the board's ports.
+// Answers the calls on the board's ports.
 struct call_taker {
     virtual ~call_taker() = default;
     // True if it has answered the call, or will.
@@ -27,18 +27,21 @@ struct call_taker {
 struct request_channel final : event_source {
     unique_fd listener; // closed once no process of the program is left
     std::vector<request_taker *> takers;
-    call_taker *ports = nullptr; // none: the board has no port
+    call_taker *ports = nullptr;            // none: the board has no port
+    request_taker *process_limit = nullptr; // none: any number of processes
 
     void listen_on(unique_fd filters_listener);
 
-    // What the kernel is to stop for all of them, each number once.
+    // The request numbers that the kernel must stop for all takers, each once.
     std::vector<uint32_t> stopped_ioctls() const;
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
 
-private:
+    // Finds who answers a stopped call; the kernel carries it out if nobody does.
     void hand_over(const request &asked);
+
+private:
     void refuse_foreign(const request &asked);
     request_taker *find_taker(const request &asked) const;
 

@@ -1,5 +1,7 @@
 #include "simulator/requests/request_filter.h"
 
+#include "simulator/time/timed_calls.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <endian.h>
@@ -7,6 +9,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <span>
+#include <sys/personality.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -48,7 +51,7 @@ constexpr uint32_t argument(size_t index) {
            LOW_WORD;
 }
 
-// Goes on with the next step if the loaded word equals the value, else skips so many.
+// Continues with the next step if the loaded word equals the value, else skips `skipped` steps.
 sock_filter unless_equal(uint32_t value, size_t skipped) {
     return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, 0, static_cast<uint8_t>(skipped));
 }
@@ -59,7 +62,7 @@ sock_filter unless_at_least(uint32_t value, size_t skipped) {
 
 using steps = std::vector<sock_filter>;
 
-// Ends the filter by the number of the descriptor, the call's first argument.
+// Ends the filter; the decision depends on the descriptor, the call's first argument.
 steps decide_by_descriptor(const port_descriptors &ports) {
     return {
         load(argument(0)),
@@ -71,7 +74,7 @@ steps decide_by_descriptor(const port_descriptors &ports) {
     };
 }
 
-// Ends the filter for an fcntl that makes no copy.
+// Ends the filter for fcntl: only calls that copy a port's descriptor are stopped.
 steps decide_by_copy(const port_descriptors &ports) {
     steps all = {
         load(argument(1)),
@@ -94,18 +97,32 @@ steps decide_by_request(std::span<const uint32_t> numbers) {
     return all;
 }
 
-steps decide(const call_row &row, const port_descriptors &ports) {
-    switch (row.when) {
+// Ends the filter by whether the first argument is 0: both of its halves are.
+steps decide_by_null() {
+    return {
+        load(argument(0)),
+        unless_equal(0, 3),
+        load(offsetof(seccomp_data, args) + sizeof(uint32_t) - LOW_WORD),
+        unless_equal(0, 1),
+        give(SECCOMP_RET_USER_NOTIF),
+        give(SECCOMP_RET_ALLOW),
+    };
+}
+
+steps decide(stopped_when when, const port_descriptors &ports) {
+    switch (when) {
     case stopped_when::on_port_descriptor:
         return decide_by_descriptor(ports);
     case stopped_when::copying_port_descriptor:
         return decide_by_copy(ports);
+    case stopped_when::with_null_argument:
+        return decide_by_null();
     default:
         return {give(SECCOMP_RET_USER_NOTIF)};
     }
 }
 
-// The call's number is loaded.
+// Expects the call's number as the loaded word.
 void add_rule(steps &all, uint32_t number, const steps &decision) {
     all.push_back(unless_equal(number, decision.size()));
     all.insert(all.end(), decision.begin(), decision.end());
@@ -122,9 +139,16 @@ steps filter_steps(const filter_rules &rules) {
         give(SECCOMP_RET_USER_NOTIF),
 #endif
     };
+    const port_descriptors ports = rules.ports.value_or(port_descriptors{});
+    if (rules.own_time)
+        for (const timed_call &row : TIMED_CALLS)
+            add_rule(all, row.number, decide(row.when, ports));
     if (rules.ports)
         for (const call_row &row : STOPPED_CALLS)
-            add_rule(all, row.number, decide(row, *rules.ports));
+            add_rule(all, row.number, decide(row.when, ports));
+    if (rules.process_starts && !rules.own_time) // which has those calls already
+        for (const uint32_t number : STARTING_CALLS)
+            add_rule(all, number, {give(SECCOMP_RET_USER_NOTIF)});
     add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
     all.push_back(give(SECCOMP_RET_ALLOW));
     return all;
@@ -145,10 +169,11 @@ bool is_native_call(uint32_t architecture, int number) {
 unique_fd install_request_filter(const filter_rules &rules) {
     steps all = filter_steps(rules);
     sock_fprog program{static_cast<unsigned short>(all.size()), all.data()};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        (rules.own_time && personality(ADDR_NO_RANDOMIZE) < 0))
         return unique_fd();
-    // With the second flag a signal does not abort a request that the board has begun to carry out;
-    // kernels before 5.19 know only the first.
+    // With the second flag, a signal does not abort a request that the board has begun to carry
+    // out. Kernels before 5.19 know only the first flag.
     for (const unsigned long flags :
          {SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV,
           SECCOMP_FILTER_FLAG_NEW_LISTENER}) {

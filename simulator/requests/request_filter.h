@@ -11,7 +11,7 @@
 namespace simulator {
 
 // Calls made through another processor's table, or through another mode of this one, have other
-// numbers and structures. All of them are stopped, and the board ends their caller.
+// numbers and structures. The kernel stops all of them, and the board ends their caller.
 #if defined(__x86_64__)
 constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
 #endif
@@ -19,14 +19,18 @@ constexpr uint32_t FIRST_FOREIGN_CALL = 0x40000000; // x32
 struct filter_rules {
     std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
     std::optional<port_descriptors> ports; // none: the board has no port
+    bool own_time = false;                 // the calls of timed_calls.h too
+    bool process_starts = false;           // the calls that start a process
 };
 
-// Installs the filter in the calling process; everything it executes or forks has it too. An
-// emulator started afterwards is the caller as far as the kernel is concerned, so a program for
-// another processor works as well. Returns the notification descriptor, or none with errno set.
+// Installs the filter in the calling process; everything it executes or forks has it too. For the
+// kernel, an emulator started later is the caller, so a program for another processor works too.
+// Returns the notification descriptor, or none with errno set.
+// With the rules for the board's own time, everything it executes has the same addresses in each
+// run.
 unique_fd install_request_filter(const filter_rules &rules);
 
-// Whether a stopped call came through this processor's own table.
+// True if a stopped call came through this processor's own table.
 bool is_native_call(uint32_t architecture, int number);
 
 } // namespace simulator

@@ -1,12 +1,13 @@
-// The system calls that the kernel stops for the board's ports, and how the number of a descriptor
-// decides about it.
+// The system calls that the kernel stops for the board's ports, and the descriptor numbers on which
+// it stops them.
 //
-// A port's descriptors have high numbers, which the board chooses when it opens the port for the
-// program, or are 0 or 1. So the filter stops calls on those numbers alone: files, the log and
-// memory run at full speed.
+// A port's descriptor is 0, 1 or a high number that the board chooses when it opens the port for
+// the program. The filter stops calls on those numbers alone: calls on files, the log and memory
+// run at full speed.
 //
-// Descriptor 2 is left to the kernel. A signal that comes before the board has received a stopped
-// call makes EINTR of it, which no file does, and a program's message would be lost.
+// The kernel answers calls on descriptor 2. A signal before the board has received a stopped call
+// makes the call fail with EINTR. A file never does that, so a message of the program would be
+// lost.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +18,7 @@
 
 namespace simulator {
 
-static_assert(sizeof(long) == 8, "the board reads the calls of 64-bit programs alone");
+static_assert(sizeof(long) == 8, "the board reads only the calls of 64-bit programs");
 
 enum class call_kind {
     other,
@@ -38,51 +39,78 @@ enum class call_kind {
     pselect,
 };
 
-enum class stopped_when { always, on_port_descriptor, copying_port_descriptor };
+enum class stopped_when {
+    always,
+    on_port_descriptor,
+    copying_port_descriptor,
+    with_null_argument, // the first one
+};
 
 struct call_row {
     uint32_t number;
+    const char *name;
     call_kind kind;
     stopped_when when;
 };
 
-// The calls by the names of <sys/syscall.h>: newer processors lack the older ones.
+// Newer processors lack the older calls: those are below the #ifdef.
 constexpr call_row STOPPED_CALLS[] = {
-    {SYS_read, call_kind::read, stopped_when::on_port_descriptor},
-    {SYS_write, call_kind::write, stopped_when::on_port_descriptor},
-    {SYS_readv, call_kind::readv, stopped_when::on_port_descriptor},
-    {SYS_writev, call_kind::writev, stopped_when::on_port_descriptor},
-    {SYS_ppoll, call_kind::ppoll, stopped_when::always},
-    {SYS_pselect6, call_kind::pselect, stopped_when::always},
-    {SYS_openat, call_kind::openat, stopped_when::always},
-    {SYS_dup, call_kind::dup, stopped_when::on_port_descriptor},
-    {SYS_dup3, call_kind::dup2, stopped_when::on_port_descriptor},
-    {SYS_fcntl, call_kind::fcntl, stopped_when::copying_port_descriptor},
+    {SYS_read, "read", call_kind::read, stopped_when::on_port_descriptor},
+    {SYS_write, "write", call_kind::write, stopped_when::on_port_descriptor},
+    {SYS_readv, "readv", call_kind::readv, stopped_when::on_port_descriptor},
+    {SYS_writev, "writev", call_kind::writev, stopped_when::on_port_descriptor},
+    {SYS_ppoll, "ppoll", call_kind::ppoll, stopped_when::always},
+    {SYS_pselect6, "pselect6", call_kind::pselect, stopped_when::always},
+    {SYS_openat, "openat", call_kind::openat, stopped_when::always},
+    {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
+    {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_fcntl, "fcntl", call_kind::fcntl, stopped_when::copying_port_descriptor},
 #ifdef SYS_open
-    {SYS_poll, call_kind::poll, stopped_when::always},
-    {SYS_select, call_kind::select, stopped_when::always},
-    {SYS_open, call_kind::open, stopped_when::always},
-    {SYS_creat, call_kind::creat, stopped_when::always},
-    {SYS_dup2, call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_poll, "poll", call_kind::poll, stopped_when::always},
+    {SYS_select, "select", call_kind::select, stopped_when::always},
+    {SYS_open, "open", call_kind::open, stopped_when::always},
+    {SYS_creat, "creat", call_kind::creat, stopped_when::always},
+    {SYS_dup2, "dup2", call_kind::dup2, stopped_when::on_port_descriptor},
 #endif
 };
+
+// The calls that start a process or a thread; stopped on a board that limits how many there can be.
+constexpr uint32_t STARTING_CALLS[] = {
+    SYS_clone,
+    SYS_clone3,
+#ifdef SYS_fork
+    SYS_fork,
+    SYS_vfork,
+#endif
+};
+
+constexpr bool starts_process(int number) {
+    return std::ranges::find(STARTING_CALLS, static_cast<uint32_t>(number)) !=
+           std::end(STARTING_CALLS);
+}
+
+// The row of a system call by its number; null if the table has none.
+constexpr const call_row *find_stopped_call(int number) {
+    const auto *found =
+        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
+    return found != std::end(STOPPED_CALLS) ? found : nullptr;
+}
 
 // The kind of a system call by its number.
 constexpr call_kind kind_of(int number) {
     if (number == SYS_ioctl)
         return call_kind::request;
-    const auto *found =
-        std::ranges::find(STOPPED_CALLS, static_cast<uint32_t>(number), &call_row::number);
-    return found != std::end(STOPPED_CALLS) ? found->kind : call_kind::other;
+    const call_row *found = find_stopped_call(number);
+    return found != nullptr ? found->kind : call_kind::other;
 }
 
-// The numbers that descriptors of ports have.
+// The numbers of ports' descriptors.
 struct port_descriptors {
     static constexpr int STANDARD = 3; // standard input, output and error: open(2) returns these
-    static constexpr int STOPPED = 2;  // of them, input and output
+    static constexpr int STOPPED = 2;  // of those, input and output
 
-    int first; // of the high ones
-    int end;   // after the last; the limit of the program on open files
+    int first; // the lowest high number
+    int end;   // after the highest; the program's limit on open files
 
     bool has(int descriptor) const {
         return (descriptor >= 0 && descriptor < STOPPED) || descriptor >= first;

@@ -6,6 +6,17 @@ namespace simulator {
 
 namespace {
 
+int wait_for_events(std::vector<pollfd> &polls, int64_t longest_us) {
+    if (longest_us == NEVER)
+        return ppoll(polls.data(), polls.size(), nullptr, nullptr);
+    timespec wait{};
+    wait.tv_sec = static_cast<time_t>(longest_us / US_PER_SECOND);
+    wait.tv_nsec = static_cast<long>(longest_us % US_PER_SECOND * NS_PER_US);
+    return ppoll(polls.data(), polls.size(), &wait, nullptr);
+}
+
+} // namespace
+
 int64_t next_wake_us(std::span<event_source *const> sources) {
     int64_t next = NEVER;
     for (const event_source *source : sources)
@@ -13,37 +24,34 @@ int64_t next_wake_us(std::span<event_source *const> sources) {
     return next;
 }
 
-int wait_for_events(std::vector<pollfd> &polls, int64_t wake_us, int64_t longest_us) {
-    const int64_t until_wake = wake_us == NEVER ? NEVER : std::max<int64_t>(0, wake_us - now_us());
-    const int64_t wait_us = std::min(until_wake, longest_us);
-    if (wait_us == NEVER)
-        return ppoll(polls.data(), polls.size(), nullptr, nullptr);
-    timespec wait{};
-    wait.tv_sec = static_cast<time_t>(wait_us / US_PER_SECOND);
-    wait.tv_nsec = static_cast<long>(wait_us % US_PER_SECOND * NS_PER_US);
-    return ppoll(polls.data(), polls.size(), &wait, nullptr);
+void wake_due(std::span<event_source *const> sources) {
+    const int64_t now = now_us();
+    for (event_source *source : sources)
+        if (source->wake_time_us() <= now)
+            source->wake(now);
 }
 
-} // namespace
-
-int turn(std::span<event_source *const> sources, int64_t longest_us) {
+int take_events(std::span<event_source *const> sources, int64_t longest_us) {
     std::vector<pollfd> polls;
     std::vector<event_source *> owners;
     for (event_source *source : sources) {
         source->add_polls(polls);
         owners.resize(polls.size(), source);
     }
-    // No signal can interrupt the wait: the board takes all of its signals from a descriptor.
-    const int events = wait_for_events(polls, next_wake_us(sources), longest_us);
-
+    // No operator's signal can interrupt the wait: the board takes those from a descriptor.
+    const int events = wait_for_events(polls, longest_us);
     for (size_t i = 0; events > 0 && i < polls.size(); i++)
         if (polls[i].revents != 0)
             owners[i]->ready(polls[i]);
-    const int64_t now = now_us();
-    for (event_source *source : sources)
-        if (source->wake_time_us() <= now)
-            source->wake(now);
     return std::max(events, 0);
+}
+
+int turn(std::span<event_source *const> sources, int64_t longest_us) {
+    const int64_t wake_us = next_wake_us(sources);
+    const int64_t until_wake = wake_us == NEVER ? NEVER : std::max<int64_t>(0, wake_us - now_us());
+    const int events = take_events(sources, std::min(until_wake, longest_us));
+    wake_due(sources);
+    return events;
 }
 
 short present_events(int fd, short wanted) {

@@ -20,7 +20,7 @@ struct socket_address {
     explicit socket_address(const std::string &name) {
         const std::string text = "hk_board/" + std::to_string(geteuid()) + "/" + name;
         address.sun_family = AF_UNIX;
-        memcpy(address.sun_path + 1, text.data(), text.size()); // a first byte of 0: abstract
+        memcpy(address.sun_path + 1, text.data(), text.size()); // the first byte stays 0: abstract
         length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + text.size());
     }
     const sockaddr *get() const {

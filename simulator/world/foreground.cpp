@@ -18,7 +18,7 @@ bool foreground::give_to(pid_t group) {
     return given = terminal.is_open() && tcsetpgrp(terminal.get(), group) == 0;
 }
 
-// What is typed ahead stays, for the operator's shell.
+// Keys typed ahead stay in the terminal, for the operator's shell.
 void foreground::take_back() const {
     if (!terminal.is_open() || tcgetpgrp(terminal.get()) == getpgrp())
         return;

@@ -1,9 +1,10 @@
-// The operator's terminal as something that a job of the shell holds; see tcsetpgrp(3).
+// The foreground of the operator's terminal, which belongs to one process group at a time; see
+// tcsetpgrp(3).
 //
-// The board runs in process groups of its own, so that Ctrl-C reaches the outer hk_board alone,
-// which ends the run cleanly. A program that uses the terminal itself, a shell or an editor, is
-// stopped by the kernel for not being in the foreground. It is given the terminal then, as a shell
-// gives it to a job, and Ctrl-C is its own from then on.
+// The board runs in its own process groups, so Ctrl-C reaches only the outer hk_board, which ends
+// the run cleanly. The kernel stops a background program that uses the terminal itself, such as a
+// shell or an editor. The board then gives it the terminal, as a shell does for a job. From then on
+// Ctrl-C goes to that program.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -11,19 +12,20 @@
 #include <memory>
 #include <sys/types.h>
 
-struct termios; // of <termios.h>, which no file can include beside the kernel's own
+struct termios; // of <termios.h>, which conflicts with the kernel's header
 
 namespace simulator {
 
 class foreground {
 public:
-    // Finds the controlling terminal, if hk_board is in its foreground; to be called outside.
+    // Finds the controlling terminal if hk_board is in its foreground. Call it outside the
+    // namespaces.
     void find();
-    // Gives the terminal to a process group. False when there is none to give.
+    // Gives the terminal to a process group. False if there is none or the kernel refuses.
     bool give_to(pid_t group);
-    // After the run: gives the terminal back to hk_board's group, with the settings of before.
+    // After the run: takes the terminal back for hk_board's group and restores its settings.
     void take_back() const;
-    // True from a `give_to` in this process on.
+    // True after a successful `give_to` in this process.
     bool is_given() const {
         return given;
     }

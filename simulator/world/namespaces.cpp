@@ -43,7 +43,7 @@ bool write_text(const char *path, const char *text) {
     return file.is_open() && write(file.get(), text, strlen(text)) > 0;
 }
 
-// An ordinary user becomes root of the board, and only of the board; see user_namespaces(7).
+// Makes an ordinary user root of the board, and only of the board; see user_namespaces(7).
 bool become_root_inside(uid_t user, gid_t group) {
     char user_map[40];
     char group_map[40];
@@ -54,8 +54,8 @@ bool become_root_inside(uid_t user, gid_t group) {
            write_text("/proc/self/gid_map", group_map);
 }
 
-// Dies with the outer process. One that ended before this call would not be noticed; its end of the
-// pipe is then closed already.
+// Makes this process die with the outer one. An outer process that has already ended sends no
+// signal, but its end of the pipe is closed.
 void die_with_outer(int pipe_end) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (present_events(pipe_end, 0) != 0)
@@ -73,15 +73,15 @@ void pass_signals(const unique_fd &signals, pid_t inside) {
 
 } // namespace
 
-bool kernel_is_recent() {
+bool kernel_is_at_least(const int (&oldest)[2], const char *who) {
     utsname kernel{};
     int version[2] = {};
     (void)uname(&kernel);
     if (sscanf(kernel.release, "%d.%d", &version[0], &version[1]) == 2 &&
-        !std::ranges::lexicographical_compare(version, OLDEST_KERNEL))
+        !std::ranges::lexicographical_compare(version, oldest))
         return true;
-    return complain("this kernel is Linux %s: the board needs %d.%d or later", kernel.release,
-                    OLDEST_KERNEL[0], OLDEST_KERNEL[1]);
+    return complain("this kernel is Linux %s: %s needs %d.%d or later", kernel.release, who,
+                    oldest[0], oldest[1]);
 }
 
 void take_operator_signals() {
@@ -89,11 +89,11 @@ void take_operator_signals() {
     sigemptyset(&signals);
     for (const int number : PASSED_ON)
         if (number != SIGHUP ||
-            !is_ignored(number)) // a blocked signal would arrive although ignored
+            !is_ignored(number)) // an ignored signal would arrive if it was blocked
             sigaddset(&signals, number);
     sigaddset(&signals, SIGCHLD);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    signal(SIGCHLD, SIG_DFL); // ignored by a parent, it would hide the end of the board
+    signal(SIGCHLD, SIG_DFL); // if a parent ignored it, it would hide the end of the board
     signal(SIGPIPE, SIG_IGN); // a closed standard output must not end the board
     signal(SIGTTOU, SIG_IGN); // nor a terminal that stops its background processes
 }
@@ -140,7 +140,7 @@ int wait_outside(pid_t inside, operator_terminal &keys, const foreground &termin
     int status = 0;
     while (waitpid(inside, &status, WNOHANG) != inside) {
         std::array<pollfd, 2> polls = {{{signals.get(), POLLIN, 0}, {keys.keys(), POLLIN, 0}}};
-        // Outside the board there are no devices and no times: nothing to wait for but these two.
+        // The outer process has no devices and no timers: it waits only for these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
             keys.pass_keys();

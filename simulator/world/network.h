@@ -1,5 +1,5 @@
 // The board's network: the loopback interface and one Ethernet interface, in a network namespace
-// of its own that leads nowhere. The interface is there for its hardware address.
+// that is connected to nothing. Programs read the interface's hardware address.
 #pragma once
 
 #include <array>
@@ -9,9 +9,14 @@ namespace simulator {
 
 using mac_address = std::array<uint8_t, 6>;
 
-// Brings up "lo" and "eth0" with the given hardware address. Where the kernel offers no kind of
-// virtual interface the board does without, after a message on standard error. To be called while
-// the host's /dev is still visible.
-void bring_up_network(const mac_address &mac);
+void bring_up_loopback();
+
+// Adds "eth0" with the given hardware address and brings it up. If the kernel offers no virtual
+// interface, the board runs without one, after a message on standard error. `tunnel` is an open
+// descriptor of the host's /dev/net/tun, or -1; the board's /dev does not have that node.
+void add_interface(const mac_address &mac, int tunnel);
+
+// Removes the interface and its addresses.
+void remove_interface();
 
 } // namespace simulator

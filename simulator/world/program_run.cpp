@@ -41,6 +41,37 @@ void enter_directory(const char *directory) {
     _exit(STATUS_NO_BOARD);
 }
 
+// Rights over the machine itself. Even a board that root runs must not restart it, set its clock,
+// load modules, make device nodes or reach its hardware.
+constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
+                                            CAP_SYS_RAWIO, CAP_MKNOD};
+
+void drop_machine_rights() {
+    for (const unsigned long right : MACHINE_RIGHTS)
+        (void)prctl(PR_CAPBSET_DROP, right); // an ordinary user has none of them
+}
+
+// Runs in the child between fork and exec. The child gets its own process group but not its own
+// session: the first port that a session leader opens becomes its controlling terminal.
+[[noreturn]] void become_program(const program_start &how, int board) {
+    (void)setpgid(0, 0);
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a killed visitor's program ends too
+    drop_machine_rights();
+    enter_directory(how.directory);
+    hand_over_calls(how.rules, board);
+    restore_signals();
+    execvp(how.arguments[0], how.arguments);
+    const bool is_missing = errno == ENOENT || errno == ENOTDIR;
+    (void)cannot("start", how.arguments[0]);
+    if (!is_missing)
+        _exit(CANNOT_EXECUTE);
+    report("the program and its interpreter must be on the board's file system, where /opt and "
+           "/run are empty");
+    _exit(NOT_FOUND);
+}
+
+} // namespace
+
 void hand_over_calls(const filter_rules &rules, int board) {
     const unique_fd listener = install_request_filter(rules);
     if (listener.is_open() && send_descriptor(board, listener.get()))
@@ -52,41 +83,15 @@ void hand_over_calls(const filter_rules &rules, int board) {
     _exit(STATUS_NO_BOARD);
 }
 
-// Rights over the machine itself, which the board shares with it: not even a board that root runs
-// can restart it, set its clock, load modules, make device nodes or reach its hardware.
-constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
-                                            CAP_SYS_RAWIO, CAP_MKNOD};
-
-void drop_machine_rights() {
-    for (const unsigned long right : MACHINE_RIGHTS)
-        (void)prctl(PR_CAPBSET_DROP, right); // an ordinary user has none of them
-}
-
-// The child between fork and exec. A group and not a session of its own: a session leader would
-// make the first port it opens its controlling terminal.
-[[noreturn]] void become_program(const program_start &how, int board) {
-    (void)setpgid(0, 0);
-    (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // a visitor that is killed takes its program with it
-    drop_machine_rights();
-    enter_directory(how.directory);
-    hand_over_calls(how.rules, board);
-    restore_signals();
-    execvp(how.arguments[0], how.arguments);
-    const int reason = errno;
-    (void)cannot("start", how.arguments[0]);
-    report("the program and its interpreter are looked for on the board, where /opt and "
-           "/run are empty");
-    _exit(reason == ENOENT || reason == ENOTDIR ? NOT_FOUND : CANNOT_EXECUTE);
-}
-
-} // namespace
-
 bool program_run::start(const program_start &how) {
     sigset_t blocked; // what the outer process passes on, and SIGCHLD
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; number++)
+        (void)sigdelset(&blocked, number); // a device's own, see spi_memory.cpp
     signals.reset(signalfd(-1, &blocked, SFD_CLOEXEC | SFD_NONBLOCK));
     int ends[2];
-    // Of this kind the kernel reports the end: a child that fails before it sends must be noticed.
+    // For this socket type the kernel reports the end, so a child that fails before it sends is
+    // noticed.
     if (!signals.is_open() || socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
         return cannot("start", how.arguments[0]);
     const unique_fd board_end(ends[0]);
@@ -152,9 +157,14 @@ void program_run::request_end() {
     end_us = NEVER;
     pass_on(SIGTERM);
     if (terminal != nullptr && terminal->is_given())
-        pass_on(SIGHUP); // an interactive shell ignores the other
+        pass_on(SIGHUP); // an interactive shell ignores SIGTERM
     if (give_up_us == NEVER)
         give_up_us = now_us() + GRACE_US;
+}
+
+void program_run::end_computing(const std::string &where) {
+    report("%s: the board's own time cannot pass in a loop without a system call", where.c_str());
+    kill_program(STATUS_HANG);
 }
 
 void program_run::kill_program(int its_status) {
@@ -166,6 +176,7 @@ void program_run::kill_program(int its_status) {
 void program_run::pass_on(int number) {
     if (!ended)
         (void)kill(program, number);
+    has_signalled = true;
 }
 
 void program_run::reap() {
@@ -183,8 +194,8 @@ void program_run::reap() {
     }
 }
 
-// A program that needs the terminal gets it. Once it has it, Ctrl-Z must not stop it: no shell
-// waits that could continue it. Any other stop is the operator's wish.
+// Gives the terminal to a program that needs it. After that, Ctrl-Z must not stop the program: no
+// shell could continue it. Any other stop is what the operator wants.
 void program_run::continue_program(int stopped_by) {
     const bool wants_terminal = stopped_by == SIGTTIN || stopped_by == SIGTTOU;
     if (wants_terminal && (terminal == nullptr || !terminal->give_to(program))) {
@@ -194,6 +205,7 @@ void program_run::continue_program(int stopped_by) {
     }
     if (wants_terminal || (terminal != nullptr && terminal->is_given()))
         (void)kill(-program, SIGCONT);
+    has_signalled = true;
 }
 
 } // namespace simulator

@@ -1,6 +1,6 @@
-// The program under test: started as an unmodified program in a process group of its own, given the
-// signals that the operator sends to hk_board, and ended when its time is up. As the first process
-// of its namespace the board also reaps what the program leaves behind.
+// Runs the unmodified program under test in its own process group, passes on the signals that the
+// operator sends to hk_board, and ends the program when its time is up. The board is the first
+// process of its namespace, so it also reaps the program's orphans.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -9,6 +9,7 @@
 #include "simulator/world/foreground.h"
 
 #include <cstdint>
+#include <string>
 #include <sys/types.h>
 #include <vector>
 
@@ -20,16 +21,26 @@ struct program_start {
     filter_rules rules;
 };
 
+// In the child between fork and exec: installs the filter and sends its listener to the board. Ends
+// the process after a message if that fails.
+void hand_over_calls(const filter_rules &rules, int board);
+
 struct program_run final : event_source {
     int64_t run_us = NEVER;         // how long it may run
-    foreground *terminal = nullptr; // to be given to the program if it uses it; null: none
+    foreground *terminal = nullptr; // given to the program if it uses it; null: none
     bool ended = false;
-    int status = 0; // its exit status, or 128 + the signal that ended it; STATUS_HANG
+    bool has_signalled = false; // the program, since the board has looked
+    int status = 0;             // its exit status, or 128 + the signal that ended it; STATUS_HANG
 
     // Starts the program. False after a message.
     bool start(const program_start &how);
-    // The descriptor on which its stopped calls arrive; none when the program could not be started,
-    // which it then reports by its exit status.
+    pid_t id() const {
+        return program;
+    }
+    // Ends the run: the program computes at that place without an end.
+    void end_computing(const std::string &where);
+    // The descriptor on which its stopped calls arrive; none if the program could not be started:
+    // its exit status then reports that.
     unique_fd listener;
 
     void add_polls(std::vector<pollfd> &polls) const override;

@@ -1,5 +1,5 @@
-// The harmless stand-in for the commands that restart or halt a machine: inside the board, hk_board
-// itself is found under their names.
+// The harmless stand-in for the commands that restart or halt a machine: inside the board, their
+// names run hk_board itself.
 #pragma once
 
 #include <string_view>

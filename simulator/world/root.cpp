@@ -25,10 +25,10 @@ namespace simulator {
 
 namespace {
 
-// Entries of the root that are not the host's.
+// The board's own entries of the root; all others are the host's.
 constexpr std::string_view OWN_ENTRIES[] = {".host", "dev", "opt", "proc", "r0", "run", "sbin"};
 
-constexpr const char *HOST_SBIN = "/.host_sbin"; // where /sbin is no link, its contents are here
+constexpr const char *HOST_SBIN = "/.host_sbin"; // the host's /sbin, if it is not a link
 
 std::vector<std::string> names_in(const char *directory) {
     std::vector<std::string> names;
@@ -55,8 +55,8 @@ bool mount_memory(const char *directory, const char *options) {
            cannot("mount", directory);
 }
 
-// Puts an empty memory file system at the root and the host's root at HOST_ROOT. The mount point is
-// only a place to start from: it is uncovered again when the new root moves up.
+// Mounts an empty memory file system as the root, and the host's root at HOST_ROOT. The first mount
+// point is temporary: it is uncovered when the new root moves to "/".
 bool start_new_root() {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         (void)cannot("make mounts private below", "/");
@@ -103,7 +103,7 @@ bool show_host_entries() {
     return true;
 }
 
-// A directory of links to the host's commands, so that "reboot" in it can be another one.
+// Makes a directory of links to the host's commands, in which "reboot" can be replaced.
 bool build_sbin(const std::string &stand_in) {
     const std::string host_sbin = HOST_ROOT + std::string("/sbin");
     std::string commands = link_text(host_sbin); // "usr/sbin" on most hosts
@@ -132,8 +132,8 @@ bool is_same_file(const char *one, const char *other) {
            first.st_ino == second.st_ino;
 }
 
-// The same commands where else they may be. A command whose file serves other names too (a shell
-// with built-in commands) is left alone: it cannot restart anything without the right to.
+// Replaces the same commands in other directories, but not a command whose file has other names too
+// (a shell with built-in commands): it cannot restart anything without the right to do so.
 bool cover_restart_commands(const std::string &stand_in) {
     for (const char *directory : {"/usr/sbin/", "/usr/bin/", "/bin/", HOST_SBIN}) {
         for (const char *command : RESTART_COMMANDS) {
@@ -157,12 +157,12 @@ bool mount_proc() {
         return is_covered && complain("a board cannot run on a board, nor in a container that "
                                       "hides parts of /proc");
     }
-    // Writing here restarts the machine without asking for the right to.
+    // A write to this file restarts the machine without any check of rights.
     return access("/proc/sysrq-trigger", F_OK) != 0 ||
            publish_node("/dev/null", "/proc/sysrq-trigger");
 }
 
-// With everything that is mounted below it, see mount_setattr(2). An ordinary user may do it too.
+// Includes everything that is mounted below, see mount_setattr(2). An ordinary user may do it too.
 bool make_read_only(const char *directory) {
     mount_attr wanted{};
     wanted.attr_set = MOUNT_ATTR_RDONLY;

@@ -1,6 +1,6 @@
-// The board's file system, seen only by the board: the host's, with the places replaced that make a
-// board or that lead back to the host. Everything lives in memory or is mounted from the host
-// inside the board's mount namespace; nothing is created on the host's own file system.
+// The board's file system, which only the board sees: the host's, except for the directories below.
+// Everything is in memory or mounted from the host inside the board's mount namespace; the board
+// creates nothing on the host's own file system.
 //
 //   /dev   only what a board has, see root_dev.cpp
 //   /proc  of the board's own process namespace; the kernel's settings in it cannot be written
@@ -15,23 +15,23 @@
 
 namespace simulator {
 
-// Where the host's root is seen while the board's is being built.
+// The mount point of the host's root while the board's root is built.
 constexpr const char *HOST_ROOT = "/.host";
 
-// Makes the board's root the root of the calling process. The program at the path `stand_in` of the
-// machine serves as the commands that restart it. False after a message.
+// Makes the board's root the root of the calling process. `stand_in` is the machine's path of the
+// program that replaces the restart commands. False after a message.
 bool build_root(const std::string &stand_in);
 
 // Makes /sys and the kernel's settings below /proc read-only: they act on the machine itself, and
-// some, such as putting it to sleep, ask for no other right than root's. To be called last: the
-// board itself sets limits there. False after a message.
+// root needs no further right for some of them, such as suspending it. Call it last: the board
+// itself sets limits there. False after a message.
 bool protect_machine();
 
-// The part of it below /dev.
+// Builds the board's /dev. False after a message.
 bool build_dev();
 
-// Shows the file, device or directory `source` at the path `target`, which is created as an empty
-// file if it is not there. False after a message.
+// Shows the file, device or directory `source` at the path `target`. Creates `target` as an empty
+// file if it does not exist. False after a message.
 bool publish_node(const char *source, const char *target);
 
 } // namespace simulator

@@ -14,7 +14,7 @@ namespace {
 constexpr const char *COMMON_NODES[] = {"/dev/null",   "/dev/zero",    "/dev/full",
                                         "/dev/random", "/dev/urandom", "/dev/tty"};
 
-// What a program has open, by its number; see proc(5).
+// Links to the program's open descriptors; see proc(5).
 constexpr struct {
     const char *name;
     const char *shows;

@@ -21,7 +21,7 @@ bool operator_terminal::open() {
         return complain("--panel needs a terminal as standard input, in the foreground");
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0)
-        return cannot("make a way for keys to", "the panel");
+        return cannot("open the socket for keys to", "the panel");
     sender.reset(ends[0]);
     receiver.reset(ends[1]);
     report("the keyboard is the panel's, Ctrl-C ends the run");
@@ -34,8 +34,8 @@ void operator_terminal::make_raw() {
         return;
     termios wanted = *settings;
     cfmakeraw(&wanted);
-    wanted.c_oflag = settings->c_oflag; // what the program prints stays whole lines
-    wanted.c_lflag |= ISIG;             // Ctrl-C, and of the signals that alone
+    wanted.c_oflag = settings->c_oflag; // keeps "\n" moving to the start of the next line
+    wanted.c_lflag |= ISIG;             // Ctrl-C is the only signal key
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
@@ -51,7 +51,7 @@ void operator_terminal::pass_keys() {
     std::array<char, STROKE_BYTES> stroke{};
     const ssize_t length = read(STDIN_FILENO, stroke.data(), stroke.size());
     if (length <= 0) {
-        raw = false; // gone: there is nothing to be read or restored any more
+        raw = false; // gone: nothing to read or restore
         return;
     }
     // A board that does not keep up, or is ending, loses keys.

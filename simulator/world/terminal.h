@@ -1,11 +1,11 @@
 // The operator's terminal as the keyboard of the front panel (--panel).
 //
-// Only a process in the terminal's foreground may read it, see termios(3), and the board itself
-// runs in a process group of its own. So the outer hk_board reads the keys and passes each stroke
-// into the board as one message. It outlives the board, whatever ends that, and gives the terminal
-// its settings back; only SIGKILL to itself can prevent it.
+// Only a process in the terminal's foreground may read it, see termios(3), and the board runs in
+// its own process group. So the outer hk_board reads the keys and sends each stroke into the board
+// as one message. It outlives the board and restores the terminal's settings, whatever ends the
+// board; only a SIGKILL to itself prevents that.
 //
-// Every key goes to the panel, but Ctrl-C, which ends the run as it does without --panel.
+// Every key goes to the panel except Ctrl-C, which ends the run as it does without --panel.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -13,13 +13,13 @@
 #include <memory>
 #include <unistd.h>
 
-struct termios; // of <termios.h>, which no file can include beside the kernel's own
+struct termios; // of <termios.h>, which conflicts with the kernel's header
 
 namespace simulator {
 
 struct operator_terminal {
-    // Makes the way for the keys and says which there are. False after a message when standard
-    // input is no terminal with hk_board in its foreground.
+    // Opens the socket for the keys and prints which keys there are. False after a message if
+    // standard input is not a terminal with hk_board in its foreground.
     bool open();
     // Where the board receives the keys, one message a stroke; -1 when not open.
     int board_end() const {
@@ -29,7 +29,7 @@ struct operator_terminal {
     // For the outer process, from the start of the board to its end.
     void make_raw();
     void restore();
-    // What to watch for keys; -1: nothing, or nothing any more.
+    // The descriptor to watch for keys; -1 if there is none, or none any more.
     int keys() const {
         return raw ? STDIN_FILENO : -1;
     }

@@ -37,7 +37,7 @@ std::vector<std::string> whole_command(std::vector<std::string> board_options,
     return all;
 }
 
-// Appends what has come. False once the other side has closed.
+// Appends the bytes that have come. False once the other side has closed.
 bool append_from(const unique_fd &descriptor, std::string &text) {
     char bytes[4096];
     ssize_t count;
@@ -118,7 +118,7 @@ board_run board_run::program(std::vector<std::string> board_options,
     return board_run(whole_command(std::move(board_options), command));
 }
 
-// The log comes by way of a file, so that the board never waits for a case that is busy elsewhere.
+// The log goes through a file, so the board never waits for a busy case.
 board_run::board_run(std::vector<std::string> arguments)
     : log_watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), log_path("/tmp/hk_board_log_XXXXXX") {
     log_file.reset(mkostemp(log_path.data(), O_CLOEXEC));
@@ -139,7 +139,7 @@ board_run::board_run(std::vector<std::string> arguments)
     const pid_t test = getpid();
     board = fork();
     if (board == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL); // a case that is killed cannot end its board itself
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a killed case cannot end its board itself
         if (getppid() == test) {
             dup2(output_ends[1], STDOUT_FILENO);
             dup2(error_ends[1], STDERR_FILENO);
@@ -163,7 +163,7 @@ board_run::~board_run() {
     }
 }
 
-// Both pipes are closed only when no process of the run is left.
+// Both pipes close only when no process of the run is left.
 bool board_run::read_more(time_point latest) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(latest - steady_clock::now());
@@ -184,12 +184,12 @@ bool board_run::read_more(time_point latest) {
 
 void board_run::read_log() {
     std::string events;
-    (void)append_from(log_watch, events); // only that there were any matters
+    (void)append_from(log_watch, events); // their contents do not matter
     (void)append_from(log_file, unfinished_log);
     size_t begin = 0;
     for (size_t end; (end = unfinished_log.find('\n', begin)) != std::string::npos; begin = end + 1)
         log.push_back(parse_log_line(unfinished_log.substr(begin, end - begin)));
-    unfinished_log.erase(0, begin); // once: a hung-up port fills the log quickly
+    unfinished_log.erase(0, begin); // once for all lines: a hung-up port fills the log quickly
 }
 
 bool board_run::wait_until(const std::function<bool()> &holds) {

@@ -1,6 +1,6 @@
 // One run of a program on the simulated board, as a test case sees it: the program's standard
-// output and error, the lines of the system log as they come, and the exit status. The board is
-// killed when the case ends.
+// output and error, the lines of the system log as they come, and the exit status. The end of the
+// case kills the board.
 //
 // Nothing here sleeps for a guessed time: every wait ends with the event or with a generous limit.
 
@@ -35,23 +35,23 @@ struct result_line {
     std::array<std::array<int64_t, 2>, 5> samples; // newest first
 };
 
-// None when the text is no item of a results list.
+// None if the text is not an item of a results list.
 std::optional<result_line> parse_result_line(const std::string &text);
 
-// The command that runs a program of the project: through the emulator where the tests are for
-// another processor.
+// The command that runs a program of the project: through the emulator if the tests are for another
+// processor.
 std::vector<std::string> own_program(const char *path, const std::vector<std::string> &arguments);
 
-// The first child of a process, 0 when it has none.
+// The first child of a process, 0 if it has none.
 pid_t child_of(pid_t parent);
 
-// How long a case waits for anything before it fails: half a minute, more on a slow machine; or as
-// many seconds as the environment says in HK_WAIT_SECONDS, where failures are what is looked for.
+// How long a case waits for an event before it fails: half a minute, more on a slow machine.
+// HK_WAIT_SECONDS in the environment replaces it, for runs that look for failures.
 std::chrono::seconds wait_limit();
 
 class board_run {
 public:
-    // Runs hk_stress, under the emulator where the tests are for another processor.
+    // Runs hk_stress, under the emulator if the tests are for another processor.
     static board_run stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments);
     // Runs any program of the machine.
@@ -62,26 +62,26 @@ public:
     board_run &operator=(const board_run &) = delete;
     ~board_run();
 
-    // Waits until `holds` returns true; false when the board ended first or the limit passed.
-    // The claim is looked at whenever something was printed or logged.
+    // Waits until `holds` returns true; false if the board ended first or the limit passed. Checks
+    // `holds` after each output and log line.
     bool wait_until(const std::function<bool()> &holds);
 
-    // Waits for a log line, not yet passed by an earlier call, whose text contains `part`. None at
-    // the limit or the end of the run.
+    // Waits for a log line after the last one that a call returned, whose text contains `part`.
+    // None at the limit or the end of the run.
     std::optional<log_line> wait_for_log(std::string_view part);
     bool wait_for_output(std::string_view part);
 
     // Waits until hk_stress takes signals: its first alarm has switched the LED off again.
     bool wait_until_running();
-    // Asks for a results list (SIGUSR1) and returns its items. Empty when none came.
+    // Requests a results list (SIGUSR1) and returns its items. Empty if none came.
     std::vector<std::string> request_list();
-    // The items of a whole list that begins at or after log line `from`; none if there is none yet.
-    // `from` is then after the list.
+    // The items of a whole list that begins at or after log line `from`, which is then moved past
+    // it. None if there is no such list yet.
     std::optional<std::vector<std::string>> next_list(size_t &from) const;
 
     // Sends a signal to hk_board, which passes most of them on.
     void signal(int number);
-    // Waits for the end of the run. Its exit status; -1 when it did not end within the limit.
+    // Waits for the end of the run. Returns its exit status; -1 if it did not end within the limit.
     int finish();
     // Ends the run as an operator would: SIGTERM, then finish.
     int stop();
@@ -98,14 +98,14 @@ private:
     using time_point = std::chrono::steady_clock::time_point;
 
     explicit board_run(std::vector<std::string> arguments);
-    bool read_more(time_point latest); // false at the end of the run or when that time has come
+    bool read_more(time_point latest); // false at the end of the run or at that time
     void read_log();
 
     pid_t board = -1;
     unique_fd output_pipe;
     unique_fd error_pipe;
     unique_fd log_file;
-    unique_fd log_watch; // reports when the log file has grown
+    unique_fd log_watch; // ready when the log file has grown
     std::string log_path;
     std::string unfinished_log;
     size_t log_passed = 0;

@@ -7,8 +7,7 @@
 
 namespace {
 
-// A line may be none yet: that of a test which has not opened its device has no letter and ends
-// there.
+// A line may be incomplete: a test that has not opened its device has no letter yet.
 std::vector<result_line> parse_list(const std::vector<std::string> &texts) {
     std::vector<result_line> items;
     for (const std::string &text : texts)
@@ -36,7 +35,7 @@ lists_until(board_run &run, const std::function<bool(const std::vector<result_li
     while (std::chrono::steady_clock::now() < latest) {
         const std::vector<result_line> items = list_now(run);
         if (items.empty())
-            break; // the run has ended, or answers no more
+            break; // the run has ended or does not answer
         if (claim(items))
             return items;
         pause_between_lists();

@@ -1,4 +1,4 @@
-// Asking a run for results lists until its counters say what a case waits for.
+// Requests results lists of a run until its counters are as a case expects.
 
 #pragma once
 
@@ -7,14 +7,14 @@
 
 #include "tests/support/board_run.h"
 
-// The items of one list that is asked for now, parsed. Where a line is none, its item is empty.
+// The parsed items of a new list. An item is empty if its line is not one of a test.
 std::vector<result_line> list_now(board_run &run);
 
-// Those of the last list in the log.
+// The items of the last list in the log.
 std::vector<result_line> last_list(const board_run &run);
 
-// Asks again and again, some ten times a second, until the claim about the items holds, and returns
-// the items of that list. The case ends as failed when that takes too long or no list comes.
+// Requests lists, about ten times a second, until the claim about the items holds, and returns the
+// items of that list. The case fails if that takes too long or no list comes.
 std::vector<result_line>
 lists_until(board_run &run, const std::function<bool(const std::vector<result_line> &)> &claim);
 

@@ -34,7 +34,7 @@ void ScratchDirectoryTest::start_held(void (*routine)(int, const char *),
     record(1).hold = HOLD_REQUESTED;
     routine(0, argument.c_str());
     if (getpid() != self)
-        _exit(1); // a set-up that fails brings the test process back
+        _exit(1); // the routine returns here if its set-up fails
     ASSERT_TRUE(wait_until([] { return shared_word(record(1).hold) == HOLD_ACKNOWLEDGED; }));
     EXPECT_EQ(record(1).pid, started_process(1));
 }

@@ -1,4 +1,4 @@
-// A fresh empty directory for one case, which runs inside it; removed afterwards with all it holds.
+// A fresh empty directory for one case, which runs inside it; removed afterwards with its contents.
 
 #pragma once
 
@@ -14,10 +14,10 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Starts a test as record 1, under a hold; returns when its set-up is done and it idles.
+    // Starts a test as record 1, held; returns when its set-up is done and it idles.
     static void start_held(void (*routine)(int no_fork, const char *argument),
                            const std::string &argument);
-    // Tells a test to stop; returns the exit status of its process.
+    // Asks a test to stop; returns the exit status of its process.
     static int stop(int index = 1);
 
 private:

@@ -1,6 +1,5 @@
-// A library to be loaded before a program (LD_PRELOAD): takes calls away from it one kind at a
-// time, as HK_SWALLOW names them, and lets it believe that they have succeeded. What a test of the
-// board shows with a call taken away is what the call is for.
+// A library for LD_PRELOAD. It drops the kind of calls that HK_SWALLOW names and reports success to
+// the program. A test of the board without such a call shows what the call is for.
 
 #include <algorithm>
 #include <cstdarg>
@@ -10,6 +9,7 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <iterator>
+#include <linux/spi/spidev.h>
 #include <sys/ioctl.h>
 
 namespace {
@@ -17,6 +17,8 @@ namespace {
 constexpr unsigned long SYNC_MODE_REQUEST = 0x40047300;
 // TCSETS2, TCSETSW2 and TCSETSF2 of asm/ioctls.h, which needs the kernel's termios structure.
 constexpr unsigned long SETTINGS_REQUESTS[] = {0x402c542b, 0x402c542c, 0x402c542d};
+constexpr unsigned long SPI_REQUESTS[] = {SPI_IOC_WR_MODE, SPI_IOC_WR_BITS_PER_WORD,
+                                          SPI_IOC_WR_MAX_SPEED_HZ};
 
 bool is_swallowed(const char *kind) {
     const char *swallowed = getenv("HK_SWALLOW");
@@ -36,7 +38,7 @@ int tcdrain(int fd) {
     return is_swallowed("pauses") ? 0 : next<decltype(tcdrain)>("tcdrain")(fd);
 }
 
-// The program's turns sleep; only the naps of half a second and more remain.
+// Skips the short sleeps of the program's turns, but not naps of half a second and more.
 int nanosleep(const timespec *time, timespec *left) {
     constexpr long NAP_NS = 500'000'000;
     const bool is_pause = time->tv_sec == 0 && time->tv_nsec < NAP_NS;
@@ -52,6 +54,8 @@ int ioctl(int fd, unsigned long number, ...) noexcept {
     va_end(list);
     if (is_swallowed("settings") &&
         std::ranges::find(SETTINGS_REQUESTS, number) != std::end(SETTINGS_REQUESTS))
+        return 0;
+    if (is_swallowed("spi") && std::ranges::find(SPI_REQUESTS, number) != std::end(SPI_REQUESTS))
         return 0;
     if (is_swallowed("sync_mode") && number == SYNC_MODE_REQUEST)
         return 0;

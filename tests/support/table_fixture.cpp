@@ -15,7 +15,7 @@ void TableTest::SetUp() {
     set_status_table(static_cast<StatusTable *>(room));
     record_count = bogus_count = process_count = sync_owner = 0;
     for (int i = 1; i < TABLE_RECORDS; ++i)
-        forget_process(started_process(i)); // of the case before
+        forget_process(started_process(i)); // of the previous case
 }
 
 void TableTest::TearDown() {

@@ -1,5 +1,5 @@
-// A status table of the test's own, shared with the test processes that a case starts, and fresh
-// supervisor counters. Whatever a case started is killed and reaped at its end.
+// Gives each case a new status table, shared with the test processes that it starts, and fresh
+// supervisor counters. Kills and reaps these processes at the end of the case.
 
 #pragma once
 

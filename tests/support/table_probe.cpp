@@ -1,12 +1,12 @@
-// table_probe STEPS PROGRAM [ARGUMENT ...]: runs the program and reaches into its status table as
-// its supervisor could. STEPS is one text of steps that are taken in turn, numbers decimal:
+// table_probe STEPS PROGRAM [ARGUMENT ...]: runs the program and reads and writes its status table
+// as its supervisor could. STEPS is one text with the steps in order, numbers in decimal:
 //
 //     wait RECORD WORD VALUE   until the word is VALUE or above
 //     is RECORD WORD VALUE     until the word is VALUE
 //     set RECORD WORD VALUE
 //     show RECORD WORD         sends "record R word W is V" to the system log
 //
-// Then it ends the program with SIGTERM, once the program catches that, and waits for it. Exit
+// Then it sends SIGTERM, as soon as the program catches it, and waits for the program's end. Exit
 // status: the program's.
 
 #include <csignal>
@@ -37,7 +37,7 @@ void pause_ms() {
     (void)nanosleep(&moment, nullptr);
 }
 
-// The id of the one segment of the table's size, see proc(5); -1 while there is none.
+// The id of the only segment of the table's size, see proc(5); -1 while there is none.
 int find_table() {
     FILE *segments = fopen("/proc/sysvipc/shm", "r");
     char line[256];
@@ -60,7 +60,8 @@ volatile int32_t *attach_table() {
     return static_cast<volatile int32_t *>(shmat(id, nullptr, 0));
 }
 
-// Before it has its handlers a signal would end it at once; see proc_pid_status(5).
+// True if the program catches SIGTERM: before that, a signal would end it at once. See
+// proc_pid_status(5).
 bool catches_sigterm(pid_t program) {
     char path[40];
     char line[256];

@@ -21,7 +21,7 @@ terminal_run::terminal_run(const std::string &command, uint16_t columns, uint16_
 }
 
 terminal_run::~terminal_run() {
-    close(terminal); // hangs up: whatever runs there ends
+    close(terminal); // hangs up: the processes on it end
     kill(shell, SIGKILL);
     waitpid(shell, nullptr, 0);
 }

@@ -1,5 +1,5 @@
-// A shell on a terminal of its own, which runs a command and then says how that ended and whether
-// the terminal's settings are the ones of before.
+// A shell on its own terminal. It runs a command, then prints its exit status and whether the
+// terminal has its former settings again.
 
 #pragma once
 
@@ -14,7 +14,7 @@ public:
     terminal_run(const terminal_run &) = delete;
     terminal_run &operator=(const terminal_run &) = delete;
 
-    // Waits until the text is on the screen, or was; false at the limit or the end.
+    // Waits until the text is or was on the screen; false at the limit or the end.
     bool wait_for(const std::string &part);
     void type(const std::string &keys) const;
     void resize(uint16_t columns, uint16_t rows) const;

@@ -1,5 +1,7 @@
 #include "simulator/devices/fio/fio_line.h"
 
+#include <algorithm>
+
 namespace simulator {
 
 namespace {
@@ -9,7 +11,7 @@ constexpr uint8_t STRAY_BYTES[] = {0x11, 0x22, 0x33};
 constexpr uint8_t SURPLUS_BYTES[] = {0x44, 0x55};
 constexpr size_t STATUS_REQUEST_BYTES = 1;
 constexpr size_t HEADER_BYTES = 3;  // address, function code, command
-constexpr int64_t LATE_US = 60'000; // well above what anybody waits for
+constexpr int64_t LATE_US = 60'000; // longer than any program waits
 
 struct module_lengths {
     int type;
@@ -57,17 +59,27 @@ void fio_line::wake(int64_t time_us) {
 }
 
 void fio_line::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing != "module")
+    if (thing != "module" && thing != "sync module")
         return;
     for (const addressed_module &each : modules)
         targets.insert(each.module.name);
 }
 
+std::string fio_line::possible_instead(const fault &wanted) const {
+    if (!is_fault_of(wanted, "module"))
+        return "";
+    std::string possible;
+    for (const addressed_module &each : modules)
+        possible += each.module.possible_instead(wanted, each.input_bytes);
+    return possible;
+}
+
 bool fio_line::take_fault(const fault &wanted) {
-    bool taken = false;
-    for (addressed_module &each : modules)
-        taken = (wanted.kind->id != fault_id::check && each.module.take_fault(wanted)) || taken;
-    return taken;
+    if (!is_fault_of(wanted, "module") && !is_fault_of(wanted, "sync module"))
+        return false;
+    return std::ranges::any_of(modules, [&](addressed_module &each) {
+        return each.module.take_fault(wanted, each.input_bytes);
+    });
 }
 
 void fio_line::take_request_frame(int64_t now, std::span<const uint8_t> frame) {
@@ -85,10 +97,11 @@ void fio_line::take_request_frame(int64_t now, std::span<const uint8_t> frame) {
 void fio_line::answer_request(int64_t now, addressed_module &asked,
                               std::span<const uint8_t> frame) {
     fio_module &module = asked.module;
-    const std::vector<uint8_t> data =
+    std::vector<uint8_t> data =
         module.execute(frame[2], frame.subspan(HEADER_BYTES), asked.input_bytes);
-    if (data.empty())
+    if (data.empty() || module.strikes(fault_id::lose_reply))
         return;
+    module.corrupt(data);
     std::vector<uint8_t> reply = {frame[0], frame[1], static_cast<uint8_t>(frame[2] + REPLY_MARK)};
     reply.insert(reply.end(), data.begin(), data.end());
     if (module.strikes(fault_id::stray_bytes))
@@ -97,10 +110,18 @@ void fio_line::answer_request(int64_t now, addressed_module &asked,
         reply.insert(reply.end(), std::begin(SURPLUS_BYTES), std::end(SURPLUS_BYTES));
     if (module.strikes(fault_id::short_reply))
         reply.pop_back();
-    if (module.strikes(fault_id::late_reply))
-        late.push_back({now / NS_PER_US + LATE_US, reply});
-    else
+    send(now, reply, module.delay_us() + (module.strikes(fault_id::late_reply) ? LATE_US : 0));
+}
+
+// A late reply does not delay those of other modules.
+void fio_line::send(int64_t now, const std::vector<uint8_t> &reply, int64_t delay_us) {
+    if (delay_us == 0) {
         end.send(now, reply);
+        return;
+    }
+    const int64_t due_us = now / NS_PER_US + delay_us;
+    const auto after = std::ranges::upper_bound(late, due_us, {}, &late_reply::due_us);
+    late.insert(after, {due_us, reply});
 }
 
 } // namespace simulator

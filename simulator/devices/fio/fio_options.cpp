@@ -21,7 +21,7 @@ bool add_module(fio_line &line, const std::string &option, const std::string &te
                         "20=221,16=2",
                         option.c_str(), text.c_str());
     return line.add_module(address, type) ||
-           complain("%s: there is a module %d already; each has an address of its own",
+           complain("%s: there is a module %d already; give each module another address",
                     option.c_str(), address);
 }
 

@@ -5,7 +5,7 @@
 
 namespace simulator {
 
-constexpr number_range MODULE_BYTE = {1, 255}; // of addresses and types, which are never 0 here
+constexpr number_range MODULE_BYTE = {1, 255}; // of addresses and types; never 0
 
 bool plug_modules(device_set &devices, const char *text); // --fio
 

@@ -6,18 +6,18 @@ namespace simulator {
 
 namespace {
 
-// An input as the harness drawings number it: the byte in the first hexadecimal digit, the bit (1
-// to 8) in the second.
+// An input as the harness drawings number it: the first hexadecimal digit is the byte, the second
+// the bit (1 to 8).
 using input_number = uint8_t;
 
 constexpr input_number NONE = 0x00;
 
 struct second_wire {
-    input_number output; // numbered alike
+    input_number output; // numbered the same way
     input_number input;
 };
 
-// Inputs by output: a row an output byte, bits 1 to 8.
+// The input of each output: one row for each output byte, bits 1 to 8.
 
 constexpr input_number WIRES_OF_220[][8] = {
     {0x01, 0x02, 0x03, 0x04, 0xC8, 0x81, 0x31, 0xB6}, // 0
@@ -73,7 +73,7 @@ module_wiring by_table(const input_number (*rows)[8], size_t bytes) {
     return wiring;
 }
 
-// Each output to the input of the same byte and bit.
+// Wires each output to the input of the same byte and bit.
 module_wiring straight(int bytes) {
     module_wiring wiring;
     for (int byte = 0; byte < bytes; byte++)
@@ -82,8 +82,8 @@ module_wiring straight(int bytes) {
     return wiring;
 }
 
-// Straight, and the outputs of the first two bytes go to a second input each: those of byte 0 to
-// byte 13, those of byte 1 to byte 14 but for the last two, which go to byte 9.
+// As straight. In addition, each output of the first two bytes has a second input: byte 0 in byte
+// 13, byte 1 in byte 14, except its last two bits, which are in byte 9.
 module_wiring spread() {
     module_wiring wiring = straight(SPREAD_BYTES);
     for (int bit = 1; bit <= 8; bit++) {

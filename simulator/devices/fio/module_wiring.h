@@ -1,5 +1,5 @@
-// The loopback harnesses that the simulated field I/O modules wear: which inputs each output is
-// wired to.
+// The loopback harnesses of the simulated field I/O modules: the inputs to which each output is
+// wired.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct module_wiring {
     std::vector<wire> wires;
 };
 
-// The harness of a module type on the sync port, and on SPI.
+// The harness of a module type on the synchronous port, and on SPI.
 module_wiring line_harness(int module_type);
 module_wiring spi_harness(int module_type);
 

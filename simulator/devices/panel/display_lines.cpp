@@ -32,7 +32,7 @@ bool display_lines::take(uint8_t byte) {
         sequence += static_cast<char>(byte);
         return false;
     }
-    if (sequence.size() == 1 && byte != '[') { // no sequence after all
+    if (sequence.size() == 1 && byte != '[') { // not a sequence
         append_byte(line, ESC);
         sequence.clear();
     }

@@ -1,6 +1,6 @@
-// Turns what a program sends to a terminal into lines that can stand in a log. Control sequences
-// are shown between angle brackets: <clear> for ESC [ 2 J, <8;1f> for ESC [ 8 ; 1 f. Bytes that
-// have no letter are shown as \xHH.
+// Turns what a program sends to a terminal into lines for a log. Control sequences appear in angle
+// brackets: <clear> for ESC [ 2 J, <8;1f> for ESC [ 8 ; 1 f. Bytes that are not printable appear as
+// \xHH.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 namespace simulator {
 
 struct display_lines {
-    // Takes one byte. True when it ended a line; `line` has it then, until `start_line`.
+    // Takes one byte. True if it ends a line; `line` then has that line until `start_line`.
     bool take(uint8_t byte);
     void start_line();
 
@@ -18,7 +18,7 @@ struct display_lines {
 private:
     void show_sequence();
 
-    std::string sequence; // begun, not yet whole; empty: none
+    std::string sequence; // begun and not complete; empty: none
 };
 
 } // namespace simulator

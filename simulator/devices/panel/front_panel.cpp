@@ -9,8 +9,8 @@ namespace simulator {
 
 namespace {
 
-constexpr int64_t SCRIPT_LATEST_US = 10'000'000; // for a program that shows nothing by itself
-constexpr int64_t READ_LOOK_US = 10'000;         // between two looks whether it has read its keys
+constexpr int64_t SCRIPT_LATEST_US = 10'000'000; // for a program that shows nothing first
+constexpr int64_t READ_LOOK_US = 10'000;         // between checks whether it has read its keys
 constexpr size_t STROKE_BYTES = 64;
 constexpr uint32_t PANEL_BPS = 38400;
 
@@ -79,7 +79,7 @@ void front_panel::take_display(std::span<const uint8_t> bytes) {
             show_line();
 }
 
-// The operator who has the display need not read it twice.
+// An operator who has the display does not need the lines in the log as well.
 void front_panel::show_line() {
     const std::string line = "panel: " + display.line;
     if (has_keyboard())

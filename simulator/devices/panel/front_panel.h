@@ -1,11 +1,10 @@
-// The front panel: a keyboard and a display that hang on port 6 as a terminal of 38400 bit/s. The
-// display's text is shown line by line under the ident "panel". Keys come from a script (--keys),
-// from the operator's keyboard (--panel), or both; with --panel the operator's terminal is the
-// display too.
+// The front panel: a keyboard and a display on port 6, a terminal at 38400 bit/s. The log shows the
+// display's text line by line under the ident "panel". Keys come from a script (--keys), from the
+// operator's keyboard (--panel), or both; with --panel the operator's terminal is also the display.
 //
-// A script begins with the first text on the display: before it the program may still be setting
-// up its port and would lose keys. A group of keys is sent only when the program has read the one
-// before, so that a busy machine does not make one key of two.
+// A script begins with the first text on the display: before that, the program may still be setting
+// up its port and would lose keys. The panel sends a group of keys only after the program has read
+// the previous one, so a busy machine does not merge two keys.
 #pragma once
 
 #include "simulator/devices/device.h"
@@ -22,11 +21,11 @@ struct front_panel final : device {
     explicit front_panel(serial_port &panel_port);
 
     line::device_end end{false};
-    port_faults faults; // of what the panel sends: none but those of its port
+    direction_faults faults; // of what reaches the port; only the port adds to them
 
-    // Keys to be pressed after those that the script has already.
+    // Appends keys to the script.
     void add_keys(const std::vector<key_step> &keys);
-    // `node` is a socket where the operator's keys arrive, one message a stroke.
+    // `node` is a socket that delivers the operator's keys, one message for each stroke.
     void plug_keyboard(int node) {
         keyboard = node;
     }

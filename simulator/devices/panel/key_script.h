@@ -1,8 +1,8 @@
 // A script of keys: --keys 's s \e[A @2.5 \x0d'
 //
-// Groups separated by blanks, each sent at once, as one key of the panel sends its bytes. In a
-// group \e is ESC, \r carriage return, \n line feed, \s a blank, \\ a backslash and \xHH any byte.
-// A group @SECONDS sends nothing and waits that much longer.
+// A script is groups separated by blanks. Each group is sent at once, as a key of the panel sends
+// its bytes. In a group \e is ESC, \r carriage return, \n line feed, \s a blank, \\ a backslash and
+// \xHH any byte. A group @SECONDS sends nothing and waits that long.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct key_step {
 
 constexpr int64_t KEY_PAUSE_US = 200'000; // after each group
 
-// Reads a script. False when it is none, after saying on standard error why.
+// Reads a script. If it is not valid, writes why to standard error and returns false.
 bool parse_keys(const char *text, std::vector<key_step> &steps);
 
 } // namespace simulator

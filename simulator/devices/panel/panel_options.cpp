@@ -9,8 +9,8 @@ namespace {
 
 constexpr const char *PANEL_PORT_NAME = "6";
 
-// The board's panel, which is plugged in if it is not there yet; null after a message when the port
-// is taken.
+// Returns the board's panel and plugs it in first if necessary. Null after a message if the port is
+// taken.
 front_panel *panel_of(device_set &devices, const char *option) {
     front_panel *panel = devices.find<front_panel>();
     if (panel != nullptr)

@@ -60,12 +60,13 @@ void feed::wake(int64_t time_us) {
 }
 
 void feed::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "port")
+    if (thing == "port" || thing == "async line")
         targets.insert(name);
 }
 
 bool feed::take_fault(const fault &wanted) {
-    if (wanted.target != name || !is_fault_of(wanted, "port"))
+    if (wanted.target != name ||
+        (!is_fault_of(wanted, "port") && !is_fault_of(wanted, "async line")))
         return false;
     faults.add(wanted);
     return true;

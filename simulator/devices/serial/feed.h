@@ -1,13 +1,12 @@
-// A far end without a port of the board: sends the bytes of a file into a port, over and over, so
-// that a receiver can be tried alone.
+// Sends the bytes of a file into a port, over and over, so that a receiver can be tested without a
+// second port.
 //
-// A block is 16 bytes, as a producer's, the last one of the file what is left. One leaves every
-// 10 ms, so that there is silence between them. What the port has no room for is lost, as on a line
-// without handshake. The faults of a line strike it under the name of the feed: "feed1" is the one
-// into port 1.
+// A block has 16 bytes, like a producer's; the last block of the file has the rest. One block
+// leaves every 10 ms, with silence after it. Bytes for which the port has no room are lost, as on a
+// line without handshake. Faults name the feed by its port: "feed1" is the feed into port 1.
 //
-// The feed sends with 8 data bits at 115200 bit/s, the speed at which hk_stress sets up its ports,
-// or at the speed that its option names. At slow speeds a block waits for the one before.
+// The feed sends with 8 data bits at 115200 bit/s, the speed that hk_stress sets, or at the speed
+// in its option. At slow speeds a block waits for the previous one.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
@@ -27,11 +26,11 @@ struct feed final : device {
     explicit feed(const serial_port &fed_port); // named "feed1" for port 1
 
     line::device_end end{false};
-    port_faults faults;
+    direction_faults faults;
 
     void set_speed(uint32_t bps);
 
-    // Reads the file. False after a message when it cannot be read, is empty or too long.
+    // Reads the file. False after a message if it cannot be read, is empty or too long.
     bool load(const char *path);
 
     bool open_nodes() override;

@@ -1,25 +1,28 @@
 #include "simulator/devices/serial/port_calls.h"
 
+#include "simulator/base/message.h"
 #include "simulator/devices/serial/port_poll.h"
 #include "simulator/devices/serial/port_transfer_calls.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/notification.h"
 
 #include <algorithm>
+#include <array>
 #include <asm/ioctls.h>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/epoll.h>
 
 namespace simulator {
 
 namespace {
 
-// Flags of open(2) that ask for no way to a port's line.
+// Flags of open(2) that do not open a port's line.
 constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
-// What the board's own open leaves out.
+// Flags that the board's own open leaves out.
 constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
 
-// Once a terminal has the bytes, who reads and writes them is in the kernel's hands.
+// If the terminal serves the port, the kernel answers its reads and writes.
 bool is_left_to_terminal(const request &asked, call_kind kind) {
     return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
 }
@@ -41,9 +44,9 @@ struct open_of_port final : stopped_call {
     uint64_t changes() const override {
         return port.model.changes();
     }
-    int64_t interrupt() override {
+    verdict interrupt() override {
         abandon();
-        return -RESTARTED_OR_EINTR;
+        return verdict::done(-RESTARTED_OR_EINTR);
     }
     void abandon() override {
         if (call.is_counted)
@@ -61,7 +64,7 @@ private:
             abandon();
             return verdict::done(-reason);
         }
-        port.count_descriptor();
+        port.count_descriptor(flags);
         if (!numbers.has(number))
             port.serve_terminal();
         return {verdict::kind::answered};
@@ -81,22 +84,48 @@ serial_port *port_calls::port_of(const struct stat &node) const {
     return found != ports.end() ? *found : nullptr;
 }
 
+serial_port *port_calls::find_opened(const request &asked, int descriptor) const {
+    const std::pair key(asked.caller, descriptor);
+    if (const auto known = remembered.find(key); known != remembered.end())
+        return known->second;
+    const auto status = status_of(asked, descriptor);
+    serial_port *found = status ? port_of(*status) : nullptr;
+    if (remembers && status)
+        remembered.emplace(key, found);
+    return found;
+}
+
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
-    const auto found = numbers.has(descriptor) ? status_of(asked, descriptor) : std::nullopt;
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor) : nullptr;
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
 }
 
-// The last close of a port comes before a call that is made after it.
-void port_calls::look_at_nodes() const {
-    std::vector<pollfd> polls;
-    for (const serial_port *each : ports)
-        polls.push_back({each->terminal().events.get(), POLLIN, 0});
-    if (poll(polls.data(), polls.size(), 0) <= 0)
+bool port_calls::watch_nodes() {
+    node_events.reset(epoll_create1(EPOLL_CLOEXEC));
+    if (!node_events.is_open())
+        return cannot("watch", "the ports");
+    for (uint32_t i = 0; i < ports.size(); i++)
+        if (!ports[i]->terminal().watch(node_events.get(), i))
+            return false;
+    return true;
+}
+
+void port_calls::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({node_events.get(), POLLIN, 0});
+}
+
+void port_calls::ready(const pollfd &) {
+    look_at_nodes(true);
+}
+
+// Handles the last close of a port before a call that follows it.
+void port_calls::look_at_nodes(bool always) const {
+    if (remembers && !always && !std::exchange(may_have_changed, false))
         return;
-    for (size_t i = 0; i < ports.size(); i++)
-        if (polls[i].revents != 0)
-            ports[i]->ready(polls[i]);
+    std::array<epoll_event, 32> found;
+    const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);
+    for (int i = 0; i < count; i++)
+        ports[found[static_cast<size_t>(i)].data.u32]->look_at_node();
 }
 
 bool port_calls::take(const request &asked) {
@@ -126,7 +155,7 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
     serial_port *port = found ? port_of(*found) : nullptr;
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
     if (port->is_emulated)
         port->set_made_for();
@@ -135,19 +164,18 @@ bool port_calls::take_open(const request &asked, int directory, uint64_t path, i
 
 bool port_calls::take_poll(const request &asked, call_kind kind) {
     auto call = std::make_unique<port_poll>(asked, kind, *this);
-    if (!call->has_port())
+    if (!call->has_port() && !(takes_all_polls && call->may_wait()))
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     held.take(std::move(call));
     return true;
 }
 
 bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
-    const auto found = status_of(asked, asked.descriptor());
-    serial_port *port = found ? port_of(found->node) : nullptr;
+    serial_port *port = find_opened(asked, asked.descriptor());
     if (port == nullptr)
         return false;
-    look_at_nodes();
+    look_at_nodes(false);
     if (port->is_served_by_terminal())
         port->look_at_node();
     switch (kind) {
@@ -163,7 +191,7 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
-        held.take(make_transfer(asked, kind, *port, *found));
+        held.take(make_transfer(asked, kind, *port));
         return true;
     }
 }

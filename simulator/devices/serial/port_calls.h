@@ -1,32 +1,37 @@
-// The calls of the program on the board's serial ports: from the stopped system call to the line,
-// which says what becomes of it, and back.
+// The program's calls on the board's serial ports. Passes each stopped system call to the line and
+// the line's result back.
 //
-// Opening. The board opens the port's node itself and gives the program the descriptor under a high
-// number, or as 0, 1 or 2 where such is free and the lowest: those numbers the filter stops, except
-// 2, see stopped_calls.h. Copies that dup(2) and fcntl(2) make get high numbers too. dup2(2) to a
-// low number makes a copy whose reads and writes the filter does not see, and standard error is
-// one. Its requests are answered as those of any other, but all bytes of the port go through the
-// terminal from then on, until the port is closed: at the speed of the line, and with the queues of
-// a terminal.
+// Opening: the board opens the port's node itself and gives the program the descriptor under a high
+// number, or as 0, 1 or 2 if the lowest free number is one of those. The filter stops these numbers
+// except 2, see stopped_calls.h. Copies by dup(2) and fcntl(2) get high numbers too. The filter
+// does not see reads and writes on a copy that dup2(2) makes at a low number, or on standard error.
+// The board answers its requests like those of any other descriptor. But from then until the port
+// is closed, all bytes of the port go through the terminal, at the speed of the line and with the
+// queues of a terminal.
 //
-// Which port a descriptor is of is asked anew at each call, by what it refers to, and whether it
-// blocks too: the flags of a descriptor are the kernel's, as are its inheritance and its last
-// close, which the node reports.
+// At each call the board looks up again which port a descriptor refers to and whether it blocks.
+// The kernel keeps the flags of a descriptor, its inheritance and its last close, which the node
+// reports.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
+#include "simulator/requests/caller.h"
 #include "simulator/requests/held_calls.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/requests/stopped_calls.h"
 
+#include <map>
 #include <optional>
 #include <vector>
 
 namespace simulator {
 
-struct port_calls final : call_taker {
+struct port_calls final : call_taker, event_source {
     port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
         : ports(std::move(all_ports)), numbers(port_numbers) {}
+
+    // False after a message. The nodes of the ports are open.
+    bool watch_nodes();
 
     bool has_ports() const {
         return !ports.empty();
@@ -36,25 +41,45 @@ struct port_calls final : call_taker {
         return has_ports() ? std::optional(numbers) : std::nullopt;
     }
 
-    // True if the call is one on a port, and is answered or held then.
+    // True if the call is on a port: it is then answered or held.
     bool take(const request &asked) override;
 
-    // The port whose line answers an open descriptor of the caller; null if it is of none, or if
-    // the port's terminal does.
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
+
+    // In the board's own time the scheduler says when descriptors may have changed their meaning or
+    // may have been closed. Until then their meaning is remembered.
+    void note_changed_descriptors() {
+        may_have_changed = true;
+        remembered.clear();
+    }
+    // Notices the last close of a port. `always`: also what a program outside the board's own time
+    // has done.
+    void look_at_nodes(bool always) const;
+
+    // The port whose line answers an open descriptor of the caller. Null if it is not a port's, or
+    // if the port's terminal answers.
     serial_port *port_at(const request &asked, int descriptor) const;
 
     held_calls held;
+    // Where time is the board's own: also a poll without a port, whose time-out is in that time.
+    bool takes_all_polls = false;
+    bool remembers = false; // while `note_changed_descriptors` is called
 
 private:
     serial_port *port_of(const struct stat &node) const;
     bool take_open(const request &asked, int directory, uint64_t path, int flags);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
-    void look_at_nodes() const;
+    // Null if the descriptor is not a port's.
+    serial_port *find_opened(const request &asked, int descriptor) const;
     bool copy(const request &asked, int least, bool close_on_exec);
 
     const std::vector<serial_port *> ports;
     const port_descriptors numbers;
+    mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
+    mutable bool may_have_changed = true;
+    unique_fd node_events; // of all ports
 };
 
 } // namespace simulator

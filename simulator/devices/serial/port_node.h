@@ -1,9 +1,9 @@
 // The node of a serial port: a pseudo-terminal whose slave programs open under the port's name.
 //
-// The calls of the program on it do not reach the terminal, see port_calls.h. What the kernel does
-// with it is to keep its descriptors, their flags, and to report when the last of them is closed.
-// Descriptors that the filter does not see (copies with a low number, programs from outside) read
-// and write the terminal itself.
+// The program's calls on it do not reach the terminal, see port_calls.h. The kernel keeps its
+// descriptors and their flags, and reports when the last of them is closed. Descriptors that the
+// filter does not see (copies with a low number, programs from outside) read and write the terminal
+// itself.
 #pragma once
 
 #include "simulator/devices/pty.h"
@@ -13,8 +13,7 @@
 namespace simulator {
 
 struct port_node {
-    pty line;         // the board keeps no slave open
-    unique_fd events; // ready when something has come, or the last slave was closed
+    pty line; // the board keeps no slave open
     std::string path;
 
     // False after a message.
@@ -29,10 +28,11 @@ struct port_node {
     }
     // A new descriptor of the slave with the flags of open(2); none with errno set.
     unique_fd open_slave(int flags) const;
-    // Whether no process has the slave open any more.
+    // True if no process has the slave open any more.
     bool is_abandoned() const;
-    // Makes `events` quiet until something happens anew.
-    void forget_events() const;
+    // Adds the node to those that an epoll descriptor watches, under that number. It reports each
+    // time that bytes have come, or the last slave was closed.
+    bool watch(int epoll, uint32_t number) const;
 };
 
 } // namespace simulator

@@ -20,17 +20,22 @@ bool is_port(const std::string &name, const std::string &option) {
 
 bool is_free(const serial_port &port, const std::string &option) {
     return port.joint == nullptr ||
-           complain("%s: something is plugged into port %s already; a port has room for one "
+           complain("%s: something is plugged into port %s already; a port takes one "
                     "cable, loop, feed, panel or line of modules",
                     option.c_str(), port.name.c_str());
 }
 
-// Makes the cable and gives it the faults of what leaves the port.
+// Makes the cable and gives it the faults of the port's output.
 void join(device_set &devices, serial_port &port, line::line_end &other) {
     devices.cables.push_back(std::make_unique<line::cable>(port.model, other));
     port.joint = devices.cables.back().get();
     port.joint->set_faults(port.model, port.faults);
     port.faults.count_in(port.hangup);
+}
+
+void receive(serial_port &port, direction_faults &arriving) {
+    port.arriving = &arriving;
+    arriving.count_in(port.hangup);
 }
 
 } // namespace
@@ -40,13 +45,13 @@ serial_port &port_named(device_set &devices, const std::string &name) {
     return port != nullptr ? *port : devices.add<serial_port>(name);
 }
 
-bool plug_device(device_set &devices, serial_port &port, line::line_end &end, port_faults &faults,
-                 const std::string &option) {
+bool plug_device(device_set &devices, serial_port &port, line::line_end &end,
+                 direction_faults &faults, const std::string &option) {
     if (!is_free(port, option))
         return false;
     join(devices, port, end);
     port.joint->set_faults(end, faults);
-    faults.count_in(port.hangup);
+    receive(port, faults);
     return true;
 }
 
@@ -71,8 +76,8 @@ bool plug_cable(device_set &devices, const char *text) {
     second.joint = first.joint;
     second.joint->set_faults(second.model, second.faults);
     second.faults.count_in(second.hangup);
-    first.faults.count_in(second.hangup);
-    second.faults.count_in(first.hangup);
+    receive(first, second.faults);
+    receive(second, first.faults);
     return true;
 }
 
@@ -85,7 +90,7 @@ bool plug_loop(device_set &devices, const char *text) {
         return false;
     port.partner_name = port.name;
     join(devices, port, port.model);
-    port.faults.count_in(port.hangup); // each chunk leaves the port and reaches it
+    receive(port, port.faults);
     return true;
 }
 

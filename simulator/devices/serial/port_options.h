@@ -6,13 +6,13 @@
 
 namespace simulator {
 
-// The port of that name ("2", "5s"), which is added if the board lacks it.
+// The port of that name ("2", "5s"). Adds it if the board lacks it.
 serial_port &port_named(device_set &devices, const std::string &name);
 
-// Plugs a device into a port: `faults` are those of what it sends. False after a message when
-// something is plugged in already; `option` is what the operator asked for ("--fio 20=221").
-bool plug_device(device_set &devices, serial_port &port, line::line_end &end, port_faults &faults,
-                 const std::string &option);
+// Plugs a device into a port: `faults` strike what it sends. False after a message if something is
+// plugged in already; `option` is the operator's option for that message ("--fio 20=221").
+bool plug_device(device_set &devices, serial_port &port, line::line_end &end,
+                 direction_faults &faults, const std::string &option);
 
 // Each carries out one option for its argument. False after a message that says what is valid.
 bool plug_cable(device_set &devices, const char *text); // --cable

@@ -15,11 +15,11 @@ namespace {
 
 constexpr size_t POLLED = 4096;              // descriptors of one call at most
 constexpr int SELECTED = 1024;               // FD_SETSIZE
-constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out is as good as none
+constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out counts as none
 constexpr short ALWAYS = POLLERR | POLLHUP | POLLNVAL;
 
-// The three sets of select(2): the argument with its address, what poll(2) calls it, and what makes
-// a descriptor a member of the result.
+// The three sets of select(2): the argument with its address, the event of poll(2), and the events
+// that put a descriptor into the result.
 struct select_set {
     size_t argument;
     short wanted;
@@ -59,7 +59,7 @@ port_poll::port_poll(const request &of, call_kind call, const port_calls &ports)
     else
         read_poll_set();
     find_ports(ports);
-    if (has_port())
+    if (has_port() || ports.takes_all_polls)
         read_deadline();
 }
 
@@ -97,14 +97,14 @@ void port_poll::read_select_set() {
 void port_poll::find_ports(const port_calls &ports) {
     for (entry &each : entries)
         each.port = ports.port_at(asked, each.descriptor);
-    if (!has_port())
+    if (!has_port() && !ports.takes_all_polls)
         return;
     for (entry &each : entries)
         if (each.port == nullptr && each.descriptor >= 0)
             each.copy = copy_descriptor(asked, each.descriptor);
 }
 
-// Milliseconds as a number, or a structure with seconds and a fraction.
+// The time-out is a number of milliseconds, or a structure with seconds and a fraction.
 void port_poll::read_deadline() {
     if (kind == call_kind::poll) {
         const auto timeout_ms = static_cast<int>(asked.arguments[2]);
@@ -154,9 +154,9 @@ uint64_t port_poll::changes() const {
     return sum;
 }
 
-int64_t port_poll::interrupt() {
+verdict port_poll::interrupt() {
     give_time_left();
-    return -RESTARTED_WITHOUT_HANDLER;
+    return verdict::done(-RESTARTED_WITHOUT_HANDLER);
 }
 
 void port_poll::add_polls(std::vector<pollfd> &polls) const {

@@ -1,6 +1,6 @@
-// poll(2), ppoll(2), select(2) and pselect(2) with at least one port among the descriptors. What
-// the ports have to say comes from the line; other descriptors are copied into the board and polled
-// by its event loop. A set without a port is left to the kernel.
+// poll(2), ppoll(2), select(2) and pselect(2) with at least one port among the descriptors. The
+// line reports the events of ports. The board copies other descriptors and polls them in its event
+// loop. The kernel answers a set without a port.
 //
 // The signal mask of ppoll and pselect is not applied while the call waits.
 #pragma once
@@ -19,10 +19,14 @@ struct port_poll final : stopped_call {
     port_poll(const request &of, call_kind call, const port_calls &ports);
 
     bool has_port() const;
+    // False for a call that the kernel would return from at once, without a port.
+    bool may_wait() const {
+        return is_good && deadline_us > now_us();
+    }
 
     verdict attempt() override;
     uint64_t changes() const override;
-    int64_t interrupt() override;
+    verdict interrupt() override;
     void add_polls(std::vector<pollfd> &polls) const override;
 
 private:

@@ -1,6 +1,7 @@
 #include "simulator/devices/serial/port_transfer_calls.h"
 
 #include "simulator/line/requests.h"
+#include "simulator/requests/caller.h"
 
 #include <algorithm>
 #include <array>
@@ -25,8 +26,8 @@ struct memory_areas {
         return std::min(sum, TRANSFER_BYTES);
     }
 
-    // Moves `size` bytes with a function of address, place and length. False if an area is not the
-    // caller's.
+    // Moves `size` bytes with a function of address, position and length. False if an area is not
+    // in the caller's memory.
     template <class Move>
     bool move(size_t size, Move move_part) const {
         size_t done = 0;
@@ -67,7 +68,7 @@ protected:
                                   : verdict::done(outcome.result);
     }
 
-    // O_NONBLOCK matters once a call would wait: only then is it asked for.
+    // O_NONBLOCK matters only if a call would wait, so it is read only then.
     template <class Call, class Attempt>
     line::outcome attempt_as_opened(Call &call, Attempt try_it) {
         line::outcome outcome = try_it();
@@ -99,8 +100,9 @@ struct read_of_port final : port_call {
             return verdict::done(deliver(outcome.result));
         return verdict_of(outcome);
     }
-    int64_t interrupt() override {
-        return call.done > 0 ? deliver(static_cast<int64_t>(call.done)) : -RESTARTED_OR_EINTR;
+    verdict interrupt() override {
+        return verdict::done(call.done > 0 ? deliver(static_cast<int64_t>(call.done))
+                                           : -RESTARTED_OR_EINTR);
     }
 
 private:
@@ -131,8 +133,8 @@ struct write_of_port final : port_call {
         return verdict_of(
             attempt_as_opened(call, [&] { return port.model.write(line_now(), call); }));
     }
-    int64_t interrupt() override {
-        return call.done > 0 ? static_cast<int64_t>(call.done) : -RESTARTED_OR_EINTR;
+    verdict interrupt() override {
+        return verdict::done(call.done > 0 ? static_cast<int64_t>(call.done) : -RESTARTED_OR_EINTR);
     }
 
 private:
@@ -174,6 +176,14 @@ private:
     bool is_good = true;
 };
 
+// Most ports are opened for both directions, and need no look at the descriptor.
+bool is_open_for(const request &asked, const serial_port &port, bool reads) {
+    if (!port.was_opened_one_way())
+        return true;
+    const descriptor_access access = access_of(asked, asked.descriptor());
+    return reads ? access.is_readable : access.is_writable;
+}
+
 struct refused_call final : stopped_call {
     refused_call(const request &of, int reason) : stopped_call(of), error(reason) {}
     verdict attempt() override {
@@ -187,13 +197,13 @@ struct refused_call final : stopped_call {
 
 } // namespace
 
-std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind, serial_port &port,
-                                            const descriptor_status &opened) {
+std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
+                                            serial_port &port) {
     if (kind == call_kind::request)
         return std::make_unique<request_of_port>(asked, port);
     const bool reads = kind == call_kind::read || kind == call_kind::readv;
     memory_areas areas = areas_of(asked, kind);
-    if (reads ? !opened.is_readable : !opened.is_writable)
+    if (!is_open_for(asked, port, reads))
         return std::make_unique<refused_call>(asked, EBADF);
     if (!areas.is_good)
         return std::make_unique<refused_call>(asked, EFAULT);

@@ -8,6 +8,7 @@
 #include <array>
 #include <asm/ioctls.h>
 #include <cstring>
+#include <fcntl.h>
 
 namespace simulator {
 
@@ -39,7 +40,7 @@ constexpr size_t GIVEN_BYTES = 4096;
 constexpr uint32_t FASTEST_BPS =
     153600; // of an asynchronous port's speeds; without a code on a host
 
-// The requests that change the settings, with those that have the speeds as numbers too.
+// The requests that change the settings, and their variants with the speeds as numbers.
 struct setting_request {
     uint32_t number;
     uint32_t with_numbers;
@@ -50,8 +51,8 @@ constexpr setting_request SETTING_REQUESTS[] = {
 void report_speed_0(const std::string &name) {
     static bool is_reported = false;
     if (!is_reported)
-        report("port %s is set to speed 0 and hangs up; a user-mode emulator makes that of the "
-               "board's own speeds: use --emulated with it",
+        report("port %s is set to speed 0 and hangs up; a user-mode emulator turns the board's "
+               "own speeds into 0: use --emulated with it",
                name.c_str());
     is_reported = true;
 }
@@ -81,24 +82,16 @@ bool serial_port::open_nodes() {
     return node.open("/dev/sp" + name);
 }
 
-void serial_port::add_polls(std::vector<pollfd> &polls) const {
-    polls.push_back({node.events.get(), POLLIN, 0});
-}
-
-void serial_port::ready(const pollfd &) {
-    node.forget_events();
-    look_at_node();
-}
-
 int64_t serial_port::wake_time_us() const {
-    const bool is_busy = (hangup.has_struck() && node.is_present()) ||
-                         (is_terminal_served && seen_changes != model.changes());
+    const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
     return is_busy ? 0 : board_time_us(model.next_event_time());
 }
 
 void serial_port::wake(int64_t) {
     joint->advance(line_now());
-    if (hangup.has_struck() && node.is_present()) {
+    if (goes_away()) {
+        for (const fault &each : hangup.rows)
+            each.count_strike();
         model.hang_up(line_now(), true);
         node.remove(); // the terminal hangs up too
     }
@@ -109,7 +102,7 @@ void serial_port::wake(int64_t) {
     seen_changes = model.changes();
 }
 
-// What was written leaves the port also when the program has ended.
+// What was written still leaves the port after the program has ended.
 bool serial_port::has_unsent() const {
     return model.is_closing();
 }
@@ -120,8 +113,9 @@ std::span<const uint32_t> serial_port::stopped_ioctls() const {
 
 // The node.
 
-void serial_port::count_descriptor() {
+void serial_port::count_descriptor(int flags) {
     descriptors++;
+    has_one_way = has_one_way || (flags & O_ACCMODE) != O_RDWR;
 }
 
 void serial_port::serve_terminal() {
@@ -136,7 +130,7 @@ void serial_port::look_at_node() {
     close_if_abandoned();
 }
 
-// As much as the line has room for: the rest waits in the terminal, and its writer with it.
+// Takes as much as the line has room for. The rest waits in the terminal, and so does its writer.
 void serial_port::take_from_node() {
     send_rest();
     while (unsent.empty()) {
@@ -146,7 +140,7 @@ void serial_port::take_from_node() {
         if (descriptors == 0) { // a program from outside
             line::open_call call{.nonblocking = true};
             (void)model.open(line_now(), call);
-            count_descriptor();
+            count_descriptor(O_RDWR);
         }
         is_terminal_served = true;
         send_rest();
@@ -178,7 +172,7 @@ void serial_port::give_to_node() {
 void serial_port::close_if_abandoned() {
     if (descriptors == 0 || !node.is_abandoned())
         return;
-    is_terminal_served = false;
+    is_terminal_served = has_one_way = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());
 }
@@ -220,7 +214,8 @@ void serial_port::set_made_for() {
 
 // Faults.
 
-// A cable is named by its two ports, in either order, a loop by its one. Empty where there is none.
+// A cable is named by its two ports, in either order, a loop by its one port. Empty if there is
+// none.
 std::string serial_port::cable_name() const {
     if (partner_name.empty() || partner_name == name)
         return partner_name;
@@ -233,7 +228,9 @@ bool serial_port::is_on_cable(const std::string &cable) const {
 }
 
 void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "port")
+    const bool has_kind = thing == (is_synchronous() ? "sync line" : "async line");
+    if (thing == "serial node" ||
+        (joint != nullptr && (thing == "port" || thing == "line" || has_kind)))
         targets.insert(name);
     if (thing == "cable" && !partner_name.empty())
         targets.insert(cable_name());
@@ -242,16 +239,29 @@ void serial_port::list_targets(std::string_view thing, std::set<std::string> &ta
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
         if (is_on_cable(wanted.target))
-            faults.lines_wired = false;
+            faults.add(wanted);
         return is_on_cable(wanted.target);
     }
-    if (wanted.target != name || !is_fault_of(wanted, "port"))
+    if (wanted.target != name)
         return false;
-    if (wanted.kind->id == fault_id::hangup)
-        hangup.limit = static_cast<uint32_t>(wanted.numbers[0]);
-    else
-        faults.add(wanted);
+    if (wanted.kind->id != fault_id::hangup)
+        return take_line_fault(wanted);
+    hangup.rows.push_back(wanted);
     return true;
+}
+
+bool serial_port::take_line_fault(const fault &wanted) {
+    std::set<std::string> targets;
+    list_targets(wanted.kind->thing, targets);
+    const bool is_modem_line = !direction_faults::leaves(wanted);
+    if (!targets.contains(name) || (is_modem_line && name == PORT_WITHOUT_LINES))
+        return false;
+    (is_modem_line ? *arriving : faults).add(wanted);
+    return true;
+}
+
+bool serial_port::goes_away() const {
+    return hangup.can_come() && node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator

@@ -1,15 +1,15 @@
 // One serial port of the board: /dev/spN (asynchronous, characters) or /dev/spNs (synchronous,
-// frames). What the program's calls do is the line's business (simulator/line/port.h) and their
-// way here port_calls.h's; this is the device: its node, its end of the cable, its faults.
+// frames). The line (simulator/line/port.h) carries out the program's calls, and port_calls.h
+// brings them there. This is the device: its node, its end of the cable, its faults.
 //
-// The node is a pseudo-terminal. Its slave's last close is the port's. Bytes that appear on it come
-// from a descriptor that the filter does not see; they are sent, and what arrives is given to the
-// terminal from then on.
+// The node is a pseudo-terminal. The last close of its slave closes the port. Bytes that appear on
+// it come from a descriptor that the filter does not see. The port sends them, and from then on
+// gives what arrives to the terminal.
 #pragma once
 
 #include "simulator/devices/device.h"
-#include "simulator/devices/serial/port_faults.h"
 #include "simulator/devices/serial/port_node.h"
+#include "simulator/faults/direction_faults.h"
 #include "simulator/line/cable.h"
 #include "simulator/line/port.h"
 
@@ -19,22 +19,23 @@
 
 namespace simulator {
 
-// The board's time as the line has it, in nanoseconds, and the other way round: the first
-// microsecond at which that moment has come.
+// The board's time in nanoseconds, for the line; and the first microsecond of the board at or after
+// a time of the line.
 int64_t line_now();
 int64_t board_time_us(int64_t line_time);
 
-constexpr size_t REQUEST_BYTES = sizeof(line::tty_settings); // of an argument at most
+constexpr size_t REQUEST_BYTES = sizeof(line::tty_settings); // the longest argument
 
 struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
 
     line::port model;
-    port_faults faults;           // of what leaves this port
-    chunk_counter hangup;         // of chunks leaving or reaching it
-    line::cable *joint = nullptr; // none: nothing is plugged in
-    std::string partner_name;     // of the port at the other end, for the fault "lines"
-    bool is_emulated = false;     // --emulated: the program runs under a user-mode emulator
+    direction_faults faults;              // of what leaves this port
+    direction_faults *arriving = nullptr; // of what reaches it
+    port_hangup hangup;                   // counts both
+    line::cable *joint = nullptr;         // none: nothing is plugged in
+    std::string partner_name;             // of the port at the other end, for the fault "lines"
+    bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
 
     bool is_synchronous() const {
         return name.back() == 's';
@@ -44,8 +45,6 @@ struct serial_port final : device {
     }
 
     bool open_nodes() override;
-    void add_polls(std::vector<pollfd> &polls) const override;
-    void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
     bool has_unsent() const override;
@@ -53,23 +52,30 @@ struct serial_port final : device {
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
-    // The program has got a descriptor of the port, after `model.open`.
-    void count_descriptor();
-    // The program has a copy that the filter does not see: its terminal takes and gives the bytes.
+    // Call it after `model.open`, when the program has got a descriptor of the port with those
+    // flags of open(2).
+    void count_descriptor(int flags);
+    // True if one of the descriptors may be for reading only or for writing only.
+    bool was_opened_one_way() const {
+        return has_one_way;
+    }
+    // The program has a copy that the filter does not see: from now on the terminal carries the
+    // bytes.
     void serve_terminal();
     bool is_served_by_terminal() const {
         return is_terminal_served;
     }
-    // Takes what was written to the terminal, and closes the port if nobody has it open any more.
+    // Takes what was written to the terminal, and closes the port if no process has it open any
+    // more.
     void look_at_node();
-    // What a user-mode emulator leaves out of the program's requests: a speed without a code on the
-    // host arrives as 0, the request for the synchronous mode not at all. With --emulated the port
-    // takes the speed and the mode that its node is made for; without it the board says why the
-    // port stays silent. `memory` has REQUEST_BYTES with the argument at its beginning.
+    // Corrects requests that a user-mode emulator changes: a speed without a code on the host
+    // arrives as 0, and the request for the synchronous mode does not arrive. With --emulated the
+    // port takes the speed and mode of its node. Without it the board reports why the port stays
+    // silent. `memory` has REQUEST_BYTES and begins with the argument.
     void adapt(line::request_call &call, std::span<uint8_t> memory);
     void set_made_for();
 
-    // Whether the program has read all that has arrived.
+    // True if the program has read all that has arrived.
     bool is_read();
 
 private:
@@ -79,10 +85,13 @@ private:
     void send_rest();
     void give_to_node();
     void close_if_abandoned();
+    bool goes_away() const;
+    bool take_line_fault(const fault &wanted);
 
     port_node node;
     std::optional<line::cable> open_end; // a cable with one end, if nothing is plugged in
-    int descriptors = 0;                 // counted as opened, and not closed
+    int descriptors = 0;                 // opened and not closed
+    bool has_one_way = false;
     bool is_terminal_served = false;
     std::vector<uint8_t> unsent; // from the terminal; the line has no room for it yet
     uint64_t seen_changes = 0;

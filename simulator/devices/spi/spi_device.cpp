@@ -14,39 +14,29 @@ namespace simulator {
 namespace {
 
 constexpr uint32_t STOPPED_IOCTLS[] = {
-    SPI_IOC_WR_MODE,
-    SPI_IOC_WR_BITS_PER_WORD,
-    SPI_IOC_WR_MAX_SPEED_HZ,
-    SPI_IOC_MESSAGE(1),
+    SPI_IOC_RD_MODE,          SPI_IOC_WR_MODE,         SPI_IOC_RD_BITS_PER_WORD,
+    SPI_IOC_WR_BITS_PER_WORD, SPI_IOC_RD_MAX_SPEED_HZ, SPI_IOC_WR_MAX_SPEED_HZ,
+    SPI_IOC_MESSAGE(1),       SPI_IOC_MESSAGE(2),      SPI_IOC_MESSAGE(3),
+    SPI_IOC_MESSAGE(4),
 };
 
 constexpr int INVERTING_TYPE = 219; // see fio_module::read_inputs
 constexpr uint8_t WORD_BITS = 8;
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
-constexpr size_t TRANSFER_BYTES_MAX = 4096; // as spidev's own buffer
-constexpr size_t INPUT_BYTES = 18;          // in a read-inputs reply
-constexpr size_t OUTPUT_BYTES = 32;         // in a set-outputs request
-constexpr size_t STATUS_REQUEST_BYTES = 1;
-constexpr size_t REPLY_GAP_BYTES = 6; // between a request's end and its reply
-
-uint8_t exclusive_or(std::span<const uint8_t> bytes) {
-    uint8_t result = 0xFF;
-    for (const uint8_t byte : bytes)
-        result ^= byte;
-    return result;
-}
-
-// Bytes of a request with command and check byte; the command alone decides.
-size_t request_length(uint8_t command) {
-    const size_t payload = command == COMMAND_SET      ? OUTPUT_BYTES
-                           : command == COMMAND_STATUS ? STATUS_REQUEST_BYTES
-                                                       : 0;
-    return 1 + payload + 1;
-}
+constexpr size_t MESSAGE_BYTES_MAX = 4096; // as spidev's own buffer
+constexpr int64_t BYTE_BITS = 8;
 
 template <typename Setting>
 void take_setting(const request &asked, Setting &setting) {
     if (read_memory(asked, asked.ioctl_argument(), &setting, sizeof setting))
+        answer(asked, 0);
+    else
+        refuse(asked, EFAULT);
+}
+
+template <typename Setting>
+void give_setting(const request &asked, const Setting &setting) {
+    if (write_memory(asked, asked.ioctl_argument(), &setting, sizeof setting))
         answer(asked, 0);
     else
         refuse(asked, EFAULT);
@@ -82,90 +72,135 @@ bool spi_device::owns(const struct stat &node) const {
 
 void spi_device::take_request(const request &asked) {
     switch (asked.ioctl_number()) {
+    case SPI_IOC_RD_MODE:
+        return give_setting(asked, present.mode);
     case SPI_IOC_WR_MODE:
-        take_setting(asked, mode);
-        break;
+        return take_setting(asked, present.mode);
+    case SPI_IOC_RD_BITS_PER_WORD:
+        return give_setting(asked, present.word_bits);
     case SPI_IOC_WR_BITS_PER_WORD:
-        take_setting(asked, word_bits);
-        break;
+        return take_setting(asked, present.word_bits);
+    case SPI_IOC_RD_MAX_SPEED_HZ:
+        return give_setting(asked, present.speed_hz);
     case SPI_IOC_WR_MAX_SPEED_HZ:
-        take_setting(asked, speed_hz);
-        break;
-    case SPI_IOC_MESSAGE(1):
-        transfer(asked);
-        break;
+        return take_setting(asked, present.speed_hz);
     default:
-        refuse(asked, ENOTTY);
+        return take_message(asked);
     }
 }
 
-void spi_device::transfer(const request &asked) {
-    spi_ioc_transfer wanted{};
-    if (!read_memory(asked, asked.ioctl_argument(), &wanted, sizeof wanted)) {
-        refuse(asked, EFAULT);
+void spi_device::take_message(const request &asked) {
+    message wanted{.asked = asked, .transfers = {}, .bytes = {}, .due_us = now_us()};
+    if (!under_way.empty())
+        wanted.due_us = under_way.back().due_us;
+    int error = EFAULT;
+    if (!read_message(wanted, error)) {
+        refuse(asked, error);
         return;
     }
-    if (wanted.len > TRANSFER_BYTES_MAX) {
-        refuse(asked, EMSGSIZE);
-        return;
-    }
-    transfer_bytes sent(wanted.len);
-    if (!read_memory(asked, wanted.tx_buf, sent.data(), sent.size())) {
-        refuse(asked, EFAULT);
-        return;
-    }
-    const uint32_t clock_hz = wanted.speed_hz != 0 ? wanted.speed_hz : speed_hz;
-    const bool heard = mode == SPI_MODE_2 && word_bits == WORD_BITS &&
-                       wanted.bits_per_word == WORD_BITS && clock_hz <= SPEED_HZ_MAX &&
-                       speed_hz <= SPEED_HZ_MAX;
-    const transfer_bytes received = heard ? received_for(sent) : transfer_bytes(sent.size());
-    if (write_memory(asked, wanted.rx_buf, received.data(), received.size()))
-        answer(asked, static_cast<int64_t>(received.size()));
-    else
-        refuse(asked, EFAULT);
+    carry_out(wanted);
+    under_way.push_back(std::move(wanted));
 }
 
-spi_device::transfer_bytes spi_device::received_for(const transfer_bytes &sent) {
-    if (!module)
-        return sent;
-    transfer_bytes received(sent.size());
-    const size_t length = sent.empty() ? 0 : request_length(sent[0]);
-    const std::span<const uint8_t> asked = std::span(sent).first(std::min(length, sent.size()));
-    if (length == 0 || asked.size() < length || exclusive_or(asked) != 0)
-        return received;
-    const transfer_bytes data =
-        module->execute(asked[0], asked.subspan(1, length - 2), INPUT_BYTES);
-    if (data.empty())
-        return received;
-    transfer_bytes reply = {static_cast<uint8_t>(asked[0] + REPLY_MARK)};
-    reply.insert(reply.end(), data.begin(), data.end());
-    reply.push_back(exclusive_or(reply));
-    put_reply(received, length, std::move(reply));
-    return received;
+bool spi_device::read_message(message &wanted, int &error) const {
+    const uint64_t address = wanted.asked.ioctl_argument();
+    const uint32_t bytes = _IOC_SIZE(wanted.asked.ioctl_number());
+    for (uint32_t at = 0; at < bytes; at += sizeof(spi_ioc_transfer))
+        if (!read_transfer(wanted, address + at, error))
+            return false;
+    wanted.transfers.back().releases = !wanted.transfers.back().releases;
+    return true;
 }
 
-// A late reply begins so late that the transfer ends in its middle.
-void spi_device::put_reply(transfer_bytes &received, size_t request_bytes,
-                           transfer_bytes reply) const {
-    if (module->strikes(fault_id::check))
-        reply.back() ^= 0x01;
-    size_t begin = request_bytes + REPLY_GAP_BYTES;
-    if (module->strikes(fault_id::late_reply))
-        begin = received.size() - reply.size() / 2;
-    for (size_t i = 0; i < reply.size() && begin + i < received.size(); i++)
-        received[begin + i] = reply[i];
+// `cs_change` releases the chip select between two transfers. After the last transfer it does not.
+bool spi_device::read_transfer(message &wanted, uint64_t address, int &error) const {
+    spi_ioc_transfer given{};
+    if (!read_memory(wanted.asked, address, &given, sizeof given))
+        return false;
+    const size_t begin = wanted.bytes.size();
+    if (given.len > MESSAGE_BYTES_MAX - begin) {
+        error = EMSGSIZE;
+        return false;
+    }
+    wanted.bytes.resize(begin + given.len);
+    if (given.tx_buf != 0 &&
+        !read_memory(wanted.asked, given.tx_buf, wanted.bytes.data() + begin, given.len))
+        return false;
+    settings how = present;
+    how.word_bits = given.bits_per_word != 0 ? given.bits_per_word : how.word_bits;
+    how.speed_hz = given.speed_hz != 0 ? given.speed_hz : how.speed_hz;
+    how.speed_hz = std::max(how.speed_hz, 1U);
+    const int64_t time_us =
+        BYTE_BITS * given.len * US_PER_SECOND / how.speed_hz + given.delay_usecs;
+    wanted.transfers.push_back(
+        {given.rx_buf, begin, given.len, how, time_us, given.cs_change != 0});
+    return true;
+}
+
+// Transfers without a release between them belong to one selection of the device.
+void spi_device::carry_out(message &wanted) {
+    size_t begin = 0;
+    for (const transfer &each : wanted.transfers) {
+        wanted.due_us += each.time_us;
+        if (!each.releases && &each != &wanted.transfers.back())
+            continue;
+        const size_t end = each.begin + each.length;
+        const spi_bytes received =
+            exchange(std::span(wanted.bytes).subspan(begin, end - begin), each.how);
+        std::ranges::copy(received, wanted.bytes.begin() + static_cast<ptrdiff_t>(begin));
+        begin = end;
+        if (each.releases)
+            selection.release();
+    }
+}
+
+spi_bytes spi_device::exchange(std::span<const uint8_t> sent, const settings &how) {
+    fio_module *behind = module ? &*module : nullptr;
+    const bool agrees = how.mode == SPI_MODE_2 &&
+                        (how.word_bits == WORD_BITS || how.word_bits == 0) &&
+                        how.speed_hz <= SPEED_HZ_MAX;
+    if (agrees)
+        return selection.shift(sent, behind, how.speed_hz);
+    return one_bit_late(selection.shift(one_bit_late(sent), behind, how.speed_hz));
+}
+
+int64_t spi_device::wake_time_us() const {
+    return under_way.empty() ? NEVER : under_way.front().due_us;
+}
+
+void spi_device::wake(int64_t time_us) {
+    while (!under_way.empty() && under_way.front().due_us <= time_us) {
+        answer_message(under_way.front());
+        under_way.pop_front();
+    }
+}
+
+void spi_device::answer_message(const message &done) {
+    for (const transfer &each : done.transfers) {
+        if (each.received_at != 0 && each.length != 0 &&
+            !write_memory(done.asked, each.received_at, done.bytes.data() + each.begin,
+                          each.length)) {
+            refuse(done.asked, EFAULT);
+            return;
+        }
+    }
+    answer(done.asked, static_cast<int64_t>(done.bytes.size()));
 }
 
 void spi_device::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "module" && module)
+    if ((thing == "module" || thing == "SPI module") && module)
         targets.insert(name);
 }
 
+std::string spi_device::possible_instead(const fault &wanted) const {
+    return module && is_fault_of(wanted, "module")
+               ? module->possible_instead(wanted, SPI_INPUT_BYTES)
+               : "";
+}
+
 bool spi_device::take_fault(const fault &wanted) {
-    constexpr fault_id OF_THE_LINE[] = {fault_id::stray_bytes, fault_id::long_reply,
-                                        fault_id::short_reply};
-    return module && std::ranges::find(OF_THE_LINE, wanted.kind->id) == std::end(OF_THE_LINE) &&
-           module->take_fault(wanted);
+    return module && (is_fault_of(wanted, "module") || is_fault_of(wanted, "SPI module")) &&
+           module->take_fault(wanted, SPI_INPUT_BYTES);
 }
 
 } // namespace simulator

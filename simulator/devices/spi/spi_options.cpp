@@ -20,10 +20,10 @@ constexpr uint8_t EEPROM_FILL = 0xA5;
 constexpr uint8_t KEY_PRESENT = 0x80; // what /dev/datakeypresent reads as
 constexpr uint8_t KEY_ABSENT = 0x00;
 
-// The last option of several holds.
-void put_memory(device_set &devices, const char *node, size_t bytes, uint8_t value) {
+// The last of several options counts.
+spi_memory &put_memory(device_set &devices, const char *node, size_t bytes, uint8_t value) {
     devices.remove<spi_memory>(node);
-    devices.add<spi_memory>(node, std::vector<uint8_t>(bytes, value));
+    return devices.add<spi_memory>(node, std::vector<uint8_t>(bytes, value));
 }
 
 } // namespace
@@ -35,7 +35,7 @@ bool add_spi_device(device_set &devices, const char *text) {
     int module_type = SPI_LOOPBACK;
     if ((node != DEFAULT_NODE && node != OTHER_NODE) ||
         (what != "loop" && !read_number(what, MODULE_BYTE, module_type)))
-        return complain("--spi %s: what is there is \"loop\" or the type of a module, 1 to 255; "
+        return complain("--spi %s: the device is \"loop\" or the type of a module, 1 to 255; "
                         "after \"reserved=\" it is at /dev/reserved, otherwise at "
                         "/dev/manufacturer",
                         text);
@@ -50,8 +50,11 @@ bool add_datakey(device_set &devices, const char *text) {
     if (state != "present" && state != "absent")
         return complain("--datakey %s: the key is present or absent", text);
     const bool present = state == "present";
-    put_memory(devices, "datakeypresent", 1, present ? KEY_PRESENT : KEY_ABSENT);
-    put_memory(devices, "datakey", present ? MEMORY_BYTES : 0, DATAKEY_FILL);
+    spi_memory &holder =
+        put_memory(devices, "datakeypresent", 1, present ? KEY_PRESENT : KEY_ABSENT);
+    spi_memory &key = put_memory(devices, "datakey", present ? MEMORY_BYTES : 0, DATAKEY_FILL);
+    holder.is_part_of_key = key.is_part_of_key = present;
+    holder.contents_without_key = {KEY_ABSENT};
     return true;
 }
 

@@ -17,7 +17,7 @@ void discipline::set_settings(int64_t now, const tty_settings &wanted) {
     const tty_settings before = settings;
     settings = wanted;
     if ((before.c_lflag & ICANON) != (wanted.c_lflag & ICANON)) {
-        // What waits becomes a line of its own, or is no longer one.
+        // Waiting input becomes a complete line, or loses its line ends.
         for (cell &each : buffer)
             each.ends_line = each.is_end_of_file = false;
         complete = is_canonical() ? buffer.size() : 0;
@@ -41,8 +41,8 @@ size_t discipline::receive(int64_t now, std::span<const received_byte> bytes) {
     return lost;
 }
 
-// In canonical mode a line that is longer than the buffer must not block its own end: its last
-// place is then used again and again.
+// In canonical mode, a line that is longer than the buffer must not block its own end: further
+// bytes replace the last one.
 bool discipline::has_room() const {
     const size_t needed = (settings.c_iflag & PARMRK) != 0 ? MARKED_BYTES : 1;
     return buffer.size() + needed <= READ_BUFFER_BYTES || (is_canonical() && complete == 0);
@@ -65,7 +65,7 @@ void discipline::take(int64_t now, received_byte received) {
     take_character(now, static_cast<uint8_t>(strips ? received.data & 0x7fU : received.data));
 }
 
-// A character that came with an error, and INPCK is set; or a break. See termios(3).
+// Takes a break, or a character with an error while INPCK is set. See termios(3).
 void discipline::take_flagged(received_byte received) {
     const bool is_break = received.mark == character_mark::break_seen;
     const bool marks = (settings.c_iflag & PARMRK) != 0;
@@ -80,7 +80,7 @@ void discipline::take_flagged(received_byte received) {
     store(marks && !is_break ? received.data : 0);
 }
 
-// The order of the kernel: flow control, signals, mapping of line ends, editing, echo.
+// In the kernel's order: flow control, signals, mapping of line ends, editing, echo.
 void discipline::take_character(int64_t now, uint8_t byte) {
     if (take_flow_control(now, byte) || take_signal_character(now, byte))
         return;
@@ -97,7 +97,7 @@ void discipline::take_character(int64_t now, uint8_t byte) {
     else if (echoes())
         echo_out.echo(now, byte);
     if (byte == MARK && (settings.c_iflag & PARMRK) != 0)
-        store(byte); // doubled, so that it is not taken for a mark
+        store(byte); // doubled, since a single one is a mark
     store(byte);
 }
 

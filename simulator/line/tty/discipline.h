@@ -1,15 +1,15 @@
-// The input side of the terminal line discipline (n_tty): what becomes of the bytes that the driver
-// hands over until a program reads them.
+// The input side of the terminal line discipline (n_tty): what happens to bytes from the driver
+// until a program reads them.
 //
-// There are two queues, as in the kernel. The driver's flip buffers take what comes; the read
-// buffer of 4095 bytes is filled from them and is what read, poll and FIONREAD see. A port that is
-// not read fills the read buffer, then the flip buffers (64 KiB), and then loses bytes. A flush of
-// the input empties the read buffer alone; the flip buffers fill it again.
+// There are two queues, as in the kernel. The driver puts bytes into its flip buffers (64 KiB).
+// These fill the read buffer of 4095 bytes, which read, poll and FIONREAD see. If nobody reads, the
+// read buffer fills, then the flip buffers, and then bytes are lost. A flush of the input empties
+// only the read buffer; the flip buffers fill it again.
 //
 // Modelled: ISTRIP, IGNCR, ICRNL, INLCR, IXON, IXANY, BRKINT, PARMRK, INPCK; canonical mode with
-// erase, kill, end of file and the two further line ends; echo; ISIG as far as it flushes the
-// queues. No signal is sent, since no process has a serial port of the board as its controlling
-// terminal. Not modelled: IUCLC, IUTF8, word erase, reprint, literal next.
+// erase, kill, end of file and the two other line ends; echo; the flushing of the queues by ISIG.
+// No signal is sent, because no process has a serial port of the board as its controlling terminal.
+// Not modelled: IUCLC, IUTF8, word erase, reprint, literal next.
 #pragma once
 
 #include "simulator/line/tty/output.h"
@@ -33,19 +33,19 @@ public:
     // Takes what the driver has received. Returns how many bytes were lost.
     size_t receive(int64_t now, std::span<const received_byte> bytes);
 
-    // Bytes that a read could get now; in canonical mode those of complete lines (FIONREAD).
+    // Bytes that a read would return now; in canonical mode only complete lines (FIONREAD).
     size_t readable() const;
-    // Whether a read can return: `least` bytes, or a complete line in canonical mode.
+    // True if a read can return: `least` bytes, or a complete line in canonical mode.
     bool has_input(size_t least) const;
     // Moves bytes to the reader, at most one line in canonical mode.
     size_t read(int64_t now, std::span<uint8_t> bytes);
 
     void flush_input(int64_t now);
-    // The last close: both queues are emptied, nothing of a flow control remains.
+    // The last close: empties both queues and clears the flow control.
     void close();
 
-    // The read buffer is nearly full (fewer than 128 places), or nearly empty (at most 128 bytes):
-    // when a driver is throttled and released.
+    // The driver throttles when the read buffer is nearly full (fewer than 128 bytes free), and
+    // releases when it is nearly empty (at most 128 bytes).
     bool wants_throttle() const;
     bool wants_release() const;
 
@@ -82,7 +82,7 @@ private:
     tty_settings settings = initial_settings();
     std::deque<received_byte> flip;
     std::deque<cell> buffer;
-    size_t complete = 0; // of the buffer's cells, those that belong to complete lines
+    size_t complete = 0; // cells of the buffer in complete lines
 };
 
 } // namespace simulator::line

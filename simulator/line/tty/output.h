@@ -18,17 +18,17 @@ public:
         local_flags = wanted.c_lflag;
     }
 
-    // Queues what there is room for. Returns how many of the bytes were taken; a byte that becomes
-    // two is taken when there is room for both.
+    // Queues as many bytes as there is room for and returns how many. A byte that becomes two needs
+    // room for both.
     size_t write(int64_t now, std::span<const uint8_t> bytes);
 
-    // Echoes one character of input, a control character as ^X if ECHOCTL is set. What there is no
-    // room for is lost.
+    // Echoes one character of input, a control character as ^X if ECHOCTL is set. Without room it
+    // is lost.
     void echo(int64_t now, uint8_t byte);
-    // Echoes as it is, but for OPOST.
+    // Echoes text unchanged except for OPOST.
     void echo_text(int64_t now, std::string_view text);
 
-    // How many columns the echo of the character takes.
+    // Number of columns of the character's echo.
     int echo_columns(uint8_t byte) const;
 
 private:

@@ -99,7 +99,7 @@ void resolve_speeds(tty_settings &settings, const tty_settings &before) {
     const tcflag_t output = settings.c_cflag & CBAUD;
     const tcflag_t input = settings.c_cflag >> IBSHIFT & CBAUD;
     settings.c_ospeed = bps_of(output, settings.c_ospeed, before.c_ospeed);
-    settings.c_ispeed = input == B0 ? settings.c_ospeed // no code of its own
+    settings.c_ispeed = input == B0 ? settings.c_ospeed // B0: same as the output
                                     : bps_of(input, settings.c_ispeed, before.c_ispeed);
 }
 

@@ -50,7 +50,7 @@ void receiver::deliver() {
     fifo.clear();
 }
 
-// As the kernel's 8250 driver does with its read_status_mask and ignore_status_mask.
+// Follows read_status_mask and ignore_status_mask of the kernel's 8250 driver.
 void receiver::take(const heard_character &heard) {
     counts.received++;
     counts.breaks += heard.is_break ? 1 : 0;

@@ -1,12 +1,12 @@
 // The receive FIFO of a UART and the driver that empties it.
 //
 // The chip interrupts when 8 bytes wait in the FIFO, or when some wait and nothing has come for the
-// time of four characters (16550A with the driver's trigger level). Only then does the driver take
-// them, mark those that came with an error, and hand them to the line discipline. A reader thus
-// sees a long block in groups of 8 and its end a little later than it arrived.
+// time of four characters (16550A with the driver's trigger level). The driver then takes them,
+// marks those with an error, and hands them to the line discipline. So a reader sees a long block
+// in groups of 8, and its end a little later than it arrived.
 //
-// Which errors are marked, and which characters are not handed on at all, is decided by c_iflag and
-// CREAD, as in the kernel's driver: without INPCK a wrong parity is not even looked at.
+// As in the kernel's driver, c_iflag and CREAD decide which errors are marked and which characters
+// are dropped. Without INPCK the driver ignores parity errors.
 #pragma once
 
 #include "simulator/line/uart/sampler.h"
@@ -28,7 +28,7 @@ struct receive_counts {
     int framing_errors = 0;
     int parity_errors = 0;
     int breaks = 0;
-    int lost = 0; // no room left between driver and line discipline
+    int lost = 0; // flip buffers were full
 };
 
 class receiver {
@@ -38,7 +38,7 @@ public:
 
     // `flags` are those of c_iflag. Without `enabled` (CREAD) characters are counted and dropped.
     void configure(const line_format &wanted, uint32_t flags, bool enabled);
-    // A closed port hears nothing: its FIFO is cleared at opening, and the interrupt is off.
+    // A closed port receives nothing: the interrupt is off, and an open clears the FIFO.
     void listen(bool wanted);
 
     // Passes characters to the sampler.
@@ -47,7 +47,7 @@ public:
     }
 
     void advance(int64_t now);
-    // What the driver has taken from the FIFO and nobody has fetched. Who does, clears it.
+    // What the driver has taken from the FIFO. The user of these bytes clears them.
     std::vector<received_byte> delivered;
 
     int64_t next_event_time() const;

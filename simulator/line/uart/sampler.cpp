@@ -43,7 +43,7 @@ int64_t sampler::time_of(size_t count) const {
     return start == NEVER ? wave.back().end : start + stop_sample_ns();
 }
 
-// From the beginning of the start bit to the middle of the first stop bit.
+// The time from the beginning of the start bit to the middle of the first stop bit.
 int64_t sampler::stop_sample_ns() const {
     return half_bits_ns(format, 2 * bits_before_stop(format) + 1);
 }
@@ -91,8 +91,7 @@ heard_character sampler::read_bits(int64_t start) const {
     return heard;
 }
 
-// The first moment not before `from` at which the wire has the level. Between characters it is
-// high.
+// The first time, from `from` on, at which the wire has the level. Between characters it is high.
 int64_t sampler::first_at_level(bool level, int64_t from) const {
     int64_t at = from;
     for (const character &passing : wave) {

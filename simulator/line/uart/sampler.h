@@ -1,14 +1,13 @@
-// The receiving half of a UART: makes characters of the levels on the wire.
+// The receiving half of a UART: turns the levels on the wire into characters.
 //
-// Two ends that agree on speed and framing need no look at single bits: what was sent is what is
-// heard, at the end of the last stop bit. Where they do not agree, or when the receiver starts in
-// the middle of a character, the sampler does what the chip does: it waits for a falling edge,
-// looks at the middle of each bit by its own clock, and takes what it sees there as start bit,
-// data, parity and stop bit. What comes out is garbage of the kind that a wrong speed gives, the
-// same in every run.
+// If both ends agree on speed and framing, the sampler need not look at single bits: it receives
+// what was sent, at the end of the last stop bit. If they disagree, or if the receiver starts in
+// the middle of a character, the sampler does what the chip does. It waits for a falling edge,
+// samples the middle of each bit by its own clock, and takes the samples as start bit, data, parity
+// and stop bit. The result is the garbage of a wrong speed, the same in every run.
 //
-// A low stop bit is a framing error; the chip takes it for the next start bit (16550 data sheet).
-// A character that is low throughout is a break, and nothing more is heard until the wire is high.
+// A low stop bit is a framing error; the chip takes it for the next start bit (16550 data sheet). A
+// character that is all low is a break: the sampler receives nothing more until the wire is high.
 #pragma once
 
 #include "simulator/line/uart/wire.h"
@@ -33,8 +32,8 @@ public:
         format = wanted;
     }
 
-    // A character on the wire; each starts no earlier than the one before it ends. It may lie in
-    // the future.
+    // Adds a character on the wire, which may be in the future. Each starts no earlier than the
+    // previous one ends.
     void add(const character &passing) {
         wave.push_back(passing);
     }
@@ -44,9 +43,9 @@ public:
     // The next character that is complete by `now`.
     std::optional<heard_character> next(int64_t now);
 
-    // The time at which at least `count` characters (1 or more) will have been heard, or all that
-    // are on the wire if they are fewer. NEVER if nothing is on the wire. Where the ends disagree
-    // it is the time of the next character, or a moment before it.
+    // The time at which at least `count` characters (1 or more) are received, or all on the wire if
+    // there are fewer. NEVER if the wire has none. If the ends disagree, the time of the next
+    // character or a moment before it.
     int64_t time_of(size_t count) const;
 
 private:
@@ -59,8 +58,8 @@ private:
     void forget_until(int64_t time);
 
     line_format format;
-    std::deque<character> wave; // what may still be looked at
-    int64_t looking_from = 0;   // a start bit is looked for from here on
+    std::deque<character> wave; // characters still needed for samples
+    int64_t looking_from = 0;   // searches for a start bit from this time on
     bool awaiting_high = false; // after a break
 };
 

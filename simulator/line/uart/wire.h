@@ -1,6 +1,6 @@
-// What passes along one wire of a cable: characters, each with the moments at which its start bit
-// begins and its last stop bit ends. A character knows the level of the wire at any moment between
-// them, so that a receiver can sample it with a clock of its own.
+// The characters on one wire of a cable, each with the times at which its start bit begins and its
+// last stop bit ends. A character gives the level of the wire at any time between them, so a
+// receiver can sample it with its own clock.
 //
 // All times of the line are nanoseconds on the clock of the board. The line never reads a clock.
 #pragma once
@@ -25,12 +25,12 @@ struct line_format {
     bool operator==(const line_format &) const = default;
 };
 
-// The time of a number of half bits, rounded to the nearest nanosecond.
+// The duration of a number of half bits, rounded to the nearest nanosecond.
 constexpr int64_t half_bits_ns(const line_format &format, int64_t half_bits) {
     return (half_bits * SECOND / 2 + format.bps / 2) / format.bps;
 }
 
-// Start bit, data bits and parity bit: what comes before the stop bits.
+// The start bit, data bits and parity bit.
 constexpr int bits_before_stop(const line_format &format) {
     return 1 + format.data_bits + (format.parity == parity_kind::none ? 0 : 1);
 }
@@ -39,12 +39,12 @@ constexpr int64_t character_ns(const line_format &format) {
     return half_bits_ns(format, 2 * bits_before_stop(format) + format.stop_half_bits);
 }
 
-// Whether a receiver set to `receiver` reads what `sender` sends as it is. A UART samples a
-// character in the middle of its bits and starts anew with each character, so it bears speeds that
-// are 5 % apart. The number of stop bits does not matter to a receiver.
+// True if a receiver with the format `receiver` correctly reads what `sender` sends. A UART samples
+// the middle of each bit and synchronises again on each character, so it tolerates speeds that
+// differ by 5 %. A receiver ignores the number of stop bits.
 bool agree(const line_format &sender, const line_format &receiver);
 
-// The parity bit that belongs to the data.
+// The parity bit of the data.
 bool parity_bit(const line_format &format, uint8_t data);
 
 struct character {
@@ -58,7 +58,7 @@ struct character {
     int64_t bit_ns() const {
         return half_bits_ns(format, 2);
     }
-    // How many bits of the format the character has, the stop bits as one.
+    // The number of bits in the character; the stop bits count as one.
     int bits() const {
         return bits_before_stop(format) + 1;
     }

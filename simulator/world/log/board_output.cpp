@@ -84,8 +84,8 @@ void board_output::put(std::string_view text) {
     write_waiting();
 }
 
-// The descriptor is shared with the program and may be in blocking mode: a pipe that poll reports
-// as writable takes PIPE_BUF bytes without blocking.
+// The program shares the descriptor, which may be in blocking mode. A pipe that poll reports as
+// writable takes PIPE_BUF bytes without blocking.
 void board_output::write_waiting() {
     while (!waiting.empty()) {
         if (present_events(STDOUT_FILENO, POLLOUT) == 0)

@@ -1,8 +1,9 @@
 // What the board shows to the operator: the system log and its own notes, line by line with the
 // date and time, on standard output and in the file of --log.
 //
-// Standard output may be a pipe that nobody empties. The board must go on then, so lines wait in a
-// bounded store until they can be written; what does not fit is counted and the count is shown.
+// Standard output may be a pipe that nobody reads. The board must not wait for it: lines wait in a
+// bounded buffer until they can be written. Lines that do not fit are dropped, and the board shows
+// their count.
 #pragma once
 
 #include "simulator/time/event_loop.h"
@@ -28,15 +29,15 @@ struct board_output final : event_source {
     void show(std::string_view text);
     // Puts one line into the log file only.
     void keep(std::string_view text);
-    // Sends bytes to standard output as they are, for an operator whose terminal is the panel.
-    // Lines that come meanwhile start on a line of their own.
+    // Sends bytes to standard output unchanged, for an operator whose terminal is the panel. The
+    // next log line begins on a new line.
     void show_display(std::span<const uint8_t> bytes);
 
 private:
     void put(std::string_view text);
     void write_waiting();
 
-    bool within_line = false; // the display's last line is not ended yet
+    bool within_line = false; // the display's last line has no end yet
     std::string waiting;
     size_t lost_lines = 0;
 };

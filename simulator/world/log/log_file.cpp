@@ -42,7 +42,7 @@ void log_file::write_waiting() {
     if (waiting.empty() || complained)
         return;
     complained = true;
-    report("cannot write %s: %s; its lines wait until that is possible again", path.c_str(),
+    report("cannot write %s: %s; its lines wait in memory until it is writable", path.c_str(),
            strerror(errno));
 }
 

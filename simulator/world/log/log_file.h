@@ -13,10 +13,10 @@ class log_file {
 public:
     // Creates the file, or empties it. False after a message.
     bool open(const std::string &path);
-    // Writes the line, its newline included, now or later. Does nothing when no file is open. Says
-    // once on standard error that the file cannot be written.
+    // Writes the line, its newline included, now or later. Does nothing when no file is open.
+    // Reports once on standard error if the file cannot be written.
     void keep(std::string_view line);
-    // Tries the waiting lines a last time and reports on standard error how many are lost.
+    // Tries to write the waiting lines a last time and reports on standard error how many are lost.
     void finish();
 
 private:
@@ -24,7 +24,7 @@ private:
 
     unique_fd file;
     std::string path;
-    std::string waiting; // begins within a line when only a part of it had room
+    std::string waiting; // may begin within a line, if only a part of it had room
     size_t lost_lines = 0;
     bool complained = false;
 };

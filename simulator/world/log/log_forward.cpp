@@ -49,7 +49,7 @@ void log_forward::send_waiting() {
         if (::send(socket.get(), message.data(), message.size(), MSG_NOSIGNAL) < 0) {
             if (errno == EAGAIN)
                 return;
-            lost++; // the receiver has gone, and the message is for nobody else
+            lost++; // the receiver is gone
         }
         waiting.pop_front();
     }

@@ -1,9 +1,9 @@
-// Passes the board's log messages on, unchanged, to a Unix datagram socket of the machine: that of
-// a syslog daemon, so that what a rack of boards sends can be tried with simulated ones.
+// Forwards the board's log messages, unchanged, to a Unix datagram socket of the machine, such as a
+// syslog daemon's. Several simulated boards can thus send the daemon what a rack of boards sends.
 //
-// The receiver may be slow, and the kernel keeps only a few datagrams for it (10, unless
-// /proc/sys/net/unix/max_dgram_qlen says otherwise). Messages wait here then, so that the board
-// never does; what does not fit is counted.
+// The receiver may be slow, and the kernel queues only a few datagrams for it (10 by default, see
+// /proc/sys/net/unix/max_dgram_qlen). Further messages wait here, and the board goes on. Messages
+// that do not fit are dropped and counted.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -16,11 +16,12 @@
 namespace simulator {
 
 struct log_forward final : event_source {
-    // Connects to the socket at `path`. The connection holds on the board too, where the path may
-    // lead nowhere; a receiver that goes is not looked for again. False after a message.
+    // Connects to the socket at `path`. The connection stays valid inside the board, where the path
+    // may not exist. If the receiver goes away, the board does not connect again. False after a
+    // message.
     bool connect_to(const std::string &path);
 
-    // Sends one message, at once or when the receiver takes it. Does nothing when not connected.
+    // Sends one message, at once or when the receiver takes it. Does nothing if not connected.
     void send(std::string_view message);
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;

@@ -1,0 +1,94 @@
+#include "simulator/time/sleeping_calls.h"
+
+#include "simulator/time/caller_times.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <sys/syscall.h>
+
+namespace simulator {
+
+namespace {
+
+// nanosleep has the wanted time and the place of the rest first, clock_nanosleep after the clock
+// and the flags.
+struct sleep_call final : stopped_call {
+    explicit sleep_call(const request &of) : stopped_call(of) {
+        const bool has_clock = of.call == SYS_clock_nanosleep;
+        const size_t first = has_clock ? 2 : 0;
+        rest_at = of.arguments[first + 1];
+        is_moment = has_clock && (of.arguments[1] & TIMER_ABSTIME) != 0;
+        const auto wanted = read_timespec(of, of.arguments[first]);
+        if (!wanted)
+            return;
+        const bool is_calendar = has_clock && of.arguments[0] == CLOCK_REALTIME;
+        end_us = is_moment ? end_of_wait_us(*wanted, is_calendar) : now_us() + *wanted;
+    }
+
+    verdict attempt() override {
+        if (end_us == NEVER)
+            return verdict::done(-EFAULT);
+        return now_us() >= end_us ? verdict::done(0) : verdict::blocked(end_us);
+    }
+    uint64_t changes() const override {
+        return 0;
+    }
+    verdict interrupt() override {
+        if (is_moment)
+            return verdict::done(-RESTARTED_WITHOUT_HANDLER);
+        if (rest_at != 0)
+            (void)write_timespec(asked, rest_at, std::max<int64_t>(0, end_us - now_us()));
+        return verdict::done(-EINTR);
+    }
+
+private:
+    uint64_t rest_at;
+    bool is_moment;
+    int64_t end_us = NEVER;
+};
+
+// The kernel makes of a signal what its handler needs: the call is left to it when one has come.
+struct wait_for_signal final : stopped_call {
+    explicit wait_for_signal(const request &of) : stopped_call(of) {
+        if (of.call == SYS_pause)
+            return;
+        uint64_t set = 0;
+        is_good = read_memory(of, of.arguments[0], &set, sizeof set);
+        mask = of.call == SYS_rt_sigtimedwait ? ~set : set; // the set is waited for, though blocked
+        if (of.call == SYS_rt_sigtimedwait && of.arguments[2] != 0)
+            end_us = now_us() + read_timespec(of, of.arguments[2]).value_or(0);
+    }
+
+    verdict attempt() override {
+        if (!is_good)
+            return verdict::done(-EFAULT);
+        return now_us() >= end_us ? verdict::done(-EAGAIN) : verdict::blocked(end_us);
+    }
+    uint64_t changes() const override {
+        return 0;
+    }
+    verdict interrupt() override {
+        return verdict::passed_on();
+    }
+    std::optional<uint64_t> blocked_signals() const override {
+        return mask;
+    }
+
+private:
+    bool is_good = true;
+    std::optional<uint64_t> mask;
+    int64_t end_us = NEVER;
+};
+
+} // namespace
+
+std::unique_ptr<stopped_call> make_sleep(const request &asked) {
+    return std::make_unique<sleep_call>(asked);
+}
+
+std::unique_ptr<stopped_call> make_wait_for_signal(const request &asked) {
+    return std::make_unique<wait_for_signal>(asked);
+}
+
+} // namespace simulator

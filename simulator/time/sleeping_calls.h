@@ -1,0 +1,16 @@
+// The calls that wait for a time, or for a signal.
+#pragma once
+
+#include "simulator/requests/held_calls.h"
+
+#include <memory>
+
+namespace simulator {
+
+// nanosleep(2) and clock_nanosleep(2).
+std::unique_ptr<stopped_call> make_sleep(const request &asked);
+
+// pause(2), rt_sigsuspend(2) and rt_sigtimedwait(2).
+std::unique_ptr<stopped_call> make_wait_for_signal(const request &asked);
+
+} // namespace simulator

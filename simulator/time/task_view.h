@@ -1,0 +1,47 @@
+// What the board sees of a thread that is not stopped in a call: its state in /proc, see proc(5).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace simulator {
+
+enum class task_state {
+    working,  // computes, waits for a processor, or for a disk
+    sleeping, // in a call that ends when another thread or the operator does something
+    stopped,  // by a signal
+    gone,     // has ended
+};
+
+task_state state_of_task(pid_t thread);
+
+// The name of the call in which a thread sleeps in the kernel. Empty if the call can only be ended
+// by another thread or the operator: then the board's clock has no part in it.
+std::string unknown_sleep_of_task(pid_t thread);
+
+// Whether the children of a process leave no zombies (SIGCHLD is ignored).
+bool ignores_children(pid_t process);
+
+// Processor time that the thread has used, in microseconds.
+int64_t processor_time_us(pid_t thread);
+
+// The processes that a thread has forked and that have not been reaped, in the order of their
+// births; the threads of its process.
+std::vector<pid_t> children_of_task(pid_t thread);
+std::vector<pid_t> threads_of_process(pid_t process);
+
+struct family {
+    pid_t process = 0;
+    pid_t parent = 0;
+};
+family family_of_task(pid_t thread);
+
+// "name (file at 0x...)": where a thread computes that makes no call. It is stopped for that.
+std::string place_of_task(pid_t thread);
+
+// The path of its program.
+std::string program_of_task(pid_t thread);
+
+} // namespace simulator
