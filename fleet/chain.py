@@ -89,7 +89,7 @@ class Chain:
         self.kept = self.folder / 'logs' / 'boards.log'
         self.kept.touch()  # mtail reads a file that it finds later from its end
         self.parts = {}
-        self._start('field', ['unshare', '--net', 'sleep', 'infinity'])
+        self.start_part('field', ['unshare', '--net', 'sleep', 'infinity'])
         self._connect_field()
 
     # The cable between boards and collector
@@ -113,7 +113,7 @@ class Chain:
 
     # The parts
 
-    def _start(self, name, command, **options):
+    def start_part(self, name, command, **options):
         with open(self.folder / f'{name}.out', 'ab') as out:
             self.parts[name] = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=out,
                                                 stderr=out, **options)
@@ -130,7 +130,7 @@ class Chain:
     def _start_rsyslogd(self, name, configuration, within=()):
         path = self.folder / f'{name}.conf'
         path.write_text(f'global(workDirectory="{self.folder}" localHostname="{name}")\n' + configuration)
-        self._start(name, [*within, '/usr/sbin/rsyslogd', '-n', '-f', str(path),
+        self.start_part(name, [*within, '/usr/sbin/rsyslogd', '-n', '-f', str(path),
                            '-i', str(self.folder / f'{name}.pid')])
 
     def start_collector(self, texts=None):
@@ -162,7 +162,7 @@ class Chain:
         """mtail, from the end of the file on; returns once it follows the file."""
         said = self.folder / 'mtail.out'
         known = said.read_text().count('Tailing') if said.exists() else 0
-        self._start('mtail', ['mtail', '--progs', str(FLEET / 'stress.mtail'), '--logs', str(self.kept),
+        self.start_part('mtail', ['mtail', '--progs', str(FLEET / 'stress.mtail'), '--logs', str(self.kept),
                               '--address', '127.0.0.1', '--port', '3903', '--logtostderr',
                               '--expired_metrics_gc_interval', '1m'])
         self._wait_for_port('mtail', 3903)
@@ -176,13 +176,13 @@ class Chain:
                                                 'scrape_timeout: 20s': f'scrape_timeout: {scrape_s}s'}),
                             ('rules.yml', {'interval: 15s': f'interval: {scrape_s}s'})):
             (self.folder / name).write_text(replaced(name, {} if shipped else texts))
-        self._start('prometheus', ['prometheus', f'--config.file={self.folder}/prometheus.yml',
+        self.start_part('prometheus', ['prometheus', f'--config.file={self.folder}/prometheus.yml',
                                    f'--storage.tsdb.path={self.folder}/prometheus',
                                    '--web.listen-address=127.0.0.1:9090'])
         self._wait_for_port('prometheus', 9090)
 
     def start_alertmanager(self):
-        self._start('alertmanager', ['prometheus-alertmanager',
+        self.start_part('alertmanager', ['prometheus-alertmanager',
                                      f'--config.file={FLEET}/alertmanager.yml',
                                      f'--storage.path={self.folder}/alertmanager',
                                      '--cluster.listen-address=', '--web.listen-address=127.0.0.1:9093'])
@@ -252,6 +252,6 @@ class Syslog:
             self.send(text)
 
 
-def loop_item(wrote, errors=0):
-    """An item of a crossover on port 8, with time-outs."""
-    return f'<LI> 5 sp8 loop wrote {wrote} read {wrote} errors 0,0,{errors} hist 0,0 0,0 0,0 0,0 0,0'
+def loop_item(wrote, errors=0, errors2=0, errors3=0):
+    """An item of a crossover on port 8."""
+    return f'<LI> 5 sp8 loop wrote {wrote} read {wrote} errors {errors2},{errors},{errors3} hist 0,0 0,0 0,0 0,0 0,0'

@@ -24,9 +24,9 @@ NETWORK_DOWN_S = 20
 NOT_AVAILABLE = 77  # the exit status that skips a case
 
 
-def line_at(when, text, ident=STRESS, host='rack1-1'):
+def line_at(when, text):
     """A line of the collector's file."""
-    return f'{when.isoformat(timespec="microseconds")} {host} {ident}: {text}\n'
+    return f'{when.isoformat(timespec="microseconds")} rack1-1 {STRESS}: {text}\n'
 
 
 class ChainCase(unittest.TestCase):
@@ -53,12 +53,22 @@ class ChainCase(unittest.TestCase):
         wait_for('the lines', lambda: len(self.kept(word)) >= len(expected), seconds)
         self.assertEqual(self.kept(word), expected)
 
-    def write_list(self, *items, after_s=120, ident=STRESS):
-        """Appends a list to the collector's file, that many seconds after the one before."""
+    def list_lines(self, *items, after_s=120):
+        """The lines of a list, that many seconds after the one before."""
         self.clock += datetime.timedelta(seconds=after_s)
+        return [line_at(self.clock + datetime.timedelta(microseconds=number), text)
+                for number, text in enumerate(['<OL>', *items, '</OL><P>'])]
+
+    def write(self, lines):
         with self.chain.kept.open('a') as file:
-            for number, text in enumerate(['<OL>', *items, '</OL><P>']):
-                file.write(line_at(self.clock + datetime.timedelta(microseconds=number), text, ident))
+            file.writelines(lines)
+
+    def write_list(self, *items, after_s=120):
+        self.write(self.list_lines(*items, after_s=after_s))
+
+    def refusals(self, name):
+        """How often a board's rsyslogd has reported that it cannot send."""
+        return (self.chain.folder / f'{name}.out').read_text().count('omrelp')
 
     def value(self, name, **labels):
         """The value of a series of mtail, None if there is none."""
@@ -70,8 +80,7 @@ class ChainCase(unittest.TestCase):
     def wait_until_read(self):
         """Waits until mtail has read all that is in the file: a bad line at its end is counted."""
         bad = self.value('stress_bad_lines_total')
-        with self.chain.kept.open('a') as file:
-            file.write(line_at(self.clock, '<LI> the end'))
+        self.write([line_at(self.clock, '<LI> the end')])
         wait_for('the end', lambda: self.value('stress_bad_lines_total') > bad)
 
 
@@ -86,21 +95,40 @@ class Faults(ChainCase):
             board.send(text)
             if number in (700, 1400, 2100):
                 wait_for('lines', self.chain.kept_lines)
+                missed = self.refusals('rack1-1')
                 self.chain.stop('collector', 'terminate' if number == 700 else 'kill')
+            elif number in (900, 1600, 2300):
+                wait_for('the board to miss it', lambda: self.refusals('rack1-1') > missed)
                 self.start('collector')
         self.wait_for_kept(expected)
 
-    def test_a_full_disk_at_the_collector_loses_no_line(self):
+    def test_the_collector_is_stopped_before_its_disk_is_full_and_no_line_is_lost(self):
         logs = self.chain.folder / 'logs'
-        subprocess.run(['mount', '-t', 'tmpfs', '-o', 'size=32k', 'small', logs], check=True)
+        subprocess.run(['mount', '-t', 'tmpfs', '-o', 'size=512k', 'small', logs], check=True)
         self.start('collector')
+        said = self.start_disk_guard(logs, blocks=64)
         board = self.board('rack1-1')
-        expected = [f'line {number}' for number in range(1500)]
+        expected = [f'line {number}' for number in range(8000)]
         for text in expected:
             board.send(text)
-        wait_for('a full disk', lambda: os.statvfs(logs).f_bavail == 0)
+        wait_for('the guard', lambda: said().startswith('stop'))
+        self.chain.stop('collector')
+        self.assertGreater(os.statvfs(logs).f_bavail, 0)
+        self.assertLess(len(self.kept()), len(expected))
         subprocess.run(['mount', '-o', 'remount,size=4m', logs], check=True)
+        wait_for('the guard', lambda: said().startswith('start'))
+        self.start('collector')
         self.wait_for_kept(expected)
+
+    def start_disk_guard(self, logs, blocks):
+        """The command of the unit, where systemctl only says what it is to do; returns what reads that."""
+        unit = chain.replaced('hk_stress_disk.service', {
+            'sleep 5': 'sleep 0.1', '/var/log/hk_stress': logs, '50000': blocks, '%%': '%', '\\\n': ''})
+        command = re.search("ExecStart=/bin/sh -c '(.*?)'", unit, re.DOTALL)[1]
+        said = self.chain.folder / 'systemctl.said'
+        said.touch()
+        self.chain.start_part('guard', ['sh', '-c', f'systemctl() {{ echo "$*" >{said}; }}\n{command}'])
+        return said.read_text
 
     def test_what_is_logged_while_the_network_is_down_arrives(self):
         self.start('collector')
@@ -212,15 +240,15 @@ class Lines(ChainCase):
 
     def test_a_wrap_is_no_restart_and_a_new_run_is_one(self):
         self.start('mtail')
-        self.write_list(loop_item(2147483000), loop_item(-300), loop_item(100, errors=-2))
+        self.write_list(loop_item(2147483000), loop_item(-300), loop_item(100, -2, -2, -2))
         self.write_list(loop_item(-2147483600), loop_item(700), loop_item(200))
         self.wait_until_read()
         self.assertEqual(self.value('stress_restarts_total'), 0)
         self.assertIsNone(self.value('stress_errors'))
-        self.write_list(loop_item(-2147483500), loop_item(800), loop_item(150, errors=-2))
+        self.write_list(loop_item(-2147483500), loop_item(800), loop_item(150, -2, -2, -2))
         self.wait_until_read()
         self.assertEqual(self.value('stress_restarts_total'), 1)
-        self.assertEqual(self.value('stress_errors'), 4294967294)
+        self.assertEqual([value for _, value in self.chain.series('stress_errors')], [4294967294] * 3)
 
     def test_a_record_that_stalls_is_timed_and_an_idle_one_is_not(self):
         self.start('mtail')
@@ -246,10 +274,11 @@ class Lines(ChainCase):
 
     def test_lines_that_come_again_change_nothing(self):
         self.start('mtail')
-        self.write_list(loop_item(100), loop_item(200), loop_item(300))
-        lines = self.chain.kept_lines()
-        with self.chain.kept.open('a') as file:
-            file.write('\n'.join(lines[1:4] + lines) + '\n')
+        lines = self.list_lines(loop_item(100), loop_item(200), loop_item(300))
+        self.write(lines[:3] + lines[1:])
+        self.wait_until_read()
+        self.assertEqual(self.value('stress_records'), 3)
+        self.write(lines[2:])
         self.write_list(loop_item(101), loop_item(201), loop_item(301))
         self.wait_until_read()
         self.assertEqual(self.value('stress_records'), 3)
@@ -319,7 +348,7 @@ class Forgery(ChainCase):
         board.send('for another board')
         self.wait_for_kept(['with a certificate', 'for another board'])
         for name in ('rack1-2', 'rack1-3'):
-            wait_for('the refusal', lambda: 'omrelp' in (self.chain.folder / f'{name}.out').read_text())
+            wait_for('the refusal', lambda: self.refusals(name) > 0)
         self.assertEqual(self.kept(), ['with a certificate', 'for another board'])
 
 

@@ -16,7 +16,7 @@ quietly() {
 
 # What ./demo fleet runs: the engines that the configurations in fleet/ are for.
 # shellcheck disable=SC2034 # the scripts use it
-FLEET_PACKAGES="python3 iproute2 rsyslog rsyslog-relp mtail prometheus prometheus-alertmanager"
+FLEET_PACKAGES=(python3 iproute2 rsyslog rsyslog-relp mtail prometheus prometheus-alertmanager)
 
 # Installs what is missing of the Debian packages named. None of them is started as a service.
 
