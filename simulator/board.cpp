@@ -7,6 +7,7 @@
 #include "simulator/devices/system_log.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
+#include "simulator/run_record.h"
 #include "simulator/time/scheduler.h"
 #include "simulator/world/entrance.h"
 #include "simulator/world/hold_release.h"
@@ -248,7 +249,10 @@ bool open_nodes(const device_set &devices) {
 
 bool build_board(const command_line &given, board &built) {
     add_devices_of_every_board(built.devices);
-    return carry_out_options(given, built) && deal_out_faults(given, built);
+    if (!carry_out_options(given, built) || !deal_out_faults(given, built))
+        return false;
+    built.command = command_words(given, built.settings);
+    return true;
 }
 
 int run_board(board &built, char *const *program, const machine_paths &paths) {
@@ -262,7 +266,10 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     if (!open_nodes(built.devices) || !protect_machine())
         return STATUS_NO_BOARD;
 
-    note_seed(built.settings);
+    if (has_own_clock())
+        note_command(built.command);
+    else
+        note_seed(built.settings);
     program_run run;
     request_channel requests;
     port_calls calls(ports_of(built.devices), numbers_for_ports());
@@ -304,6 +311,8 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     else
         run_to_the_end(run, sources);
     note_strikes(built.settings);
+    if (has_own_clock())
+        note_hash();
     pass_on_rest(sources);
     return run.status;
 }

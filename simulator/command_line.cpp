@@ -51,6 +51,8 @@ bool take_option(command_line &given, const option_row &row, const char *text) {
         given.help = true;
     else if (std::holds_alternative<enter_option>(row.carry_out))
         given.enter = text;
+    else if (std::holds_alternative<replay_option>(row.carry_out))
+        given.replay = text;
 #ifdef HK_BOARD_FILES
     else if (std::holds_alternative<board_file_option>(row.carry_out))
         return read_board_file(text, given.options);

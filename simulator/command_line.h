@@ -18,6 +18,7 @@ struct command_line {
     std::vector<given_option> options;
     bool help = false;
     std::string enter;              // name of the running board to use; empty: start a board
+    std::string replay;             // the log of a run that is repeated; empty: none
     char *const *program = nullptr; // its name and arguments; default: the operator's shell
 };
 

@@ -1,6 +1,7 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
 #include "simulator/base/message.h"
 #include "simulator/board.h"
+#include "simulator/run_record.h"
 #include "simulator/visit.h"
 #include "simulator/world/board_name.h"
 #include "simulator/world/log/board_output.h"
@@ -70,6 +71,8 @@ int main(int argc, char **argv) {
         return STATUS_NO_BOARD;
     if (!given.enter.empty())
         return visit_board(given.enter, given.program, paths);
+    if (!given.replay.empty())
+        return replay_log(given.replay, paths.own_program);
     board built;
     if (!build_board(given, built) || !claim_own_name(built))
         return STATUS_USAGE;

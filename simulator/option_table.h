@@ -15,17 +15,20 @@ namespace simulator {
 using device_option = bool (*)(device_set &devices, const char *text);
 using run_option = bool (*)(run_settings &settings, const char *text);
 
-// These are for the command line itself: --help, --board and --enter.
+// These are for the command line itself: --help, --board, --enter and --replay.
 struct help_option {};
 struct board_file_option {};
 struct enter_option {};
+struct replay_option {};
 
 struct option_row {
     const char *name;
     const char *argument; // null: none
     const char *example;
     const char *meaning;
-    std::variant<device_option, run_option, help_option, board_file_option, enter_option> carry_out;
+    std::variant<device_option, run_option, help_option, board_file_option, enter_option,
+                 replay_option>
+        carry_out;
 };
 
 // True if the option may be a key of a board file: it describes a board or its run.

@@ -25,7 +25,7 @@ namespace {
 constexpr int CALLS_AT_ONCE = 1000;
 constexpr int64_t SPIN_COST_US = 1;
 constexpr long TICK_NS = 2'000'000;
-constexpr int64_t COMPUTING_US = 20 * US_PER_SECOND; // of processor time, without a call
+constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
 // The flags of clone(2), which clone3(2) has in memory.
 uint64_t birth_flags(const request &asked) {

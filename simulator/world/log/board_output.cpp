@@ -55,12 +55,19 @@ void board_output::ready(const pollfd &) {
 }
 
 void board_output::keep(std::string_view text) {
-    file.keep(whole_line(text));
+    keep_line(whole_line(text));
+}
+
+void board_output::keep_line(const std::string &line) {
+    constexpr uint64_t FNV_PRIME = 0x100000001B3;
+    for (const char letter : line)
+        line_hash = (line_hash ^ static_cast<unsigned char>(letter)) * FNV_PRIME;
+    file.keep(line);
 }
 
 void board_output::show(std::string_view text) {
     const std::string line = whole_line(text);
-    file.keep(line);
+    keep_line(line);
     if (quiet)
         return;
     put(std::exchange(within_line, false) ? "\r\n" + line : line);

@@ -33,13 +33,20 @@ struct board_output final : event_source {
     // next log line begins on a new line.
     void show_display(std::span<const uint8_t> bytes);
 
+    // Of all lines so far, also of those that nobody has read (FNV-1a).
+    uint64_t hash() const {
+        return line_hash;
+    }
+
 private:
+    void keep_line(const std::string &line);
     void put(std::string_view text);
     void write_waiting();
 
     bool within_line = false; // the display's last line has no end yet
     std::string waiting;
     size_t lost_lines = 0;
+    uint64_t line_hash = 0xCBF29CE484222325;
 };
 
 // The board's one output.
