@@ -5,7 +5,8 @@
 //   fleet_lines file BOARDS LISTS                the collector's file, to standard output
 //   fleet_lines send ADDRESS PORT BOARDS PERIOD SECONDS [ERROR]
 //                     a RELP connection for each board; every PERIOD seconds a list; with PERIOD 0
-//                     one after another. Board 1 has an error ERROR seconds after the start.
+//                     one after another. SECONDS count from "connected". Board 1 has an error ERROR
+//                     seconds after the start.
 //
 // A board has five records: a crossover of two ports, a loopback, a receiver and a producer.
 
@@ -245,6 +246,11 @@ public:
             epoll_event event = {EPOLLIN, {.u64 = i}};
             (void)epoll_ctl(poll.get(), EPOLL_CTL_ADD, boards[i].socket, &event);
         }
+        while (all.received < work.boards)
+            wait_for_answers();
+        all.received = 0;
+        printf("connected\n");
+        (void)fflush(stdout);
         start = std::chrono::steady_clock::now();
     }
 
