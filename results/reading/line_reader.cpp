@@ -5,12 +5,13 @@
 
 namespace {
 
+constexpr size_t BUFFER_START_BYTES = 4096; // grows as long as the source fills it
 constexpr size_t BUFFER_BYTES = 512 * 1024;
 static_assert(BUFFER_BYTES >= 2 * LINE_MAX_BYTES);
 
 } // namespace
 
-line_reader::line_reader(byte_source &input) : source(input), buffer(BUFFER_BYTES) {}
+line_reader::line_reader(byte_source &input) : source(input), buffer(BUFFER_START_BYTES) {}
 
 // Moves what is left to the front and reads more. Returns false at the end of the source.
 bool line_reader::fill() {
@@ -22,8 +23,11 @@ bool line_reader::fill() {
         end -= at;
         at = 0;
     }
+    if (end == buffer.size() || is_filled)
+        buffer.resize(std::min(2 * buffer.size(), BUFFER_BYTES));
     const size_t count = source.read(std::span(buffer).subspan(end));
     end += count;
+    is_filled = end == buffer.size();
     is_at_end = count == 0;
     return !is_at_end;
 }

@@ -41,4 +41,5 @@ private:
     size_t last = 0; // where the last line began
     bool has_break = true;
     bool is_at_end = false;
+    bool is_filled = false; // by the last read
 };

@@ -9,6 +9,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
+#include "results/reading/follow.h"
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
@@ -243,6 +244,31 @@ TEST(Reading, files_in_any_order_and_any_packing_are_one_log) {
     EXPECT_EQ(exit_code_of(all), EVERYTHING_PASSES) << sentence_of(all);
     EXPECT_EQ(all.runs, 1U);
     EXPECT_EQ(history.boards[0].runs[0].lists, 5U);
+}
+
+// Rotated within a list, then emptied.
+TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
+    const std::string first = list(10, {producer(5)}) + at(20, "<OL>");
+    const std::string second = at(20, producer(9)) + at(20, "</OL><P>");
+    const scratch_file log(first);
+    log_history history;
+    followed_log followed(log.path, history);
+    const auto go_on = [](const board_history &) { return false; };
+    EXPECT_TRUE(followed.read(go_on));
+    const std::string old = log.path + ".1";
+    ASSERT_EQ(rename(log.path.c_str(), old.c_str()), 0);
+    EXPECT_TRUE(followed.read(go_on)); // it is not there
+    std::ofstream(log.path) << second;
+    EXPECT_TRUE(followed.read(go_on));
+    std::ofstream(log.path) << "";
+    EXPECT_TRUE(followed.read(go_on));
+    std::ofstream(log.path) << list(30, {producer(12, "0,0,1")});
+    EXPECT_FALSE(followed.read([](const board_history &) { return true; }));
+    const totals all = judge_all(history, {});
+    EXPECT_EQ(all.runs, 1U);
+    EXPECT_EQ(history.boards[0].runs[0].lists, 3U);
+    EXPECT_EQ(all.is, verdict::FAIL);
+    (void)unlink(old.c_str());
 }
 
 TEST(Reading, a_damaged_packed_file_is_reported) {
