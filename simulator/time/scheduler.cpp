@@ -446,9 +446,12 @@ void scheduler::bury_killed() {
             bury(*each);
 }
 
+// The parent may have been faster than the child, and be stopped already.
 void scheduler::free_vfork_parent(process &child) {
     thread *parent = std::exchange(child.vfork_parent, nullptr);
-    if (parent != nullptr && parent->now == thread::state::waits_for_child && await(*parent))
+    if (parent == nullptr || parent->now == thread::state::gone)
+        return;
+    if (parent->now == thread::state::held || await(*parent))
         make_ready(*parent);
 }
 

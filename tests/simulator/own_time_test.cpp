@@ -1,0 +1,202 @@
+// The board's own time (--clock virtual): sleeping calls take the time that they take on a machine,
+// and a command has one log, whatever else the machine does.
+
+#include <csignal>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/board_run.h"
+
+namespace {
+
+constexpr int NOT_MODELLED = 123;
+constexpr bool IS_EMULATED = sizeof(HK_EMULATOR) > 1;
+
+std::vector<std::string> in_own_time(std::vector<std::string> options) {
+    options.insert(options.begin(), {"--clock", "virtual", "--strict"});
+    return options;
+}
+
+// Processes that compute for as long as it lives.
+class busy_machine {
+public:
+    explicit busy_machine(int count) {
+        for (int i = 0; i < count; i++)
+            processes.push_back(start());
+    }
+    ~busy_machine() {
+        for (const pid_t each : processes) {
+            kill(each, SIGKILL);
+            waitpid(each, nullptr, 0);
+        }
+    }
+    busy_machine(const busy_machine &) = delete;
+    busy_machine &operator=(const busy_machine &) = delete;
+
+private:
+    static pid_t start() {
+        const pid_t busy = fork();
+        if (busy != 0)
+            return busy;
+        for (volatile unsigned turns = 0;;) {
+            const unsigned next = turns + 1;
+            turns = next;
+        }
+    }
+    std::vector<pid_t> processes;
+};
+
+std::vector<std::string> log_of(const std::vector<std::string> &options,
+                                const std::vector<std::string> &command) {
+    board_run run = board_run::program(in_own_time(options), command);
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    std::vector<std::string> lines;
+    for (const log_line &line : run.log)
+        lines.push_back(std::to_string(line.time_ms) + " " + line.ident + ": " + line.text);
+    return lines;
+}
+
+// What the manual pages and a machine say; the times are in hundredths of a second.
+constexpr const char *SLEEPS = "nanosleep: ok 20\n"
+                               "nanosleep with an alarm: EINTR 5\n"
+                               "what is left: 15\n"
+                               "clock_nanosleep until a moment: ok 100\n"
+                               "nanosleep of nothing: ok 0\n"
+                               "poll: ok 10\n"
+                               "ppoll: ok 15\n"
+                               "poll of nothing: ok 7\n"
+                               "select: ok 12\n"
+                               "pselect: ok 15\n"
+                               "poll with an alarm: EINTR 8\n"
+                               "poll until a write: ok 9\n"
+                               "pause: EINTR 11\n"
+                               "nanosleep with a blocked alarm: ok 10\n"
+                               "sigsuspend with a waiting alarm: EINTR 0\n"
+                               "sigsuspend: EINTR 13\n"
+                               "sigtimedwait: EAGAIN 10\n"
+                               "sigtimedwait with an alarm: ok 4\n"
+                               "alarms handled: 2\n"
+                               "alarms of a period in 20: 6\n"
+                               "alarm left: 3\n"
+                               "wait with an alarm: EINTR 7\n"
+                               "wait again: ok 8\n"
+                               "wait with an alarm that restarts it: ok 15\n"
+                               "wait without a child: ECHILD 0\n"
+                               "waitpid that does not wait: ok 0\n"
+                               "wait for a killed child: ok 0\n"
+                               "system: ok 10\n"
+                               "condition: 12\n"
+                               "condition with a limit: 9\n"
+                               "join: 8\n"
+                               "tcdrain: ok 50\n"
+                               "read of a byte: ok 3\n"
+                               "read with an alarm: EINTR 8\n";
+
+TEST(OwnTime, gives_every_sleeping_call_its_time_also_on_a_busy_machine) {
+    const busy_machine busy(4);
+    board_run run =
+        board_run::program(in_own_time({"--cable", "1-2"}), own_program(SLEEP_OBSERVER_PATH, {}));
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, SLEEPS);
+}
+
+struct repeated_run {
+    const char *name;
+    std::vector<std::string> board;
+    std::vector<std::string> arguments; // of hk_stress
+    size_t lists;                       // that it writes at least
+};
+
+std::ostream &operator<<(std::ostream &stream, const repeated_run &each) {
+    return stream << each.name;
+}
+
+const repeated_run REPEATED_RUNS[] = {
+    {"crossover", {"--cable", "2-8"}, {"-E28"}, 3},
+    {"main_job",
+     {"--cable", "2-8", "--loop", "5s", "--cable", "1-4"},
+     {"-C1", "-P4", "-h", "-E55", "-h", "-E28"},
+     3},
+    {"fio", {"--fio", "20=221"}, {"-F"}, 3},
+    {"spi_fio", {"--spi", "219"}, {"-L"}, 3},
+    {"memories",
+     {"--datakey", "present", "--eeprom", "good", "--fault", "gone:datakey@2-4"},
+     {"-S1", "-S2"},
+     3},
+    {"released_storage", {"--release"}, {"-Y/r0/dir", "-M/r0/a:/r0/b:1"}, 3},
+    {"panel", {"--keys", "s @1 \\e[A @2.5 \\r"}, {"-K"}, 3},
+    {"faults",
+     {"--cable", "2-8", "--fault", "flip:2:10@2-4", "--fault", "drop:8:1~9000", "--fault",
+      "gone:log@5-6", "--fault", "gone:led@6-7"},
+     {"-E28"},
+     3},
+};
+
+struct RepeatedRun : testing::TestWithParam<repeated_run> {};
+
+TEST_P(RepeatedRun, has_the_same_log_alone_and_beside_busy_processes) {
+    const repeated_run &wanted = GetParam();
+    std::vector<std::string> options = wanted.board;
+    options.insert(options.end(), {"--for", "10"});
+    std::vector<std::string> arguments = {"-d1", "-l4"};
+    arguments.insert(arguments.end(), wanted.arguments.begin(), wanted.arguments.end());
+    const std::vector<std::string> command = own_program(HK_STRESS_PATH, arguments);
+    const std::vector<std::string> alone = log_of(options, command);
+    const busy_machine busy(4);
+    EXPECT_EQ(log_of(options, command), alone);
+    const auto lists = std::count_if(alone.begin(), alone.end(), [](const std::string &line) {
+        return line.find("</OL>") != std::string::npos;
+    });
+    EXPECT_GE(static_cast<size_t>(lists), wanted.lists);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RepeatedRun, testing::ValuesIn(REPEATED_RUNS),
+                         [](const auto &of) { return std::string(of.param.name); });
+
+TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
+    const std::string stress = own_program(HK_STRESS_PATH, {}).back();
+    const std::string run = (IS_EMULATED ? std::string(HK_EMULATOR) + " " : "") + stress;
+    const std::vector<std::string> script = {"/bin/sh", "-c",
+                                             run + " -d1 -l4 -E28 & first=$!; " + run +
+                                                 " -d1 -l4 -C1 & second=$!; sleep 5; " +
+                                                 "kill -USR1 $first; kill -TERM $second; sleep 2; "
+                                                 "kill -TERM $first; wait; echo $(date)"};
+    const std::vector<std::string> alone = log_of({"--cable", "2-8", "--port", "1"}, script);
+    const busy_machine busy(4);
+    EXPECT_EQ(log_of({"--cable", "2-8", "--port", "1"}, script), alone);
+}
+
+TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
+    board_run run =
+        board_run::program(in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"epoll"}));
+    EXPECT_EQ(run.finish(), NOT_MODELLED);
+    EXPECT_NE(run.errors.find("slept 1 time"), std::string::npos) << run.errors;
+}
+
+TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
+    board_run run = board_run::program(in_own_time({"--start", "2030-02-03 04:05:06"}),
+                                       {"/bin/sh", "-c", "sleep 3600; date +%F.%T"});
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "2030-02-03.05:05:06\n");
+}
+
+TEST(OwnTime, repeats_the_run_of_a_log_and_finds_the_line_that_differs) {
+    const std::string log = "/tmp/hk_own_time_" + std::to_string(getpid());
+    const std::string first = HK_BOARD_PATH " --clock virtual --quiet --log " + log +
+                              " -- sh -c 'sleep 2; /sbin/reboot' 2>&1";
+    const std::string again = HK_BOARD_PATH " --replay " + log + " >" + log + ".said";
+    EXPECT_EQ(system(first.c_str()), 0);
+    EXPECT_EQ(system(again.c_str()), 0);
+    EXPECT_EQ(system(("sed -i 2s/reboot/halt/ " + log).c_str()), 0);
+    EXPECT_EQ(WEXITSTATUS(system(again.c_str())), 1);
+    std::ifstream said(log + ".said");
+    std::string line;
+    std::getline(said, line);
+    EXPECT_EQ(line, "line 2 differs");
+    unlink(log.c_str());
+    unlink((log + ".said").c_str());
+}
+
+} // namespace

@@ -1,0 +1,258 @@
+// Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
+// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll" it makes
+// one sleeping call that the board's own time does not know.
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <functional>
+#include <mutex>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/select.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+volatile sig_atomic_t alarms = 0;
+
+void count_alarm(int) {
+    alarms = alarms + 1;
+}
+
+void handle_alarm(int flags) {
+    struct sigaction action {};
+    action.sa_handler = count_alarm;
+    action.sa_flags = flags;
+    (void)sigaction(SIGALRM, &action, nullptr);
+}
+
+void alarm_in(int ms, int period_ms = 0) {
+    const itimerval timer = {{0, period_ms * 1000}, {0, ms * 1000}};
+    (void)setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+timespec span_of(int ms) {
+    return {0, ms * 1'000'000L};
+}
+
+long hundredths(const std::function<void()> &work) {
+    using clock = std::chrono::steady_clock;
+    const auto begin = clock::now();
+    work();
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - begin);
+    return (static_cast<long>(took.count()) + 5) / 10;
+}
+
+// A call's result, as 0 or the name of its error, and how long it took.
+void show(const char *fact, const std::function<long()> &call) {
+    long result = 0;
+    const long took = hundredths([&] {
+        result = call();
+        if (result < 0)
+            result = -errno;
+    });
+    printf("%s: %s %ld\n", fact, result < 0 ? strerrorname_np(static_cast<int>(-result)) : "ok",
+           took);
+}
+
+pid_t child_that_sleeps(int ms) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const timespec span = span_of(ms);
+        (void)nanosleep(&span, nullptr);
+        _exit(0);
+    }
+    return child;
+}
+
+void show_sleeps() {
+    timespec span = span_of(200);
+    timespec left{};
+    show("nanosleep", [&] { return nanosleep(&span, nullptr); });
+    alarm_in(50);
+    show("nanosleep with an alarm", [&] { return nanosleep(&span, &left); });
+    printf("what is left: %ld\n", (left.tv_nsec + 5'000'000) / 10'000'000);
+    timespec moment{};
+    (void)clock_gettime(CLOCK_MONOTONIC, &moment);
+    moment.tv_sec += 1;
+    show("clock_nanosleep until a moment",
+         [&] { return -clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &moment, nullptr); });
+    show("nanosleep of nothing", [] {
+        const timespec none{};
+        return nanosleep(&none, nullptr);
+    });
+}
+
+void show_polls() {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0)
+        return;
+    pollfd look{ends[0], POLLIN, 0};
+    const timespec span = span_of(150);
+    show(
+        "poll", [&] { return poll(&look, 1, 100); });
+    show(
+        "ppoll", [&] { return ppoll(&look, 1, &span, nullptr); });
+    show("poll of nothing", [] { return poll(nullptr, 0, 70); });
+    show(
+        "select",
+        [&] {
+            fd_set set;
+            FD_ZERO(&set);
+            FD_SET(ends[0], &set);
+            timeval limit{0, 120'000};
+            return select(ends[0] + 1, &set, nullptr, nullptr, &limit);
+        });
+    show("pselect", [&] { return pselect(0, nullptr, nullptr, nullptr, &span, nullptr); });
+    alarm_in(80);
+    show("poll with an alarm", [&] { return poll(&look, 1, -1); });
+    std::thread writer([&] {
+        const timespec later = span_of(90);
+        (void)nanosleep(&later, nullptr);
+        (void)!write(ends[1], "", 1);
+    });
+    show("poll until a write", [&] { return poll(&look, 1, -1); });
+    writer.join();
+}
+
+void show_signals() {
+    alarm_in(110);
+    show("pause", [] { return pause(); });
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGALRM);
+    (void)sigprocmask(SIG_BLOCK, &blocked, &before);
+    alarm_in(60);
+    const timespec span = span_of(100);
+    show("nanosleep with a blocked alarm", [&] { return nanosleep(&span, nullptr); });
+    alarms = 0;
+    show("sigsuspend with a waiting alarm", [&] { return sigsuspend(&before); });
+    alarm_in(130);
+    show(
+        "sigsuspend", [&] { return sigsuspend(&before); });
+    show("sigtimedwait", [&] { return sigtimedwait(&blocked, nullptr, &span); });
+    alarm_in(40);
+    show("sigtimedwait with an alarm", [&] { return sigtimedwait(&blocked, nullptr, &span); });
+    (void)sigprocmask(SIG_SETMASK, &before, nullptr);
+    printf("alarms handled: %d\n", static_cast<int>(alarms));
+}
+
+void show_timers() {
+    alarms = 0;
+    alarm_in(50, 30);
+    const timespec span = span_of(200);
+    timespec left = span;
+    while (nanosleep(&left, &left) != 0) {
+    }
+    printf("alarms of a period in 20: %d\n", static_cast<int>(alarms));
+    alarm_in(0);
+    (void)alarm(5);
+    (void)sleep(2);
+    printf("alarm left: %u\n", alarm(0));
+}
+
+void show_children() {
+    handle_alarm(0);
+    child_that_sleeps(150);
+    alarm_in(70);
+    show(
+        "wait with an alarm", [] { return wait(nullptr); });
+    show("wait again", [] { return wait(nullptr); });
+    handle_alarm(SA_RESTART);
+    child_that_sleeps(150);
+    alarm_in(70);
+    show(
+        "wait with an alarm that restarts it", [] { return wait(nullptr); });
+    show("wait without a child", [] { return wait(nullptr); });
+    const pid_t child = child_that_sleeps(150);
+    show("waitpid that does not wait", [&] { return waitpid(child, nullptr, WNOHANG); });
+    (void)kill(child, SIGKILL);
+    show(
+        "wait for a killed child", [&] { return waitpid(child, nullptr, 0); });
+    show("system", [] { return system("sleep 0.1"); });
+    handle_alarm(0);
+}
+
+void show_threads() {
+    std::mutex lock;
+    std::condition_variable change;
+    bool is_set = false;
+    std::thread setter([&] {
+        const timespec span = span_of(120);
+        (void)nanosleep(&span, nullptr);
+        const std::lock_guard guard(lock);
+        is_set = true;
+        change.notify_all();
+    });
+    printf("condition: %ld\n", hundredths([&] {
+               std::unique_lock guard(lock);
+               change.wait(guard, [&] { return is_set; });
+           }));
+    setter.join();
+    printf("condition with a limit: %ld\n", hundredths([&] {
+               std::unique_lock guard(lock);
+               (void)change.wait_for(guard, std::chrono::milliseconds(90), [] { return false; });
+           }));
+    std::thread sleeper([] {
+        const timespec span = span_of(80);
+        (void)nanosleep(&span, nullptr);
+    });
+    printf("join: %ld\n", hundredths([&] { sleeper.join(); }));
+}
+
+int open_port(const char *name) {
+    const int port = open(name, O_RDWR | O_NOCTTY);
+    termios settings{};
+    (void)tcgetattr(port, &settings);
+    cfmakeraw(&settings);
+    (void)cfsetspeed(&settings, B1200);
+    (void)tcsetattr(port, TCSANOW, &settings);
+    return port;
+}
+
+void show_ports() {
+    const int one = open_port("/dev/sp1");
+    const int other = open_port("/dev/sp2");
+    const std::array<char, 60> bytes{}; // half a second at 1200 bit/s
+    std::array<char, 60> read_back{};
+    (void)!write(one, bytes.data(), bytes.size());
+    show("tcdrain", [&] { return tcdrain(one); });
+    (void)tcflush(other, TCIFLUSH);
+    (void)!write(one, bytes.data(), 12);
+    show("read of a byte", [&] { return read(other, read_back.data(), 1); });
+    alarm_in(150);
+    (void)tcdrain(one);
+    (void)tcflush(other, TCIFLUSH);
+    show("read with an alarm", [&] { return read(other, read_back.data(), 1); });
+}
+
+} // namespace
+
+int main(int argc, char **) {
+    if (argc > 1) {
+        epoll_event none{};
+        return epoll_wait(epoll_create1(0), &none, 1, 20);
+    }
+    handle_alarm(0);
+    show_sleeps();
+    show_polls();
+    show_signals();
+    show_timers();
+    show_children();
+    show_threads();
+    show_ports();
+    return 0;
+}
