@@ -17,10 +17,20 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/compress_manuals.cmake)
 
+# What runs on a workstation is a package of its own.
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL Unspecified)
+set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME hk-stress)
+set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
 if(HK_SIMULATOR)
-  string(APPEND CPACK_PACKAGE_DESCRIPTION
-    "\n.\nhk_board is a simulated board to try it on.")
-  set(CPACK_DEBIAN_PACKAGE_SUGGESTS qemu-user)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME hk-stress-tools)
+  set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "hk_results judges boards by the results lists in their logs, with a page of
+plots for each run. hk_board is a simulated board to try the stress test on;
+it releases held tests with hk_ctl of the package hk-stress.")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS hk-stress)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS qemu-user)
 endif()
 if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)

@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/devices/network_interface.h"
+#include "simulator/devices/process_limit.h"
 #include "simulator/devices/serial/port_calls.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/requests/notification.h"
@@ -272,18 +273,27 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     program_run run;
     request_channel requests;
     port_calls calls(ports_of(built.devices), numbers_for_ports());
+    if (!calls.watch_nodes())
+        return STATUS_NO_BOARD;
     entrance visitors;
     std::vector<event_source *> sources = {&run, &requests, &visitors, &output};
     for (const std::unique_ptr<device> &each : built.devices.devices) {
         requests.takers.push_back(each.get());
         sources.push_back(each.get());
     }
+    sources.push_back(&calls);
     sources.push_back(&calls.held);
     if (calls.has_ports())
         requests.ports = &calls;
+    auto &processes = *built.devices.find<process_limit>(); // every board has one
+    if (processes.can_strike())
+        requests.process_limit = &processes;
     visitors.takers = requests.takers;
     visitors.ports = requests.ports;
-    visitors.rules = {requests.stopped_ioctls(), calls.rule()};
+    visitors.process_limit = requests.process_limit;
+    visitors.rules = {.ioctls = requests.stopped_ioctls(),
+                      .ports = calls.rule(),
+                      .process_starts = processes.can_strike()};
     visitors.door = std::move(built.door);
     run.run_us = built.settings.run_us;
     run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
@@ -292,6 +302,7 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     releaser release;
     if (built.settings.release && !start_releasing(paths.own_program, rules, release))
         return STATUS_NO_BOARD;
+    processes.count_own();
     if (!run.start({program, paths.directory.c_str(), rules}))
         return STATUS_NO_BOARD;
     requests.listen_on(std::move(run.listener));

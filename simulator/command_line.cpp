@@ -24,7 +24,7 @@ constexpr const char *KEYS_HELP =
 constexpr const char *EXIT_STATUSES =
     "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "
     "end\nwithin 5 s of SIGTERM; 125 when the board cannot be set up; 2 for a wrong command "
-    "line.\nSignals USR1, USR2, ALRM, QUIT, TERM and TSTP are passed on to the program; INT "
+    "line.\nSignals USR1, USR2, ALRM, QUIT and TSTP are passed on to the program; TERM, INT "
     "and HUP\nend the run as --for does. The board has its own, empty /opt, /run and /r0.\n";
 
 // The shell of a command line without a program.

@@ -4,6 +4,7 @@
 #include "simulator/devices/led.h"
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/panel/panel_options.h"
+#include "simulator/devices/process_limit.h"
 #include "simulator/devices/serial/port_options.h"
 #include "simulator/devices/spi/spi_options.h"
 #include "simulator/devices/store.h"
@@ -78,6 +79,7 @@ void add_devices_of_every_board(device_set &devices) {
     add_led(devices);
     add_network_interface(devices);
     add_store(devices);
+    add_process_limit(devices);
 }
 
 } // namespace simulator

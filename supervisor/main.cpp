@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr int ARGUMENTS_MAX = 49; // the program's name and 48 arguments; later ones are not read
-
 // If one of the three is closed, a device opened later would get its number and the program would
 // write the report into the device.
 void occupy_standard_descriptors() {

@@ -41,7 +41,8 @@ FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel")
 MEMORY_MAX_KB = 8 << 20
 
 EQUIVALENT = os.path.join(ROOT, "tools", "equivalent_changes.txt")
-UNIT = "unit_tests"
+# Each is a program of a second or two.
+UNIT_TESTS = ("unit_tests", "call_trace_tests", "kernel_speed_tests", "option_walk_tests")
 NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
 WHOLE_RUNS = {
@@ -49,8 +50,8 @@ WHOLE_RUNS = {
     "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
     "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
     "panel": "Panel",
-    "runtime": "StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
-    "supervisor": "StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
+    "runtime": "KernelFacts|StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
+    "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
                   "|FaultMatrix.*(none|missing|pulled)",
 }
@@ -98,8 +99,8 @@ def run_apart(command, limit_s):
                 "sh", "-c", guard], limit_s, WORK)
 
 
-def build(target, options):
-    return run(["cmake", "--build", BUILD, "--target", target, "--", f"-j{options.jobs}"],
+def build(targets, options):
+    return run(["cmake", "--build", BUILD, "--target", *targets, "--", f"-j{options.jobs}"],
                options.limit, WORK)
 
 
@@ -122,8 +123,9 @@ def verdict_on(folder, options):
     """None, what noticed the change in the copy, or NO_BUILD."""
     whole_runs = (f"ctest --test-dir {BUILD} -j{options.tests_at_once} --stop-on-failure --no-tests=error "
                   f"-R '{WHOLE_RUNS[folder]}'")
-    for target, command in ((UNIT, f"{BUILD}/{UNIT} --gtest_brief=1"), ("all", whole_runs)):
-        status = build(target, options)
+    unit_tests = " && ".join(f"{BUILD}/{name} --gtest_brief=1" for name in UNIT_TESTS)
+    for targets, command in ((UNIT_TESTS, unit_tests), (("all",), whole_runs)):
+        status = build(targets, options)
         if status is None:
             sys.exit(f"the build did not end within {options.limit} s")
         if status != 0:

@@ -1,6 +1,10 @@
 # shellcheck shell=bash
 # Sourced by the scripts of the top folder.
 
+# What hk_results is built with; without them it is left out.
+# shellcheck disable=SC2034
+RESULTS_PACKAGES=(libcli11-dev nlohmann-json3-dev libpugixml-dev zlib1g-dev libzstd-dev libjs-dygraphs)
+
 # Runs a command and shows what it prints only when it fails.
 quietly() {
     local output
@@ -10,7 +14,11 @@ quietly() {
     fi
 }
 
-# Installs what is missing of the Debian packages named.
+# What ./demo fleet runs: the engines that the configurations in fleet/ are for.
+# shellcheck disable=SC2034 # the scripts use it
+FLEET_PACKAGES=(python3 iproute2 rsyslog rsyslog-relp mtail prometheus prometheus-alertmanager)
+
+# Installs what is missing of the Debian packages named. None of them is started as a service.
 
 need_packages() {
     local missing=()
@@ -29,6 +37,16 @@ need_packages() {
     fi
     echo "Installing: ${missing[*]}"
     "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    "${as_root[@]}" sh -c "$INSTALL_QUIETLY" sh "${missing[@]}"
 }
+
+# Services are not started where this file ends with 101, see invoke-rc.d(8). One that is there stays.
+# shellcheck disable=SC2016 # for the other shell
+INSTALL_QUIETLY='
+    policy=/usr/sbin/policy-rc.d
+    if [ ! -e $policy ]; then
+        trap "rm -f $policy" EXIT
+        printf "#!/bin/sh\nexit 101\n" >$policy && chmod 755 $policy
+    fi
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >/dev/null'
+

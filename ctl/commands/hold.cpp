@@ -1,5 +1,6 @@
 // hk_ctl hold, hk_ctl release: write the hold words of tests and wait until the tests obey. A test
-// reads its word once in each turn, so the wait is as long as its longest turn.
+// reads its word once in each turn, so the wait is as long as its longest turn and some seconds
+// more.
 
 #include <algorithm>
 #include <cstdio>
@@ -12,6 +13,7 @@
 namespace {
 
 constexpr int32_t LOOK_US = 10000;
+constexpr int64_t BUSY_MS = 5000;  // more than a turn takes: the machine has other work
 constexpr int64_t STAYS_MS = 1000; // a word that is still 0 after this stays 0
 constexpr int64_t MOVING_MS = 100; // the same for a test that counts again
 constexpr int REPEATS = 3; // of a release: the test may acknowledge a hold at the same moment
@@ -29,7 +31,7 @@ struct order {
         return words.get(test.hold) != HOLD_NONE;
     }
     int64_t limit_ms() const {
-        return int64_t{run.meaning_of(test.first).turn_s} * 1000;
+        return int64_t{run.meaning_of(test.first).turn_s} * 1000 + BUSY_MS;
     }
     bool has_ended() const {
         const int32_t pid = words.record(test.hold).pid;

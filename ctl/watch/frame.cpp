@@ -124,7 +124,8 @@ std::vector<std::string> draw(const picture &what, screen_size size) {
     for (size_t index = first; index < std::min(what.run.records_used, first + room); ++index)
         lines.push_back(record_line(what, index, width));
     lines.push_back(fit(detail_line(what), width));
-    lines.push_back(fit("up/down select  h hold  r release  q quit   " + what.note, width));
+    const std::string note = what.note.empty() ? "" : what.note + "   "; // seen on a narrow screen
+    lines.push_back(fit(note + "up/down select  h hold  r release  q quit", width));
     lines.resize(std::min(lines.size(), size.rows));
     return lines;
 }

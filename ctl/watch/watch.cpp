@@ -74,9 +74,11 @@ void write_hold(watched &state, int32_t value) {
 bool obey(watched &state, key pressed) {
     switch (pressed) {
     case key::UP:
+        state.note.clear();
         state.selected = std::max<size_t>(state.selected, 2) - 1;
         break;
     case key::DOWN:
+        state.note.clear();
         state.selected =
             std::min(state.selected + 1, std::max<size_t>(state.run.records_used, 2) - 1);
         break;

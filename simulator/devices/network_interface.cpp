@@ -59,8 +59,7 @@ bool set_hardware_address(device_set &devices, const char *text) {
                              &bytes[3], &bytes[4], &bytes[5], &length);
     if (found != static_cast<int>(bytes.size()) || text[length] != '\0' ||
         (bytes[0] & GROUP_ADDRESS) != 0)
-        return complain("--mac %s: this is no hardware address of a station; one is "
-                        "02:00:00:00:12:34",
+        return complain("--mac %s: not a unicast hardware address, such as 02:00:00:00:12:34",
                         text);
     for (size_t i = 0; i < bytes.size(); i++)
         mac[i] = static_cast<uint8_t>(bytes[i]);

@@ -39,10 +39,8 @@ bool pty::open(const char *node) {
         return cannot("get a pseudo-terminal for", node);
     slave_path = "/dev/pts/" + std::to_string(index);
     slave.reset(::open(slave_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!slave.is_open() || fstat(slave.get(), &status) != 0)
+    if (!slave.is_open() || fstat(slave.get(), &slave_node) != 0)
         return cannot("open", slave_path);
-    slave_number = status.st_rdev;
     set_raw(slave.get());
     return publish_node(slave_path.c_str(), node);
 }

@@ -26,13 +26,15 @@ struct pty {
     unique_fd master; // non-blocking
     unique_fd slave; // kept open, so that the line does not hang up when the program closes its end
     std::string slave_path;
-    dev_t slave_number = 0;
+    struct stat slave_node {};
 
     // Opens a pair in raw mode and shows it as `node` ("/dev/sp2"). False after a message.
     bool open(const char *node);
 
+    // By file system and inode: the operator's terminal is on another file system of
+    // pseudo-terminals and may have the same device number.
     bool is_slave(const struct stat &node) const {
-        return S_ISCHR(node.st_mode) && node.st_rdev == slave_number;
+        return node.st_dev == slave_node.st_dev && node.st_ino == slave_node.st_ino;
     }
 };
 

@@ -24,6 +24,9 @@ struct port_hangup {
     uint32_t chunks = 0; // that have left and reached the port
 
     bool is_due(int64_t now_us) const;
+    bool can_come() const {
+        return !rows.empty();
+    }
 };
 
 class direction_faults final : public line::line_faults {

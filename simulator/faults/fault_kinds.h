@@ -40,6 +40,7 @@ enum class fault_id {
     readonly,
     full,
     size,
+    limit,
 };
 
 constexpr number_range COUNT = {1, 1'000'000'000};
@@ -50,6 +51,7 @@ constexpr number_range COMMAND = {1, 12};
 constexpr number_range TYPE = {1, 255};
 constexpr number_range LEVEL = {0, 1};
 constexpr number_range PERCENT = {-50, 50};
+constexpr number_range PROCESSES = {0, 100'000};
 constexpr number_range MILLISECONDS = {1, 60'000};
 
 struct fault_kind {
@@ -125,6 +127,8 @@ constexpr fault_kind FAULT_KINDS[] = {
      "PART takes no writes: led or r0"},
     {fault_id::full, "full", "full:r0", 0, "store", "/r0 is full"},
     {fault_id::size, "size", "size:r0:KIB", 1, "store", "/r0 has room for KIB KiB"},
+    {fault_id::limit, "limit", "limit:processes:N", 1, "process table",
+     "a process can only be started while there are fewer than N", PROCESSES},
 };
 
 } // namespace simulator

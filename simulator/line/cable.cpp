@@ -75,19 +75,20 @@ int64_t cable::next_event_time() const {
 // An end may use the cable again while it is settled (a device answers at once). The next round of
 // the loop handles what it starts.
 void cable::advance(int64_t now) {
-    if (advancing || (now <= advanced_to && !has_news()))
+    if (advancing)
         return;
     advancing = true;
-    do
+    while (has_news(now))
         step(std::max(advanced_to, std::min(now, next_event_time())));
-    while (advanced_to < now || next_event_time() <= now);
+    advanced_to = std::max(advanced_to, now);
     advancing = false;
 }
 
-// True if an end has begun something since the last step.
-bool cable::has_news() const {
+// True if something is due, or an end has begun something since the last step.
+bool cable::has_news(int64_t now) const {
     const auto has_changed = [](const direction &way) { return way.raised != way.from->raised; };
-    return std::ranges::any_of(ways, has_changed) || next_event_time() <= advanced_to;
+    return std::ranges::any_of(ways, has_changed) ||
+           next_event_time() <= std::max(advanced_to, now);
 }
 
 void cable::step(int64_t now) {

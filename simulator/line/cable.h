@@ -1,5 +1,5 @@
 // A cable joins two ends: two ports, a port and a device, or a port and itself (a loop plug). A
-// port with nothing plugged in has a cable with one end.
+// port with nothing connected has a cable with one end.
 //
 // The two ends of a cable influence each other (flow control, modem lines, echo), so the cable
 // advances both together and handles their events in order. Different cables are independent.
@@ -82,7 +82,7 @@ private:
         uint32_t lines = 0;  // that arrive
     };
 
-    bool has_news() const;
+    bool has_news(int64_t now) const;
     void step(int64_t now);
     void apply_faults(int64_t now);
     static void pass_characters(direction &way);

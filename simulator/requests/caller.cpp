@@ -69,16 +69,18 @@ pid_t process_of(const request &asked) {
 
 } // namespace
 
-std::optional<descriptor_status> status_of(const request &asked, int descriptor) {
-    const std::string path = descriptor_path(asked, descriptor);
-    descriptor_status found{};
-    struct stat link {};
-    if (stat(path.c_str(), &found.node) != 0 || lstat(path.c_str(), &link) != 0 ||
-        !is_still_waiting(asked)) // else the pid may already be another process's
+std::optional<struct stat> status_of(const request &asked, int descriptor) {
+    struct stat found {};
+    if (stat(descriptor_path(asked, descriptor).c_str(), &found) != 0)
         return std::nullopt;
-    found.is_readable = (link.st_mode & S_IRUSR) != 0;
-    found.is_writable = (link.st_mode & S_IWUSR) != 0;
     return found;
+}
+
+// The mode of the link shows it.
+descriptor_access access_of(const request &asked, int descriptor) {
+    struct stat link {};
+    (void)lstat(descriptor_path(asked, descriptor).c_str(), &link); // no descriptor: no access
+    return {(link.st_mode & S_IRUSR) != 0, (link.st_mode & S_IWUSR) != 0};
 }
 
 bool is_nonblocking(const request &asked, int descriptor) {

@@ -10,14 +10,15 @@
 
 namespace simulator {
 
-struct descriptor_status {
-    struct stat node; // of the file it refers to
+// What a descriptor of the caller refers to. None if the caller has no such descriptor.
+std::optional<struct stat> status_of(const request &asked, int descriptor);
+
+// How it was opened (O_RDONLY, O_WRONLY or both).
+struct descriptor_access {
     bool is_readable;
     bool is_writable;
 };
-
-// None if the caller has no such descriptor.
-std::optional<descriptor_status> status_of(const request &asked, int descriptor);
+descriptor_access access_of(const request &asked, int descriptor);
 
 // True if O_NONBLOCK is set now.
 bool is_nonblocking(const request &asked, int descriptor);

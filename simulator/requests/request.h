@@ -53,6 +53,10 @@ struct request_taker {
 
 // Copies `bytes` bytes from or to an address in the caller's memory. False if the caller has no
 // such memory or is gone; refuse the call with EFAULT then.
+//
+// The kernel gives the pid of a killed caller to a new process only after it has used all other
+// pids. So what is read right after the call has arrived, or after `is_waiting`, is the caller's.
+// Before each write the kernel is asked in any case.
 bool read_memory(const request &asked, uint64_t address, void *to, size_t bytes);
 bool write_memory(const request &asked, uint64_t address, const void *from, size_t bytes);
 

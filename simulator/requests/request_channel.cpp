@@ -42,6 +42,10 @@ void request_channel::hand_over(const request &asked) {
         refuse_foreign(asked);
         return;
     }
+    if (process_limit != nullptr && starts_process(asked.call)) {
+        process_limit->take_request(asked);
+        return;
+    }
     if (ports != nullptr && ports->take(asked))
         return;
     request_taker *taker = kind_of(asked.call) == call_kind::request ? find_taker(asked) : nullptr;
@@ -61,11 +65,11 @@ void request_channel::refuse_foreign(const request &asked) {
 }
 
 request_taker *request_channel::find_taker(const request &asked) const {
-    const std::optional<descriptor_status> found = status_of(asked, asked.descriptor());
+    const std::optional<struct stat> found = status_of(asked, asked.descriptor());
     if (!found)
         return nullptr;
     for (request_taker *taker : takers)
-        if (taker->owns(found->node))
+        if (taker->owns(*found))
             return taker;
     return nullptr;
 }

@@ -27,7 +27,8 @@ struct call_taker {
 struct request_channel final : event_source {
     unique_fd listener; // closed once no process of the program is left
     std::vector<request_taker *> takers;
-    call_taker *ports = nullptr; // none: the board has no port
+    call_taker *ports = nullptr;            // none: the board has no port
+    request_taker *process_limit = nullptr; // none: any number of processes
 
     void listen_on(unique_fd filters_listener);
 

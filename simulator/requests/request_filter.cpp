@@ -146,6 +146,9 @@ steps filter_steps(const filter_rules &rules) {
     if (rules.ports)
         for (const call_row &row : STOPPED_CALLS)
             add_rule(all, row.number, decide(row.when, ports));
+    if (rules.process_starts && !rules.own_time) // which has those calls already
+        for (const uint32_t number : STARTING_CALLS)
+            add_rule(all, number, {give(SECCOMP_RET_USER_NOTIF)});
     add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
     all.push_back(give(SECCOMP_RET_ALLOW));
     return all;

@@ -20,6 +20,7 @@ struct filter_rules {
     std::vector<uint32_t> ioctls;          // request numbers, stopped on every descriptor
     std::optional<port_descriptors> ports; // none: the board has no port
     bool own_time = false;                 // the calls of timed_calls.h too
+    bool process_starts = false;           // the calls that start a process
 };
 
 // Installs the filter in the calling process; everything it executes or forks has it too. For the

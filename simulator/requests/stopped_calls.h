@@ -74,6 +74,21 @@ constexpr call_row STOPPED_CALLS[] = {
 #endif
 };
 
+// The calls that start a process or a thread; stopped on a board that limits how many there can be.
+constexpr uint32_t STARTING_CALLS[] = {
+    SYS_clone,
+    SYS_clone3,
+#ifdef SYS_fork
+    SYS_fork,
+    SYS_vfork,
+#endif
+};
+
+constexpr bool starts_process(int number) {
+    return std::ranges::find(STARTING_CALLS, static_cast<uint32_t>(number)) !=
+           std::end(STARTING_CALLS);
+}
+
 // The row of a system call by its number; null if the table has none.
 constexpr const call_row *find_stopped_call(int number) {
     const auto *found =

@@ -144,7 +144,7 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     const timed_call *row = is_left_to_kernel ? find_timed_call(of.asked.call) : nullptr;
     const timed_kind kind = row != nullptr ? row->kind : timed_kind::none;
     of.has_executed = kind == timed_kind::execute;
-    if (of.has_executed)
+    if (of.has_executed || kind == timed_kind::close)
         calls.note_changed_descriptors();
     if (kind == timed_kind::end) {
         end(of);
@@ -199,6 +199,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::work:
         return do_work(of);
     case timed_kind::poll:
+    case timed_kind::birth:
+    case timed_kind::close:
         return requests.hand_over(of.asked);
     case timed_kind::futex:
         if (!futex_waits.take(of.asked, of, processes, calls.held))
@@ -214,9 +216,6 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             free_vfork_parent(*of.owner);
         }
         return pass_on(of.asked);
-    case timed_kind::close:
-        calls.note_changed_descriptors();
-        return requests.hand_over(of.asked);
     default:
         return pass_on(of.asked);
     }

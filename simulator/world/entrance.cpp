@@ -16,12 +16,15 @@ namespace simulator {
 namespace {
 
 constexpr size_t WORDS_MAX = 1024;
+constexpr size_t RULE_WORDS = 3; // before the requests
 
-// The rules as one message: the descriptors of ports (0, 0 if there are none), then the requests.
+// The rules as one message: the descriptors of ports (0, 0 if there are none), 1 if the starts of
+// processes are stopped, then the requests.
 std::vector<uint32_t> words_of(const filter_rules &rules) {
     const port_descriptors ports = rules.ports.value_or(port_descriptors{0, 0});
     std::vector<uint32_t> words = {static_cast<uint32_t>(ports.first),
-                                   static_cast<uint32_t>(ports.end)};
+                                   static_cast<uint32_t>(ports.end),
+                                   rules.process_starts ? 1U : 0U};
     words.insert(words.end(), rules.ioctls.begin(), rules.ioctls.end());
     return words;
 }
@@ -30,7 +33,8 @@ filter_rules rules_of(std::span<const uint32_t> words) {
     filter_rules rules;
     if (words[0] != 0)
         rules.ports = {static_cast<int>(words[0]), static_cast<int>(words[1])};
-    rules.ioctls.assign(words.begin() + 2, words.end());
+    rules.process_starts = words[2] != 0;
+    rules.ioctls.assign(words.begin() + RULE_WORDS, words.end());
     return rules;
 }
 
@@ -57,6 +61,7 @@ void entrance::ready(const pollfd &event) {
         channels.emplace_back();
         channels.back().takers = takers;
         channels.back().ports = ports;
+        channels.back().process_limit = process_limit;
         channels.back().listen_on(receive_descriptor(visitor->get())); // none if it is gone
         visitors.erase(visitor);
     } else {
@@ -82,7 +87,7 @@ bool move_in(int connection, filter_rules &rules) {
     std::vector<uint32_t> words(WORDS_MAX);
     const ssize_t bytes = recv(connection, words.data(), words.size() * sizeof words[0], 0);
     const size_t count = bytes < 0 ? 0 : static_cast<size_t>(bytes) / sizeof words[0];
-    if (!board.is_open() || count < 2)
+    if (!board.is_open() || count < RULE_WORDS)
         return complain("the board has ended");
     rules = rules_of(std::span(words).first(count));
     // A board that root runs has no user namespace of its own: it cannot be entered, see setns(2).

@@ -15,7 +15,8 @@ struct entrance final : event_source {
     unique_fd door;                      // see claim_name; none: the board has no name
     std::vector<request_taker *> takers; // of the board's devices
     call_taker *ports = nullptr;         // see request_channel
-    filter_rules rules;                  // of the board's own program, and of each visitor's
+    request_taker *process_limit = nullptr;
+    filter_rules rules; // of the board's own program, and of each visitor's
 
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;

@@ -61,11 +61,13 @@ void drop_machine_rights() {
     hand_over_calls(how.rules, board);
     restore_signals();
     execvp(how.arguments[0], how.arguments);
-    const int reason = errno;
+    const bool is_missing = errno == ENOENT || errno == ENOTDIR;
     (void)cannot("start", how.arguments[0]);
+    if (!is_missing)
+        _exit(CANNOT_EXECUTE);
     report("the program and its interpreter must be on the board's file system, where /opt and "
            "/run are empty");
-    _exit(reason == ENOENT || reason == ENOTDIR ? NOT_FOUND : CANNOT_EXECUTE);
+    _exit(NOT_FOUND);
 }
 
 } // namespace

@@ -30,86 +30,90 @@ int32_t crossover_needs(const char *argument) {
     return names_two_ports(argument) ? 2 : 1;
 }
 
-void start_crossover(const char *argument) {
+void start_crossover(int no_fork, const char *argument) {
     const char x[2] = {argument[0], '\0'};
     const char y[2] = {names_two_ports(argument) ? argument[1] : x[0], '\0'};
-    (void)crossover_test(0, x, y, frame_sample_pattern);
+    (void)crossover_test(no_fork, x, y, frame_sample_pattern);
 }
 
 int32_t fio_loop_needs(const char *) {
     return sync_owner == 0 ? 2 : NOT_NOW;
 }
 
-void start_fio_loop(const char *) {
-    if (fio_loop_test(0, "5") >= 0)
+void start_fio_loop(int no_fork, const char *) {
+    if (fio_loop_test(no_fork, "5") >= 0)
         sync_owner = record_count;
 }
 
-void start_spi_fio_loop(const char *) {
-    (void)spi_fio_loop_test(0, "/dev/manufacturer");
+void start_spi_fio_loop(int no_fork, const char *) {
+    (void)spi_fio_loop_test(no_fork, "/dev/manufacturer");
 }
 
-void start_spi_device(const char *argument) {
-    (void)spi_device_test(0, number_of(argument));
+void start_spi_device(int no_fork, const char *argument) {
+    (void)spi_device_test(no_fork, number_of(argument));
 }
 
 int32_t serial_needs(const char *argument) {
     return sync_port_permits(argument) ? 1 : 0;
 }
 
-void start_receiver(const char *argument) {
-    (void)consume_dispatch(argument, 0, paren_pattern);
+void start_receiver(int no_fork, const char *argument) {
+    (void)consume_dispatch(argument, no_fork, paren_pattern);
 }
 
-void start_producer(const char *argument) {
-    (void)produce_dispatch(argument, 0, paren_pattern);
+void start_producer(int no_fork, const char *argument) {
+    (void)produce_dispatch(argument, no_fork, paren_pattern);
 }
 
-void start_dram(const char *) {
-    (void)dram_test(0);
+void start_dram(int no_fork, const char *) {
+    (void)dram_test(no_fork);
 }
 
 int32_t file_copy_needs(const char *argument) {
     return is_file_copy_argument(argument) ? 1 : 0;
 }
 
-void start_file_copy(const char *argument) {
-    file_copy_option(0, argument);
+void start_file_copy(int no_fork, const char *argument) {
+    file_copy_option(no_fork, argument);
 }
 
-void start_filesystem(const char *argument) {
-    filesystem_test(0, argument);
+void start_filesystem(int no_fork, const char *argument) {
+    filesystem_test(no_fork, argument);
 }
 
-void start_front_panel(const char *) {
-    (void)front_panel_test(0);
+void start_front_panel(int no_fork, const char *) {
+    (void)front_panel_test(no_fork);
 }
 
-void set_speed(const char *argument) {
+void name_run(int, const char *argument) {
+    set_log_ident(argument);
+}
+
+void set_speed(int, const char *argument) {
     port_speed_code = baud_to_speed_code(number_of(argument));
 }
 
-void set_led_period(const char *argument) {
+void set_led_period(int, const char *argument) {
     led_period = number_of(argument);
 }
 
-void set_log_period(const char *argument) {
+void set_log_period(int, const char *argument) {
     log_period = number_of(argument);
 }
 
-void set_transfer_length(const char *argument) {
+void set_transfer_length(int, const char *argument) {
     xfer_length = number_of(argument);
 }
 
-void set_error_flag(const char *) {
+void set_error_flag(int, const char *) {
     error_flag = 1;
 }
 
-void clear_error_flag(const char *) {
+void clear_error_flag(int, const char *) {
     error_flag = 0;
 }
 
-void toggle_hdlc_mode(const char *) {
+void toggle_hdlc_mode(int, const char *) {
     hdlc_mode = hdlc_mode == 0 ? 1 : 0;
 }
 
@@ -190,7 +194,7 @@ constexpr option_row OPTIONS[] = {
 
     {.letter = option_letter::LOG_IDENT,
      .argument = argument_form::TEXT,
-     .routine = set_log_ident,
+     .routine = name_run,
      .help = "name of the run in the system log"},
     {.letter = option_letter::SPEED,
      .argument = argument_form::BITS_PER_S,

@@ -85,7 +85,8 @@ struct option_row {
     std::array<kind_code, 2> kinds = {}; // the rule says how many it uses
     start_state state = start_state::RUNNING;
     start_pause pause = start_pause::NONE;
-    void (*routine)(const char *argument); // starts the test or takes the setting
+    // Starts the test or takes the setting. With `no_fork` not 0 a test claims its records alone.
+    void (*routine)(int no_fork, const char *argument);
     // Returns the records that the option needs with this argument, 0 if it starts no test, NOT_NOW
     // if the option has no effect at all. Null: always `records`.
     int32_t (*needs)(const char *argument) = nullptr;

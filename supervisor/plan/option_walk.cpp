@@ -51,28 +51,30 @@ void write_kind(const option_row &row, const char *argument) {
 
 // Holds a held test before its start: otherwise it could first run a whole turn, for DRAM seconds.
 // An option that starts no test still holds and marks the test before it.
-void start(const option_row &row, int32_t records, const char *argument) {
+void start(const option_row &row, int no_fork, int32_t records, const char *argument) {
     const bool is_held = row.state == start_state::HELD;
     if (is_held && records > 0)
         hold(status_table->records[static_cast<size_t>(record_count) + 1]);
     if (records > 1)
         ++bogus_count;
-    row.routine(argument);
+    row.routine(no_fork, argument);
     if (is_held)
         hold(last_claimed_record());
     write_kind(row, argument);
 }
 
-void run_option(const option_row &row, const char *argument) {
+} // namespace
+
+void apply_option(const option_row &row, int no_fork, const char *argument) {
     const int32_t records = row.needs != nullptr ? row.needs(argument) : row.records;
     const bool starts = records != NOT_NOW && records_fit(records, row.letter, argument);
     if (starts)
-        start(row, records, argument);
+        start(row, no_fork, records, argument);
+    if (no_fork != 0)
+        return;
     if (row.pause == start_pause::ALWAYS || (starts && row.pause == start_pause::AFTER_START))
         (void)usleep(START_PAUSE_US);
 }
-
-} // namespace
 
 void print_usage(const char *program) {
     print(STDOUT_FILENO,
@@ -95,6 +97,6 @@ void walk_options(int argc, char **argv) {
             return static_cast<int>(each.letter) == letter;
         });
         if (row != table.end())
-            run_option(*row, optarg != nullptr ? optarg : "");
+            apply_option(*row, 0, optarg != nullptr ? optarg : "");
     }
 }

@@ -2,7 +2,6 @@
 // supervisor goes on, and the counters say what happened.
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -21,29 +20,6 @@ board_run stress_from(const std::string &script, Words board_options, const Word
     const Words program = own_program(HK_STRESS_PATH, arguments);
     command.insert(command.end(), program.begin(), program.end());
     return board_run::program(std::move(board_options), command);
-}
-
-// A port that has gone away is ready to be read all the time, and its writes fail at once.
-TEST(HungUpPort, costs_each_test_one_count_a_pause_and_no_more) {
-    struct {
-        const char *fault;
-        size_t item;
-        size_t error;
-        int64_t pause_ms; // at least so long after each count
-    } const cases[] = {{"hangup:1:1", 0, 2, 80}, {"hangup:8:1", 1, 2, 2}, {"hangup:2:1", 2, 1, 2}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.fault);
-        board_run run = board_run::stress({"--cable", "1-8", "--loop", "2", "--fault", c.fault},
-                                          {"-d1", "-l600", "-C1", "-P8", "-E2"});
-        ASSERT_TRUE(run.wait_until_running());
-        const auto start = std::chrono::steady_clock::now();
-        const int64_t before = list_now(run).at(c.item).errors[c.error];
-        const Results items = lists_until(
-            run, [&](const Results &now) { return now[c.item].errors[c.error] >= before + 10; });
-        const auto passed = std::chrono::steady_clock::now() - start;
-        const int64_t pauses = passed / std::chrono::milliseconds(c.pause_ms);
-        EXPECT_LE(items.at(c.item).errors[c.error] - before, pauses + 1);
-    }
 }
 
 size_t occurrences(const std::string &text, const std::string &part) {

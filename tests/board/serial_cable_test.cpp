@@ -1,140 +1,18 @@
-// The serial tests against a far end that the case plays itself. Runs on the simulated board, with
-// ports 1 and 2 cabled, in both their forms. The test process has port 1, the case port 2.
+// The serial tests against a far end that the case plays itself.
 
-#include <algorithm>
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <numeric>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <vector>
 
-#include "runtime/poll.h"
-#include "runtime/unique_fd.h"
-#include "serial/crossover.h"
 #include "serial/echo.h"
-#include "serial/port_access.h"
-#include "serial/port_io.h"
-#include "serial/port_settings.h"
 #include "serial/producer.h"
-#include "serial/receiver.h"
-#include "tests/support/table_fixture.h"
+#include "tests/board/serial_cable.h"
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-
-constexpr char OWN_PORT[] = "1";
-constexpr char FAR_PORT[] = "2";
-const Bytes GOOD_BLOCK(8, ')'); // as many as the FIFO hands over at once: one read
-
-uint32_t shared_count(const uint32_t &word) {
-    return *static_cast<const volatile uint32_t *>(&word);
-}
-
-class SerialCable : public TableTest {
-protected:
-    void SetUp() override {
-        TableTest::SetUp();
-        far_end.reset(open_async_port(FAR_PORT, O_RDWR));
-        ASSERT_TRUE(far_end) << "run this on the simulated board";
-    }
-
-    void TearDown() override {
-        hdlc_mode = 0;
-        xfer_length = 32;
-        port_speed_code = SPEED_115200;
-        TableTest::TearDown();
-    }
-
-    // Of the port that a test opens from now on, and of the far end.
-    void set_line_speed(uint32_t code) {
-        port_speed_code = code;
-        ASSERT_EQ(set_port_speed(far_end.get(), code), 0);
-    }
-
-    static TestRecord &own() {
-        return record(1);
-    }
-
-    // Returns once the bytes can be read at the other end.
-    void send(const Bytes &bytes) {
-        ASSERT_EQ(write(far_end.get(), bytes.data(), bytes.size()),
-                  static_cast<ssize_t>(bytes.size()));
-        ASSERT_EQ(tcdrain(far_end.get()), 0);
-    }
-
-    // Sends a good block and waits until the receiver has counted it, so that the next is a block
-    // of its own.
-    void send_block() {
-        const uint32_t good = shared_count(own().prev_read_count);
-        send(GOOD_BLOCK);
-        ASSERT_TRUE(wait_until([&] { return shared_count(own().prev_read_count) != good; }));
-    }
-
-    // What arrives at the far end until there are `enough` bytes and nothing more waits.
-    Bytes receive(size_t enough) {
-        Bytes all;
-        (void)wait_until([&] {
-            std::array<uint8_t, 512> part;
-            while (input_within(far_end.get(), 0)) {
-                const ssize_t count = read(far_end.get(), part.data(), part.size());
-                all.insert(all.end(), part.begin(), part.begin() + std::max<ssize_t>(count, 0));
-            }
-            return all.size() >= enough;
-        });
-        return all;
-    }
-
-    // A whole frame: the FIFO hands it over in groups of eight and what is left at the end.
-    Bytes receive_frame() {
-        constexpr int32_t QUIET_MS = 20; // far more than a group takes at 4800 bit/s
-        Bytes frame = receive(1);
-        while (input_within(far_end.get(), QUIET_MS)) {
-            const Bytes more = receive(1);
-            frame.insert(frame.end(), more.begin(), more.end());
-        }
-        return frame;
-    }
-
-    void start_receiver() {
-        ASSERT_GT(serial_loop_test(0, OWN_PORT, paren_pattern), 0);
-        wait_for_silence(1);
-    }
-
-    // Silent intervals from now on: the receiver listens, and no block is in its hands.
-    void wait_for_silence(int32_t intervals) {
-        const int32_t before = shared_word(own().errors);
-        ASSERT_TRUE(wait_until([&] { return shared_word(own().errors) >= before + intervals; }));
-    }
-
-    void hold() {
-        set_shared_word(own().hold, HOLD_REQUESTED);
-        ASSERT_TRUE(wait_until([&] { return shared_word(own().hold) == HOLD_ACKNOWLEDGED; }));
-    }
-
-    template <typename Claim>
-    bool release_until(Claim claim) {
-        set_shared_word(own().hold, HOLD_NONE);
-        return wait_until(claim);
-    }
-
-    // Ends the test process as a supervisor would, so that the case can start another.
-    void end_test() {
-        const pid_t child = own().pid;
-        ASSERT_EQ(kill(child, SIGKILL), 0);
-        ASSERT_EQ(waitpid(child, nullptr, 0), child);
-        own() = {};
-        record_count = 0;
-    }
-
-    unique_fd far_end;
-};
 
 // A test may read the other port as soon as it has drained the one it wrote to: on the simulated
 // board that must not depend on how busy the machine is.
@@ -245,50 +123,6 @@ TEST_F(SerialProducer, a_port_that_hangs_up_is_an_error_a_turn_and_the_pattern_g
     ASSERT_NO_FATAL_FAILURE(hold());
     EXPECT_EQ(own().write_count, written);
     EXPECT_EQ(record(GENERATED).read_count, written + static_cast<uint32_t>(own().errors));
-}
-
-using SerialCrossover = SerialCable;
-
-TEST_F(SerialCrossover, three_lost_frames_in_a_row_after_good_ones_are_no_run_of_silence) {
-    constexpr uint32_t SPEED_4800 = 12; // slow enough to answer in time on a busy machine
-    set_line_speed(SPEED_4800);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    int32_t line_faults = 0; // this cable is no loopback plug
-    for (int number = 1; number <= 9; ++number) {
-        const Bytes frame = receive_frame();
-        if (number < 6 || number > 8) {
-            const uint32_t good = shared_count(own().read_count);
-            ASSERT_NO_FATAL_FAILURE(send(frame));
-            ASSERT_TRUE(wait_until([&] { return shared_count(own().read_count) > good; }));
-        }
-        if (number == 1)
-            line_faults = own().errors2;
-    }
-    EXPECT_EQ(own().errors, 3);
-    EXPECT_EQ(own().errors2, line_faults);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
-}
-
-// Its own line time on the way there, then three polls of the same length. A gap between two frames
-// that a busy machine has stretched or cut is passed over.
-TEST_F(SerialCrossover, gives_a_frame_that_does_not_come_four_line_times) {
-    using std::chrono::steady_clock;
-    constexpr uint32_t SPEED_2400 = 11;
-    set_line_speed(SPEED_2400);
-    ASSERT_GT(crossover_test(0, OWN_PORT, OWN_PORT, frame_sample_pattern), 0);
-    double line_times = 0;
-    for (int gap = 0; gap < 20 && (line_times < 3.7 || line_times > 4.3); ++gap) {
-        const size_t sent = receive(1).size();
-        const auto sent_at = steady_clock::now();
-        const double line_time_s = static_cast<double>(sent + 33) * 10 / 2400;
-        ASSERT_TRUE(wait_until([&] { return input_within(far_end.get(), 0); }));
-        const std::chrono::duration<double> passed = steady_clock::now() - sent_at;
-        line_times = passed.count() / line_time_s;
-    }
-    EXPECT_NEAR(line_times, 4, 0.3);
-    ASSERT_NO_FATAL_FAILURE(hold());
-    (void)receive(0); // not for the next case
 }
 
 using SerialEcho = SerialCable;

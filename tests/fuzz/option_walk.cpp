@@ -35,6 +35,7 @@ void start_afresh() {
     set_status_table(&table);
     record_count = bogus_count = process_count = sync_owner = 0;
     hdlc_mode = 0;
+    paused_us = 0;
     port_speed_code = SPEED_115200;
     optind = 0; // see getopt(3): it starts from the beginning again
 }
@@ -55,6 +56,8 @@ std::vector<char *> split(std::vector<char> &text) {
 } // namespace
 
 bool forks_fail = false;
+int32_t hold_at_fork = 0;
+uint32_t paused_us = 0;
 
 extern "C" {
 pid_t __real_fork();
@@ -66,6 +69,7 @@ pid_t __wrap_fork() {
     if (!is_walking)
         return __real_fork();
     require(record_count >= 1 && record_count <= TEST_RECORDS);
+    hold_at_fork = table.records[static_cast<size_t>(record_count)].hold;
     if (forks_fail)
         errno = EAGAIN;
     return forks_fail ? -1 : SOME_PROCESS;
@@ -78,6 +82,7 @@ int __wrap_nanosleep(const timespec *wanted, timespec *left) {
 
 int __wrap_usleep(useconds_t wanted);
 int __wrap_usleep(useconds_t wanted) {
+    paused_us += is_walking ? wanted : 0;
     return is_walking ? 0 : __real_usleep(wanted);
 }
 }

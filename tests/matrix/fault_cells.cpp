@@ -63,6 +63,9 @@ line_claim files(const std::array<bounds, 3> &errors, int64_t laid) {
 line_claim producer(const char *name, int64_t sent) {
     return {'P', name, at_least(sent), NONE};
 }
+constexpr bounds between(int64_t least, int64_t most) {
+    return {least, most};
+}
 // What came through before the fault struck.
 constexpr bounds up_to(int64_t count) {
     return {1, count};
@@ -78,6 +81,15 @@ sample_claim one_of(const std::vector<sample> &expected) {
 // Position and byte: the board flips one bit of one of the first three bytes.
 bool is_flipped_block(const sample &seen) {
     return seen[0] >= 0 && seen[0] < 3 && std::has_single_bit(static_cast<unsigned>(seen[1] ^ ')'));
+}
+// The byte that the board inserts, somewhere in a block of 16.
+bool is_inserted_byte(const sample &seen) {
+    return seen[0] >= 0 && seen[0] < 16 && seen[1] == 0xA5;
+}
+// One bit of one byte.
+bool is_garbled_block(const sample &seen) {
+    return seen[0] >= 0 && seen[0] < 16 &&
+           std::has_single_bit(static_cast<unsigned>(seen[1] ^ ')'));
 }
 bool is_frame_length(const sample &seen) {
     return seen[0] >= 3 && seen[0] <= 15;
@@ -456,6 +468,138 @@ const std::vector<fault_cell> CELLS = {
     {.fault = "no memory to map", .board = {"--release"}, .arguments = {"-D"},
      .lines = {{'D', "8 dram user", at_least(2000), first(at_least(2))}}, .prepared_by = "ulimit -v 100000",
      .needs_limits = true},
+
+    {"byte lost on the way", {"--cable", "1-2", "--fault", "lostbyte:2:100"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 50)}},
+    {"byte lost on the way", {"--cable", "2-8", "--fault", "lostbyte:2:50"}, {"-E28"},
+     {port_2(at_least(20), {at_least(3), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    {"byte inserted on the way", {"--cable", "1-2", "--fault", "insert:2:100"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(50), first(at_least(5), BY_LOAD), is_inserted_byte},
+     producer("3 sp2 produce", 30)}},
+    {"byte inserted on the way", {"--cable", "2-8", "--fault", "insert:2:50"}, {"-E28"},
+     {port_2(at_least(20), {at_least(3), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    // Ports without INPCK hand on what was sampled before the stop bit.
+    {"stop bit low", {"--cable", "1-2", "--fault", "framing:2:50"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 50)}},
+    {"stop bit low", {"--cable", "2-8", "--fault", "framing:2:50"}, {"-E28"},
+     {port_2(at_least(50), NO_BAD), port_8(at_least(50), NO_BAD)}},
+    {"frame garbled after its check", {"--cable", "1s-2s", "--fault", "garble:1s:10"}, {"-h", "-C2", "-P1"},
+     {{'C', "2 sp2 consume", at_least(20), first(at_least(5), BY_LOAD), is_garbled_block},
+     producer("2 sp1 produce", 50)}},
+    {"frame garbled after its check", {"--loop", "5s", "--fault", "garble:5s:10"}, {"-h", "-E55"},
+     {{'E', "5 sp5 loop", at_least(20), {at_least(5), BY_LOAD, BY_LOAD}}}, {}, is_one_frame_in_ten_bad},
+    {"frame garbled after its check", {"--cable", "2s-8s", "--fault", "garble:2s:10"}, {"-h", "-E28"},
+     {port_2(at_least(20), {at_least(5), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}, {},
+     is_one_frame_in_ten_bad},
+    {"frame garbled after its check", {"--fio", "20=1,16=2", "--fault", "garble:5s:5"}, {"-F"},
+     {fio_20(at_least(1), {BY_LOAD, at_least(1), BY_LOAD}), fio_16(at_least(1), {BY_LOAD, at_least(1), BY_LOAD})}},
+    {"line stalled", {"--cable", "1-2", "--fault", "stall:2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", STAYS, third(at_least(3))}, {'P', "3 sp2 produce", exactly(1)}}},
+    {"line stalled", {"--cable", "1s-2s", "--fault", "stall:1s"}, {"-h", "-C2", "-P1"},
+     {{'C', "2 sp2 consume", STAYS, third(at_least(3))}, {'P', "2 sp1 produce", exactly(1)}}},
+    // The test waits in tcdrain for good.
+    {"line stalled", {"--cable", "2-8", "--fault", "stall:2"}, {"-E28"},
+     {written(1, 1, port_2(STAYS, NONE)), written(1, 1, port_8(STAYS, NONE))}},
+    {"line stalled", {"--loop", "5s", "--fault", "stall:5s"}, {"-h", "-E55"},
+     {written(1, 1, {'E', "5 sp5 loop", STAYS})}},
+    {"line stalled", {"--fio", "20=1,16=2", "--fault", "stall:5s"}, {"-F"},
+     {unwritten(fio_20(STAYS)), unwritten({'F', "1 sp0 consume", STAYS})}},
+    {"line stalled, 1 to 2 s", {"--cable", "1-2", "--fault", "stall:2@1-2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(800), third(at_least(3))}, producer("3 sp2 produce", 400)}},
+    {"CTS stuck", {"--cable", "1-2", "--fault", "cts:2:0"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 50)}},
+    {"CTS stuck", {"--cable", "2-8", "--fault", "cts:2:0"}, {"-E28"},
+     {port_2(at_least(20), {exactly(1), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    {"CTS stuck", {"--cable", "2-8", "--fault", "cts:8:1"}, {"-E28"},
+     {port_2(at_least(20), NO_BAD), port_8(at_least(20), {exactly(1), BY_LOAD, BY_LOAD})}},
+    {"CTS stuck", {"--cable", "2s-8s", "--fault", "cts:2s:0"}, {"-h", "-E28"},
+     {port_2(at_least(20), {exactly(1), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    {"DCD stuck", {"--cable", "1-2", "--fault", "dcd:2:0"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 50)}},
+    {"DCD stuck", {"--cable", "2-8", "--fault", "dcd:2:0"}, {"-E28"},
+     {port_2(at_least(20), {exactly(1), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    {"DCD stuck", {"--loop", "2", "--fault", "dcd:2:1"}, {"-E2"},
+     {{'E', "5 sp2 loop", at_least(20), {exactly(1), BY_LOAD, BY_LOAD}}}},
+    {"speed 12 per cent off", {"--cable", "1-2", "--fault", "speed:2:12"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", STAYS, first(at_least(20), BY_LOAD)}, producer("3 sp2 produce", 20)}},
+    {"speed 12 per cent off", {"--cable", "2-8", "--fault", "speed:2:-12"}, {"-E28"},
+     {port_2(between(0, 3), {at_least(20), BY_LOAD, BY_LOAD}), port_8(at_least(20), NO_BAD)}},
+    {"speed 3 per cent off", {"--cable", "1-2", "--fault", "speed:2:3"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(100), NO_BAD_BLOCK}, producer("3 sp2 produce", 50)}},
+    {"speed 3 per cent off", {"--cable", "2-8", "--fault", "speed:2:-3"}, {"-E28"},
+     {port_2(at_least(50), NO_BAD), port_8(at_least(50), NO_BAD)}},
+
+    {"reply corrupted", {"--fio", "20=1,16=2", "--fault", "corrupt:20:3"}, {"-F"},
+     {fio_20(BY_LOAD, {at_least(1), BY_LOAD, BY_LOAD}), fio_16(at_least(1))}},
+    {"reply corrupted", {"--spi", "221", "--fault", "corrupt:manufacturer:10"}, {"-L"},
+     {spi_loop(at_least(10), second(at_least(3)))}, {}, is_one_spi_reply_in_ten_bad},
+    {"reply lost", {"--fio", "20=1,16=2", "--fault", "lose:20:10"}, {"-F"},
+     {fio_20(at_least(1), second(at_least(2))), fio_16(at_least(1))}},
+    {"reply lost", {"--spi", "221", "--fault", "lose:manufacturer:10"}, {"-L"},
+     {spi_loop(at_least(10), second(at_least(3)))}, {}, is_one_spi_reply_in_ten_bad},
+    {"each reply late", {"--fio", "20=1,16=2", "--fault", "delay:20:1000"}, {"-F"},
+     {unwritten(fio_20(STAYS, second(at_least(3)))), fio_16(at_least(1))}},
+    {"each reply late", {"--spi", "221", "--fault", "delay:manufacturer:5"}, {"-L"},
+     {held_at_start(second(exactly(2)))}},
+    {"memory slow", {"--eeprom", "good", "--fault", "slow:eeprom:100"}, {"-S2"}, {{'S', "7 eeprom spi", EEPROM_READS}}},
+    {"memory slow", {"--datakey", "present", "--fault", "slow:datakey:100"}, {"-S1"},
+     {{'S', "6 Datakey spi", at_least(3)}}},
+    {"memory reads fail", {"--eeprom", "good", "--fault", "fail:eeprom:3"}, {"-S2"},
+     {{'S', "7 eeprom spi", EEPROM_READS, first(at_least(1))}}},
+    {"memory reads fail", {"--datakey", "present", "--fault", "fail:datakey:3"}, {"-S1"},
+     {{'S', "6 Datakey spi", at_least(3), first(at_least(3))}}},
+    {"bit of a memory weak", {"--eeprom", "good", "--fault", "weak:eeprom:5.3"}, {"-S2"},
+     {{'S', "7 eeprom spi", EEPROM_READS}}},
+    {"bit of a memory weak", {"--datakey", "present", "--fault", "weak:datakey:5.3"}, {"-S1"},
+     {{'S', "6 Datakey spi", at_least(10)}}},
+    {"key pulled out and put back", {"--datakey", "present", "--fault", "gone:datakey@1-2"}, {"-S1"},
+     {{'S', "6 Datakey spi", at_least(300)}}},
+    {"LED missing at the start", {"--release", "--fault", "gone:led@0-1"}, {"-D"}, {{'D', "8 dram user", at_least(100)}}},
+    {"LED write protected at the start", {"--release", "--fault", "readonly:led@0-1"}, {"-D"}, {{'D', "8 dram user", at_least(100)}}},
+    {"network interface missing", {"--release", "--fault", "gone:eth0"}, {"-D"},
+     {{'D', "8 dram user", at_least(100)}}},
+    {"store full", {"--release", "--fault", "full:r0"}, {"-Y", "/r0/f", "-M", "/r0/a:/r0/b:0"},
+     {{'Y', "11 filesys opt", STAYS, first(at_least(32))}, {'M', "5 bbsram file_copy", STAYS, first(at_least(4))}}},
+    {"store too small", {"--release", "--fault", "size:r0:4"}, {"-Y", "/r0/f", "-M", "/r0/a:/r0/b:0"},
+     {{'Y', "11 filesys opt", BY_LOAD, first(at_least(32))}, {'M', "5 bbsram file_copy", STAYS, first(at_least(4))}}},
+    {.fault = "store write protected", .board = {"--release", "--fault", "readonly:r0"},
+     .arguments = {"-M", "/r0/a:/r0/b:0"}, .lines = {{'M', "5 bbsram file_copy", STAYS, first(at_least(1))}},
+     .end = ending::never},
+    {.fault = "no room for a process", .board = {"--cable", "1-2", "--fault", "limit:processes:1"},
+     .arguments = {"-C1", "-P2"}, .lines = {{'C', "3 sp0 consume", STAYS, third(exactly(1))},
+     {'P', "3 sp0 produce", STAYS, third(exactly(1))}}, .end = ending::by_itself},
+    {.fault = "no room for a process", .board = {"--cable", "2-8", "--fault", "limit:processes:1"},
+     .arguments = {"-E28"}, .lines = {{'E', "0 sp0 loop", STAYS}, {'E', "5 sp0 loop", STAYS, second(exactly(1))}},
+     .end = ending::by_itself},
+    {.fault = "no room for a process", .board = {"--fio", "20=1,16=2", "--fault", "limit:processes:1"},
+     .arguments = {"-F"}, .lines = {{'F', "10 FIOloop sp0s", STAYS}, {'F', "1 sp0 consume", STAYS, third(exactly(1))}},
+     .end = ending::by_itself},
+    {.fault = "no room for a process", .board = {"--eeprom", "good", "--fault", "limit:processes:1"},
+     .arguments = {"-S2"}, .lines = {{'S', "7 eeprom spi", STAYS, second(exactly(1))}}, .end = ending::by_itself},
+    {.fault = "no room for a process", .board = {"--release", "--fault", "limit:processes:1"},
+     .arguments = {"-Y", "/r0/f", "-M", "/r0/a:/r0/b:0", "-D"},
+     .lines = {{'Y', "11 filesys opt", STAYS, first(exactly(1))}, {'M', "5 bbsram file_copy", STAYS, first(exactly(1))},
+     {'D', "8 dram user", STAYS, first(exactly(1))}}, .end = ending::by_itself},
+
+    // Everything is bad for one second. What is bad is no more than a test can do in a second, what
+    // is good is more than it can do before: the fault came and went.
+    {"bit flipped, 1 to 2 s", {"--cable", "1-2", "--fault", "flip:2:1@1-2"}, {"-C1", "-P2"},
+     {{'C', "3 sp1 consume", at_least(1300), first(between(10, 310), BY_LOAD), is_flipped_block},
+     producer("3 sp2 produce", 650)}},
+    {"bit flipped, 1 to 2 s", {"--cable", "2-8", "--fault", "flip:2:1@1-2"}, {"-E28"},
+     {port_2(at_least(600), {between(10, 400), BY_LOAD, BY_LOAD}), port_8(at_least(600), NO_BAD)}},
+    {"frame garbled, 1 to 2 s", {"--loop", "5s", "--fault", "garble:5s:1@1-2"}, {"-h", "-E55"},
+     {{'E', "5 sp5 loop", at_least(600), {between(10, 400), BY_LOAD, BY_LOAD}}}},
+    {"cable cut, x to y, 1 to 2 s", {"--cable", "2-8", "--fault", "cut:2@1-2"}, {"-E28"},
+     {port_2(at_least(600), {STAYS, between(5, 60), at_least(5)}), port_8(at_least(600), {STAYS, BY_LOAD, at_least(5)})}},
+    {"reply lost, 1 to 2 s", {"--fio", "20=1,16=3", "--fault", "lose:20:1@1-2"}, {"-F"},
+     {fio_20(at_least(150), second(between(1, 40))), unwritten(fio_16(STAYS))}},
+    {"reply lost, 1 to 2 s", {"--spi", "221", "--fault", "lose:manufacturer:1@1-2"}, {"-L"},
+     {spi_loop(at_least(100), second(between(5, 60)))}},
+    {"memory reads fail, 1 to 2 s", {"--datakey", "present", "--fault", "fail:datakey:1@1-2"}, {"-S1"},
+     {{'S', "6 Datakey spi", at_least(300), first(between(5, 290))}}},
+    {"store full, first second", {"--release", "--fault", "full:r0@0-1"}, {"-M", "/r0/a:/r0/b:0"},
+     {{'M', "5 bbsram file_copy", at_least(100), first(between(5, 250))}}},
     // clang-format on
 };
 

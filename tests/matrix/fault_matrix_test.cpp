@@ -12,6 +12,9 @@
 #include "tests/matrix/fault_cells.h"
 #include "tests/support/board_run.h"
 #include "tests/support/list_polling.h"
+#if defined(HK_RESULTS)
+#include "tests/support/log_text.h"
+#endif
 
 namespace {
 
@@ -91,6 +94,56 @@ bool needs_spi(const fault_cell &cell) {
     return std::ranges::count(cell.board, "--spi") > 0 || cell.arguments[0] == "-L";
 }
 
+#if defined(HK_RESULTS)
+// The log of the run, as hk_board writes it.
+std::string text_of_log(const board_run &run) {
+    constexpr int64_t DAY_MS = int64_t{24} * 3600 * 1000;
+    std::string text;
+    for (const log_line &line : run.log) {
+        const auto of_day = static_cast<int>(line.time_ms % DAY_MS);
+        char time[40];
+        (void)snprintf(time, sizeof time, "2026-11-22 %02d:%02d:%02d.%03d ", of_day / 3600000,
+                       of_day / 60000 % 60, of_day / 1000 % 60, of_day % 1000);
+        text.append(time).append(line.ident).append(": ").append(line.text).append("\n");
+    }
+    return text;
+}
+
+void expect_named(const fault_cell &cell, const line_claim &line, const record_verdict &record) {
+    SCOPED_TRACE(line.name);
+    bool has_moved = false;
+    bool can_move = !cell.log.empty();
+    for (size_t k = 0; k < line.errors.size(); ++k) {
+        const auto is_of = [k](const moved_error &error) { return error.number == k; };
+        const bool is_named = std::ranges::any_of(record.errors, is_of);
+        EXPECT_TRUE(is_named || line.errors[k].least == 0) << "error " << k + 1 << " is not named";
+        EXPECT_TRUE(!is_named || line.errors[k].most > 0) << "error " << k + 1 << " is named";
+        has_moved = has_moved || line.errors[k].least > 0;
+        can_move = can_move || line.errors[k].most > 0;
+    }
+    const bool is_clean = strcmp(cell.fault, "none") == 0 && !can_move;
+    EXPECT_TRUE(!has_moved || record.is == verdict::FAIL) << name_of(record.is);
+    EXPECT_TRUE(!is_clean || record.is == verdict::PASS) << name_of(record.is);
+}
+
+// hk_results names the counters that the fault moves, and no others.
+void expect_verdict(const fault_cell &cell, const board_run &run) {
+    log_history history;
+    const std::string text = text_of_log(run);
+    read_text(history, text);
+    const auto has_lists = [](const board_history &board) { return !board.runs.empty(); };
+    const auto board = std::ranges::find_if(history.boards, has_lists);
+    ASSERT_NE(board, history.boards.end());
+    const board_verdict judged = judge(*board, {});
+    ASSERT_EQ(judged.runs.size(), 1U) << text;
+    ASSERT_EQ(judged.runs[0].records.size(), cell.lines.size());
+    for (size_t i = 0; i < cell.lines.size(); ++i)
+        expect_named(cell, cell.lines[i], judged.runs[0].records[i]);
+}
+#else
+void expect_verdict(const fault_cell &, const board_run &) {}
+#endif
+
 class FaultMatrix : public testing::TestWithParam<size_t> {};
 
 TEST_P(FaultMatrix, moves_its_counters_and_no_others) {
@@ -110,6 +163,7 @@ TEST_P(FaultMatrix, moves_its_counters_and_no_others) {
     ASSERT_EQ(items.size(), cell.lines.size());
     for (size_t i = 0; i < items.size(); ++i)
         expect_line(cell.lines[i], items[i]);
+    expect_verdict(cell, run);
     EXPECT_TRUE(cell.also == nullptr || cell.also(items));
     const bool is_clean = strcmp(cell.fault, "none") == 0;
     EXPECT_TRUE(!is_clean || run.errors.find('[') == std::string::npos) << "a reply of odd length";

@@ -265,7 +265,7 @@ TEST(Board, wrong_options_are_refused_with_the_valid_ones) {
         {{"--fault", "cut:2"}, "its ports are: none"},
         {{"--spi", "loop", "--spi", "219"}, "/dev/manufacturer has a device already"},
         {{"--loop", "5s", "--fio", "20=221"}, "plugged into port 5s already"},
-        {{"--mac", "02:00:00"}, "--mac 02:00:00: this is no hardware address"},
+        {{"--mac", "02:00:00"}, "--mac 02:00:00: not a unicast hardware address"},
         {{"--for", "soon"}, "--for soon: --for takes seconds"},
         {{"--keys", "a \\q"}, "\"\\q\""},
         {{"--keys", "a\\"}, "\"a\\\""},

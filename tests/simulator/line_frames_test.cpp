@@ -93,7 +93,7 @@ struct numbered_faults final : line_faults {
     bool damages_frames = false;
     int clock_percent = 0;
     int64_t stall_until = 0;
-    uint32_t lines_cut = 0;
+    int64_t cts_cut_from = NEVER;
 
     void strike(passing_character &passing) override {
         passed++;
@@ -116,11 +116,11 @@ struct numbered_faults final : line_faults {
     int clock_error_percent(int64_t) const override {
         return clock_percent;
     }
-    uint32_t modem_lines(int64_t, uint32_t driven) const override {
-        return driven & ~lines_cut;
+    uint32_t modem_lines(int64_t time, uint32_t driven) const override {
+        return time < cts_cut_from ? driven : driven & ~uint32_t{TIOCM_CTS};
     }
     int64_t next_change(int64_t time) const override {
-        return time < stall_until ? stall_until : NEVER;
+        return time < stall_until ? stall_until : time < cts_cut_from ? cts_cut_from : NEVER;
     }
 };
 
@@ -188,7 +188,7 @@ TEST_F(line_faulty, a_stalled_line_holds_its_output) {
 }
 
 TEST_F(line_faulty, a_cut_modem_line_does_not_arrive) {
-    faults.lines_cut = TIOCM_CTS;
+    faults.cts_cut_from = now + 1;
     run(1);
     EXPECT_EQ(request(two, TIOCMGET) & (TIOCM_CTS | TIOCM_CAR), TIOCM_CAR);
     EXPECT_TRUE(has_lines(one, TIOCM_CTS | TIOCM_CAR)) << "the other direction is good";

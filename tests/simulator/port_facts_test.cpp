@@ -2,6 +2,7 @@
 // measured on the kernel's 8250 driver and n_tty (Linux 6.1, two ports cabled): see
 // port_observer.cpp.
 
+#include <csignal>
 #include <gtest/gtest.h>
 
 #include "tests/support/board_run.h"
@@ -32,9 +33,37 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
     if (sizeof(HK_EMULATOR) > 1)
         GTEST_SKIP() << "the emulator does not hand on every request";
-    board_run run = board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {}));
+    board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
+                                       own_program(PORT_OBSERVER_PATH, {}));
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, MEASURED);
+}
+
+// POLLIN is 1, POLLOUT 4, POLLNVAL 32. From poll(2), select(2) and signal(7).
+TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_comes) {
+    if (sizeof(HK_EMULATOR) > 1)
+        GTEST_SKIP() << "an emulator blocks the program's signals while it carries out a call";
+    board_run run =
+        board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {"waits"}));
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "nothing comes: poll 0 0 0, select 0 0 0\n"
+                          "a byte in the pipe: poll 1 1 0, select 1 1 0\n"
+                          "a byte in both: poll 2 1 1, select 2 1 1\n"
+                          "a byte on the line: poll 1 0 1, select 1 0 1\n"
+                          "several: 3 1 4 0 32\n"
+                          "read, interrupted: -1 EINTR\n"
+                          "read, restarted: 1 -\n"
+                          "poll, interrupted: -1 EINTR\n"
+                          "write, interrupted: 4095 -\n"
+                          "tcdrain, interrupted: -1 EINTR\n");
+}
+
+TEST(ForeignPrograms, are_ended_with_a_message) {
+    if (sizeof(FOREIGN_PROGRAM_PATH) == 1)
+        GTEST_SKIP() << "no program of another kind can be built here";
+    board_run run = board_run::program({"--port", "1"}, {FOREIGN_PROGRAM_PATH});
+    EXPECT_EQ(run.finish(), 128 + SIGKILL);
+    EXPECT_NE(run.errors.find("is a 32-bit program"), std::string::npos) << run.errors;
 }
 
 } // namespace

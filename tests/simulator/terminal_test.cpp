@@ -38,6 +38,17 @@ TEST(Terminal, a_program_that_reads_it_or_sets_it_gets_it) {
     }
 }
 
+// Pseudo-terminals of the board are numbered from 0 like those of the machine: the two here have
+// low numbers on a machine with few terminals, and the ports have all of these.
+TEST(Terminal, is_no_port_of_the_board_though_one_has_its_number) {
+    const std::string command = HK_BOARD_PATH " --quiet --port 1 --port 2 --port 3 --port 4 "
+                                              "--port 5 --port 6 --port 7 --port 8 -- echo shown";
+    terminal_run first(command + "; sleep 1000");
+    EXPECT_TRUE(first.wait_for("shown")) << first.screen;
+    terminal_run second(command);
+    EXPECT_TRUE(second.wait_for("shown")) << second.screen;
+}
+
 TEST(Terminal, is_not_given_to_a_program_in_the_background_which_ends) {
     terminal_run run("set -m; " HK_BOARD_PATH " -- sh -c 'read line' & wait $!");
     EXPECT_TRUE(run.wait_for("status 149 restored.")) << run.screen;

@@ -1,12 +1,12 @@
-// many_runs SEED RUNS SPAN_MS DROPS PROGRAM [ARGUMENT ...]: runs the program RUNS times, one after
-// another. Sends each run SIGUSR1 and SIGALRM, fewer than DROPS within about SPAN_MS, from before
-// its start-up until its end, and one stop signal among them. Each run has its own seed: `many_runs
-// S 1 ...` repeats run S of a longer series.
+// many_runs SEED RUNS SPAN_MS DROPS GRACE_MS PROGRAM [ARGUMENT ...]: runs the program RUNS times,
+// one after another. Sends each run SIGUSR1 and SIGALRM, fewer than DROPS within about SPAN_MS,
+// from before its start-up until its end, and one stop signal among them; no signal at all if DROPS
+// is 0. Each run has its own seed: `many_runs S 1 ...` repeats run S of a longer series.
 //
-// A run is good if it ends by itself, with status 0 and no process left, or if one of the signals
-// ended it before it began to handle them (before it printed its first line). many_runs then
-// removes what the run had started. Prints one line for each bad run and the counts at the end.
-// Exit status 1 if a run was bad.
+// A run is good if it ends by itself, with status 0 and no process left GRACE_MS later, or if one
+// of the signals ended it before it began to handle them (before it printed its first line).
+// many_runs then removes what the run had started. Prints one line for each bad run and the counts
+// at the end. Exit status 1 if a run was bad.
 
 #include <algorithm>
 #include <cerrno>
@@ -125,7 +125,6 @@ void await_start(one_run &run) {
 // The signals arrive at any moment of the start-up, right after it, when the tests have hardly
 // begun, or later.
 void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
-    const int64_t latest_ms = now_ms() + LIMIT_MS;
     const int32_t kind = run.random(3);
     if (kind != 0)
         await_start(run);
@@ -138,11 +137,26 @@ void rain(one_run &run, int32_t long_span_us, int32_t most_drops) {
     wait_us(run, run.random(span_us));
     read_errors(run);
     send(run, STOP_SIGNALS[run.random(is_started(run) ? 4 : 3)]);
+}
+
+void await_end(one_run &run, bool goes_on_raining) {
+    const int64_t latest_ms = now_ms() + LIMIT_MS;
     while (!run.ended && now_ms() < latest_ms) {
         wait_us(run, run.random(2000));
-        send(run, run.random(2) == 0 ? SIGUSR1 : SIGALRM);
+        if (goes_on_raining)
+            send(run, run.random(2) == 0 ? SIGUSR1 : SIGALRM);
     }
     read_errors(run);
+}
+
+// Gives what the run has left the time to end by itself.
+void await_rest(const one_run &run, int64_t grace_ms) {
+    const int64_t latest_ms = now_ms() + grace_ms;
+    const timespec moment = {0, 1'000'000};
+    while (now_ms() < latest_ms && kill(-run.program, 0) == 0) {
+        (void)waitpid(-run.program, nullptr, WNOHANG);
+        (void)nanosleep(&moment, nullptr);
+    }
 }
 
 // Kills and reaps whatever is left of the run. True if anything was left, even a zombie.
@@ -154,9 +168,11 @@ bool clean_up(const one_run &run) {
     return left;
 }
 
-void judge(one_run &run, counts &all) {
+void judge(one_run &run, int64_t grace_ms, counts &all) {
     const bool handled = is_started(run);
     const bool ended = run.ended;
+    if (ended)
+        await_rest(run, grace_ms);
     const bool left = clean_up(run);
     const bool killed = WIFSIGNALED(run.status) && sigismember(&run.sent, WTERMSIG(run.status)) > 0;
     if (ended && killed && !handled) {
@@ -174,8 +190,9 @@ void judge(one_run &run, counts &all) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 6 || atoi(argv[3]) < 1 || atoi(argv[4]) < 1)
+    if (argc < 7 || atoi(argv[3]) < 1)
         return 2;
+    const int32_t drops = atoi(argv[4]);
     (void)prctl(PR_SET_CHILD_SUBREAPER, 1); // an emulator may refuse: the board reaps orphans then
     const sigset_t blocked = child_signal();
     (void)sigprocmask(SIG_BLOCK, &blocked, nullptr);
@@ -184,10 +201,12 @@ int main(int argc, char **argv) {
     for (uint32_t seed = first; seed < first + static_cast<uint32_t>(atol(argv[2])); ++seed) {
         one_run run;
         run.seed = run.state = seed;
-        if (!start(run, argv + 5))
+        if (!start(run, argv + 6))
             return 2;
-        rain(run, atoi(argv[3]) * 1000, atoi(argv[4]));
-        judge(run, all);
+        if (drops > 0)
+            rain(run, atoi(argv[3]) * 1000, drops);
+        await_end(run, drops > 0);
+        judge(run, atol(argv[5]), all);
     }
     dprintf(STDOUT_FILENO, "handled %d, ended at start %d, bad %d\n", all.handled,
             all.ended_at_start, all.bad);

@@ -1,14 +1,19 @@
 // Observes the cabled ports 1 and 2 of the board with system calls alone and prints each fact on
-// its own line: a name and what was seen. Times are in hundredths of a second, rounded.
+// its own line: a name and what was seen. Times are in hundredths of a second, rounded. With an
+// argument it observes calls that wait: for ports and other files at once, and until a signal
+// comes.
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
 #include <poll.h>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/select.h>
+#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -179,9 +184,101 @@ void observe_closing(int one, int two) {
     (void)close(again);
 }
 
+// What is ready of a pipe and a port, after a byte into those of them that are named.
+void observe_poll(const char *fact, const int (&pipe_ends)[2], int one, int two) {
+    pollfd both[] = {{pipe_ends[0], POLLIN, 0}, {two, POLLIN, 0}};
+    const int ready = poll(both, 2, 30);
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(pipe_ends[0], &readable);
+    FD_SET(two, &readable);
+    timeval time = {0, 30'000};
+    const int selected = select(two + 1, &readable, nullptr, nullptr, &time);
+    printf("%s: poll %d %d %d, select %d %d %d\n", fact, ready, both[0].revents, both[1].revents,
+           selected, FD_ISSET(pipe_ends[0], &readable) != 0, FD_ISSET(two, &readable) != 0);
+    (void)tcdrain(one);
+}
+
+void observe_mixed_waits(int one, int two) {
+    int pipe_ends[2];
+    if (pipe(pipe_ends) != 0)
+        return;
+    observe_poll("nothing comes", pipe_ends, one, two);
+    write_text(pipe_ends[1], "x");
+    observe_poll("a byte in the pipe", pipe_ends, one, two);
+    write_text(one, "x");
+    (void)tcdrain(one);
+    (void)usleep(5000); // the time-out of the FIFO
+    observe_poll("a byte in both", pipe_ends, one, two);
+    (void)read_all(pipe_ends[0], 0);
+    write_text(one, "y");
+    observe_poll("a byte on the line", pipe_ends, one, two);
+    pollfd mixed[] = {{two, POLLIN, 0}, {one, POLLOUT, 0}, {-1, POLLIN, 0}, {999, POLLIN, 0}};
+    printf("several: %d", poll(mixed, 4, 0));
+    for (const pollfd &each : mixed)
+        printf(" %d", each.revents);
+    printf("\n");
+    (void)read_all(two, 20);
+}
+
+int sending_port = -1;
+
+void send_byte(int) {
+    (void)!write(sending_port, "k", 1); // the reader shows whether it came
+}
+
+// Calls once, after 33 ms, `handler`. A call that waits then goes on afterwards if
+// `restarts`, see signal(7).
+void prepare_signal(void (*handler)(int), bool restarts) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = restarts ? SA_RESTART : 0;
+    (void)sigaction(SIGALRM, &action, nullptr);
+    const itimerval once = {{0, 0}, {0, 33'000}};
+    (void)setitimer(ITIMER_REAL, &once, nullptr);
+}
+
+void show_result(const char *fact, ssize_t result) {
+    printf("%s: %zd %s\n", fact, result, result < 0 && errno == EINTR ? "EINTR" : "-");
+}
+
+void observe_signals(int one, int two) {
+    const auto nothing = [](int) {};
+    char byte = '-';
+    set_blocking(two, true);
+    prepare_signal(nothing, false);
+    show_result("read, interrupted", read(two, &byte, 1));
+    sending_port = one;
+    prepare_signal(send_byte, true);
+    show_result("read, restarted", read(two, &byte, 1));
+    pollfd waiting = {two, POLLIN, 0};
+    prepare_signal(nothing, true);
+    show_result("poll, interrupted", poll(&waiting, 1, 1000));
+    set_raw(one, B9600);
+    set_blocking(one, true);
+    prepare_signal(nothing, false);
+    show_result("write, interrupted", write(one, std::string(8000, 'x').data(), 8000));
+    prepare_signal(nothing, false);
+    show_result("tcdrain, interrupted", tcdrain(one));
+    (void)tcflush(one, TCOFLUSH);
+}
+
+void observe_waits() {
+    const int one = open_port("/dev/sp1");
+    const int two = open_port("/dev/sp2");
+    set_raw(one, B115200);
+    set_raw(two, B115200);
+    observe_mixed_waits(one, two);
+    observe_signals(one, two);
+}
+
 } // namespace
 
-int main() {
+int main(int argc, char **) {
+    if (argc > 1) {
+        observe_waits();
+        return 0;
+    }
     observe_first_open();
     const int one = open_port("/dev/sp1");
     const int two = open_port("/dev/sp2");

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <iterator>
+#include <linux/spi/spidev.h>
 #include <sys/ioctl.h>
 
 namespace {
@@ -16,6 +17,8 @@ namespace {
 constexpr unsigned long SYNC_MODE_REQUEST = 0x40047300;
 // TCSETS2, TCSETSW2 and TCSETSF2 of asm/ioctls.h, which needs the kernel's termios structure.
 constexpr unsigned long SETTINGS_REQUESTS[] = {0x402c542b, 0x402c542c, 0x402c542d};
+constexpr unsigned long SPI_REQUESTS[] = {SPI_IOC_WR_MODE, SPI_IOC_WR_BITS_PER_WORD,
+                                          SPI_IOC_WR_MAX_SPEED_HZ};
 
 bool is_swallowed(const char *kind) {
     const char *swallowed = getenv("HK_SWALLOW");
@@ -51,6 +54,8 @@ int ioctl(int fd, unsigned long number, ...) noexcept {
     va_end(list);
     if (is_swallowed("settings") &&
         std::ranges::find(SETTINGS_REQUESTS, number) != std::end(SETTINGS_REQUESTS))
+        return 0;
+    if (is_swallowed("spi") && std::ranges::find(SPI_REQUESTS, number) != std::end(SPI_REQUESTS))
         return 0;
     if (is_swallowed("sync_mode") && number == SYNC_MODE_REQUEST)
         return 0;

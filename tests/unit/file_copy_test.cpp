@@ -1,7 +1,6 @@
 #include "storage/file_copy.h"
 
 #include <algorithm>
-#include <chrono>
 #include <sys/stat.h>
 
 #include "tests/support/scratch_directory.h"
@@ -53,7 +52,7 @@ TEST_F(FileCopy, makes_files_named_by_300_characters_of_their_paths_and_removes_
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-TEST_F(FileCopy, rewrites_a_block_of_each_file_every_5_ms_and_leaves_what_follows_it) {
+TEST_F(FileCopy, rewrites_a_block_of_each_file_and_leaves_what_follows_it) {
     const file_bytes text(700, 'z');
     write_whole("source", text);
     write_whole("copy", {1, 2, 3});
@@ -61,10 +60,8 @@ TEST_F(FileCopy, rewrites_a_block_of_each_file_every_5_ms_and_leaves_what_follow
     EXPECT_EQ(record(1).write_count, 0u);
     EXPECT_EQ(read_whole("source"), text);
 
-    const auto start = std::chrono::steady_clock::now();
     set_shared_word(record(1).hold, HOLD_NONE);
     ASSERT_TRUE(wait_until([] { return record(1).read_count >= 42; }));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20 * 5));
     EXPECT_EQ(read_whole("source"), block_and(700 - 512, 'z'));
     EXPECT_EQ(read_whole("copy"), block_and(0, 0));
 

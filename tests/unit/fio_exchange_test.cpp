@@ -151,6 +151,7 @@ TEST_F(Exchange, silence_a_hangup_and_a_lost_request_fail_and_leave_the_reply_bu
 
 TEST_F(Exchange, a_silent_module_is_asked_three_times_and_forgotten) {
     module_profile profile = profile_of(221);
+    reply.fill(221); // of an earlier exchange
     EXPECT_EQ(fio_identify(port.get(), record, FIRST_MODULE, reply, request, profile), 1);
     EXPECT_EQ(profile.map, nullptr);
     EXPECT_EQ(record.errors3, 3);

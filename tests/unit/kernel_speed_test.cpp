@@ -4,6 +4,7 @@
 #include <asm/termbits.h>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
@@ -15,13 +16,25 @@ namespace {
 
 #ifdef TCGETS2
 using kernel_settings = struct termios2;
+constexpr unsigned long GET_SETTINGS = TCGETS2;
+constexpr unsigned long SET_AT_ONCE = TCSETS2;
 constexpr unsigned long SET_AND_FLUSH = TCSETSF2;
 #else
 using kernel_settings = struct termios;
+constexpr unsigned long GET_SETTINGS = TCGETS;
+constexpr unsigned long SET_AT_ONCE = TCSETS;
 constexpr unsigned long SET_AND_FLUSH = TCSETSF;
 #endif
 
-kernel_settings asked = {}; // by the last request that sets and flushes
+#ifdef CIBAUD
+constexpr tcflag_t SPEED_BITS = CBAUD | CIBAUD;
+#else
+constexpr tcflag_t SPEED_BITS = CBAUD;
+#endif
+
+kernel_settings asked = {};   // by the last request that sets
+kernel_settings flushed = {}; // by the last one that also flushes
+bool is_full = false;         // the port holds every flag
 
 } // namespace
 
@@ -39,8 +52,14 @@ int __wrap_ioctl(int fd, unsigned long request, ...) {
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
     if (request == SET_AND_FLUSH)
+        flushed = *static_cast<const kernel_settings *>(argument);
+    if (request == SET_AND_FLUSH || request == SET_AT_ONCE)
         asked = *static_cast<const kernel_settings *>(argument);
-    return __real_ioctl(fd, request, argument);
+    if (!is_full)
+        return __real_ioctl(fd, request, argument);
+    if (request == GET_SETTINGS)
+        memset(argument, 0xFF, sizeof(kernel_settings));
+    return 0;
 }
 }
 
@@ -63,7 +82,7 @@ protected:
         EXPECT_EQ(held.c_ispeed, bps);
 #else
         (void)fd;
-        EXPECT_EQ(asked.c_cflag & CBAUD, baud_to_speed_code(static_cast<int32_t>(bps)));
+        EXPECT_EQ(flushed.c_cflag & CBAUD, baud_to_speed_code(static_cast<int32_t>(bps)));
 #endif
     }
 
@@ -92,6 +111,45 @@ TEST_F(KernelSpeed, raw_mode_leaves_the_rate_as_it_is_and_the_sync_settings_set_
     expect_rate(slave.get(), 153600);
     EXPECT_EQ(set_sync_settings(slave.get()), 0);
     expect_rate(slave.get(), 614400);
+}
+
+// Each gets a port that holds every flag, and clears these and no others.
+TEST(PortSettings, clear_what_they_are_for_and_keep_the_rest) {
+    const struct {
+        const char *name;
+        int (*set)();
+        tcflag_t input;
+        tcflag_t output;
+        tcflag_t local;
+        tcflag_t control; // but for the speed
+    } cases[] = {
+        {"raw mode", [] { return set_raw_mode(-1); },
+         IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON, OPOST,
+         ECHO | ECHONL | ICANON | ISIG | IEXTEN, (CSIZE & ~CS8) | PARENB | CRTSCTS},
+        {"speed", [] { return set_port_speed(-1, SPEED_115200); }, 0, 0, 0,
+         (CSIZE & ~CS8) | PARENB},
+        {"sync port", [] { return set_sync_settings(-1); }, BRKINT | INPCK | ISTRIP | ICRNL | IXON,
+         OPOST, ICANON | ECHO | ISIG | IEXTEN, 0},
+    };
+    is_full = true;
+    for (const auto &c : cases) {
+        EXPECT_EQ(c.set(), 0) << c.name;
+        EXPECT_EQ(~asked.c_iflag, c.input) << c.name;
+        EXPECT_EQ(~asked.c_oflag, c.output) << c.name;
+        EXPECT_EQ(~asked.c_lflag, c.local) << c.name;
+        EXPECT_EQ(~asked.c_cflag & ~SPEED_BITS, c.control) << c.name;
+        EXPECT_EQ(asked.c_cc[VMIN], c.set == cases[0].set ? 1 : 0xFF) << c.name;
+        EXPECT_EQ(asked.c_cc[VTIME], c.set == cases[0].set ? 0 : 0xFF) << c.name;
+    }
+    is_full = false;
+}
+
+// Raw mode brings the receiver and the carrier lines into the state that a port needs.
+TEST(PortSettings, raw_mode_switches_the_receiver_on_and_ignores_the_carrier) {
+    EXPECT_EQ(set_raw_mode(-1), -1) << "no port: settings that were empty";
+    EXPECT_EQ(asked.c_cflag, static_cast<tcflag_t>(CS8 | CREAD | CLOCAL));
+    EXPECT_EQ(set_port_speed(-1, 0), -1);
+    EXPECT_EQ(asked.c_cflag, static_cast<tcflag_t>(CS8));
 }
 
 } // namespace

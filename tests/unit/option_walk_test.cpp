@@ -82,6 +82,32 @@ TEST(OptionWalk, each_test_gets_its_kind_code_and_storage_and_memory_tests_are_h
     EXPECT_EQ(status_table->records[0].kind_code, 5) << "without any test";
 }
 
+TEST(OptionWalk, a_receiver_is_followed_by_a_pause_started_or_not_dram_and_crossover_once_started) {
+    struct {
+        std::vector<std::string> arguments;
+        uint32_t pauses;
+    } const cases[] = {
+        {{"-C5", "-C5", "-C3"}, 3},
+        {{"-D", "-E28", "-E2"}, 3},
+        {{"-P1", "-F", "-L", "-K", "-S1", "-Ysub", "-Ma:b:0", "-d1"}, 0},
+        {std::vector<std::string>(TEST_RECORDS + 2, "-D"), TEST_RECORDS},
+        {std::vector<std::string>(TEST_RECORDS + 2, "-C1"), TEST_RECORDS + 2},
+    };
+    for (const auto &c : cases) {
+        walk(c.arguments);
+        EXPECT_EQ(paused_us, c.pauses * 50000) << c.arguments.back();
+    }
+}
+
+TEST(OptionWalk, a_held_test_is_held_before_its_process_starts) {
+    for (const char *option : {"-D", "-Ysub", "-Ma:b:0"}) {
+        walk({option});
+        EXPECT_EQ(hold_at_fork, HOLD_REQUESTED) << option;
+    }
+    walk({"-L"});
+    EXPECT_EQ(hold_at_fork, HOLD_NONE);
+}
+
 TEST(OptionWalk, a_test_whose_fork_failed_leaves_the_sync_port_free_and_is_recorded_all_the_same) {
     struct {
         std::vector<std::string> arguments;

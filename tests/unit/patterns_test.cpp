@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "runtime/settings.h"
 #include "serial/patterns.h"
 
 namespace {
@@ -66,6 +67,15 @@ TEST(FrameSamples, are_runs_of_the_table_or_their_stand_in) {
     }
 }
 
+TEST(FrameSamples, begin_with_the_sync_header_in_hdlc_mode) {
+    hdlc_mode = 1;
+    Block frame;
+    EXPECT_EQ(generate(seed_for_start(22), frame, 512), 7);
+    hdlc_mode = 0;
+    const std::vector<uint8_t> begin = {0x17, 0x00, 0x03, 0x20};
+    EXPECT_TRUE(std::equal(begin.begin(), begin.end(), frame.begin()));
+}
+
 TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {
     Block sent;
     const int32_t count = generate(seed_for_start(22), sent, 100);
@@ -75,6 +85,13 @@ TEST(FrameSamples, verify_names_the_first_difference_and_calls_nothing_bad) {
     received[4] ^= 0x80;
     EXPECT_EQ(frame_sample_pattern(received.data(), sent.data(), count), 5);
     EXPECT_EQ(frame_sample_pattern(received.data(), sent.data(), 4), 0);
+}
+
+TEST(FrameSamples, verify_looks_at_512_bytes_at_most) {
+    std::array<uint8_t, 513> sent = {};
+    std::array<uint8_t, 513> received = {};
+    received[512] = 1;
+    EXPECT_EQ(frame_sample_pattern(received.data(), sent.data(), 513), 0);
 }
 
 TEST(FrameSamples, the_table_is_the_one_of_the_wiring_sheet) {

@@ -131,6 +131,8 @@ TEST_F(StatusReport, shows_the_counted_processes_only_and_remembers_their_counte
     EXPECT_EQ(written_report(), "\nsp0, pid    0 produce, wrote 00000001, errors 0000"
                                 "\n    pid    0 spi rom, wrote 00000003, read 0000001e, errors 0000"
                                 "\n");
+    EXPECT_GT(report_start_time.tv_sec, 1000) << "a time of day";
+    EXPECT_GE(last_report_time.tv_sec, report_start_time.tv_sec);
     EXPECT_EQ(record(2).prev_read_count, 20u);
     EXPECT_EQ(record(2).prev_write_count, 2u);
     EXPECT_EQ(record(4).prev_read_count, 0u) << "not shown, not touched";

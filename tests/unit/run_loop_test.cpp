@@ -1,9 +1,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <string>
+#include <sys/ipc.h>
 #include <sys/resource.h>
+#include <sys/shm.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,6 +60,27 @@ TEST_F(Reaping, counts_the_record_of_the_ended_process_and_every_finished_one) {
     }
 }
 
+// Gives up in its first turn. The supervisor's wait fails at that moment.
+struct giver_up {
+    TestRecord &record;
+    bool gave_up = false;
+    int32_t turns = 0;
+
+    void turn() {
+        give_up(*this);
+        if (++turns == 1)
+            reap_records(-1);
+    }
+};
+
+TEST_F(Reaping, a_test_that_gave_up_ends_although_the_supervisor_has_overwritten_its_stop_word) {
+    process_count = 1;
+    giver_up test = {record(1)};
+    EXPECT_TRUE(runner_detail::run_test(test));
+    EXPECT_EQ(test.turns, 1);
+    EXPECT_EQ(record(1).pid, PID_FINISHED);
+}
+
 TEST_F(Reaping, with_no_process_left_to_wait_for_costs_no_processor_time) {
     record_count = process_count = 1;
     const pid_t supervisor = fork();
@@ -69,6 +95,38 @@ TEST_F(Reaping, with_no_process_left_to_wait_for_costs_no_processor_time) {
     ASSERT_EQ(wait4(supervisor, nullptr, 0, &used), supervisor);
     EXPECT_EQ(used.ru_utime.tv_sec + used.ru_stime.tv_sec, 0);
     EXPECT_LT(used.ru_utime.tv_usec + used.ru_stime.tv_usec, 200'000);
+}
+
+// The inode of a mapped segment is its id, see proc_pid_maps(5).
+int mapped_segment() {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        int id = -1;
+        if (line.find("/SYSV") != std::string::npos)
+            (void)sscanf(line.c_str(), "%*s %*s %*s %*s %d", &id);
+        if (id >= 0)
+            return id;
+    }
+    return -1;
+}
+
+TEST(Table, is_detached_but_never_removed) {
+    set_status_table(status_table_attach(TABLE_RECORDS));
+    const int id = mapped_segment();
+    status_table_detach();
+    EXPECT_EQ(status_table, nullptr);
+    EXPECT_EQ(mapped_segment(), -1);
+    EXPECT_EQ(shmctl(id, IPC_RMID, nullptr), 0);
+}
+
+using Handler = TableTest;
+
+TEST_F(Handler, leaves_errno_to_the_code_that_it_interrupts_and_ends_on_signals_of_others) {
+    errno = 77;
+    stress_signal(SIGALRM); // this machine has no LED to open
+    EXPECT_EQ(errno, 77);
+    for (const int number : {SIGINT, SIGSYS})
+        EXPECT_EXIT(stress_signal(number), testing::ExitedWithCode(1), "");
 }
 
 using Countdown = TableTest;

@@ -1,4 +1,5 @@
 // An SPI memory that answers nothing, and how an eeprom pass is timed.
+#include <array>
 #include <sys/stat.h>
 
 #include "fio/spi/spi_device.h"
@@ -13,6 +14,13 @@ TEST_F(SpiMemory, that_never_has_anything_to_read_ends_the_wait) {
     spi_read_device(record(1), "memory", 32);
     EXPECT_EQ(record(1).errors2, 1);
     EXPECT_EQ(record(1).read_count, 0u);
+}
+
+TEST(SpiLoopback, that_transfers_nothing_is_not_taken_for_good) {
+    std::array<uint8_t, LOOPBACK_BYTES> sent;
+    sent.fill('#');
+    std::array<uint8_t, LOOPBACK_BYTES> reply = sent; // of the transfer before
+    EXPECT_EQ(spi_manufacturer_poll(sent, reply, -1), 0);
 }
 
 TEST(EepromPass, it_may_cross_one_second_within_100_ms_and_ends_the_reads_otherwise) {

@@ -1,14 +1,17 @@
 #include "simulator/devices/serial/port_calls.h"
 
+#include "simulator/base/message.h"
 #include "simulator/devices/serial/port_poll.h"
 #include "simulator/devices/serial/port_transfer_calls.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/notification.h"
 
 #include <algorithm>
+#include <array>
 #include <asm/ioctls.h>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/epoll.h>
 
 namespace simulator {
 
@@ -61,7 +64,7 @@ private:
             abandon();
             return verdict::done(-reason);
         }
-        port.count_descriptor();
+        port.count_descriptor(flags);
         if (!numbers.has(number))
             port.serve_terminal();
         return {verdict::kind::answered};
@@ -81,36 +84,48 @@ serial_port *port_calls::port_of(const struct stat &node) const {
     return found != ports.end() ? *found : nullptr;
 }
 
-port_calls::opened_port port_calls::find_opened(const request &asked, int descriptor) const {
+serial_port *port_calls::find_opened(const request &asked, int descriptor) const {
     const std::pair key(asked.caller, descriptor);
     if (const auto known = remembered.find(key); known != remembered.end())
         return known->second;
     const auto status = status_of(asked, descriptor);
-    if (!status)
-        return {};
-    const opened_port found{port_of(status->node), *status};
-    if (remembers)
+    serial_port *found = status ? port_of(*status) : nullptr;
+    if (remembers && status)
         remembered.emplace(key, found);
     return found;
 }
 
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
-    serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor).port : nullptr;
+    serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor) : nullptr;
     return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
+}
+
+bool port_calls::watch_nodes() {
+    node_events.reset(epoll_create1(EPOLL_CLOEXEC));
+    if (!node_events.is_open())
+        return cannot("watch", "the ports");
+    for (uint32_t i = 0; i < ports.size(); i++)
+        if (!ports[i]->terminal().watch(node_events.get(), i))
+            return false;
+    return true;
+}
+
+void port_calls::add_polls(std::vector<pollfd> &polls) const {
+    polls.push_back({node_events.get(), POLLIN, 0});
+}
+
+void port_calls::ready(const pollfd &) {
+    look_at_nodes(true);
 }
 
 // Handles the last close of a port before a call that follows it.
 void port_calls::look_at_nodes(bool always) const {
     if (remembers && !always && !std::exchange(may_have_changed, false))
         return;
-    std::vector<pollfd> polls;
-    for (const serial_port *each : ports)
-        polls.push_back({each->terminal().events.get(), POLLIN, 0});
-    if (poll(polls.data(), polls.size(), 0) <= 0)
-        return;
-    for (size_t i = 0; i < ports.size(); i++)
-        if (polls[i].revents != 0)
-            ports[i]->ready(polls[i]);
+    std::array<epoll_event, 32> found;
+    const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);
+    for (int i = 0; i < count; i++)
+        ports[found[static_cast<size_t>(i)].data.u32]->look_at_node();
 }
 
 bool port_calls::take(const request &asked) {
@@ -128,6 +143,8 @@ bool port_calls::take(const request &asked) {
     case call_kind::select:
     case call_kind::pselect:
         return take_poll(asked, kind);
+    case call_kind::other:
+        return false;
     default:
         return take_on_descriptor(asked, kind);
     }
@@ -157,7 +174,7 @@ bool port_calls::take_poll(const request &asked, call_kind kind) {
 }
 
 bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
-    const auto [port, status] = find_opened(asked, asked.descriptor());
+    serial_port *port = find_opened(asked, asked.descriptor());
     if (port == nullptr)
         return false;
     look_at_nodes(false);
@@ -176,7 +193,7 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
-        held.take(make_transfer(asked, kind, *port, status));
+        held.take(make_transfer(asked, kind, *port));
         return true;
     }
 }

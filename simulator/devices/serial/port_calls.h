@@ -26,9 +26,12 @@
 
 namespace simulator {
 
-struct port_calls final : call_taker {
+struct port_calls final : call_taker, event_source {
     port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
         : ports(std::move(all_ports)), numbers(port_numbers) {}
+
+    // False after a message. The nodes of the ports are open.
+    bool watch_nodes();
 
     bool has_ports() const {
         return !ports.empty();
@@ -40,6 +43,9 @@ struct port_calls final : call_taker {
 
     // True if the call is on a port: it is then answered or held.
     bool take(const request &asked) override;
+
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
 
     // In the board's own time the scheduler says when descriptors may have changed their meaning or
     // may have been closed. Until then their meaning is remembered.
@@ -61,22 +67,19 @@ struct port_calls final : call_taker {
     bool remembers = false; // while `note_changed_descriptors` is called
 
 private:
-    struct opened_port {
-        serial_port *port = nullptr; // null: the descriptor is of no port
-        descriptor_status status{};
-    };
-
     serial_port *port_of(const struct stat &node) const;
     bool take_open(const request &asked, int directory, uint64_t path, int flags);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
-    opened_port find_opened(const request &asked, int descriptor) const;
+    // Null if the descriptor is not a port's.
+    serial_port *find_opened(const request &asked, int descriptor) const;
     bool copy(const request &asked, int least, bool close_on_exec);
 
     const std::vector<serial_port *> ports;
     const port_descriptors numbers;
-    mutable std::map<std::pair<pid_t, int>, opened_port> remembered; // by caller and descriptor
+    mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
     mutable bool may_have_changed = true;
+    unique_fd node_events; // of all ports
 };
 
 } // namespace simulator

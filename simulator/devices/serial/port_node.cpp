@@ -8,19 +8,21 @@
 
 namespace simulator {
 
-// The master reports a hang-up while no slave is open, so only an edge-triggered watch can be
-// polled all the time.
 bool port_node::open(const std::string &wanted_path) {
     path = wanted_path;
     if (!line.open(path.c_str()))
         return false;
     line.slave.reset();
-    events.reset(epoll_create1(EPOLL_CLOEXEC));
+    return true;
+}
+
+// The master reports a hang-up while no slave is open, so only an edge-triggered watch can be
+// polled all the time.
+bool port_node::watch(int epoll, uint32_t number) const {
     epoll_event edge{};
     edge.events = EPOLLIN | EPOLLET;
-    return (events.is_open() &&
-            epoll_ctl(events.get(), EPOLL_CTL_ADD, line.master.get(), &edge) == 0) ||
-           cannot("watch", path);
+    edge.data.u32 = number;
+    return epoll_ctl(epoll, EPOLL_CTL_ADD, line.master.get(), &edge) == 0 || cannot("watch", path);
 }
 
 unique_fd port_node::open_slave(int flags) const {
@@ -29,11 +31,6 @@ unique_fd port_node::open_slave(int flags) const {
 
 bool port_node::is_abandoned() const {
     return (present_events(line.master.get(), 0) & POLLHUP) != 0;
-}
-
-void port_node::forget_events() const {
-    epoll_event edge{};
-    (void)epoll_wait(events.get(), &edge, 1, 0);
 }
 
 } // namespace simulator

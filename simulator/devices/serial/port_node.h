@@ -13,8 +13,7 @@
 namespace simulator {
 
 struct port_node {
-    pty line;         // the board keeps no slave open
-    unique_fd events; // ready when bytes have come, or the last slave was closed
+    pty line; // the board keeps no slave open
     std::string path;
 
     // False after a message.
@@ -31,8 +30,9 @@ struct port_node {
     unique_fd open_slave(int flags) const;
     // True if no process has the slave open any more.
     bool is_abandoned() const;
-    // Clears `events` until the next event.
-    void forget_events() const;
+    // Adds the node to those that an epoll descriptor watches, under that number. It reports each
+    // time that bytes have come, or the last slave was closed.
+    bool watch(int epoll, uint32_t number) const;
 };
 
 } // namespace simulator

@@ -1,6 +1,7 @@
 #include "simulator/devices/serial/port_transfer_calls.h"
 
 #include "simulator/line/requests.h"
+#include "simulator/requests/caller.h"
 
 #include <algorithm>
 #include <array>
@@ -175,6 +176,14 @@ private:
     bool is_good = true;
 };
 
+// Most ports are opened for both directions, and need no look at the descriptor.
+bool is_open_for(const request &asked, const serial_port &port, bool reads) {
+    if (!port.was_opened_one_way())
+        return true;
+    const descriptor_access access = access_of(asked, asked.descriptor());
+    return reads ? access.is_readable : access.is_writable;
+}
+
 struct refused_call final : stopped_call {
     refused_call(const request &of, int reason) : stopped_call(of), error(reason) {}
     verdict attempt() override {
@@ -188,13 +197,13 @@ struct refused_call final : stopped_call {
 
 } // namespace
 
-std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind, serial_port &port,
-                                            const descriptor_status &opened) {
+std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
+                                            serial_port &port) {
     if (kind == call_kind::request)
         return std::make_unique<request_of_port>(asked, port);
     const bool reads = kind == call_kind::read || kind == call_kind::readv;
     memory_areas areas = areas_of(asked, kind);
-    if (reads ? !opened.is_readable : !opened.is_writable)
+    if (!is_open_for(asked, port, reads))
         return std::make_unique<refused_call>(asked, EBADF);
     if (!areas.is_good)
         return std::make_unique<refused_call>(asked, EFAULT);

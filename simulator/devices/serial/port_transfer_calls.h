@@ -2,7 +2,6 @@
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
-#include "simulator/requests/caller.h"
 #include "simulator/requests/held_calls.h"
 #include "simulator/requests/stopped_calls.h"
 
@@ -10,7 +9,7 @@
 
 namespace simulator {
 
-std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind, serial_port &port,
-                                            const descriptor_status &opened);
+std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
+                                            serial_port &port);
 
 } // namespace simulator

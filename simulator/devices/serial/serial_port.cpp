@@ -8,6 +8,7 @@
 #include <array>
 #include <asm/ioctls.h>
 #include <cstring>
+#include <fcntl.h>
 
 namespace simulator {
 
@@ -81,16 +82,6 @@ bool serial_port::open_nodes() {
     return node.open("/dev/sp" + name);
 }
 
-void serial_port::add_polls(std::vector<pollfd> &polls) const {
-    if (!has_own_clock() || is_terminal_served) // else see port_calls::look_at_nodes
-        polls.push_back({node.events.get(), POLLIN, 0});
-}
-
-void serial_port::ready(const pollfd &) {
-    node.forget_events();
-    look_at_node();
-}
-
 int64_t serial_port::wake_time_us() const {
     const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
     return is_busy ? 0 : board_time_us(model.next_event_time());
@@ -122,8 +113,9 @@ std::span<const uint32_t> serial_port::stopped_ioctls() const {
 
 // The node.
 
-void serial_port::count_descriptor() {
+void serial_port::count_descriptor(int flags) {
     descriptors++;
+    has_one_way = has_one_way || (flags & O_ACCMODE) != O_RDWR;
 }
 
 void serial_port::serve_terminal() {
@@ -148,7 +140,7 @@ void serial_port::take_from_node() {
         if (descriptors == 0) { // a program from outside
             line::open_call call{.nonblocking = true};
             (void)model.open(line_now(), call);
-            count_descriptor();
+            count_descriptor(O_RDWR);
         }
         is_terminal_served = true;
         send_rest();
@@ -180,7 +172,7 @@ void serial_port::give_to_node() {
 void serial_port::close_if_abandoned() {
     if (descriptors == 0 || !node.is_abandoned())
         return;
-    is_terminal_served = false;
+    is_terminal_served = has_one_way = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());
 }
@@ -269,7 +261,7 @@ bool serial_port::take_line_fault(const fault &wanted) {
 }
 
 bool serial_port::goes_away() const {
-    return node.is_present() && hangup.is_due(now_us());
+    return hangup.can_come() && node.is_present() && hangup.is_due(now_us());
 }
 
 } // namespace simulator

@@ -45,8 +45,6 @@ struct serial_port final : device {
     }
 
     bool open_nodes() override;
-    void add_polls(std::vector<pollfd> &polls) const override;
-    void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
     bool has_unsent() const override;
@@ -54,8 +52,13 @@ struct serial_port final : device {
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
 
-    // Call it after `model.open`, when the program has got a descriptor of the port.
-    void count_descriptor();
+    // Call it after `model.open`, when the program has got a descriptor of the port with those
+    // flags of open(2).
+    void count_descriptor(int flags);
+    // True if one of the descriptors may be for reading only or for writing only.
+    bool was_opened_one_way() const {
+        return has_one_way;
+    }
     // The program has a copy that the filter does not see: from now on the terminal carries the
     // bytes.
     void serve_terminal();
@@ -88,6 +91,7 @@ private:
     port_node node;
     std::optional<line::cable> open_end; // a cable with one end, if nothing is plugged in
     int descriptors = 0;                 // opened and not closed
+    bool has_one_way = false;
     bool is_terminal_served = false;
     std::vector<uint8_t> unsent; // from the terminal; the line has no room for it yet
     uint64_t seen_changes = 0;

@@ -41,10 +41,10 @@ void transmitter::hold(int64_t now, hold_reason reason, bool held) {
 
 void transmitter::set_format(const line_format &wanted) {
     nominal = wanted;
-    set_clock_error(clock_error_percent);
+    run_clock(clock_error_percent);
 }
 
-void transmitter::set_clock_error(int percent) {
+void transmitter::run_clock(int percent) {
     clock_error_percent = percent;
     actual = nominal;
     actual.bps =

@@ -58,7 +58,10 @@ public:
     // For later loads; see `reload` for the characters in the FIFO.
     void set_format(const line_format &wanted);
     // A fault: the bits leave `percent` per cent faster, or slower if it is negative.
-    void set_clock_error(int percent);
+    void set_clock_error(int percent) {
+        if (percent != clock_error_percent)
+            run_clock(percent);
+    }
 
     // Loads the FIFO whenever that is due up to `now`.
     void advance(int64_t now);
@@ -80,6 +83,7 @@ public:
     int64_t next_event_time() const;
 
 private:
+    void run_clock(int percent);
     bool has_more() const;
     int64_t load_time() const;
     void load(int64_t at);

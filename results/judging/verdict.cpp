@@ -1,0 +1,310 @@
+#include "results/judging/verdict.h"
+
+#include <algorithm>
+
+#include "ctl/run/tests.h"
+#include "results/judging/places.h"
+#include "results/judging/words.h"
+#include "results/reading/row_reader.h"
+
+namespace {
+
+constexpr std::array VERDICT_NAMES = {
+    "not judged", "idle", "pass", "unexpected", "missing", "cut", "stalled", "ambiguous", "fail",
+};
+static_assert(VERDICT_NAMES.size() == static_cast<size_t>(verdict::FAIL) + 1);
+
+constexpr double MS_PER_S = 1000;
+constexpr double S_PER_HOUR = 3600;
+
+bool is_of(const TestRecord &record, record_letter letter) {
+    return record.test_letter == static_cast<int32_t>(letter);
+}
+
+constexpr std::array<const char *, 3> ERROR_FIELDS = {"errors", "errors2", "errors3"};
+
+// The field of an error counter of the line, and what it counts.
+size_t field_of(const line_layout &layout, size_t number) {
+    return layout.errors[number] - offsetof(TestRecord, errors) / sizeof(int32_t);
+}
+
+const char *meaning_of(const counter_meaning &row, size_t field) {
+    const std::array meanings = {row.errors, row.errors2, row.errors3};
+    return meanings[field] != nullptr ? meanings[field] : "not used by this test";
+}
+
+class run_judge {
+public:
+    run_judge(const run_history &judged, const judge_rules &with) : run(judged), rules(with) {}
+
+    run_verdict judge() {
+        run_verdict result = {.run = &run, .records = {}, .remarks = {}};
+        for (size_t i = 0; i < run.records.size(); ++i)
+            result.records.push_back(judge_record(i));
+        if (rules.expected)
+            compare_with_expected(result.records);
+        result.is = worst_of(result.records);
+        note_lists(result);
+        note_complaints(run, result.remarks);
+        return result;
+    }
+
+private:
+    record_verdict judge_record(size_t index) const;
+    double per_hour(uint64_t count) const;
+    void find_errors(record_verdict &judged) const;
+    void name_errors(record_verdict &judged, size_t index) const;
+    bool is_stalled(const record_history &record) const;
+    void compare_with_expected(std::vector<record_verdict> &records) const;
+    verdict worst_of(const std::vector<record_verdict> &records) const;
+    void note_lists(run_verdict &result) const;
+
+    const run_history &run;
+    const judge_rules &rules;
+};
+
+// A run of minutes says nothing of an hour.
+double run_judge::per_hour(uint64_t count) const {
+    constexpr int64_t SHORTEST_MS = int64_t{10} * 60 * 1000;
+    const double hours = static_cast<double>(run.clock_ms) / MS_PER_S / S_PER_HOUR;
+    return run.clock_ms >= SHORTEST_MS ? static_cast<double>(count) / hours : 0;
+}
+
+void run_judge::find_errors(record_verdict &judged) const {
+    const line_layout &layout = layout_of(judged.record->newest.test_letter);
+    for (size_t number = 0; number < layout.error_count; ++number) {
+        const uint64_t count = judged.record->error(number);
+        if (count == 0)
+            continue;
+        const size_t field = field_of(layout, number);
+        moved_error error = {number, ERROR_FIELDS[field], meaning_of(*judged.meaning, field),
+                             count,  per_hour(count),     judged.record->error_seen_ms[number],
+                             {}};
+        for (const allowance &rule : rules.allowed)
+            if (applies(rule, judged.name, judged.test, number) &&
+                count <= rule.limit(run.clock_ms))
+                error.allowed_by = rule.rule;
+        judged.errors.push_back(error);
+    }
+}
+
+// Lists that a signal or the end adds do not show a stall: they come sooner than a log period.
+bool run_judge::is_stalled(const record_history &record) const {
+    return record.count(1) != 0 && is_a_stall(run, record.longest_rest_ms);
+}
+
+void run_judge::name_errors(record_verdict &judged, size_t index) const {
+    judged.is = verdict::FAIL;
+    judged.reasons = places_of(run, index);
+    judged.samples = samples_of(*judged.record, *judged.meaning);
+}
+
+record_verdict run_judge::judge_record(size_t index) const {
+    const record_history &record = run.records[index];
+    const bool is_after_fio = index > 0 && is_of(run.records[index - 1].newest, record_letter::FIO);
+    record_verdict judged = {.name = printable_name(record.newest),
+                             .option = {},
+                             .record = &record,
+                             .meaning = &::meaning_of(record.newest, is_after_fio),
+                             .errors = {},
+                             .reasons = {},
+                             .samples = {}};
+    judged.test = judged.meaning->test;
+    if (judged.meaning->option != nullptr)
+        judged.option = std::string("-").append(judged.meaning->option);
+    if (run.clock_ms > 0)
+        judged.per_second = static_cast<double>(record.moved_since_first(1)) * MS_PER_S /
+                            static_cast<double>(run.clock_ms);
+    find_errors(judged);
+    const bool has_errors = std::ranges::any_of(
+        judged.errors, [](const moved_error &error) { return error.allowed_by.empty(); });
+    if (has_errors || !is_opened(record.newest) || has_complaint(run, index))
+        name_errors(judged, index);
+    else if (record.count(1) == 0)
+        judged.is = verdict::IDLE;
+    else if (is_stalled(record) || has_given_up(run, record.newest))
+        judged.is = verdict::STALLED;
+    if (judged.is == verdict::IDLE)
+        judged.reasons.push_back(why_idle(record.newest, *judged.meaning));
+    if (judged.is == verdict::STALLED)
+        judged.reasons.push_back(why_stalled(run, record));
+    return judged;
+}
+
+bool is_as_expected(const expected_record &wanted, const TestRecord &seen) {
+    return wanted.letter == seen.test_letter && wanted.kind == seen.kind_code &&
+           (wanted.unit == seen.unit || seen.unit == 0 || wanted.unit == 0);
+}
+
+record_verdict not_there(const expected_record &wanted) {
+    const bool is_panel = wanted.letter == static_cast<int32_t>(record_letter::PANEL);
+    record_verdict judged = {.is = is_panel ? verdict::NOT_JUDGED : verdict::MISSING,
+                             .is_expected = true,
+                             .name = wanted.name,
+                             .option = wanted.option,
+                             .errors = {},
+                             .reasons = {},
+                             .samples = {}};
+    judged.reasons.emplace_back(is_panel ? "the front panel has no line in the list"
+                                         : "expected, but the list has no such line here");
+    return judged;
+}
+
+// The longest common subsequence of what is expected and what is there: [i][j] is its length from
+// there on.
+std::vector<std::vector<size_t>> common_lengths(const std::vector<expected_record> &expected,
+                                                const std::vector<record_verdict> &records) {
+    std::vector<std::vector<size_t>> length(expected.size() + 1,
+                                            std::vector<size_t>(records.size() + 1));
+    for (size_t i = expected.size(); i-- > 0;)
+        for (size_t j = records.size(); j-- > 0;)
+            length[i][j] = is_as_expected(expected[i], records[j].record->newest)
+                               ? length[i + 1][j + 1] + 1
+                               : std::max(length[i + 1][j], length[i][j + 1]);
+    return length;
+}
+
+// The records keep their order; what is missing comes where it was expected.
+void run_judge::compare_with_expected(std::vector<record_verdict> &records) const {
+    const std::vector<expected_record> &expected = *rules.expected;
+    const auto length = common_lengths(expected, records);
+    std::vector<record_verdict> compared;
+    size_t i = 0;
+    size_t j = 0;
+    while (i < expected.size() || j < records.size()) {
+        if (i < expected.size() && j < records.size() &&
+            is_as_expected(expected[i], records[j].record->newest)) {
+            compared.push_back(std::move(records[j++]));
+            compared.back().is_expected = true;
+            compared.back().option = expected[i++].option;
+        } else if (j == records.size() ||
+                   (i < expected.size() && length[i + 1][j] >= length[i][j + 1]))
+            compared.push_back(not_there(expected[i++]));
+        else {
+            compared.push_back(std::move(records[j++]));
+            compared.back().is = std::max(compared.back().is, verdict::UNEXPECTED);
+            compared.back().reasons.emplace_back("not expected");
+        }
+    }
+    records = std::move(compared);
+}
+
+verdict run_judge::worst_of(const std::vector<record_verdict> &records) const {
+    verdict worst = verdict::NOT_JUDGED;
+    bool is_untested = records.empty();
+    for (const record_verdict &record : records) {
+        worst = std::max(worst, record.is);
+        is_untested = is_untested || (record.is == verdict::IDLE && record.is_expected);
+    }
+    return worst <= verdict::PASS && is_untested ? verdict::IDLE : worst;
+}
+
+void run_judge::note_lists(run_verdict &result) const {
+    if (run.records.empty())
+        result.remarks.emplace_back("its lists are empty: no test was started");
+    if (run.cut_lists > 0) {
+        result.is = std::max(result.is, verdict::CUT);
+        result.remarks.push_back(
+            std::to_string(run.cut_lists)
+                .append(" of ")
+                .append(std::to_string(run.cut_lists + run.lists))
+                .append(run.cut_lists == 1 ? " lists is not complete" : " lists are not complete"));
+    }
+    if (run.is_ambiguous) {
+        result.is = std::max(result.is, verdict::AMBIGUOUS);
+        result.remarks.emplace_back("two runs write lists under this ident at the same time: give "
+                                    "each its own name with -I");
+    }
+}
+
+// A board's runs: what passes stands for an idle one, for instance one that was ended at once.
+verdict worst_of(const std::vector<run_verdict> &runs) {
+    verdict worst = verdict::NOT_JUDGED;
+    for (const run_verdict &run : runs)
+        worst = std::max(worst, run.is);
+    return worst;
+}
+
+} // namespace
+
+const char *name_of(verdict is) {
+    return VERDICT_NAMES[static_cast<size_t>(is)];
+}
+
+board_verdict judge(const board_history &board, const judge_rules &rules) {
+    board_verdict result = {.board = &board, .runs = {}};
+    for (const run_history &run : board.runs) {
+        result.runs.push_back(run_judge(run, rules).judge());
+        result.runs.back().number = result.runs.size();
+    }
+    result.is = worst_of(result.runs);
+    const bool is_untested = std::ranges::any_of(result.runs, [&](const run_verdict &run) {
+        return run.is <= verdict::IDLE && rules.expected;
+    });
+    if (result.is == verdict::PASS && is_untested)
+        result.is = verdict::IDLE;
+    return result;
+}
+
+// Of two boards the worse one counts, and one on which nothing was tested is worse than a good one.
+verdict worse_board(verdict one, verdict other) {
+    const auto rank = [](verdict is) {
+        return is == verdict::PASS ? verdict::NOT_JUDGED : std::max(is, verdict::IDLE);
+    };
+    return rank(one) >= rank(other) ? one : other;
+}
+
+template <typename Item>
+void keep(std::vector<Item> &list, Item item) {
+    if (list.size() < totals::NAMES_KEPT)
+        list.push_back(std::move(item));
+}
+
+void totals::add(const record_verdict &record, const std::string &where) {
+    ++records[static_cast<size_t>(record.is)];
+    const std::string name = record.name + where;
+    if (record.is > verdict::PASS) {
+        ++worst_count;
+        keep(worst, {name, record.reasons.empty() ? "" : record.reasons[0]});
+    }
+    if (record.is == verdict::IDLE)
+        keep(idle, name);
+    for (const moved_error &error : record.errors)
+        if (!error.allowed_by.empty()) {
+            ++allowed_count;
+            keep(allowed, {name, error_words(error)});
+        }
+}
+
+void totals::add(const board_verdict &board, bool has_others) {
+    const std::string where = has_others ? std::string(" of ").append(name_of(*board.board)) : "";
+    is = boards++ == 0 ? board.is : worse_board(is, board.is);
+    runs += board.runs.size();
+    for (const run_verdict &run : board.runs) {
+        for (const record_verdict &record : run.records)
+            add(record, where);
+        if ((run.run->cut_lists > 0 || run.run->is_ambiguous) && !run.remarks.empty()) {
+            ++worst_count;
+            keep(worst, {std::string("run ").append(std::to_string(run.number)).append(where),
+                         run.remarks[0]});
+        }
+    }
+}
+
+totals judge_all(const log_history &history, const judge_rules &rules) {
+    totals all;
+    size_t with_lists = 0;
+    for (const board_history &board : history.boards)
+        with_lists += board.runs.empty() ? 0 : 1;
+    for (const board_history &board : history.boards)
+        if (!board.runs.empty())
+            all.add(judge(board, rules), with_lists > 1);
+    all.unreadable_lines = history.unreadable_lines;
+    return all;
+}
+
+exit_code exit_code_of(const totals &all) {
+    if (all.is > verdict::PASS)
+        return SOMETHING_IS_WRONG;
+    return all.is == verdict::PASS ? EVERYTHING_PASSES : NOTHING_WAS_TESTED;
+}

@@ -1,0 +1,62 @@
+// One line of a system log taken apart: when, from whom, what. It knows the forms that rsyslog,
+// busybox, journalctl and hk_board write.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+constexpr int64_t NO_TIME = INT64_MIN;
+
+// The messages of hk_stress.
+enum class message_kind : uint8_t {
+    OTHER, // of another program, or of none
+    LIST_BEGIN,
+    ITEM,
+    LIST_END,
+    COMPLAINT, // of a test, such as "Couldn't open SP2"
+};
+
+struct parsed_line {
+    message_kind kind = message_kind::OTHER;
+    int64_t time_ms = NO_TIME; // since 1970; local time if the line has no zone
+    std::string_view host;     // empty if the line has none
+    std::string_view ident;    // without the blanks around it
+    std::string_view text;     // the message
+    int32_t pid = 0;           // 0 if the line has none
+    bool is_from_same = false; // the line before had the same time, host and ident
+};
+
+// Returns what a message is. An ITEM may still be unreadable.
+message_kind kind_of(std::string_view message);
+
+// What has to be remembered from line to line: a traditional time has no year.
+class line_parser {
+public:
+    // `year` of the first line with a traditional time.
+    explicit line_parser(int32_t year) : year_now(year) {}
+
+    // Takes the line apart. Views point into it and into the parser, until the next call.
+    parsed_line parse(std::string_view line);
+
+private:
+    bool has_known_start(std::string_view line) const;
+    void keep_start(std::string_view line, const parsed_line &parsed);
+    parsed_line parse_new(std::string_view line);
+    int64_t read_time(std::string_view &rest);
+    int64_t read_traditional_time(std::string_view &rest);
+    static std::string_view take_header(std::string_view &rest, parsed_line &line);
+    void split_message(std::string_view program, std::string_view message, parsed_line &line);
+
+    int32_t year_now;
+    int32_t month_before = 0;
+    std::string known_second; // its text, and the time that it means
+    int64_t known_time_ms = NO_TIME;
+    std::string whole_ident; // of a line that has it in two fields
+    std::string known_start; // the line before up to its message, and what it means
+    parsed_line known_line;
+};
+
+// Reads the time at the start of a line; NO_TIME if it has none.
+int64_t time_of_line(std::string_view line, int32_t year);

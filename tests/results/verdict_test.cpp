@@ -1,0 +1,364 @@
+// What is made of what was read.
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "results/output/page.h"
+#include "tests/support/log_text.h"
+
+namespace {
+
+using json = nlohmann::json;
+
+// One list after another, every ten seconds, of one record.
+std::string lists_of(const std::vector<std::string> &items) {
+    std::string text;
+    int second = 0;
+    for (const std::string &each : items)
+        text += list(second += 10, {each});
+    return text;
+}
+
+std::string crossover(int64_t wrote, int64_t x_read, const char *x_errors, int64_t y_read,
+                      const char *y_errors, int second) {
+    const std::string start = " loop wrote " + std::to_string(wrote) + " read ";
+    return list(second, {item("0 sp2" + start + std::to_string(x_read), x_errors),
+                         item("5 sp8" + start + std::to_string(y_read), y_errors)});
+}
+
+struct verdict_case {
+    const char *claim;
+    std::string log;
+    exit_code status;
+    std::vector<const char *> said; // in the table
+};
+
+const verdict_case CASES[] = {
+    {"a good run passes",
+     good_run(),
+     EVERYTHING_PASSES,
+     {"PASS: 2 of 2 records good, 1 run, 1 board"}},
+    {"no list is no success", at(10, "hello"), NOTHING_WAS_TESTED, {"there is no results list"}},
+    {"an empty list is none either", list(10, {}), NOTHING_WAS_TESTED, {"no test was started"}},
+    {"held tests are not tested",
+     lists_of({item("8 dram user alloc 0 test 0"), item("8 dram user alloc 0 test 0")}),
+     NOTHING_WAS_TESTED,
+     {"idle       dram user", "hk_ctl release dram"}},
+    {"an idle record among good ones is named",
+     list(10, {producer(5), item("6 Datakey spi wrote 0 read 0")}),
+     EVERYTHING_PASSES,
+     {"PASS: 1 of 2", "idle, so not tested: Datakey spi"}},
+    {"one error fails, with its first list",
+     lists_of({producer(5), producer(9, "0,0,1"), producer(12, "0,0,1")}),
+     SOMETHING_IS_WRONG,
+     {"FAIL       sp2 produce",
+      "error 3, failed opens and failed writes: 1; first in the list of 2026-11-22 00:00:20"}},
+    {"reads of a receiver are not compared with blocks of a producer",
+     list(10, {receiver(70, 70), producer(100)}) + list(20, {receiver(140, 140), producer(200)}),
+     EVERYTHING_PASSES,
+     {}},
+    {"silences of a receiver are errors",
+     lists_of({receiver(5, 5, "0,0,2")}),
+     SOMETHING_IS_WRONG,
+     {"silences and failed reads: 2"}},
+    {"a record that stops is stalled",
+     lists_of({producer(5), producer(9), producer(9)}),
+     SOMETHING_IS_WRONG,
+     {"STALLED", "no progress for 10 s from 2026-11-22 00:00:20"}},
+    {"a stall that ends is one too",
+     lists_of({producer(5), producer(9), producer(9), producer(12)}),
+     SOMETHING_IS_WRONG,
+     {"STALLED", "it went on later"}},
+    {"lists that a signal adds show no stall",
+     lists_of({producer(5), producer(9), producer(12)}) + list(33, {producer(12)}) +
+         list(33, {producer(12)}),
+     EVERYTHING_PASSES,
+     {}},
+    {"a list without its end is cut",
+     good_run() + at(50, "<OL>") + at(50, producer(9)),
+     SOMETHING_IS_WRONG,
+     {"CUT", "is not complete"}},
+    {"a lost line in a list is noticed",
+     list(10, {receiver(1, 1), producer(1)}) + list(20, {receiver(2, 2)}) +
+         list(30, {receiver(3, 3), producer(3)}),
+     SOMETHING_IS_WRONG,
+     {"1 of 3 lists is not complete"}},
+    {"a log that begins within a list",
+     at(9, producer(4)) + at(9, "</OL><P>") + good_run(),
+     EVERYTHING_PASSES,
+     {}},
+    {"a start that the network repeats is no list",
+     good_run() + at(20, "<OL>"),
+     EVERYTHING_PASSES,
+     {}},
+    {"a line that cannot be read spoils its list",
+     at(10, "<OL>") + at(10, producer(4)) + at(10, "<LI> 5 sp8 l\xff") + at(10, "</OL><P>"),
+     SOMETHING_IS_WRONG,
+     {"lines that could not be read: 1"}},
+    {"counters that wrap are neither errors nor a restart",
+     lists_of({producer(2147400000), producer(2147483600), producer(2147490000),
+               producer(4294960000), producer(4294967295), producer(70000), producer(140000)}),
+     EVERYTHING_PASSES,
+     {"1 run,", "4295107296 verify"}},
+    {"counters that fall are another run",
+     lists_of({producer(5000), producer(9000), producer(4000)}),
+     EVERYTHING_PASSES,
+     {"2 runs"}},
+    {"so are other records",
+     lists_of({producer(50), receiver(50, 50)}),
+     EVERYTHING_PASSES,
+     {"2 runs"}},
+    {"so is a gap",
+     list(10, {producer(50)}) + list(20, {producer(90)}) + list(9000, {producer(95)}),
+     EVERYTHING_PASSES,
+     {"2 runs"}},
+    {"the errors of an earlier run count",
+     list(10, {producer(50, "0,0,3")}) + list(20, {producer(9)}),
+     SOMETHING_IS_WRONG,
+     {"run 1: FAIL", "run 2: pass"}},
+    {"a clock that is set back is no restart",
+     list(5000, {producer(5)}) + list(5010, {producer(9)}) + list(20, {producer(12)}) +
+         list(30, {producer(15)}),
+     EVERYTHING_PASSES,
+     {"1 run,"}},
+    {"two boards mixed are told apart",
+     good_run("rack7 Stress 020000000001 ") +
+         list(10, {producer(1, "0,0,1")}, "rack7 Stress 020000000002 "),
+     SOMETHING_IS_WRONG,
+     {"wrong: sp2 produce of Stress 020000000002 on rack7",
+      "board Stress 020000000001 on rack7: pass"}},
+    {"the same ident on two hosts is two boards",
+     good_run("a oven") + good_run("b oven"),
+     EVERYTHING_PASSES,
+     {"2 boards"}},
+    {"a board of which nothing was tested is no success",
+     good_run("a oven") + list(10, {item("8 dram user alloc 0 test 0")}, "b oven"),
+     NOTHING_WAS_TESTED,
+     {}},
+    {"two runs at once under one ident never pass",
+     list(10, {producer(1000)}) + list(12, {producer(500)}) + list(20, {producer(2000)}) +
+         list(22, {producer(1500)}) + list(30, {producer(3000)}) + list(32, {producer(2500)}),
+     SOMETHING_IS_WRONG,
+     {"AMBIGUOUS", "two runs write lists under this ident"}},
+    {"nor do they if their lines mix",
+     at(10, "<OL>") + at(10, producer(5)) + at(10, "<OL>") + at(10, producer(3)) +
+         at(10, "</OL><P>") + at(10, "</OL><P>"),
+     SOMETHING_IS_WRONG,
+     {}},
+    {"a crossover's line is what its port sent",
+     crossover(500, 499, "0,0,0", 0, "0,499,0", 10) +
+         crossover(900, 899, "0,0,0", 0, "0,899,0", 20),
+     SOMETHING_IS_WRONG,
+     {"pass       sp2 loop", "frames from port 8 do not reach port 2: transmitter 8, "
+                             "cable or receiver 2; check with -E82"}},
+    {"bits that change on the way of x",
+     crossover(500, 450, "50,0,0", 499, "0,0,0", 10),
+     SOMETHING_IS_WRONG,
+     {"bits change on the way from port 2 to port 8", "pass       sp8 loop"}},
+    {"modem lines",
+     crossover(500, 499, "2,0,0", 499, "2,0,0", 10),
+     SOMETHING_IS_WRONG,
+     {"modem lines between port 2 and port 8, in both directions"}},
+    {"modem lines of one direction",
+     crossover(500, 499, "0,0,0", 499, "1,0,0", 10),
+     SOMETHING_IS_WRONG,
+     {"RTS of port 2, or CTS or DCD of port 8"}},
+    {"no cable",
+     crossover(500, 0, "2,499,499", 0, "2,499,499", 10),
+     SOMETHING_IS_WRONG,
+     {"nothing passes between port 2 and port 8: no cable"}},
+    {"a port that is missing",
+     at(1, "Couldn't open SP8") +
+         list(10, {item("0 sp0 loop wrote 0 read 0"), item("5 sp2 loop wrote 0 read 0")}),
+     SOMETHING_IS_WRONG,
+     {"a port could not be opened: Couldn't open SP8"}},
+    {"a module on SPI that is missing",
+     list(10, {"<LI> 9 SpiFIOloop sp"}),
+     SOMETHING_IS_WRONG,
+     {"its device could not be opened"}},
+    {"a reply of a wrong length, which no counter shows",
+     at(5, "[26 24]") +
+         list(10, {item("10 FIOloop sp5s wrote 9 read 9"), item("1 sp5 consume read 9 verify 9")}),
+     SOMETHING_IS_WRONG,
+     {"FAIL       FIOloop sp5s", "pass       sp5 consume"}},
+    {"an eeprom that is read no more",
+     at(5, "eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
+     SOMETHING_IS_WRONG,
+     {"STALLED    eeprom spi"}},
+};
+
+TEST(Verdict, each_log_gets_its_verdict) {
+    for (const verdict_case &each : CASES) {
+        SCOPED_TRACE(each.claim);
+        const outcome seen = judge_text(each.log);
+        EXPECT_EQ(seen.status, each.status) << seen.report;
+        for (const char *part : each.said)
+            EXPECT_TRUE(seen.says(part)) << part << "\n" << seen.report;
+    }
+}
+
+TEST(Verdict, a_log_cut_at_any_byte_passes_only_between_two_lists) {
+    const std::string whole = good_run();
+    for (size_t length = 0; length <= whole.size(); ++length) {
+        const std::string part = whole.substr(0, length);
+        const size_t last = part.rfind("<OL>");
+        const bool is_between = part.find("</OL><P>") != std::string::npos &&
+                                part.find("</OL><P>", last) != std::string::npos;
+        const exit_code status = judge_text(part).status;
+        EXPECT_EQ(status == EVERYTHING_PASSES, is_between) << length;
+        // Of a log without its start the first line is not whole.
+        const bool is_at_line = length == 0 || whole[length - 1] == '\n';
+        const size_t line = is_at_line ? length : whole.find('\n', length);
+        EXPECT_EQ(judge_text(whole.substr(length)).status == EVERYTHING_PASSES,
+                  whole.find("<OL>", line) != std::string::npos)
+            << length;
+    }
+}
+
+// Bytes of a bad log are overwritten by any others: the error stays, or something else is wrong.
+TEST(Verdict, a_bad_log_never_passes_whatever_else_happens_to_it) {
+    const std::string bad = lists_of({producer(5), producer(9, "0,0,7"), producer(12, "0,0,9")});
+    std::mt19937 random(3);
+    for (int i = 0; i < 3000; ++i) {
+        std::string text = bad;
+        const size_t place = random() % text.size();
+        const size_t length = std::min<size_t>(random() % 4, text.size() - place);
+        for (size_t k = 0; k < length; ++k)
+            text[place + k] = static_cast<char>(random());
+        const std::string_view said = judge_text(text).report;
+        EXPECT_TRUE(judge_text(text).status != EVERYTHING_PASSES ||
+                    said.find("board ") != said.rfind("board "))
+            << text;
+    }
+}
+
+judge_rules expecting(const std::string &options) {
+    judge_rules rules;
+    rules.expected = expect(options);
+    return rules;
+}
+
+TEST(Expectation, names_every_record_of_the_plan_in_its_order) {
+    const auto records =
+        expect("-d1 -l10 -I 'oven 3' -C1 -P4 -F -L -S1 -S8 -Y /r0/t -M a:b:1 -D -K -E28");
+    std::string names;
+    for (const expected_record &record : records)
+        names += std::to_string(record.kind) + " " + record.name + (record.is_held ? " held" : "") +
+                 "; ";
+    EXPECT_EQ(names,
+              "3 sp1 consume; 4 sp4 produce; 10 FIOloop sp5s; 1 sp5 consume; 9 SpiFIOloop spBs; "
+              "6 Datakey spi; 7 eeprom spi; 11 filesys opt held; 5 bbsram file_copy held; "
+              "8 dram user held; 0 panel; 0 sp2 loop; 5 sp8 loop; ");
+    EXPECT_TRUE(expect("-C5 -C5 -F").size() == 1); // the port is taken
+    EXPECT_THROW(expect("-Q"), std::invalid_argument);
+    EXPECT_THROW(expect("-I 'oven"), std::invalid_argument);
+}
+
+TEST(Expectation, what_is_missing_more_or_idle_decides) {
+    EXPECT_EQ(judge_text(good_run(), expecting("-C1 -P2")).status, EVERYTHING_PASSES);
+    const outcome less = judge_text(good_run(), expecting("-C1 -P2 -K -h -E55"));
+    EXPECT_EQ(less.status, SOMETHING_IS_WRONG);
+    EXPECT_TRUE(less.says("MISSING    sp5 loop    -E55") && less.says("not judged panel"))
+        << less.report;
+    const outcome more = judge_text(good_run(), expecting("-P2"));
+    EXPECT_TRUE(more.status == SOMETHING_IS_WRONG && more.says("UNEXPECTED sp1 consume"))
+        << more.report;
+    const std::string idle = list(10, {producer(5), item("8 dram user alloc 0 test 0")});
+    EXPECT_EQ(judge_text(idle).status, EVERYTHING_PASSES);
+    EXPECT_EQ(judge_text(idle, expecting("-P2 -D")).status, NOTHING_WAS_TESTED);
+}
+
+TEST(Allowance, counts_in_all_or_for_each_hour_that_has_begun) {
+    const std::string text = list(10, {receiver(5, 5)}) + list(20, {receiver(6, 6)}) +
+                             list(30, {receiver(7, 7, "0,0,1")}) +
+                             list(40, {receiver(8, 8, "0,0,3")});
+    const auto status = [&](const std::string &rule) {
+        judge_rules rules;
+        rules.allowed.push_back(read_allowance(rule));
+        return judge_text(text, rules).status;
+    };
+    for (const char *rule : {"consume:3<=3", "receiver:3<=3/h", "sp1 consume:3<=99"})
+        EXPECT_EQ(status(rule), EVERYTHING_PASSES) << rule;
+    for (const char *rule : {"consume:3<=2", "consume:1<=3", "sp2 consume:3<=3", "loop:3<=9"})
+        EXPECT_EQ(status(rule), SOMETHING_IS_WRONG) << rule;
+    EXPECT_EQ(read_allowance("consume:3<=10/h").limit(int64_t{2} * 3600 * 1000 + 1), 30U);
+    for (const char *rule :
+         {"consume", "consume:4<=1", "consume:1<=x", "consume:1<=1/d", "cosnume:1<=1"})
+        EXPECT_THROW(read_allowance(rule), std::invalid_argument) << rule;
+    judge_rules rules;
+    rules.allowed.push_back(read_allowance("consume:3<=3"));
+    EXPECT_TRUE(
+        judge_text(text, rules).says("allowed: sp1 consume (silences and failed reads: 3)"));
+}
+
+// The part of JSON Schema that the document uses.
+void expect_valid(const json &value, const json &schema, const json &root,
+                  const std::string &where) {
+    if (schema.contains("$ref")) {
+        const std::string name = schema["$ref"].get<std::string>().substr(strlen("#/$defs/"));
+        return expect_valid(value, root["$defs"][name], root, where);
+    }
+    const std::string type = schema.value("type", "");
+    EXPECT_TRUE(type != "object" || value.is_object()) << where;
+    EXPECT_TRUE(type != "array" || value.is_array()) << where;
+    EXPECT_TRUE(type != "string" || value.is_string()) << where;
+    EXPECT_TRUE(type != "integer" || value.is_number_integer()) << where;
+    EXPECT_TRUE(type != "number" || value.is_number()) << where;
+    EXPECT_TRUE(!schema.contains("enum") ||
+                std::ranges::find(schema["enum"], value) != schema["enum"].end())
+        << where << ": " << value;
+    for (const json &name : schema.value("required", json::array()))
+        EXPECT_TRUE(value.contains(name.get<std::string>())) << where << "/" << name;
+    const json members = value.is_object() ? value : json::object();
+    for (const auto &[name, part] : members.items()) {
+        const bool is_known = schema["properties"].contains(name);
+        EXPECT_TRUE(is_known || schema.contains("additionalProperties")) << where << "/" << name;
+        expect_valid(part, is_known ? schema["properties"][name] : schema["additionalProperties"],
+                     root, where + "/" + name);
+    }
+    for (size_t i = 0; value.is_array() && i < value.size(); ++i)
+        expect_valid(value[i], schema["items"], root, where + "/" + std::to_string(i));
+}
+
+const char *const HOSTILE = "r <script>alert(1)</script>&\"'=1]]>";
+
+std::string hostile_log() {
+    const std::string from = HOSTILE;
+    return list(10, {producer(5, "0,0,1")}, from) + list(20, {producer(9, "0,0,2")}, from) +
+           good_run("a =cmd|calc") + at(60, "<OL>");
+}
+
+TEST(Forms, json_follows_its_schema) {
+    const json schema = json::parse(std::ifstream(HK_DOCS_PATH "/hk_results.schema.json"));
+    for (const std::string &log : {hostile_log(), good_run(), std::string()}) {
+        judge_rules rules = expecting("-C1 -P2 -K -D");
+        rules.allowed.push_back(read_allowance("produce:3<=1"));
+        const json seen = json::parse(judge_text(log, rules, json_report).report);
+        expect_valid(seen, schema, schema, "");
+        EXPECT_EQ(seen["schema"], schema["properties"]["schema"]["enum"][0]);
+    }
+}
+
+TEST(Forms, names_from_the_network_stay_text) {
+    const std::string junit = judge_text(hostile_log(), {}, junit_report).report;
+    EXPECT_EQ(junit.find("<script>"), std::string::npos);
+    EXPECT_NE(junit.find("failures=\"1\""), std::string::npos) << junit;
+    const std::string tap = judge_text(hostile_log(), {}, tap_report).report;
+    EXPECT_NE(tap.find("not ok 1 - "), std::string::npos) << tap;
+    log_history history;
+    std::ostringstream cells;
+    series_keeper series;
+    const auto rows = csv_rows(cells);
+    history.observers = {rows.get(), &series};
+    read_text(history, hostile_log());
+    EXPECT_NE(cells.str().find(",a,'=cmd|calc,1,1,sp1 consume,3,2000,2000,0,0,0,0,0\r\n"),
+              std::string::npos)
+        << cells.str();
+    std::ostringstream page;
+    write_report(*page_report(page, series), history, {}, judge_all(history, {}));
+    EXPECT_EQ(page.str().find("alert(1)</script>"), std::string::npos);
+}
+
+} // namespace
