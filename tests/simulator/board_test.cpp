@@ -59,16 +59,17 @@ TEST(Board, runs_also_where_the_root_has_been_changed) {
 }
 
 TEST(Board, restarts_and_led_changes_are_only_shown_and_the_led_can_be_read_back) {
-    board_run run =
-        shell({}, "/sbin/reboot && reboot && "
-                  "exec 3<>/dev/cpuactive; get() { echo $(head -c1 <&3 | od -An -td1); }; "
-                  "get; printf '\\001' >&3; get; printf '\\001' >&3; get; get; "
-                  "printf '\\000' >&3; get");
+    board_run run = shell({"--clock", "virtual"},
+                          "/sbin/reboot && reboot && "
+                          "exec 3<>/dev/cpuactive; get() { echo $(head -c1 <&3 | od -An -td1); }; "
+                          "get; printf '\\001' >&3; get; printf '\\001' >&3; get; get; "
+                          "printf '\\000' >&3; get");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "0\n1\n1\n1\n0\n");
     std::string shown;
     for (const log_line &line : run.log)
-        shown += line.ident + ": " + line.text + "\n";
+        if (!line.text.starts_with("command: ") && !line.text.starts_with("hash "))
+            shown += line.ident + ": " + line.text + "\n";
     EXPECT_EQ(shown, "board: reboot requested\nboard: reboot requested\n"
                      "board: LED on\nboard: LED off\n");
 }

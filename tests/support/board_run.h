@@ -51,7 +51,8 @@ std::chrono::seconds wait_limit();
 
 class board_run {
 public:
-    // Runs hk_stress, under the emulator if the tests are for another processor.
+    // Runs hk_stress, under the emulator if the tests are for another processor. The board has its
+    // own time unless the options say otherwise.
     static board_run stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments);
     // Runs any program of the machine.
