@@ -13,8 +13,7 @@
 
 #include "tests/support/board_run.h"
 
-// What a number of a list line has come to when the run is looked at. A run is looked at as soon as
-// every `least` has been reached.
+// What a number of a list line has come to at the end of the run.
 struct bounds {
     int64_t least;
     int64_t most;
@@ -43,7 +42,7 @@ struct line_claim {
 };
 
 enum class ending {
-    stopped,   // once the counters are there
+    stopped,   // after the cell's seconds
     by_itself, // the tests end, and the run with them
     held,      // stopped when record 1 has acknowledged its hold
     never,     // the supervisor misses the end of a test: the board has to end the run
@@ -61,6 +60,7 @@ struct fault_cell {
     ending end = ending::stopped;
     const char *report = nullptr; // part of the report; then the lists are not looked at
     bool needs_limits = false;    // resource limits that an emulator takes for itself
+    double seconds = 20;          // of the board's own time, if the run has to be stopped
 };
 
 std::span<const fault_cell> fault_cells();
