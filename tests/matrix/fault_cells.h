@@ -20,7 +20,7 @@ struct bounds {
 };
 
 constexpr bounds STAYS = {0, 0};
-constexpr bounds BY_LOAD = {0, std::numeric_limits<int64_t>::max()}; // a busy machine moves it
+constexpr bounds ANY = {0, std::numeric_limits<int64_t>::max()}; // no claim
 constexpr bounds exactly(int64_t count) {
     return {count, count};
 }
@@ -38,7 +38,7 @@ struct line_claim {
     std::array<bounds, 3> errors = {};
     sample_claim is_sample =
         {}; // holds for every sample that the fault leaves; empty if it leaves none
-    bounds first_count = BY_LOAD; // what was written, or received by a consumer
+    bounds first_count = ANY; // what was written, or received by a consumer
 };
 
 enum class ending {
