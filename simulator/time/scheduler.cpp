@@ -152,6 +152,8 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     }
     vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
     const bool is_back = await(of);
+    if (kind == timed_kind::close)
+        (void)take_events(devices, 0); // a device may get its node ready for the next open
     vforking = nullptr;
     if (kind == timed_kind::birth)
         find_children(of);
@@ -446,12 +448,13 @@ void scheduler::bury_killed() {
             bury(*each);
 }
 
-// The parent may have been faster than the child, and be stopped already.
+// The parent's next call may have come before the child's.
 void scheduler::free_vfork_parent(process &child) {
     thread *parent = std::exchange(child.vfork_parent, nullptr);
-    if (parent == nullptr || parent->now == thread::state::gone)
+    if (parent == nullptr)
         return;
-    if (parent->now == thread::state::held || await(*parent))
+    const bool is_stopped = parent->now == thread::state::held;
+    if (is_stopped || (parent->now == thread::state::waits_for_child && await(*parent)))
         make_ready(*parent);
 }
 

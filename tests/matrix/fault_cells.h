@@ -13,15 +13,14 @@
 
 #include "tests/support/board_run.h"
 
-// What a number of a list line has come to when the run is looked at. A run is looked at as soon as
-// every `least` has been reached.
+// What a number of a list line has come to at the end of the run.
 struct bounds {
     int64_t least;
     int64_t most;
 };
 
 constexpr bounds STAYS = {0, 0};
-constexpr bounds BY_LOAD = {0, std::numeric_limits<int64_t>::max()}; // a busy machine moves it
+constexpr bounds ANY = {0, std::numeric_limits<int64_t>::max()}; // no claim
 constexpr bounds exactly(int64_t count) {
     return {count, count};
 }
@@ -39,11 +38,11 @@ struct line_claim {
     std::array<bounds, 3> errors = {};
     sample_claim is_sample =
         {}; // holds for every sample that the fault leaves; empty if it leaves none
-    bounds first_count = BY_LOAD; // what was written, or received by a consumer
+    bounds first_count = ANY; // what was written, or received by a consumer
 };
 
 enum class ending {
-    stopped,   // once the counters are there
+    stopped,   // after the cell's seconds
     by_itself, // the tests end, and the run with them
     held,      // stopped when record 1 has acknowledged its hold
     never,     // the supervisor misses the end of a test: the board has to end the run
@@ -61,6 +60,7 @@ struct fault_cell {
     ending end = ending::stopped;
     const char *report = nullptr; // part of the report; then the lists are not looked at
     bool needs_limits = false;    // resource limits that an emulator takes for itself
+    double seconds = 20;          // of the board's own time, if the run has to be stopped
 };
 
 std::span<const fault_cell> fault_cells();
