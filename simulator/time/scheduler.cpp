@@ -280,7 +280,6 @@ void scheduler::wake(int64_t time_us) {
 bool scheduler::await(thread &of) {
     of.now = thread::state::running;
     computing_from_us = NEVER;
-    may_have_written = true;
     bool was_interrupted = false;
     while (of.now == thread::state::running) {
         request asked{};
@@ -503,19 +502,18 @@ void scheduler::advance() {
     look_at_left();
 }
 
-// The devices with nodes that the program uses are looked at when a thread has run; the operator,
-// visitors and threads in the kernel when there may be something.
+// The devices with nodes that the program uses are looked at each time: what is written to a
+// terminal may arrive after the writer has been stopped again. The operator, visitors and threads
+// in the kernel are looked at when there may be something.
 bool scheduler::take_all_events(int64_t wait_us) {
+    calls.look_at_nodes(false);
     const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;
-    if (!is_full && !may_have_written)
-        return false;
-    calls.look_at_nodes(is_full);
-    if (is_full) {
-        has_ticked = 0;
-        looks_everywhere = false;
-    }
-    may_have_written = take_events(is_full ? sources : devices, wait_us) > 0;
-    return may_have_written;
+    if (!is_full)
+        return take_events(devices, 0) > 0;
+    has_ticked = 0;
+    looks_everywhere = false;
+    calls.look_at_nodes(true);
+    return take_events(sources, wait_us) > 0;
 }
 
 // How long the machine's time has to go on until the board's may.

@@ -144,7 +144,6 @@ private:
     bool forks_away = false; // the call that is being released is a vfork(2)
     bool has_signal = false;
     bool looks_everywhere = true;
-    bool may_have_written = true;      // a thread has run since the devices were last looked at
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};
