@@ -78,17 +78,18 @@ void cable::advance(int64_t now) {
     if (advancing)
         return;
     advancing = true;
-    while (has_news(now))
-        step(std::max(advanced_to, std::min(now, next_event_time())));
+    now = std::max(advanced_to, now);
+    for (int64_t next = next_event_time(); next <= now || has_changed_lines();
+         next = next_event_time())
+        step(std::max(advanced_to, std::min(now, next)));
     advanced_to = std::max(advanced_to, now);
     advancing = false;
 }
 
-// True if something is due, or an end has begun something since the last step.
-bool cable::has_news(int64_t now) const {
-    const auto has_changed = [](const direction &way) { return way.raised != way.from->raised; };
-    return std::ranges::any_of(ways, has_changed) ||
-           next_event_time() <= std::max(advanced_to, now);
+// True if an end has raised or lowered lines since the last step.
+bool cable::has_changed_lines() const {
+    return std::ranges::any_of(
+        ways, [](const direction &way) { return way.raised != way.from->raised; });
 }
 
 void cable::step(int64_t now) {

@@ -82,7 +82,7 @@ private:
         uint32_t lines = 0;  // that arrive
     };
 
-    bool has_news(int64_t now) const;
+    bool has_changed_lines() const;
     void step(int64_t now);
     void apply_faults(int64_t now);
     static void pass_characters(direction &way);

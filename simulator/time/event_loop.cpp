@@ -6,6 +6,8 @@ namespace simulator {
 
 namespace {
 
+constexpr size_t USUAL_POLLS = 32; // on one turn
+
 int wait_for_events(std::vector<pollfd> &polls, int64_t longest_us) {
     if (longest_us == NEVER)
         return ppoll(polls.data(), polls.size(), nullptr, nullptr);
@@ -34,6 +36,8 @@ void wake_due(std::span<event_source *const> sources) {
 int take_events(std::span<event_source *const> sources, int64_t longest_us) {
     std::vector<pollfd> polls;
     std::vector<event_source *> owners;
+    polls.reserve(USUAL_POLLS);
+    owners.reserve(USUAL_POLLS);
     for (event_source *source : sources) {
         source->add_polls(polls);
         owners.resize(polls.size(), source);

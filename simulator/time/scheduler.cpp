@@ -277,15 +277,17 @@ void scheduler::wake(int64_t time_us) {
 
 // Waiting until threads are stopped again.
 
-// False if the thread has gone, or waits in the kernel.
+// False if the thread has gone, or waits in the kernel. Most threads are stopped again long before
+// the second tick: only then is the look worth its price.
 bool scheduler::await(thread &of) {
     of.now = thread::state::running;
     computing_from_us = NEVER;
+    bool was_interrupted = false;
     while (of.now == thread::state::running) {
         request asked{};
         if (receive(of.listener, asked))
             arrive(asked, &of);
-        else
+        else if (std::exchange(was_interrupted, true))
             look_at(of);
     }
     return of.now == thread::state::held;
@@ -503,8 +505,9 @@ void scheduler::advance() {
     look_at_left();
 }
 
-// The devices with nodes that the program uses are looked at each time; the operator, visitors and
-// threads in the kernel when there may be something.
+// The devices with nodes that the program uses are looked at each time: what is written to a
+// terminal may arrive after the writer has been stopped again. The operator, visitors and threads
+// in the kernel are looked at when there may be something.
 bool scheduler::take_all_events(int64_t wait_us) {
     calls.look_at_nodes(false);
     const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;

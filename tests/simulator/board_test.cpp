@@ -217,10 +217,19 @@ TEST(Board, nothing_is_left_when_any_of_its_processes_is_killed) {
     const struct {
         int depth; // of the killed process: hk_board outside, the board, the program
         int status;
-    } cases[] = {{0, 128 + SIGKILL}, {1, 125}, {2, 128 + SIGKILL}};
-    for (const auto &[depth, status] : cases) {
-        board_run run =
-            shell({"--cable", "2-8"}, "trap '' TERM HUP; sleep 1000 & echo ready; wait");
+        std::vector<std::string> clock;
+    } cases[] = {
+        {0, 128 + SIGKILL, {}},
+        {1, 125, {}},
+        {2, 128 + SIGKILL, {}},
+        {0, 128 + SIGKILL, {"--clock", "virtual", "--speed", "1"}},
+        {1, 125, {"--clock", "virtual", "--speed", "1"}},
+        {2, 128 + SIGKILL, {"--clock", "virtual", "--speed", "1"}},
+    };
+    for (const auto &[depth, status, clock] : cases) {
+        std::vector<std::string> options = {"--cable", "2-8"};
+        options.insert(options.end(), clock.begin(), clock.end());
+        board_run run = shell(options, "trap '' TERM HUP; sleep 1000 & echo ready; wait");
         ASSERT_TRUE(run.wait_for_output("ready"));
         pid_t victim = run.board_id();
         for (int i = 0; i < depth; i++)

@@ -1,0 +1,66 @@
+#!/usr/bin/env python3
+"""How fast the board's own time passes (hk_board --clock virtual), against the goals for it.
+
+An hour on the board of a crossover alone, of the demo's job, and of the crossover under the emulator if
+the PowerPC program is built. On a busy machine look at the processor seconds, of board and program
+together: the real ones then say how busy it is.
+"""
+import argparse
+import os
+import resource
+import shutil
+import subprocess
+import time
+
+HOUR = 3600
+EMULATOR = 'qemu-ppc'
+POWERPC_PROGRAM = 'build/powerpc/hk_stress'
+
+CROSSOVER = (['--cable', '2-8'], ['-d1', '-l10', '-E28'])
+DEMO = (['--cable', '2-8', '--loop', '5s'], ['-d1', '-l10', '-h', '-E55', '-h', '-E28'])
+
+# Job, options, whether it is emulated, most real seconds for an hour on the board.
+JOBS = (
+    ('-E28', CROSSOVER, False, 80),
+    ("the demo's job", DEMO, False, 150),
+    ('-E28, PowerPC', CROSSOVER, True, 160),
+)
+
+
+def run(command):
+    """Real and processor seconds of a command and everything that it started."""
+    began = time.monotonic()
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    used = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+    return time.monotonic() - began, used
+
+
+def measure(build, job, seconds):
+    """Runs one job and prints its line."""
+    name, (board_options, plan), is_emulated, goal = job
+    program = [EMULATOR, POWERPC_PROGRAM] if is_emulated else [f'{build}/hk_stress']
+    board = [f'{build}/hk_board', '--quiet', '--clock', 'virtual', '--for', str(seconds)]
+    real, used = run([*board, *board_options, '--', *program, *plan])
+    print(f'{name:16}{real:8.1f} s real, {used:6.1f} s of processor time, {seconds / real:6.1f} times real time; '
+          f'goal {goal * seconds / HOUR:.1f} s, {HOUR / goal:.1f} times', flush=True)
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    arguments.add_argument('build', help='folder of hk_board and hk_stress')
+    arguments.add_argument('--seconds', type=int, default=HOUR, help='on the board, for each job (3600)')
+    given = arguments.parse_args()
+    can_emulate = shutil.which(EMULATOR) and os.path.exists(POWERPC_PROGRAM)
+    load = os.getloadavg()[0]
+    print(f'{given.seconds} s on the board; load of this machine {load:.1f}, {os.cpu_count()} processors', flush=True)
+    for job in JOBS:
+        if job[2] and not can_emulate:
+            print(f'{job[0]:16}left out: needs {EMULATOR} and {POWERPC_PROGRAM} (cmake --preset powerpc)')
+        else:
+            measure(given.build, job, given.seconds)
+
+
+if __name__ == '__main__':
+    main()
