@@ -75,7 +75,7 @@ bool take_time_of_day(std::string_view &rest, int64_t &time_ms) {
     time_ms = ((int64_t{hour} * 60 + minute) * 60 + second) * MS_PER_S;
     if (!take_any(rest, ".,"))
         return true;
-    for (int32_t weight = 100; !rest.empty() && is_digit(rest[0]); weight /= 10) {
+    for (int64_t weight = 100; !rest.empty() && is_digit(rest[0]); weight /= 10) {
         time_ms += (rest[0] - '0') * weight;
         rest.remove_prefix(1);
     }
