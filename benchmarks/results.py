@@ -36,7 +36,9 @@ def write_log(path, boards, lists):
 
 def run(command):
     """Processor seconds and greatest memory, in bytes."""
-    with subprocess.Popen(command, stdout=subprocess.DEVNULL, env={**os.environ, 'LC_ALL': 'C'}) as child:
+    # Not to /dev/null: grep(1) ends at the first match if nobody sees its output.
+    with tempfile.TemporaryFile() as output, \
+            subprocess.Popen(command, stdout=output, env={**os.environ, 'LC_ALL': 'C'}) as child:
         _, _, used = os.wait4(child.pid, 0)
         child.returncode = 0
     return used.ru_utime + used.ru_stime, used.ru_maxrss * 1024

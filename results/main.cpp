@@ -161,9 +161,7 @@ int judge_files(session &judged, const options &chosen) {
     return judged.show();
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
     options chosen;
     CLI::App app;
     describe(app, chosen);
@@ -174,6 +172,14 @@ int main(int argc, char **argv) {
         return std::cout ? status : WRONG_USE_OR_INPUT;
     } catch (const CLI::ParseError &fault) {
         return app.exit(fault) == 0 ? EXIT_SUCCESS : WRONG_USE_OR_INPUT;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return run(argc, argv);
     } catch (const std::exception &fault) {
         std::cerr << "hk_results: " << fault.what() << '\n';
         return WRONG_USE_OR_INPUT;

@@ -16,7 +16,7 @@ import xml.etree.ElementTree
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 TESTED_PRESETS = ('host', 'sanitize', 'powerpc')  # powerpc runs on the board that host builds
-TIDY_FILES = r'/(runtime|supervisor|serial|fio|storage|panel|ctl)/.*\.cpp$'
+TIDY_FILES = r'/(runtime|supervisor|serial|fio|storage|panel|ctl|results|fleet)/.*\.cpp$'
 SLOW_SECONDS = 5
 PROCESSORS = len(os.sched_getaffinity(0))
 LOWER = ('nice', '-n10')

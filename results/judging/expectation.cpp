@@ -128,6 +128,7 @@ std::vector<expected_record> expect(const std::string &options) {
     words.insert(words.begin(), "hk_stress");
     words.resize(std::min(words.size(), static_cast<size_t>(ARGUMENTS_MAX)));
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

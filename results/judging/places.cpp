@@ -109,6 +109,18 @@ std::string lost_frames(const direction &way) {
                                                       way.from, way.to, way.check_with().c_str());
 }
 
+// Both records count the time-outs of frames from the first port to the second.
+std::string late_frames(const direction &way, const direction &back) {
+    const direction &counted = way.is_second ? back : way;
+    if (counted.lost() > 0)
+        return text_of(
+            "time-outs at port %d for the frames from port %d that do not arrive; its own "
+            "reach port %d",
+            counted.to, counted.from, counted.from);
+    return text_of("frames from port %d reach port %d too late: a busy machine, or the line",
+                   counted.from, counted.to);
+}
+
 // The modem lines of one port drive those of the other: a line fault counts at the port that
 // drives.
 std::vector<std::string> places_of_direction(const direction &way, const direction &back) {
@@ -134,8 +146,7 @@ std::vector<std::string> places_of_direction(const direction &way, const directi
                         way.from, way.to, way.check_with().c_str())};
     if (way.lost() > 0)
         return {lost_frames(way)};
-    return {text_of("frames from port %d reach port %d too late: a busy machine, or the line",
-                    way.from, way.to)};
+    return {late_frames(way, back)};
 }
 
 std::vector<std::string> places_of_loop(const run_history &run, const record_history &record) {

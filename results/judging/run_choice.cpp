@@ -103,7 +103,7 @@ bool is_over(const run_history &run, const open_list &list) {
 bool may_be_alive(const run_history &run, const open_list &list) {
     const int64_t period_ms = run.period.value_ms();
     const int64_t limit_ms = period_ms != 0 ? period_ms + period_ms / 2 : LONGEST_PERIOD_MS;
-    return !run.is_closed && interval_since(run, list) <= limit_ms && run.records.size() > 0 &&
+    return !run.is_closed && interval_since(run, list) <= limit_ms && !run.records.empty() &&
            (run.pid == 0 || run.pid == list.pid);
 }
 

@@ -20,6 +20,7 @@ std::string listed(const std::vector<std::string> &names, size_t count) {
 
 std::string listed(const std::vector<totals::named> &items, size_t count) {
     std::vector<std::string> names;
+    names.reserve(items.size());
     for (const totals::named &item : items)
         names.push_back(item.reason.empty()
                             ? item.name
@@ -27,14 +28,14 @@ std::string listed(const std::vector<totals::named> &items, size_t count) {
     return listed(names, count);
 }
 
-const char *word_for(exit_code code) {
-    switch (code) {
+const char *word_for(const totals &all) {
+    switch (exit_code_of(all)) {
     case EVERYTHING_PASSES:
         return "PASS";
     case SOMETHING_IS_WRONG:
         return "FAIL";
     default:
-        return "NOTHING TESTED";
+        return all.of(verdict::PASS) > 0 ? "NOT ALL TESTED" : "NOTHING TESTED";
     }
 }
 
@@ -50,9 +51,8 @@ size_t judged_records(const totals &all) {
 std::string sentence_of(const totals &all) {
     if (all.boards == 0)
         return "NOTHING TESTED: there is no results list";
-    std::string text =
-        text_of("%s: %zu of %s good", word_for(exit_code_of(all)), all.of(verdict::PASS),
-                counted(judged_records(all), "record").c_str());
+    std::string text = text_of("%s: %zu of %s good", word_for(all), all.of(verdict::PASS),
+                               counted(judged_records(all), "record").c_str());
     text +=
         text_of(", %s, %s", counted(all.runs, "run").c_str(), counted(all.boards, "board").c_str());
     if (all.worst_count > 0)

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr size_t PACKED_BYTES = 64 * 1024;
+constexpr size_t PACKED_BYTES = size_t{64} * 1024;
 
 [[noreturn]] void fail(const std::string &path, const char *why) {
     throw unreadable_input(path + ": " + why);

@@ -9,7 +9,7 @@
 
 #include "results/reading/byte_source.h"
 
-constexpr size_t LINE_MAX_BYTES = 64 * 1024; // of longer lines only the start is kept
+constexpr size_t LINE_MAX_BYTES = size_t{64} * 1024; // of longer lines only the start is kept
 
 class line_reader {
 public:

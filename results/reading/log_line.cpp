@@ -61,7 +61,7 @@ std::string_view trimmed(std::string_view text) {
 int64_t ms_of_date(int32_t year, int32_t month, int32_t day) {
     using namespace std::chrono;
     const sys_days date = std::chrono::year(year) / month / day;
-    return date.time_since_epoch().count() * int64_t{24 * 3600} * MS_PER_S;
+    return int64_t{date.time_since_epoch().count()} * 24 * 3600 * MS_PER_S;
 }
 
 // Takes "01:30:51" and a fraction.
@@ -72,10 +72,10 @@ bool take_time_of_day(std::string_view &rest, int64_t &time_ms) {
     if (!take_digits(rest, 2, hour) || !take(rest, ':') || !take_digits(rest, 2, minute) ||
         !take(rest, ':') || !take_digits(rest, 2, second))
         return false;
-    time_ms = ((hour * 60 + minute) * int64_t{60} + second) * MS_PER_S;
+    time_ms = ((int64_t{hour} * 60 + minute) * 60 + second) * MS_PER_S;
     if (!take_any(rest, ".,"))
         return true;
-    for (int32_t weight = 100; !rest.empty() && is_digit(rest[0]); weight /= 10) {
+    for (int64_t weight = 100; !rest.empty() && is_digit(rest[0]); weight /= 10) {
         time_ms += (rest[0] - '0') * weight;
         rest.remove_prefix(1);
     }
@@ -94,7 +94,7 @@ bool take_zone(std::string_view &rest, int64_t &time_ms) {
     (void)take(rest, ':');
     if (!take_digits(rest, 2, minutes))
         return false;
-    time_ms -= sign * (hours * 60 + minutes) * int64_t{60} * MS_PER_S;
+    time_ms -= sign * (int64_t{hours} * 60 + minutes) * 60 * MS_PER_S;
     return true;
 }
 

@@ -108,8 +108,9 @@ void log_reader::read_all() {
         (void)history.take(entry.line());
 }
 
-void read_files(std::vector<std::string> paths, log_history &history) {
+void read_files(const std::vector<std::string> &paths, log_history &history) {
     std::vector<dated_file> files;
+    files.reserve(paths.size());
     for (const std::string &path : paths)
         files.push_back(date(path));
     std::ranges::stable_sort(files, {}, &dated_file::first_ms);

@@ -46,7 +46,7 @@ private:
 
 // Reads the files in the order of their first line, whatever their order here. Throws
 // unreadable_input.
-void read_files(std::vector<std::string> paths, log_history &history);
+void read_files(const std::vector<std::string> &paths, log_history &history);
 
 // The year in which the file's first line was written, as far as its modification time says.
 int32_t year_of(const std::string &path);
