@@ -110,7 +110,7 @@ pid_t child_of(pid_t parent) {
 
 board_run board_run::stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments) {
-    if (std::ranges::find(board_options, "--clock") == board_options.end())
+    if (HAS_OWN_TIME && std::ranges::find(board_options, "--clock") == board_options.end())
         board_options.insert(board_options.begin(), {"--clock", "virtual"});
     return program(std::move(board_options), own_program(HK_STRESS_PATH, arguments));
 }
