@@ -7,7 +7,6 @@
 #include "simulator/time/clock_calls.h"
 #include "simulator/time/clock_stub.h"
 #include "simulator/time/sleeping_calls.h"
-#include "simulator/time/task_view.h"
 #include "simulator/time/work_costs.h"
 
 #include <algorithm>
@@ -317,7 +316,7 @@ void scheduler::look_at(thread &running) {
     else if (state == task_state::gone)
         running.now = thread::state::gone;
     else if (state != task_state::working)
-        leave_in_kernel(running, state == task_state::stopped);
+        leave_in_kernel(running, state);
     else if (is_computing_without_end(running))
         give_up(place_of_task(running.id));
 }
@@ -329,15 +328,16 @@ bool scheduler::is_computing_without_end(const thread &running) {
     return used_us - computing_from_us > COMPUTING_US;
 }
 
-void scheduler::leave_in_kernel(thread &of, bool is_stopped) {
+void scheduler::leave_in_kernel(thread &of, task_state state) {
     of.now = thread::state::waits_in_kernel;
     left.push_back(&of);
-    if (is_stopped) {
+    if (state == task_state::stopped) {
         of.owner->is_stop_unreported = true;
         processes.changes++;
         has_signal = true; // SIGCHLD
-    } else if (const std::string name = unknown_sleep_of_task(of.id); !name.empty()) {
-        unknown[name]++;
+    } else if (state == task_state::sleeping) {
+        if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
+            unknown[name]++;
     }
 }
 

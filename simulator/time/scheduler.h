@@ -47,6 +47,7 @@
 #include "simulator/time/futex_calls.h"
 #include "simulator/time/interval_timers.h"
 #include "simulator/time/processes.h"
+#include "simulator/time/task_view.h"
 #include "simulator/time/timed_calls.h"
 
 #include <ctime>
@@ -110,7 +111,7 @@ private:
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);
-    void leave_in_kernel(thread &of, bool is_stopped);
+    void leave_in_kernel(thread &of, task_state state);
     void look_at_left();
     void make_ready(thread &of);
     void adopt_strangers();

@@ -86,6 +86,8 @@ task_state state_of_task(pid_t thread) {
         return is_off_processor(thread) ? task_state::sleeping : task_state::working;
     case 'T':
         return task_state::stopped;
+    case 't':
+        return task_state::traced;
     case 'X':
     case 'Z':
         return task_state::gone;

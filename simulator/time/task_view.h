@@ -12,6 +12,7 @@ enum class task_state {
     working,  // computes, waits for a processor, or for a disk
     sleeping, // in a call that ends when another thread or the operator does something
     stopped,  // by a signal
+    traced,   // by another process, see ptrace(2), which alone lets it go on
     gone,     // has ended
 };
 

@@ -94,8 +94,6 @@ INSTANTIATE_TEST_SUITE_P(Takes, HonestLine, testing::ValuesIn(CASES),
                          [](const auto &tested) { return std::string(tested.param.name); });
 
 TEST(LineSpeeds, give_errors_when_the_ends_differ) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     board_run run = board_run::stress(in_own_time("10", {"--cable", "1-4"}),
                                       {"-d1", "-b1200", "-C1", "-b115200", "-P4"});
     EXPECT_EQ(run.finish(), 0);
@@ -117,8 +115,6 @@ std::vector<moment> blocks_sent(const board_run &run) {
 
 // A producer's turn is a block of 16 characters of 10 bits, and a pause of 2 ms.
 TEST(LineSpeeds, give_the_rate_of_the_line_and_the_pauses) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     for (const int bps : {1200, 9600, 38400, 115200}) {
         board_run run =
             board_run::stress(in_own_time("60", {"--cable", "1-4"}),

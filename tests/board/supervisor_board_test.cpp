@@ -103,8 +103,6 @@ std::vector<int64_t> times_of(const std::vector<log_line> &log, const std::strin
 // A list takes five alarms: the countdown is cut to 5 at the first and loses 1 with each. Start-up
 // has switched the LED once before.
 TEST(Timer, blinks_every_second_and_lists_every_five_at_the_lowest_periods) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     board_run run = board_run::stress({"--show-led", "--loop", "5s", "--for", "12"},
                                       {"-d0", "-l1", "-h", "-E55"}); // clamped to 1 s and 5 s
     EXPECT_EQ(run.finish(), 0);

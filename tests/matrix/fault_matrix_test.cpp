@@ -139,8 +139,6 @@ void expect_verdict(const fault_cell &, const board_run &) {}
 class FaultMatrix : public testing::TestWithParam<size_t> {};
 
 TEST_P(FaultMatrix, moves_its_counters_and_no_others) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     const fault_cell &cell = fault_cells()[GetParam()];
     if (needs_spi(cell) && sizeof(HK_EMULATOR) > 1)
         GTEST_SKIP() << "the emulator does not know the requests of SPI devices";

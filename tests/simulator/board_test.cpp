@@ -59,8 +59,6 @@ TEST(Board, runs_also_where_the_root_has_been_changed) {
 }
 
 TEST(Board, restarts_and_led_changes_are_only_shown_and_the_led_can_be_read_back) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     board_run run = shell({"--clock", "virtual"},
                           "/sbin/reboot && reboot && "
                           "exec 3<>/dev/cpuactive; get() { echo $(head -c1 <&3 | od -An -td1); }; "

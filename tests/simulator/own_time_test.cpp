@@ -95,8 +95,6 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "read with an alarm: EINTR 8\n";
 
 TEST(OwnTime, gives_every_sleeping_call_its_time_also_on_a_busy_machine) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     const busy_machine busy(4);
     board_run run =
         board_run::program(in_own_time({"--cable", "1-2"}), own_program(SLEEP_OBSERVER_PATH, {}));
@@ -139,8 +137,6 @@ const repeated_run REPEATED_RUNS[] = {
 struct RepeatedRun : testing::TestWithParam<repeated_run> {};
 
 TEST_P(RepeatedRun, has_the_same_log_alone_and_beside_busy_processes) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     const repeated_run &wanted = GetParam();
     std::vector<std::string> options = wanted.board;
     options.insert(options.end(), {"--for", "10"});
@@ -160,8 +156,6 @@ INSTANTIATE_TEST_SUITE_P(Each, RepeatedRun, testing::ValuesIn(REPEATED_RUNS),
                          [](const auto &of) { return std::string(of.param.name); });
 
 TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     const std::string stress = own_program(HK_STRESS_PATH, {}).back();
     const std::string run = (IS_EMULATED ? std::string(HK_EMULATOR) + " " : "") + stress;
     const std::vector<std::string> script = {"/bin/sh", "-c",
@@ -175,8 +169,6 @@ TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
 }
 
 TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     board_run run =
         board_run::program(in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"epoll"}));
     EXPECT_EQ(run.finish(), NOT_MODELLED);
@@ -184,8 +176,6 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     board_run run = board_run::program(in_own_time({"--start", "2030-02-03 04:05:06"}),
                                        {"/bin/sh", "-c", "sleep 3600; date +%F.%T"});
     EXPECT_EQ(run.finish(), 0);
@@ -193,8 +183,6 @@ TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
 }
 
 TEST(OwnTime, repeats_the_run_of_a_log_and_finds_the_line_that_differs) {
-    if (!HAS_OWN_TIME)
-        GTEST_SKIP() << NO_OWN_TIME;
     const std::string log = "/tmp/hk_own_time_" + std::to_string(getpid());
     const std::string first = HK_BOARD_PATH " --clock virtual --quiet --log " + log +
                               " -- sh -c 'sleep 2; /sbin/reboot' 2>&1";

@@ -49,18 +49,10 @@ pid_t child_of(pid_t parent);
 // HK_WAIT_SECONDS in the environment replaces it, for runs that look for failures.
 std::chrono::seconds wait_limit();
 
-// The sanitizers make calls of their own, which the board's own time does not serve.
-#if defined(HK_SANITIZED)
-constexpr bool HAS_OWN_TIME = false;
-#else
-constexpr bool HAS_OWN_TIME = true;
-#endif
-constexpr const char *NO_OWN_TIME = "the sanitizers' own calls do not run in the board's own time";
-
 class board_run {
 public:
     // Runs hk_stress, under the emulator if the tests are for another processor. The board has its
-    // own time, where there is one, unless the options say otherwise.
+    // own time unless the options say otherwise.
     static board_run stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments);
     // Runs any program of the machine.
