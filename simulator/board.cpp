@@ -4,6 +4,7 @@
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/process_limit.h"
 #include "simulator/devices/serial/port_calls.h"
+#include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
@@ -165,6 +166,16 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
     return all;
 }
 
+// Those with faults of an opening: what was closed must be ready for the next one.
+std::vector<event_source *> memories_of(const device_set &devices) {
+    std::vector<event_source *> memories;
+    for (const std::unique_ptr<device> &each : devices.devices)
+        if (auto *memory = dynamic_cast<spi_memory *>(each.get());
+            memory && memory->sees_openings())
+            memories.push_back(memory);
+    return memories;
+}
+
 // True if there were any.
 bool report_unknown_sleeps(const scheduler &time) {
     for (const auto &[name, count] : time.unknown_sleeps())
@@ -201,6 +212,10 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     time.speed = built.settings.speed;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.before_send = [log] { log->take_messages(); };
+    time.before_work = [memories = memories_of(built.devices)] {
+        if (!memories.empty())
+            (void)take_events(memories, 0);
+    };
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
     requests.ports = &calls;
     start_programs(time, parts);

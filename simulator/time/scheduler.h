@@ -73,6 +73,7 @@ struct scheduler final : event_source, response_keeper {
     call_log log;                      // not open without --calls
     double speed = 0;                  // times the machine's; 0: as fast as it can
     std::function<void()> before_send; // a message for the log is about to be sent
+    std::function<void()> before_work; // a file may be about to be opened
     // Ends the run: the program computes without an end.
     std::function<void(const std::string &where)> give_up;
 
