@@ -166,7 +166,7 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
     return all;
 }
 
-// Those with faults of an opening: what was closed must be ready for the next one.
+// Those that see openings.
 std::vector<event_source *> memories_of(const device_set &devices) {
     std::vector<event_source *> memories;
     for (const std::unique_ptr<device> &each : devices.devices)
@@ -212,10 +212,7 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     time.speed = built.settings.speed;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.before_send = [log] { log->take_messages(); };
-    time.before_work = [memories = memories_of(built.devices)] {
-        if (!memories.empty())
-            (void)take_events(memories, 0);
-    };
+    time.memories = memories_of(built.devices);
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
     requests.ports = &calls;
     start_programs(time, parts);

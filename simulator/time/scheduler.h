@@ -68,12 +68,12 @@ struct scheduler final : event_source, response_keeper {
 
     // Wakes and watches the devices; the scheduler itself is one of them, held calls are the last.
     std::vector<event_source *> sources;
-    std::vector<event_source *> devices; // those of them with nodes that the program uses
+    std::vector<event_source *> devices;  // those of them with nodes that the program uses
+    std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
     call_log log;                      // not open without --calls
     double speed = 0;                  // times the machine's; 0: as fast as it can
     std::function<void()> before_send; // a message for the log is about to be sent
-    std::function<void()> before_work; // a file may be about to be opened
     // Ends the run: the program computes without an end.
     std::function<void(const std::string &where)> give_up;
 
@@ -109,6 +109,7 @@ private:
 
     // Waiting until threads are stopped again.
     bool await(thread &of);
+    void await_opening(const thread &of);
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);

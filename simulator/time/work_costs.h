@@ -32,6 +32,14 @@ constexpr work_cost WORK_COSTS[] = {
 #endif
 };
 
+constexpr bool opens_file(int call) {
+#ifdef SYS_open
+    if (call == SYS_open || call == SYS_creat)
+        return true;
+#endif
+    return call == SYS_openat;
+}
+
 // Addresses without memory, as an emulator keeps them free, are no work.
 constexpr bool is_work(const request &asked) {
     return asked.call != SYS_mmap || asked.arguments[2] != PROT_NONE;
