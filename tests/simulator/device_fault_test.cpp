@@ -126,13 +126,6 @@ TEST_F(Devices, memories_fail_at_the_openings_that_are_named) {
               "124\n");
 }
 
-// With ports the board does not see each close of another file.
-TEST_F(Devices, memories_fail_at_each_opening_beside_ports) {
-    EXPECT_EQ(output_of({"--cable", "2-8", "--eeprom", "good", "--fault", "fail:eeprom:1"},
-                        "cat /dev/eeprom /dev/eeprom /dev/eeprom | wc -c"),
-              "0\n");
-}
-
 TEST_F(Devices, a_fault_that_never_struck_is_said_to_be_so_and_random_ones_tell_their_seed) {
     board_run run =
         board_run::program({"--cable", "2-8", "--seed", "7", "--fault", "cut:2~60"}, {"true"});
