@@ -115,7 +115,8 @@ PLACES = {
         Row('silent:16:{1|4|7}', 5, 30, 'F16.2'),
         Row('lose:20:{5-20}', 5, 30, 'F20.2'),
         Row('lose:16:{5-20}', 5, 30, 'F16.2'),
-        Row('corrupt:20:{3-20}', 5, 30, 'F20.1'),
+        Row('corrupt:20:{1|3}', 5, 30, 'F20.1'),
+        Row('corrupt:20:{4-20}', 5, 30, '', 'F20.1'),  # seen only in the byte that the step names
         Row('stray:20:{5-20}', 5, 30, 'F20.3'),
         Row('stray:16:{5-20}', 5, 30, 'F16.3'),
         Row('long:{16|20}:{5-20}', 5, 30),
@@ -165,7 +166,7 @@ LAST = (
     Row('hangup:7s:1', LAST_S, LAST_S, 'E77.2', 'E77.1 E77.3'),
     Row('hangup:8:1', LAST_S, LAST_S, 'E2.2 E8.2', 'E8.1'),
     Row('late:20:29', LAST_S, LAST_S, 'F20.2', 'F16.1 F16.2'),
-    Row('delay:16:1000', LAST_S, LAST_S, 'F16.2', 'F20.2'),
+    Row('delay:16:1000', LAST_S, LAST_S, 'F16.2', 'F20.1 F20.2'),
 )
 
 
