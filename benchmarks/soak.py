@@ -8,6 +8,7 @@ The seed determines the faults, and so the whole log. Each fault has a window of
 
   - the counters that a fault moves have moved between the start of its window and the grace after its end;
   - no error counter of any record has moved at any other time;
+  - no test stands still without a fault;
   - hk_results finds every record that the options bring, and names those that failed, no others.
 
 A counter is read from one list to the next. Faults at one place, the devices that a test uses, are so far
@@ -41,6 +42,7 @@ PLAN = ('-d5 -l10 -b9600 -C1 -P4 -E33 -L -S1 -S2 -S4 -K -M /r0/a:/r0/b:0 -Y /r0/
 # The records of this plan, in their order. -K counts nothing and has no line in the lists.
 RECORDS = 'C1 P4 E33 L S1 S2 S4 K M Y D E77 F20 F16 E2 E8'.split()
 LINES = [record for record in RECORDS if record != 'K']
+HELD = ('S4', 'Y', 'D')  # most of the time, see WORKLOAD
 # The tests that load the machine most work 10 s in 100, for an hour of them costs ten minutes each: -D,
 # -Y, and the loopback -S4. -M works all the time.
 WORKLOAD = ('(sleep 5; "$HK_CTL" hold 7; "$HK_CTL" release M; while sleep 85; do "$HK_CTL" release Y D 7; '
@@ -49,11 +51,12 @@ WORKLOAD = ('(sleep 5; "$HK_CTL" hold 7; "$HK_CTL" release M; while sleep 85; do
 KEYS = 's q p @50 s s s s @540 r'
 KEYS_S = 600
 
-# A fault, its seconds at least and at most, the counters that it moves, and those that it may move.
-# {1-9} stands for a number, {a|b} for one of these. A counter is a record and its place in the line.
+# By the records of a place, which no fault of another place affects: a fault, its seconds at least and at
+# most, the counters that it moves, and those that it may move. {1-9} stands for a number, {a|b} for one of
+# these. A counter is a record and its place in the line.
 Row = collections.namedtuple('Row', 'form least most moves may', defaults=('', ''))
 PLACES = {
-    'crossover': (
+    'E2 E8': (
         Row('flip:2:{1-9}', 5, 30, 'E2.1'),
         Row('flip:8:{1-9}', 5, 30, 'E8.1'),
         Row('drop:2:{2-9}', 5, 30, 'E2.2 E2.3 E8.3'),
@@ -72,7 +75,7 @@ PLACES = {
         Row('dcd:8:0', 1, 30),
         Row('lines:2-8', 1, 30),
     ),
-    'async loop': (
+    'E33': (
         Row('flip:3:{1-9}', 5, 30, 'E33.1'),
         Row('drop:3:{2-9}', 5, 30, 'E33.2 E33.3'),
         Row('cut:3', 2, 30, 'E33.1 E33.2 E33.3'),
@@ -82,14 +85,14 @@ PLACES = {
         Row('cts:3:0', 1, 30),
         Row('lines:3', 1, 30),
     ),
-    'sync loop': (
+    'E77': (
         Row('flip:7s:{1-4}', 10, 30, 'E77.2 E77.3', 'E77.1'),
         Row('drop:7s:{1-4}', 10, 30, 'E77.2 E77.3', 'E77.1'),
         Row('garble:7s:{1-9}', 10, 30, 'E77.1'),
         Row('cut:7s', 5, 30, 'E77.2 E77.3', 'E77.1'),
         Row('stall:7s', 1, 10),
     ),
-    'receiver': (
+    'C1 P4': (
         Row('flip:4:{1-9}', 2, 30, 'C1.1'),
         Row('insert:4:{20-90}', 5, 30, 'C1.1'),
         Row('speed:4:{12-40}', 2, 30, 'C1.1'),
@@ -102,7 +105,7 @@ PLACES = {
         Row('framing:4:{1-90}', 2, 30),
         Row('dcd:4:0', 1, 30),
     ),
-    'field I/O': (
+    'F20 F16': (
         Row('flip:5s:{1-9}', 5, 30, 'F20.2 F16.2'),
         Row('drop:5s:{1-9}', 5, 30, 'F20.2 F16.2'),
         Row('cut:5s', 5, 30, 'F20.2 F16.2'),
@@ -122,7 +125,7 @@ PLACES = {
         Row('long:{16|20}:{5-20}', 5, 30),
         Row('short:{16|20}:{5-20}', 5, 30),
     ),
-    'SPI module': (
+    'L': (
         Row('stuck:manufacturer:3.{1-8}', 5, 30, 'L.1'),
         Row('dead:manufacturer:0.1', 5, 30, 'L.1'),
         Row('silent:manufacturer:{4|7}', 1, 30, 'L.2'),
@@ -132,23 +135,23 @@ PLACES = {
         Row('corrupt:manufacturer:{1-20}', 2, 30, 'L.2'),
         Row('check:manufacturer:{1-20}', 2, 30, 'L.2'),
     ),
-    'datakey': (
+    'S1': (
         Row('fail:datakey:{1-50}', 2, 30, 'S1.1'),
         Row('weak:datakey:{0-31}.{1-8}', 2, 30),
         Row('slow:datakey:{20-500}', 2, 30),
         Row('gone:datakey', 1, 30),
     ),
-    'eeprom': (
+    'S2': (
         Row('fail:eeprom:{1-50}', 2, 30, 'S2.1'),
         Row('weak:eeprom:{0-31}.{1-8}', 2, 30),
         Row('slow:eeprom:{20-60}', 2, 10),
     ),
-    'store': (
+    'M': (
         Row('full:r0', 2, 30),
         Row('size:r0:{4-8}', 2, 30),
         Row('readonly:r0', 2, 30),
     ),
-    'board': (
+    '': (
         Row('gone:led', 1, 30),
         Row('readonly:led', 1, 30),
         Row('gone:eth0', 1, 30),
@@ -173,13 +176,13 @@ LAST = (
 class Fault:
     """One fault of a run: its text, its window in seconds, and what it moves."""
 
-    def __init__(self, text, begin, end, row):
-        self.text, self.begin, self.end = text, begin, end
+    def __init__(self, text, begin, end, row, records):
+        self.text, self.begin, self.end, self.records = text, begin, end, records.split()
         self.moves, self.may = set(row.moves.split()), set(row.moves.split() + row.may.split())
         self.counted = collections.Counter()  # by counter
 
-    def covers(self, counter, earliest, latest):
-        return counter in self.may and self.begin < latest and earliest < self.end + GRACE_S
+    def is_there(self, earliest, latest):
+        return self.begin < latest and earliest < self.end + GRACE_S
 
 
 # The faults of a seed.
@@ -193,7 +196,7 @@ def drawn_text(form, rng):
     return re.sub(r'\{(.*?)\}', one, form)
 
 
-def faults_of_place(rows, seconds, every, rng):
+def faults_of_place(records, rows, seconds, every, rng):
     """Each kind once before any comes again. `every` is the mean time that is added to the gap."""
     begin, deck, faults = SETTLE_S, [], []
     while True:
@@ -203,15 +206,16 @@ def faults_of_place(rows, seconds, every, rng):
         end = begin + rng.randint(row.least, row.most)
         if end > seconds - LAST_S - SETTLE_S:
             return faults
-        faults.append(Fault(drawn_text(row.form, rng), begin, end, row))
+        faults.append(Fault(drawn_text(row.form, rng), begin, end, row, records))
         begin = end + GAP_S
 
 
 def drawn_faults(seconds, every, seed):
     rng = random.Random(seed)
-    faults = [fault for rows in PLACES.values() for fault in faults_of_place(rows, seconds, every, rng)]
+    faults = [fault for records, rows in PLACES.items()
+              for fault in faults_of_place(records, rows, seconds, every, rng)]
     last = rng.choice(LAST)
-    faults.append(Fault(last.form, seconds - LAST_S, seconds, last))
+    faults.append(Fault(last.form, seconds - LAST_S, seconds, last, ' '.join(LINES)))
     return sorted(faults, key=lambda fault: (fault.begin, fault.text))
 
 
@@ -234,20 +238,21 @@ def run(build, log, seconds, faults):
 # What the lists say.
 
 def lists_of(build, log):
-    """Of each record, its lists in order: seconds since the start, three error counters."""
+    """Of each record, what each list says of it: seconds since the start, second count, three errors."""
     table = subprocess.run([f'{build}/hk_results', '--format', 'csv', log], capture_output=True, text=True, check=False)
     midnight = datetime.datetime(2026, 1, 1)
     lists = collections.defaultdict(list)
     for row in csv.DictReader(table.stdout.splitlines()):
         at = (datetime.datetime.fromisoformat(row['time']) - midnight).total_seconds()
-        lists[LINES[int(row['record']) - 1]].append((at, [int(row[f'error {number}']) for number in (1, 2, 3)]))
+        errors = [int(row[f'error {number}']) for number in (1, 2, 3)]
+        lists[LINES[int(row['record']) - 1]].append((at, int(row['second count']), errors))
     return lists
 
 
 def movements(lists):
     """Each step of a counter: counter, errors, and the seconds between which they came."""
     for record, rows in lists.items():
-        for (before, old), (after, new) in zip([(0, [0, 0, 0]), *rows], rows):
+        for (before, _, old), (after, _, new) in zip([(0, 0, [0, 0, 0]), *rows], rows):
             for number in range(3):
                 if new[number] != old[number]:
                     yield f'{record}.{number + 1}', new[number] - old[number], before, after + 1
@@ -257,12 +262,22 @@ def findings_of_counters(lists, faults):
     """Books each error on its fault; returns those that no fault explains."""
     findings = []
     for counter, errors, earliest, latest in movements(lists):
-        owners = [fault for fault in faults if fault.covers(counter, earliest, latest)]
+        owners = [fault for fault in faults if counter in fault.may and fault.is_there(earliest, latest)]
         if len(owners) == 1 and errors > 0:
             owners[0].counted[counter] += errors
         else:
             findings.append(f'{counter} moved by {errors} between {earliest:.0f} and {latest:.0f} s; '
                             f'faults then: {", ".join(fault.text for fault in owners) or "none"}')
+    return findings
+
+
+def findings_of_progress(lists, faults):
+    findings = []
+    for record in set(LINES) - set(HELD):
+        for (before, old, _), (after, new, _) in zip(lists[record], lists[record][1:]):
+            stands = new <= old and before > SETTLE_S
+            if stands and not any(record in fault.records and fault.is_there(before, after + 1) for fault in faults):
+                findings.append(f'{record} stands still between {before:.0f} and {after:.0f} s')
     return findings
 
 
@@ -276,7 +291,8 @@ def findings_of_results(build, log, faults):
     struck = {counter.split('.')[0] for fault in faults for counter in fault.counted}
     findings = []
     for name, record in zip(RECORDS, runs[0]['records'], strict=True):
-        if (record['verdict'] == 'fail') != (name in struck):
+        good = ('fail',) if name in struck else ('not judged',) if name == 'K' else ('pass', 'stalled')
+        if record['verdict'] not in good:
             findings.append(f'hk_results: {name} is {record["verdict"]}: {"; ".join(record["reasons"])}')
     return findings
 
@@ -317,7 +333,8 @@ def arguments():
     given.add_argument('build', help='folder of hk_board, hk_stress, hk_ctl and hk_results')
     given.add_argument('hours', type=float, help='of the board\'s own time')
     given.add_argument('--seed', type=int, default=1, help='of the faults (1)')
-    given.add_argument('--every', type=float, default=60, help='mean seconds without a fault at one place, beside the gap (60)')
+    given.add_argument('--every', type=float, default=60,
+                       help='mean seconds without a fault at one place, beside the gap (60)')
     return given.parse_args()
 
 
@@ -331,7 +348,8 @@ def main():
     real = time.monotonic() - began
     with open(log, encoding='utf-8') as lines:
         text = lines.read()
-    findings = findings_of_counters(lists_of(given.build, log), faults)
+    lists = lists_of(given.build, log)
+    findings = findings_of_counters(lists, faults) + findings_of_progress(lists, faults)
     findings += findings_of_results(given.build, log, faults) + findings_of_panel(text)
     verdicts = print_table(faults, strikes_of(text))
     for finding in findings:
