@@ -158,8 +158,8 @@ PLACES = {
         Row('gone:log', 1, 8),
     ),
 }
-# One of these ends the run. A port that hangs up does not come back; after a late reply -F takes each reply
-# for that of the next request, and fails some thousand times a second until one is lost.
+# One of these ends the run. A port that hangs up does not come back; after a late reply -F can take each reply
+# for that of the next request, and fail some thousand times a second until one is lost.
 LAST = (
     Row('hangup:1:1', LAST_S, LAST_S, 'C1.3'),
     Row('hangup:2:1', LAST_S, LAST_S, 'E2.2', 'E2.3 E8.1 E8.2 E8.3'),
@@ -355,7 +355,7 @@ def main():
     for finding in findings:
         print(f'finding: {finding}')
     is_good = not findings and not any(verdict.isupper() for verdict in verdicts)
-    print(f'{seconds} s on the board in {real:.0f} s, log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
+    print(f'{seconds} s on the board in {real:.0f} s at a load of {os.getloadavg()[1]:.0f}, log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
     print(f'{"PASS" if is_good else "FAIL"}: {len(faults)} faults; '
           + ', '.join(f'{number} {verdict}' for verdict, number in sorted(verdicts.items()))
           + f'. Again: ./bench soak {given.hours:g} --seed {given.seed} --every {given.every:g}')
