@@ -239,7 +239,8 @@ def run(build, log, seconds, faults):
 
 def lists_of(build, log):
     """Of each record, what each list says of it: seconds since the start, second count, three errors."""
-    table = subprocess.run([f'{build}/hk_results', '--format', 'csv', log], capture_output=True, text=True, check=False)
+    table = subprocess.run([f'{build}/hk_results', '--format', 'csv', log],
+                           capture_output=True, text=True, check=False)
     midnight = datetime.datetime(2026, 1, 1)
     lists = collections.defaultdict(list)
     for row in csv.DictReader(table.stdout.splitlines()):
@@ -355,7 +356,8 @@ def main():
     for finding in findings:
         print(f'finding: {finding}')
     is_good = not findings and not any(verdict.isupper() for verdict in verdicts)
-    print(f'{seconds} s on the board in {real:.0f} s at a load of {os.getloadavg()[1]:.0f}, log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
+    print(f'{seconds} s on the board in {real:.0f} s at a load of {os.getloadavg()[1]:.0f}, '
+          f'log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
     print(f'{"PASS" if is_good else "FAIL"}: {len(faults)} faults; '
           + ', '.join(f'{number} {verdict}' for verdict, number in sorted(verdicts.items()))
           + f'. Again: ./bench soak {given.hours:g} --seed {given.seed} --every {given.every:g}')
