@@ -28,16 +28,17 @@ import sys
 import time
 
 HOUR = 3600
-LIST_S = 10   # between results lists
-GRACE_S = 5   # a test that waits for a reply counts what it misses after the window
+LIST_S = 10  # between results lists
+GRACE_S = 5  # a test that waits for a reply counts what it misses after the window
 SETTLE_S = 30  # at the start and before the end
 GAP_S = GRACE_S + 3 * LIST_S  # at least, between faults at one place: a list can be lost in between
 LAST_S = 5  # the last fault, until the end
+LEAST_S = 105  # of a run: until then every test has worked, see WORKLOAD
 
 BOARD = ('--cable 2-8 --cable 1-4 --loop 3 --loop 7s --fio 20=221,16=2 --spi 219 --spi reserved=loop '
          '--datakey present --eeprom good').split()
 # -b9600 and -b1200 make the lines slow and an hour cheap. -F and -E28 have two records each.
-PLAN = ('-d5 -l10 -b9600 -C1 -P4 -E33 -L -S1 -S2 -S4 -K -M /r0/a:/r0/b:0 -Y /r0/y -D -h -b1200 -E77 -F '
+PLAN = (f'-d5 -l{LIST_S} -b9600 -C1 -P4 -E33 -L -S1 -S2 -S4 -K -M /r0/a:/r0/b:0 -Y /r0/y -D -h -b1200 -E77 -F '
         '-h -b9600 -E28').split()
 # The records of this plan, in their order. -K counts nothing and has no line in the lists.
 RECORDS = 'C1 P4 E33 L S1 S2 S4 K M Y D E77 F20 F16 E2 E8'.split()
@@ -342,6 +343,8 @@ def arguments():
 def main():
     given = arguments()
     seconds = int(given.hours * HOUR)
+    if seconds < LEAST_S:
+        sys.exit(f'soak.py: {given.hours:g} hours: a run has at least {LEAST_S} s, 0.03 hours')
     log = f'{given.build}/soak-{given.seed}.log'
     faults = drawn_faults(seconds, given.every, given.seed)
     began = time.monotonic()
