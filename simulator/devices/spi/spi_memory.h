@@ -4,7 +4,8 @@
 // The board holds a lease on the file of a memory that has faults, see fcntl(2): an open of the
 // file waits until the board releases the lease. So the board sees each opening, can delay it, and
 // decides what the file contains this time. It takes the lease again after the file was closed. An
-// open right after a close may come before that; no fault strikes it.
+// open right after a close may come before that; no fault strikes it. In the board's own time the
+// scheduler lets the board take the lease first.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
