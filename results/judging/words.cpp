@@ -172,7 +172,7 @@ std::string error_words(const moved_error &error) {
 }
 
 std::string why_idle(const TestRecord &record, const counter_meaning &meaning) {
-    const std::string release = text_of("it is held: hk_ctl release %s lets it work", meaning.test);
+    std::string release = text_of("it is held: hk_ctl release %s lets it work", meaning.test);
     switch (static_cast<record_letter>(record.test_letter)) {
     case record_letter::DRAM:
     case record_letter::FILE_COPY:

@@ -75,22 +75,22 @@ std::string result_of(const response &given) {
 } // namespace
 
 bool call_log::open(const std::string &path) {
-    file.reset(fopen(path.c_str(), "we"));
-    return file != nullptr || cannot("write", path);
+    out.reset(fopen(path.c_str(), "we"));
+    return out != nullptr || cannot("write", path);
 }
 
 void call_log::note(const request &asked, int64_t asked_at_us, const response &given) {
-    if (file == nullptr)
+    if (out == nullptr)
         return;
     const auto seconds = [](int64_t time_us) {
         return static_cast<double>(time_us) / static_cast<double>(US_PER_SECOND);
     };
-    (void)fprintf(file.get(), "%.6f %d %s(%s) = %s", seconds(asked_at_us - BOOT_US),
+    (void)fprintf(out.get(), "%.6f %d %s(%s) = %s", seconds(asked_at_us - BOOT_US),
                   static_cast<int>(asked.caller), name_of(asked.call).c_str(),
                   arguments_of(asked).c_str(), result_of(given).c_str());
     if (now_us() > asked_at_us)
-        (void)fprintf(file.get(), " <%.6f>", seconds(now_us() - asked_at_us));
-    (void)fputc('\n', file.get());
+        (void)fprintf(out.get(), " <%.6f>", seconds(now_us() - asked_at_us));
+    (void)fputc('\n', out.get());
 }
 
 } // namespace simulator

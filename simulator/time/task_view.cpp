@@ -7,6 +7,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sched.h>
 #include <sstream>
@@ -18,7 +19,6 @@ namespace simulator {
 namespace {
 
 constexpr size_t STATE_FIELD = 0; // of what follows the name in /proc/PID/stat
-constexpr size_t PARENT_FIELD = 1;
 constexpr size_t USER_TIME_FIELD = 11;
 constexpr size_t SYSTEM_TIME_FIELD = 12;
 
