@@ -154,6 +154,8 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     if (kind == timed_kind::close)
         (void)take_events(devices, 0); // a device may get its node ready for the next open
     vforking = nullptr;
+    if (of.has_executed)
+        drop_ended_siblings(of);
     if (kind == timed_kind::birth)
         find_children(of);
     if (kind == timed_kind::send_signal) {
@@ -428,13 +430,26 @@ void scheduler::bury(process &ended) {
     timers.forget(ended.id);
     calls.note_changed_descriptors();
     looks_everywhere = true; // the board's own children are reaped
+    has_signal = true;       // SIGCHLD
+    drop_gone();
+    free_vfork_parent(ended);
+}
+
+// A process that starts another program loses its other threads, see execve(2).
+void scheduler::drop_ended_siblings(const thread &of) {
+    for (const auto &[id, each] : processes.threads)
+        if (each->owner == of.owner && each.get() != &of && state_of_task(id) == task_state::gone)
+            each->now = thread::state::gone;
+    processes.changes++;
+    drop_gone();
+}
+
+void scheduler::drop_gone() {
     calls.held.drop_gone();
-    has_signal = true; // SIGCHLD
     const auto is_gone = [](const thread *each) { return each->now == thread::state::gone; };
     std::erase_if(queue, is_gone);
     std::erase_if(left, is_gone);
     std::erase_if(delayed, [&](const auto &each) { return is_gone(each.second); });
-    free_vfork_parent(ended);
 }
 
 void scheduler::bury_killed() {

@@ -122,6 +122,8 @@ private:
     void end(thread &of);
     void bury(process &ended);
     void bury_killed();
+    void drop_ended_siblings(const thread &of);
+    void drop_gone();
     void free_vfork_parent(process &child);
     void forget_gone();
 

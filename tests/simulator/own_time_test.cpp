@@ -90,6 +90,7 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "condition: 12\n"
                                "condition with a limit: 9\n"
                                "join: 8\n"
+                               "program started beside a thread: ok 10\n"
                                "tcdrain: ok 50\n"
                                "read of a byte: ok 3\n"
                                "read with an alarm: EINTR 8\n";

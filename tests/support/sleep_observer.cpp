@@ -211,6 +211,12 @@ void show_threads() {
         (void)nanosleep(&span, nullptr);
     });
     printf("join: %ld\n", hundredths([&] { sleeper.join(); }));
+    if (fork() == 0) {
+        std::thread(pause).detach(); // ends with the program that it belongs to
+        (void)execlp("sleep", "sleep", "0.1", nullptr);
+        _exit(1);
+    }
+    show("program started beside a thread", [] { return wait(nullptr); });
 }
 
 int open_port(const char *name) {
