@@ -152,10 +152,12 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
     const bool is_back = await(of);
     if (kind == timed_kind::close)
-        (void)take_events(devices, 0); // a device may get its node ready for the next open
+        (void)take_events(watched, 0); // a device may get its node ready for the next open
     vforking = nullptr;
     if (kind == timed_kind::birth)
         find_children(of);
+    if (kind == timed_kind::send_log)
+        after_send();
     if (kind == timed_kind::send_signal) {
         has_signal = true;
         bury_killed();
@@ -207,9 +209,6 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         if (!futex_waits.take(of.asked, of, processes, calls.held))
             pass_on(of.asked);
         return;
-    case timed_kind::send_log:
-        before_send();
-        return pass_on(of.asked);
     case timed_kind::break_after_execute:
         if (of.has_executed) {
             if (!replace_clock_functions(of.id))
@@ -505,14 +504,12 @@ void scheduler::advance() {
     look_at_left();
 }
 
-// The devices with nodes that the program uses are looked at each time: what is written to a
-// terminal may arrive after the writer has been stopped again. The operator, visitors and threads
-// in the kernel are looked at when there may be something.
+// The operator, visitors and threads in the kernel are looked at when there may be something.
 bool scheduler::take_all_events(int64_t wait_us) {
     calls.look_at_nodes(false);
     const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;
     if (!is_full)
-        return take_events(devices, 0) > 0;
+        return take_events(watched, 0) > 0;
     has_ticked = 0;
     looks_everywhere = false;
     calls.look_at_nodes(true);

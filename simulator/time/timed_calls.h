@@ -75,6 +75,7 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_fsync, "fsync", timed_kind::work},
     {SYS_fdatasync, "fdatasync", timed_kind::work},
     {SYS_sendto, "sendto", timed_kind::send_log},
+    {SYS_sendmsg, "sendmsg", timed_kind::send_log},
     {SYS_kill, "kill", timed_kind::send_signal},
     {SYS_tkill, "tkill", timed_kind::send_signal},
     {SYS_tgkill, "tgkill", timed_kind::send_signal},

@@ -159,7 +159,7 @@ TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
     const std::string stress = own_program(HK_STRESS_PATH, {}).back();
     const std::string run = (IS_EMULATED ? std::string(HK_EMULATOR) + " " : "") + stress;
     const std::vector<std::string> script = {"/bin/sh", "-c",
-                                             run + " -d1 -l4 -E28 & first=$!; sleep 0.5; " + run +
+                                             run + " -d1 -l4 -E28 & first=$!; " + run +
                                                  " -d1 -l4 -C1 & second=$!; sleep 5; " +
                                                  "kill -USR1 $first; kill -TERM $second; sleep 2; "
                                                  "kill -TERM $first; wait; echo $(date)"};
