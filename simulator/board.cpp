@@ -214,6 +214,7 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     time.watched = watched_devices(built.devices);
     time.watched.push_back(&calls.held);
     time.speed = built.settings.speed;
+    time.costs = built.settings.costs;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.after_send = [log] { log->take_messages(); };
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };

@@ -7,7 +7,6 @@
 #include "simulator/time/clock_calls.h"
 #include "simulator/time/clock_stub.h"
 #include "simulator/time/sleeping_calls.h"
-#include "simulator/time/work_costs.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -229,9 +228,9 @@ void scheduler::do_work(thread &of) {
     else
         requests.hand_over(of.asked);
     const bool is_of_port = of.asked.call != SYS_sync && of.answer.flags == 0;
-    if (of.now == thread::state::ready && !is_of_port && is_work(of.asked) &&
-        ++of.works > FREE_WORKS)
-        delay(of, now_us() + cost_of_work_us(of.asked.call));
+    const int64_t cost_us = is_of_port ? 0 : costs.of(of.asked);
+    if (of.now == thread::state::ready && cost_us > 0 && ++of.works > FREE_WORKS)
+        delay(of, now_us() + cost_us);
 }
 
 void scheduler::yield(thread &of) {

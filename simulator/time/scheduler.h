@@ -49,6 +49,7 @@
 #include "simulator/time/processes.h"
 #include "simulator/time/task_view.h"
 #include "simulator/time/timed_calls.h"
+#include "simulator/time/work_costs.h"
 
 #include <ctime>
 #include <deque>
@@ -70,7 +71,8 @@ struct scheduler final : event_source, response_keeper {
     std::vector<event_source *> sources;
     std::vector<event_source *> watched; // those of them that are looked at before each jump
     interval_timers timers;
-    call_log log;                     // not open without --calls
+    call_log log; // not open without --calls
+    work_costs costs;
     double speed = 0;                 // times the machine's; 0: as fast as it can
     std::function<void()> after_send; // a message for the log may have been sent
     // Ends the run: the program computes without an end.
