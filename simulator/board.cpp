@@ -184,8 +184,8 @@ std::vector<event_source *> watched_devices(const device_set &devices) {
 // True if there were any.
 bool report_unknown_sleeps(const scheduler &time) {
     for (const auto &[name, count] : time.unknown_sleeps())
-        report("%s slept %d time%s without a part in the board's own time", name.c_str(), count,
-               count == 1 ? "" : "s");
+        report("%s waited %d time%s in the machine's time, not the board's own", name.c_str(),
+               count, count == 1 ? "" : "s");
     return !time.unknown_sleeps().empty();
 }
 

@@ -213,6 +213,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             if (!replace_clock_functions(of.id))
                 report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
             free_vfork_parent(*of.owner);
+    case timed_kind::not_modelled:
+        unknown[row.name]++;
+        return pass_on(of.asked);
         }
         return pass_on(of.asked);
     default:

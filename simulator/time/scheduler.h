@@ -86,7 +86,7 @@ struct scheduler final : event_source, response_keeper {
     void note_signal() {
         has_signal = true;
     }
-    // Sleeping calls of which the board knows nothing, and how often each was seen.
+    // Sleeping calls and timers that the board does not model, and how often each was seen.
     const std::map<std::string, int> &unknown_sleeps() const {
         return unknown;
     }

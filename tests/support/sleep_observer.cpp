@@ -1,6 +1,6 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
-// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll" it makes
-// one sleeping call that the board's own time does not know.
+// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll",
+// "timer" or "timerfd" it makes one sleep that the board's own time does not know.
 
 #include <array>
 #include <cerrno>
@@ -19,6 +19,7 @@
 #include <sys/select.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <sys/timerfd.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -239,10 +240,10 @@ void show_ports() {
     show("read with an alarm", [&] { return read(other, read_back.data(), 1); });
 }
 
-} // namespace
-
-int main(int argc, char **) {
-    if (argc > 1) {
+// Returns 0 if it has slept.
+int sleep_unknown(std::string_view how) {
+    const itimerspec soon = {{}, span_of(20)};
+    if (how == "epoll") {
         epoll_event none{};
         return epoll_wait(epoll_create1(0), &none, 1, 20);
     }
@@ -256,3 +257,21 @@ int main(int argc, char **) {
     show_ports();
     return 0;
 }
+    if (how == "timerfd") {
+        const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
+        uint64_t expired = 0;
+        (void)timerfd_settime(timer, 0, &soon, nullptr);
+        return read(timer, &expired, sizeof expired) == sizeof expired ? 0 : 1;
+    }
+    sigevent none{};
+    none.sigev_notify = SIGEV_NONE;
+    timer_t timer{};
+    (void)timer_create(CLOCK_MONOTONIC, &none, &timer);
+    return timer_settime(timer, 0, &soon, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **arguments) {
+    if (argc > 1)
+        return sleep_unknown(arguments[1]);
