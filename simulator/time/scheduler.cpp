@@ -202,6 +202,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return do_work(of);
     case timed_kind::poll:
     case timed_kind::birth:
+    case timed_kind::poll_with_mask:
+        has_signal = true; // one that only the mask lets through may be there already
+        return requests.hand_over(of.asked);
     case timed_kind::close:
         return requests.hand_over(of.asked);
     case timed_kind::futex:

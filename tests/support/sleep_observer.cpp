@@ -153,6 +153,11 @@ void show_signals() {
 
 void show_timers() {
     alarms = 0;
+    alarm_in(60);
+    show("ppoll that lets an alarm through", [&] { return ppoll(nullptr, 0, nullptr, &before); });
+    alarm_in(60);
+    show("pselect that lets an alarm through",
+         [&] { return pselect(0, nullptr, nullptr, nullptr, nullptr, &before); });
     alarm_in(50, 30);
     const timespec span = span_of(200);
     timespec left = span;
