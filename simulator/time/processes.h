@@ -44,7 +44,7 @@ struct process {
     unique_fd end; // readable when it has ended
     bool has_ended = false;
     bool is_stop_unreported = false; // stopped, and the parent has not waited for that
-    thread *vfork_parent = nullptr;
+    pid_t vfork_parent = 0;          // the thread that waits for its execve(2); 0: none
 };
 
 struct process_table {

@@ -395,7 +395,7 @@ void scheduler::admit(pid_t id, thread &parent) {
     const family of = family_of_task(id);
     thread &child = processes.add(id, parent.listener, of.process, of.parent);
     if (parent.now == thread::state::waits_for_child)
-        child.owner->vfork_parent = &parent;
+        child.owner->vfork_parent = parent.id;
     const auto arrived = std::ranges::find(strangers, id, &request::caller);
     if (arrived != strangers.end()) {
         const request asked = *arrived;
@@ -456,8 +456,8 @@ void scheduler::bury_killed() {
 
 // The parent's next call may have come before the child's.
 void scheduler::free_vfork_parent(process &child) {
-    thread *parent = std::exchange(child.vfork_parent, nullptr);
-    if (parent == nullptr)
+    thread *parent = processes.find(std::exchange(child.vfork_parent, 0));
+    if (parent == nullptr) // it has been killed
         return;
     const bool is_stopped = parent->now == thread::state::held;
     if (is_stopped || (parent->now == thread::state::waits_for_child && await(*parent)))
