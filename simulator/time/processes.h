@@ -36,6 +36,8 @@ struct thread {
     int calls_at_once = 0;     // since the clock moved last
     int works = 0;             // of a stated cost, since the thread slept last
     bool has_executed = false; // its last call was execve(2)
+    // The end of a nanosleep during which it was stopped: the kernel makes the call again.
+    int64_t continued_sleep_us = NEVER;
 };
 
 struct process {

@@ -182,13 +182,15 @@ void scheduler::take_call(thread &of) {
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
+    if (row.kind != timed_kind::sleep)
+        of.continued_sleep_us = NEVER;
     switch (row.kind) {
     case timed_kind::read_clock:
         return answer_clock(of.asked);
     case timed_kind::describe_machine:
         return answer_sysinfo(of.asked);
     case timed_kind::sleep:
-        return calls.held.take(make_sleep(of.asked));
+        return calls.held.take(make_sleep(of.asked, of));
     case timed_kind::wait_for_signal:
         has_signal = true; // one may be there already
         return calls.held.take(make_wait_for_signal(of.asked));
@@ -200,25 +202,25 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return yield(of);
     case timed_kind::work:
         return do_work(of);
-    case timed_kind::poll:
-    case timed_kind::birth:
     case timed_kind::poll_with_mask:
         has_signal = true; // one that only the mask lets through may be there already
         return requests.hand_over(of.asked);
+    case timed_kind::poll:
+    case timed_kind::birth:
     case timed_kind::close:
         return requests.hand_over(of.asked);
     case timed_kind::futex:
         if (!futex_waits.take(of.asked, of, processes, calls.held))
             pass_on(of.asked);
         return;
+    case timed_kind::not_modelled:
+        unknown[row.name]++;
+        return pass_on(of.asked);
     case timed_kind::break_after_execute:
         if (of.has_executed) {
             if (!replace_clock_functions(of.id))
                 report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
             free_vfork_parent(*of.owner);
-    case timed_kind::not_modelled:
-        unknown[row.name]++;
-        return pass_on(of.asked);
         }
         return pass_on(of.asked);
     default:

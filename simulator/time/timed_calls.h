@@ -36,8 +36,8 @@ enum class timed_kind {
     end,
     first_of_child,
     close,
-};
     not_modelled, // starts a timer of the machine's time
+};
 
 struct timed_call {
     uint32_t number;
@@ -68,9 +68,9 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_alarm, "alarm", timed_kind::set_timer},
     {SYS_setitimer, "setitimer", timed_kind::set_timer},
     {SYS_getitimer, "getitimer", timed_kind::set_timer},
-    {SYS_sched_yield, "sched_yield", timed_kind::yield},
     {SYS_timer_settime, "timer_settime", timed_kind::not_modelled},
     {SYS_timerfd_settime, "timerfd_settime", timed_kind::not_modelled},
+    {SYS_sched_yield, "sched_yield", timed_kind::yield},
     {SYS_open, "open", timed_kind::work},
     {SYS_openat, "openat", timed_kind::work},
     {SYS_creat, "creat", timed_kind::work},
