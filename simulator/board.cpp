@@ -79,7 +79,7 @@ std::string place_of(const command_line &given, const fault &wanted) {
     return "";
 }
 
-bool deal_out_faults(const command_line &given, const board &built) {
+bool assign_faults(const command_line &given, const board &built) {
     for (const fault &wanted : built.settings.faults) {
         bool taken = false;
         for (const std::unique_ptr<device> &candidate : built.devices.devices)
@@ -268,7 +268,7 @@ bool open_nodes(const device_set &devices) {
 
 bool build_board(const command_line &given, board &built) {
     add_devices_of_every_board(built.devices);
-    if (!carry_out_options(given, built) || !deal_out_faults(given, built))
+    if (!carry_out_options(given, built) || !assign_faults(given, built))
         return false;
     built.command = command_words(given, built.settings);
     return true;
@@ -313,7 +313,7 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     visitors.rules = {.ioctls = requests.stopped_ioctls(),
                       .ports = calls.rule(),
                       .process_starts = processes.can_strike()};
-    visitors.door = std::move(built.door);
+    visitors.listener = std::move(built.entrance_listener);
     run.run_us = built.settings.run_us;
     run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
     filter_rules rules = visitors.rules;
