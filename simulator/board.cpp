@@ -5,6 +5,7 @@
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/process_limit.h"
 #include "simulator/devices/serial/port_calls.h"
+#include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
@@ -181,6 +182,16 @@ std::vector<event_source *> watched_devices(const device_set &devices) {
     return watched;
 }
 
+// Those that see openings.
+std::vector<event_source *> memories_of(const device_set &devices) {
+    std::vector<event_source *> memories;
+    for (const std::unique_ptr<device> &each : devices.devices)
+        if (auto *memory = dynamic_cast<spi_memory *>(each.get());
+            memory && memory->sees_openings())
+            memories.push_back(memory);
+    return memories;
+}
+
 // True if there were any.
 bool report_unknown_sleeps(const scheduler &time) {
     for (const auto &[name, count] : time.unknown_sleeps())
@@ -217,6 +228,7 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     time.costs = built.settings.costs;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.after_send = [log] { log->take_messages(); };
+    time.memories = memories_of(built.devices);
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
     requests.ports = &calls;
     led_calls lamp(*built.devices.find<led>(), calls.numbers); // every board has one

@@ -149,9 +149,9 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
         return false;
     }
     vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
+    if (kind == timed_kind::work && opens_file(of.asked.call))
+        await_opening(of);
     const bool is_back = await(of);
-    if (kind == timed_kind::close)
-        (void)take_events(watched, 0); // a device may get its node ready for the next open
     vforking = nullptr;
     if (of.has_executed)
         drop_ended_siblings(of);
@@ -233,6 +233,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
 // An open of a port takes no time. All file systems of the board are in memory: sync(2) does
 // nothing else, and would wait for the machine's disks.
 void scheduler::do_work(thread &of) {
+    if (!memories.empty() && opens_file(of.asked.call))
+        (void)take_events(memories, 0); // what was closed gets ready for this open
     if (of.asked.call == SYS_sync)
         answer(of.asked, 0);
     else
@@ -283,6 +285,18 @@ void scheduler::wake(int64_t time_us) {
 }
 
 // Waiting until threads are stopped again.
+
+// An open of a memory waits until the board has seen it. The memory reports it at once: the second
+// tick, which ends other waits, comes some milliseconds later.
+void scheduler::await_opening(const thread &of) {
+    if (memories.empty())
+        return;
+    std::vector<pollfd> polls = {{of.listener, POLLIN, 0}};
+    for (const event_source *memory : memories)
+        memory->add_polls(polls);
+    if (poll(polls.data(), polls.size(), -1) > 0 && polls[0].revents == 0)
+        (void)take_events(memories, 0);
+}
 
 // False if the thread has gone, or waits in the kernel. Most threads are stopped again long before
 // the second tick: only then is the look worth its price.

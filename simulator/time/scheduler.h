@@ -69,7 +69,8 @@ struct scheduler final : event_source, response_keeper {
 
     // Wakes and watches the devices; the scheduler itself is one of them, held calls are the last.
     std::vector<event_source *> sources;
-    std::vector<event_source *> watched; // those of them that are looked at before each jump
+    std::vector<event_source *> watched;  // those of them that are looked at before each jump
+    std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
     call_log log; // not open without --calls
     work_costs costs;
@@ -110,6 +111,7 @@ private:
 
     // Waiting until threads are stopped again.
     bool await(thread &of);
+    void await_opening(const thread &of);
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);

@@ -46,6 +46,14 @@ int64_t work_costs::of(const request &asked) const {
     }
 }
 
+bool opens_file(int call) {
+#ifdef SYS_open
+    if (call == SYS_open || call == SYS_creat)
+        return true;
+#endif
+    return call == SYS_openat;
+}
+
 bool take_work_costs(work_costs &costs, const char *text) {
     for (const std::string &each : split(text, ',')) {
         const auto [name, number] = split_once(each, '=');

@@ -1,6 +1,7 @@
 // The board's own time (--clock virtual): sleeping calls take the time that they take on a machine,
 // and a command has one log, whatever else the machine does.
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -129,6 +130,11 @@ const repeated_run REPEATED_RUNS[] = {
      {"--datakey", "present", "--eeprom", "good", "--fault", "gone:datakey@2-4"},
      {"-S1", "-S2"},
      3},
+    {"memories_that_fail_beside_ports",
+     {"--cable", "2-8", "--datakey", "present", "--eeprom", "good", "--fault", "fail:datakey:7",
+      "--fault", "slow:eeprom:20@2-6"},
+     {"-S1", "-S2", "-E28"},
+     3},
     {"released_storage", {"--release"}, {"-Y/r0/dir", "-M/r0/a:/r0/b:1"}, 3},
     {"panel", {"--keys", "s @1 \\e[A @2.5 \\r"}, {"-K"}, 3},
     {"faults",
@@ -170,6 +176,19 @@ TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
     const std::vector<std::string> alone = log_of({"--cable", "2-8", "--port", "1"}, script);
     const busy_machine busy(4);
     EXPECT_EQ(log_of({"--cable", "2-8", "--port", "1"}, script), alone);
+}
+
+// Beside ports the board does not stop the close of another file. The test opens the key every 5
+// ms.
+TEST(OwnTime, has_a_memory_fail_at_each_opening_beside_ports) {
+    board_run run = board_run::program(in_own_time({"--cable", "2-8", "--datakey", "present",
+                                                    "--fault", "fail:datakey:1@1-2", "--for", "3"}),
+                                       own_program(HK_STRESS_PATH, {"-d1", "-S1"}));
+    EXPECT_EQ(run.finish(), 0);
+    const bool struck = std::any_of(run.log.begin(), run.log.end(), [](const auto &line) {
+        return line.text == "fault fail:datakey:1 struck 200 times";
+    });
+    EXPECT_TRUE(struck);
 }
 
 TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
