@@ -1,6 +1,7 @@
 #include "results/judging/words.h"
 
 #include <algorithm>
+#include <span>
 
 #include "ctl/run/tests.h"
 #include "ctl/text.h"

@@ -1,0 +1,38 @@
+// A row of the tables of lines, prepared for reading: its items, and the text before each.
+
+#pragma once
+
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "supervisor/lists/line_row.h"
+
+constexpr uint8_t FIRST_RING_WORD = offsetof(TestRecord, hist) / sizeof(int32_t);
+
+// One item of a line and the text before it.
+struct line_item {
+    std::string_view text;
+    char letter = 0; // of the conversion
+    field_form form = field_form::NUMBER;
+    uint8_t word = NO_WORD;
+    bool repeats = false; // an item before it has the same word
+};
+
+struct compiled_row {
+    record_letter letter;
+    std::vector<line_item> items;
+    std::string_view tail; // the text after the last item
+};
+
+compiled_row compile(const line_row &row);
+
+// Reads a whole line; see read_results_line.
+bool read_row(const compiled_row &row, std::string_view line, TestRecord &record);
+
+// Reads digits with a sign into a word. Returns the first character after it, null if there is none
+// or if it is too large.
+const char *read_decimal(const char *at, const char *end, uint32_t &value);
+
+// Takes the text from the front of what is left.
+bool takes_text(const char *&at, const char *end, std::string_view text);
