@@ -3,144 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <cstring>
+
+#include "results/reading/text_parts.h"
 
 namespace {
 
-constexpr int64_t MS_PER_S = 1000;
 constexpr std::string_view MESSAGE_MARK = ": ";
-
-bool is_digit(char letter) {
-    return letter >= '0' && letter <= '9';
-}
-
-// Takes a number of exactly so many digits from the start.
-bool take_digits(std::string_view &rest, size_t digits, int32_t &number) {
-    if (rest.size() < digits)
-        return false;
-    number = 0;
-    for (size_t i = 0; i < digits; ++i) {
-        if (!is_digit(rest[i]))
-            return false;
-        number = number * 10 + (rest[i] - '0');
-    }
-    rest.remove_prefix(digits);
-    return true;
-}
-
-bool take(std::string_view &rest, char letter) {
-    if (!rest.starts_with(letter))
-        return false;
-    rest.remove_prefix(1);
-    return true;
-}
-
-bool take_any(std::string_view &rest, std::string_view letters) {
-    if (rest.empty() || letters.find(rest[0]) == std::string_view::npos)
-        return false;
-    rest.remove_prefix(1);
-    return true;
-}
-
-// Takes the text up to the next blank, and the blank.
-std::string_view take_word(std::string_view &rest) {
-    const std::string_view word = rest.substr(0, rest.find(' '));
-    rest.remove_prefix(std::min(word.size() + 1, rest.size()));
-    return word;
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (text.starts_with(' '))
-        text.remove_prefix(1);
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
-    return text;
-}
-
-int64_t ms_of_date(int32_t year, int32_t month, int32_t day) {
-    using namespace std::chrono;
-    const sys_days date = std::chrono::year(year) / month / day;
-    return int64_t{date.time_since_epoch().count()} * 24 * 3600 * MS_PER_S;
-}
-
-// Takes "01:30:51" and a fraction.
-bool take_time_of_day(std::string_view &rest, int64_t &time_ms) {
-    int32_t hour = 0;
-    int32_t minute = 0;
-    int32_t second = 0;
-    if (!take_digits(rest, 2, hour) || !take(rest, ':') || !take_digits(rest, 2, minute) ||
-        !take(rest, ':') || !take_digits(rest, 2, second))
-        return false;
-    time_ms = ((int64_t{hour} * 60 + minute) * 60 + second) * MS_PER_S;
-    if (!take_any(rest, ".,"))
-        return true;
-    for (int64_t weight = 100; !rest.empty() && is_digit(rest[0]); weight /= 10) {
-        time_ms += (rest[0] - '0') * weight;
-        rest.remove_prefix(1);
-    }
-    return true;
-}
-
-// Takes "Z", "+01:00" or "+0100"; a time without a zone counts as UTC.
-bool take_zone(std::string_view &rest, int64_t &time_ms) {
-    if (rest.empty() || take(rest, 'Z') || rest[0] == ' ')
-        return true;
-    const int32_t sign = rest[0] == '-' ? -1 : 1;
-    int32_t hours = 0;
-    int32_t minutes = 0;
-    if (!take_any(rest, "+-") || !take_digits(rest, 2, hours))
-        return false;
-    (void)take(rest, ':');
-    if (!take_digits(rest, 2, minutes))
-        return false;
-    time_ms -= sign * (int64_t{hours} * 60 + minutes) * 60 * MS_PER_S;
-    return true;
-}
-
-// Takes "2026-11-22T01:30:51+00:00", or with a blank between as hk_board writes it, and the blank
-// that follows.
-bool take_iso_time(std::string_view &rest, int64_t &time_ms) {
-    int32_t year = 0;
-    int32_t month = 0;
-    int32_t day = 0;
-    int64_t of_day = 0;
-    std::string_view text = rest;
-    if (!take_digits(text, 4, year) || !take(text, '-') || !take_digits(text, 2, month) ||
-        !take(text, '-') || !take_digits(text, 2, day) || !take_any(text, "T ") ||
-        !take_time_of_day(text, of_day) || !take_zone(text, of_day) || !take(text, ' '))
-        return false;
-    time_ms = ms_of_date(year, month, day) + of_day;
-    rest = text;
-    return true;
-}
-
-// Takes "Nov 22 01:30:51" and the blank that follows.
-bool take_traditional_time(std::string_view &rest, int32_t &month, int32_t &day, int64_t &of_day) {
-    constexpr std::string_view MONTHS = "JanFebMarAprMayJunJulAugSepOctNovDec";
-    const size_t at = MONTHS.find(rest.substr(0, 3));
-    std::string_view text = rest;
-    if (rest.size() < 16 || at % 3 != 0 || at == std::string_view::npos || rest[3] != ' ')
-        return false;
-    month = static_cast<int32_t>(at / 3) + 1;
-    text.remove_prefix(4);
-    if (!(take(text, ' ') ? take_digits(text, 1, day) : take_digits(text, 2, day)) ||
-        !take(text, ' ') || !take_time_of_day(text, of_day) || !take(text, ' '))
-        return false;
-    rest = text;
-    return true;
-}
-
-// Takes "<14>", the priority that a message has on its way.
-bool take_priority(std::string_view &rest) {
-    if (!rest.starts_with('<') || rest.size() < 3 || !is_digit(rest[1]))
-        return false;
-    const size_t end = rest.find('>');
-    if (end == std::string_view::npos || end > 4)
-        return false;
-    rest.remove_prefix(end + 1);
-    return true;
-}
 
 // The form of a board's own log: date and time separated by a blank, and no host.
 bool has_no_host(std::string_view line) {
@@ -201,75 +70,7 @@ void take_host(std::string_view &rest, parsed_line &line) {
         rest = after;
 }
 
-// Reads "12", "12 10" and the like.
-bool is_numbers(std::string_view text, size_t most) {
-    size_t count = 0;
-    while (!text.empty() && count < most) {
-        const std::string_view word = take_word(text);
-        const bool is_number =
-            !word.empty() && std::ranges::all_of(word.substr(word[0] == '-' ? 1 : 0), is_digit);
-        if (!is_number)
-            return false;
-        ++count;
-    }
-    return text.empty() && count > 0;
-}
-
-// "<20 stat 0 204>", "<12 10"
-bool is_reply_complaint(std::string_view text) {
-    std::string_view rest = text.substr(1);
-    const bool is_closed = rest.ends_with('>');
-    if (is_closed)
-        rest.remove_suffix(1);
-    const std::string_view address = take_word(rest);
-    if (!is_closed)
-        return is_numbers(address, 1) && is_numbers(trimmed(rest), 1);
-    const std::string_view request = take_word(rest);
-    return is_numbers(address, 1) && is_numbers(rest, 2) &&
-           (request == "stat" || request == "set" || request == "read");
-}
-
-message_kind kind_of_tagged(std::string_view message) {
-    if (message.starts_with("<LI> "))
-        return message_kind::ITEM;
-    const std::string_view text = trimmed(message);
-    if (text == "<OL>")
-        return message_kind::LIST_BEGIN;
-    if (text == "</OL><P>")
-        return message_kind::LIST_END;
-    return is_reply_complaint(text) ? message_kind::COMPLAINT : message_kind::OTHER;
-}
-
-bool is_bracketed(std::string_view text, size_t numbers) {
-    return text.size() > 1 && is_numbers(text.substr(1, text.size() - 2), numbers);
-}
-
 } // namespace
-
-message_kind kind_of(std::string_view message) {
-    if (message.empty())
-        return message_kind::OTHER;
-    const auto complaint_if = [](bool is_one) {
-        return is_one ? message_kind::COMPLAINT : message_kind::OTHER;
-    };
-    switch (message[0]) {
-    case '<':
-        return kind_of_tagged(message);
-    case 'C':
-        return complaint_if(message.starts_with("Couldn't open SP"));
-    case 'e':
-    case 'a':
-        return complaint_if(message.starts_with("eeprom too long ") ||
-                            message.starts_with("a too long ") ||
-                            message.starts_with("an too long "));
-    case '[':
-        return complaint_if(message.ends_with(']') && is_bracketed(message, 2));
-    case ' ':
-        return complaint_if(message.ends_with('>') && is_bracketed(message, 1));
-    default:
-        return message_kind::OTHER;
-    }
-}
 
 int64_t line_parser::read_traditional_time(std::string_view &rest) {
     int32_t month = 0;
@@ -393,19 +194,4 @@ parsed_line line_parser::parse_new(std::string_view line) {
         trimmed(start.ends_with(MESSAGE_MARK) ? start.substr(0, start.size() - 2) : start);
     keep_start(line, result);
     return result;
-}
-
-int64_t time_of_line(std::string_view line, int32_t year) {
-    (void)take_priority(line);
-    if (line.starts_with("1 "))
-        line.remove_prefix(2);
-    int64_t time_ms = NO_TIME;
-    int32_t month = 0;
-    int32_t day = 0;
-    int64_t of_day = 0;
-    if (take_iso_time(line, time_ms))
-        return time_ms;
-    if (!take_traditional_time(line, month, day, of_day))
-        return NO_TIME;
-    return ms_of_date(year, month, day) + of_day;
 }
