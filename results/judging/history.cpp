@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "results/judging/run_choice.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "results/reading/log_line.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/lines/log_line.h"
+#include "results/reading/rows/row_reader.h"
 #include "runtime/record.h"
 
 // Log periods are 5 to 600 s, rounded up to a multiple of 1 to 60 s, see hk_stress(8).

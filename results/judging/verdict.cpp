@@ -5,7 +5,7 @@
 #include "ctl/run/tests.h"
 #include "results/judging/places.h"
 #include "results/judging/words.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 

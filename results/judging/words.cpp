@@ -6,7 +6,7 @@
 #include "ctl/run/tests.h"
 #include "ctl/text.h"
 #include "fio/loopback_maps.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 

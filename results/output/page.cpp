@@ -6,7 +6,7 @@
 #include "ctl/text.h"
 #include "results/judging/words.h"
 #include "results/output/page_parts.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 

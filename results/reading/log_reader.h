@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "results/judging/history.h"
-#include "results/reading/journal_export.h"
+#include "results/reading/lines/journal_export.h"
 
 // One file, or a part of it that has arrived.
 class log_reader {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "results/reading/log_time.h"
-#include "results/reading/message_kind.h"
+#include "results/reading/lines/log_time.h"
+#include "results/reading/lines/message_kind.h"
 
 struct parsed_line {
     message_kind kind = message_kind::OTHER;

@@ -1,6 +1,6 @@
-#include "results/reading/message_kind.h"
+#include "results/reading/lines/message_kind.h"
 
-#include "results/reading/text_parts.h"
+#include "results/reading/lines/text_parts.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "results/reading/log_time.h"
+#include "results/reading/lines/log_time.h"
 
 #include <chrono>
 
-#include "results/reading/text_parts.h"
+#include "results/reading/lines/text_parts.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "results/reading/compiled_row.h"
+#include "results/reading/rows/compiled_row.h"
 
 #include <algorithm>
 #include <array>

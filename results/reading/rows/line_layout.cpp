@@ -1,6 +1,6 @@
-#include "results/reading/line_layout.h"
+#include "results/reading/rows/line_layout.h"
 
-#include "results/reading/compiled_row.h"
+#include "results/reading/rows/compiled_row.h"
 #include "supervisor/lists/results_rows.h"
 
 namespace {

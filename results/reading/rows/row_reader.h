@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "results/reading/line_layout.h"
+#include "results/reading/rows/line_layout.h"
 
 // Reads a line, without its line breaks, into the words that its row prints; the other words become
 // 0. Samples go into the ring so that samples_newest_first returns them in the line's order.

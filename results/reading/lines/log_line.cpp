@@ -1,11 +1,11 @@
-#include "results/reading/log_line.h"
+#include "results/reading/lines/log_line.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 
-#include "results/reading/text_parts.h"
+#include "results/reading/lines/text_parts.h"
 
 namespace {
 

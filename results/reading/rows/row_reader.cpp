@@ -1,10 +1,10 @@
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "results/reading/compiled_row.h"
+#include "results/reading/rows/compiled_row.h"
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
