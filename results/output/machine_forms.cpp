@@ -40,7 +40,7 @@ json json_of(const record_verdict &record) {
     json item = {
         {"name", record.name}, {"verdict", name_of(record.is)}, {"option", clean(record.option)}};
     if (record.record != nullptr) {
-        const line_layout &layout = layout_of(record.record->newest.test_letter);
+        const line_layout &layout = *record.record->layout;
         item["test"] = record.test;
         item["kind"] = record.record->newest.kind_code;
         item["counts"] = json::object();

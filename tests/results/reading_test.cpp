@@ -13,6 +13,7 @@
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
+#include "tests/fuzz/targets.h"
 #include "tests/support/log_text.h"
 
 namespace {
@@ -78,7 +79,10 @@ TEST(Reading, every_line_that_the_program_writes_is_read_back) {
     expect_lines_read_back(RESULTS_ROWS, [](std::string_view line, TestRecord &record) {
         return read_results_line(line, record);
     });
-    expect_lines_read_back(REPORT_ROWS, read_report_line);
+    expect_lines_read_back(REPORT_ROWS, [](std::string_view line, TestRecord &record) {
+        int64_t bit_rate = 0;
+        return read_report_line(line, record, bit_rate);
+    });
 }
 
 TEST(Reading, the_quick_way_gives_the_same_as_the_whole_one) {
@@ -269,6 +273,11 @@ TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     EXPECT_EQ(history.boards[0].runs[0].lists, 3U);
     EXPECT_EQ(all.is, verdict::FAIL);
     (void)unlink(old.c_str());
+}
+
+// The target aborts when something does not hold.
+TEST(Reading, the_logs_of_the_fuzzer_are_judged_without_a_fault) {
+    EXPECT_GT(replay("log_text", fuzz_log_text), 0);
 }
 
 TEST(Reading, a_damaged_packed_file_is_reported) {

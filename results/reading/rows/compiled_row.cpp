@@ -47,11 +47,9 @@ const char *read_number(const char *at, const char *end, char letter, uint32_t &
     return fault == std::errc{} ? after : nullptr;
 }
 
-// A rate: read and forgotten.
-const char *skip_rate(const char *at, const char *end) {
+const char *read_rate(const char *at, const char *end, int64_t &rate) {
     while (at < end && *at == ' ')
         ++at;
-    int64_t rate = 0;
     const auto [after, fault] = std::from_chars(at, end, rate);
     return fault == std::errc{} ? after : nullptr;
 }
@@ -64,16 +62,19 @@ const char *read_name(const char *at, const char *end, const char *first, const 
     return text.starts_with(name) ? at + name.size() : nullptr;
 }
 
-const char *read_value(const char *at, const char *end, const line_item &item, uint32_t &value) {
+const char *read_value(const char *at, const char *end, const line_item &item, uint32_t &value,
+                       int64_t &bit_rate) {
+    int64_t forgotten = 0;
     switch (item.form) {
     case field_form::LIST_NAME:
         return read_name(at, end, "Datakey", "eeprom", value);
     case field_form::REPORT_NAME:
         return read_name(at, end, "key", "rom", value);
     case field_form::BIT_RATE:
+        return read_rate(at, end, bit_rate);
     case field_form::READ_RATE:
     case field_form::WHOLE_SECONDS:
-        return skip_rate(at, end);
+        return read_rate(at, end, forgotten);
     case field_form::NUMBER:
         break;
     }
@@ -102,15 +103,17 @@ bool is_rate(const line_item &item) {
     return item.form >= field_form::BIT_RATE;
 }
 
-// A word that is printed twice has one value.
-bool read_items(const compiled_row &row, const char *at, const char *end, record_words &words) {
+// A word that is printed twice has one value. A message in the log ends at the name of a device
+// that could not be opened, a NUL byte; the report begins with that name.
+bool read_items(const compiled_row &row, const char *at, const char *end, record_words &words,
+                int64_t &bit_rate) {
     for (const line_item &item : row.items) {
         if (!takes_text(at, end, item.text))
             return false;
-        if (at == end && item.letter == 'c')
-            return true; // the device could not be opened: its name, a NUL byte, ended the text
+        if (at == end && item.letter == 'c' && &item != row.items.data())
+            return true;
         uint32_t value = 0;
-        at = read_value(at, end, item, value);
+        at = read_value(at, end, item, value, bit_rate);
         if (at == nullptr || (item.repeats && !is_rate(item) && words[item.word] != value))
             return false;
         if (!is_rate(item))
@@ -158,9 +161,10 @@ bool takes_text(const char *&at, const char *end, std::string_view text) {
     return true;
 }
 
-bool read_row(const compiled_row &row, std::string_view line, TestRecord &record) {
+bool read_row(const compiled_row &row, std::string_view line, TestRecord &record,
+              int64_t &bit_rate) {
     record_words words = {};
-    if (!read_items(row, line.data(), line.data() + line.size(), words))
+    if (!read_items(row, line.data(), line.data() + line.size(), words, bit_rate))
         return false;
     record = std::bit_cast<TestRecord>(words);
     record.test_letter = static_cast<int32_t>(row.letter);

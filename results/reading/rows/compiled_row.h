@@ -27,8 +27,13 @@ struct compiled_row {
 
 compiled_row compile(const line_row &row);
 
-// Reads a whole line; see read_results_line.
-bool read_row(const compiled_row &row, std::string_view line, TestRecord &record);
+// Reads a whole line; see read_results_line. `bit_rate` is that of the line, 0 if it has none.
+bool read_row(const compiled_row &row, std::string_view line, TestRecord &record,
+              int64_t &bit_rate);
+inline bool read_row(const compiled_row &row, std::string_view line, TestRecord &record) {
+    int64_t bit_rate = 0;
+    return read_row(row, line, record, bit_rate);
+}
 
 // Reads digits with a sign into a word. Returns the first character after it, null if there is none
 // or if it is too large.

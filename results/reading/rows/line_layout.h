@@ -1,4 +1,4 @@
-// Where a line of the results list has its counts and its error counters.
+// Where a line of the results list or of the status report has its counts and its error counters.
 
 #pragma once
 
@@ -15,11 +15,17 @@ struct line_layout {
     size_t error_count = 0;             // 1 to 3; the line has a fixed 0 in place of the others
     std::array<std::string_view, 2> count_names = {}; // in the line: "wrote", "read"
     std::string_view between;                         // the counts: " read "
-    bool has_samples = false;
+    size_t samples = 0;
+    std::array<bool, 3> is_shown = {true, true, true}; // the error counter, by the line
 };
 
 // Returns the layout of a letter's line; of the receiver for a letter without a line.
 const line_layout &layout_of(int32_t letter);
+
+// Returns the layout of a letter's line in the report; a letter without one has that of the list.
+// Error counters keep the order of the list, also those that the report does not show. A line with
+// one count has it twice.
+const line_layout &report_layout_of(int32_t letter);
 
 // A word of the record, 0..28.
 inline uint32_t word_of(const TestRecord &record, uint8_t word) {

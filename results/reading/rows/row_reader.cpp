@@ -28,10 +28,11 @@ std::string_view without_end(std::string_view line) {
     return line;
 }
 
-bool read_line(std::span<const compiled_row> rows, std::string_view line, TestRecord &record) {
+bool read_line(std::span<const compiled_row> rows, std::string_view line, TestRecord &record,
+               int64_t &bit_rate) {
     line = without_end(line);
     return std::ranges::any_of(
-        rows, [&](const compiled_row &row) { return read_row(row, line, record); });
+        rows, [&](const compiled_row &row) { return read_row(row, line, record, bit_rate); });
 }
 
 // The rows once more for lines whose samples are all 0, as most are: these end at the samples.
@@ -79,12 +80,14 @@ bool read_guessed(std::string_view line, int32_t letter, TestRecord &record) {
 
 bool read_results_line(std::string_view line, TestRecord &record, int32_t guess) {
     static const std::vector<compiled_row> ROWS = compile(RESULTS_ROWS);
-    return read_guessed(without_end(line), guess, record) || read_line(ROWS, line, record);
+    int64_t no_rate = 0;
+    return read_guessed(without_end(line), guess, record) || read_line(ROWS, line, record, no_rate);
 }
 
-bool read_report_line(std::string_view line, TestRecord &record) {
+bool read_report_line(std::string_view line, TestRecord &record, int64_t &bit_rate) {
     static const std::vector<compiled_row> ROWS = compile(REPORT_ROWS);
-    return read_line(ROWS, line, record);
+    bit_rate = 0;
+    return read_line(ROWS, line, record, bit_rate);
 }
 
 line_start::line_start(const TestRecord &record) {

@@ -14,7 +14,9 @@
 // then.
 // `guess` is the letter that the line probably has; a wrong one only costs time.
 bool read_results_line(std::string_view line, TestRecord &record, int32_t guess = 0);
-bool read_report_line(std::string_view line, TestRecord &record);
+
+// A receiver's line has a bit rate. It is computed from the blocks that were read and not good.
+bool read_report_line(std::string_view line, TestRecord &record, int64_t &bit_rate);
 
 // The start of a record's line up to its first count, to recognise its next line.
 struct line_start {
