@@ -343,6 +343,45 @@ TEST(Forms, json_follows_its_schema) {
     }
 }
 
+size_t count_of(std::string_view part, std::string_view text) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string_view::npos; at += part.size())
+        ++count;
+    return count;
+}
+
+// A script may look at the form alone.
+TEST(Forms, junit_and_tap_have_a_failure_where_the_exit_status_is_not_0) {
+    const std::string held = item("8 dram user alloc 0 test 0");
+    const std::string report = "\nsp4, pid   -7 produce, wrote 00002286, errors 0000\n";
+    const struct {
+        std::string log;
+        judge_rules rules;
+        size_t failures;
+    } cases[] = {
+        {list(10, {producer(5), held}), {}, 0},
+        {list(10, {producer(5), held}), expecting("-P2 -D"), 1},
+        {list(10, {producer(5, "0,0,1"), held}), expecting("-P2 -D"), 2},
+        {list(10, {producer(5)}), expecting("-P2 -K"), 0},
+        {list(10, {held}), {}, 1},
+        {list(10, {held}) + list(9000, {producer(5)}), {}, 0},
+        {list(10, {}), {}, 1},
+        {"", {}, 1},
+        {good_run("a oven") + list(10, {held}, "b oven"), {}, 1},
+        {report, {}, 1},
+        {report, expecting("-P4"), 0},
+        {report, expecting("-P4 -E28"), 1},
+        {good_run() + at(50, "<OL>"), {}, 1},
+    };
+    for (const auto &each : cases) {
+        const outcome junit = judge_text(each.log, each.rules, junit_report);
+        const outcome tap = judge_text(each.log, each.rules, tap_report);
+        EXPECT_EQ(count_of("<failure", junit.report), each.failures) << junit.report;
+        EXPECT_EQ(count_of("not ok", tap.report), each.failures) << tap.report;
+        EXPECT_EQ(junit.status == EVERYTHING_PASSES, each.failures == 0) << junit.report;
+    }
+}
+
 TEST(Forms, names_from_the_network_stay_text) {
     const std::string junit = judge_text(hostile_log(), {}, junit_report).report;
     EXPECT_EQ(junit.find("<script>"), std::string::npos);
