@@ -135,6 +135,15 @@ bool is_killed(const request &asked) {
     return (waiting & mask_of(SIGKILL)) != 0 || !is_waiting(asked);
 }
 
+uint64_t flags_of_clone(const request &asked) {
+    uint64_t flags = 0;
+    if (asked.call == SYS_clone)
+        flags = asked.arguments[0];
+    else if (asked.call == SYS_clone3)
+        (void)read_up_to(asked, asked.arguments[0], &flags, sizeof flags);
+    return flags;
+}
+
 void end_caller(const request &asked) {
     const pid_t process = process_of(asked);
     if (process > 1 && is_waiting(asked))

@@ -25,22 +25,12 @@ constexpr int64_t SPIN_COST_US = 1;
 constexpr long TICK_NS = 2'000'000;
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
-// The flags of clone(2), which clone3(2) has in memory.
-uint64_t birth_flags(const request &asked) {
-    uint64_t flags = 0;
-    if (asked.call == SYS_clone)
-        flags = asked.arguments[0];
-    else if (asked.call == SYS_clone3)
-        (void)read_up_to(asked, asked.arguments[0], &flags, sizeof flags);
-    return flags;
-}
-
 bool is_vfork(const request &asked) {
 #ifdef SYS_vfork
     if (asked.call == SYS_vfork)
         return true;
 #endif
-    return (birth_flags(asked) & CLONE_VFORK) != 0;
+    return (flags_of_clone(asked) & CLONE_VFORK) != 0;
 }
 
 bool is_birth(const request &asked) {
