@@ -59,7 +59,8 @@ void note_progress(record_history &record, bool has_moved, const run_history &ru
     record.longest_rest_ms = rest_ms;
 }
 
-// The memory test maps all blocks of a pass before it tests the first.
+// The memory test counts a block in its first count when it maps it, and in its second when it has
+// filled it: a slow block moves only the first.
 bool has_progress(const line_layout &layout, const TestRecord &before, const TestRecord &now) {
     const auto has_moved = [&](uint8_t word) {
         return word_of(before, word) != word_of(now, word);
@@ -229,7 +230,7 @@ void log_history::open(board_history &board, const parsed_line &line, bool has_s
     board.list->is_damaged = false;
 }
 
-// rsyslog can send a line twice, the second time late, with the time that it had: see fleet-log.md.
+// rsyslog can send a line twice, the second time late, with the time that it had.
 bool is_repeated(const board_history &board, const parsed_line &line) {
     const run_history *run = board.last_run();
     return run != nullptr && line.time_ms != NO_TIME && line.time_ms <= run->last_ms &&
