@@ -253,9 +253,8 @@ bool read_item(const board_history &board, std::string_view line, TestRecord &re
     if (run == nullptr || index >= run->records.size())
         return read_results_line(line, record);
     const record_history &before = run->records[index];
-    return (before.is_clean() &&
-            read_clean_line(line, before.start, *before.layout, before.newest, record)) ||
-           read_results_line(line, record, before.newest.test_letter);
+    return read_next_line(line, before.start, *before.layout, before.newest, record) ||
+           read_results_line(line, record);
 }
 
 void log_history::take_item(board_history &board, const parsed_line &line) {

@@ -4,17 +4,12 @@
 #include <array>
 #include <bit>
 #include <charconv>
-#include <cstring>
+
+#include "results/reading/rows/line_parts.h"
 
 namespace {
 
 constexpr size_t WORDS = sizeof(TestRecord) / sizeof(int32_t);
-
-// The word of a sample: with `hist_next` 0 the newest one is in the last slot.
-uint8_t sample_word(size_t number) {
-    const size_t slot = RING_SLOTS - 1 - number / 2;
-    return static_cast<uint8_t>(FIRST_RING_WORD + 2 * slot + number % 2);
-}
 
 line_item item_of(const line_row &row, size_t number) {
     line_item item;
@@ -84,21 +79,6 @@ const char *read_value(const char *at, const char *end, const line_item &item, u
     return at < end ? at + 1 : nullptr;
 }
 
-// Texts have one byte, a comma, or some ten: one comparison, or two of eight that overlap, are
-// faster than memcmp(3).
-bool is_equal(const char *one, const char *other, size_t size) {
-    uint64_t words[4] = {};
-    if (size == 1)
-        return *one == *other;
-    if (size < sizeof words[0] || size > 2 * sizeof words[0])
-        return memcmp(one, other, size) == 0;
-    memcpy(&words[0], one, sizeof words[0]);
-    memcpy(&words[1], other, sizeof words[0]);
-    memcpy(&words[2], one + size - sizeof words[0], sizeof words[0]);
-    memcpy(&words[3], other + size - sizeof words[0], sizeof words[0]);
-    return words[0] == words[1] && words[2] == words[3];
-}
-
 bool is_rate(const line_item &item) {
     return item.form >= field_form::BIT_RATE;
 }
@@ -138,27 +118,6 @@ compiled_row compile(const line_row &row) {
     }
     compiled.tail = without_breaks(from);
     return compiled;
-}
-
-// Most of the time goes here: std::from_chars takes twice as long.
-const char *read_decimal(const char *at, const char *end, uint32_t &value) {
-    constexpr ptrdiff_t DIGITS_MAX = 10;
-    const bool is_negative = at < end && *at == '-';
-    const char *first = at + (is_negative ? 1 : 0);
-    int64_t number = 0;
-    for (at = first; at < end && *at >= '0' && *at <= '9' && at - first <= DIGITS_MAX; ++at)
-        number = number * 10 + (*at - '0');
-    number = is_negative ? -number : number;
-    value = static_cast<uint32_t>(number);
-    const bool is_word = number >= INT32_MIN && number <= INT32_MAX;
-    return at != first && at - first <= DIGITS_MAX && is_word ? at : nullptr;
-}
-
-bool takes_text(const char *&at, const char *end, std::string_view text) {
-    if (static_cast<size_t>(end - at) < text.size() || !is_equal(at, text.data(), text.size()))
-        return false;
-    at += text.size();
-    return true;
 }
 
 bool read_row(const compiled_row &row, std::string_view line, TestRecord &record,

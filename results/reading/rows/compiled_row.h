@@ -8,7 +8,11 @@
 
 #include "supervisor/lists/line_row.h"
 
-constexpr uint8_t FIRST_RING_WORD = offsetof(TestRecord, hist) / sizeof(int32_t);
+// The word of a number of the samples: with `hist_next` 0 the newest one is in the last slot.
+constexpr uint8_t sample_word(size_t number) {
+    constexpr size_t FIRST = offsetof(TestRecord, hist) / sizeof(int32_t);
+    return static_cast<uint8_t>(FIRST + 2 * (RING_SLOTS - 1 - number / 2) + number % 2);
+}
 
 // One item of a line and the text before it.
 struct line_item {
@@ -34,10 +38,3 @@ inline bool read_row(const compiled_row &row, std::string_view line, TestRecord 
     int64_t bit_rate = 0;
     return read_row(row, line, record, bit_rate);
 }
-
-// Reads digits with a sign into a word. Returns the first character after it, null if there is none
-// or if it is too large.
-const char *read_decimal(const char *at, const char *end, uint32_t &value);
-
-// Takes the text from the front of what is left.
-bool takes_text(const char *&at, const char *end, std::string_view text);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "results/reading/rows/compiled_row.h"
+#include "results/reading/rows/line_parts.h"
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
@@ -35,53 +36,53 @@ bool read_line(std::span<const compiled_row> rows, std::string_view line, TestRe
         rows, [&](const compiled_row &row) { return read_row(row, line, record, bit_rate); });
 }
 
-// The rows once more for lines whose samples are all 0, as most are: these end at the samples.
-constexpr std::string_view NO_SAMPLES = " hist 0,0 0,0 0,0 0,0 0,0";
+// What follows the counts is alike in every line: three error counters and five samples.
+constexpr size_t ERROR_NUMBERS = 3;
+constexpr size_t TAIL_NUMBERS = ERROR_NUMBERS + 10;
+using tail_numbers = std::array<uint32_t, TAIL_NUMBERS>;
 
-compiled_row compile_without_samples(const line_row &row) {
-    compiled_row compiled = compile(row);
-    const auto is_sample = [](const line_item &item) { return item.word >= FIRST_RING_WORD; };
-    const auto first = std::ranges::find_if(compiled.items, is_sample);
-    const std::string_view after = first != compiled.items.end() ? first->text : compiled.tail;
-    compiled.tail = after.substr(0, after.find(" hist"));
-    compiled.items.erase(first, compiled.items.end());
-    return compiled;
-}
-
-struct letter_rows {
-    compiled_row whole;
-    compiled_row without_samples;
-};
-
-// By letter; empty for a letter without a line.
-const std::array<letter_rows, 128> &rows_by_letter() {
-    static const std::array ROWS = [] {
-        std::array<letter_rows, 128> rows;
-        for (const line_row &row : RESULTS_ROWS)
-            if (row.format[0] != '\0')
-                rows[static_cast<size_t>(row.letter)] = {compile(row),
-                                                         compile_without_samples(row)};
-        return rows;
-    }();
-    return ROWS;
-}
-
-bool read_guessed(std::string_view line, int32_t letter, TestRecord &record) {
-    const letter_rows &rows = rows_by_letter()[static_cast<size_t>(letter) & 127U];
-    if (rows.whole.items.empty())
+bool read_tail(const char *at, const char *end, tail_numbers &numbers) {
+    constexpr std::string_view SEPARATORS = ",,?, , , , ,";
+    static_assert(SEPARATORS.size() == TAIL_NUMBERS - 1);
+    if (!takes_text(at, end, " errors "))
         return false;
-    if (!line.ends_with(NO_SAMPLES))
-        return read_row(rows.whole, line, record);
-    line.remove_suffix(NO_SAMPLES.size());
-    return read_row(rows.without_samples, line, record);
+    for (size_t i = 0; i < TAIL_NUMBERS; ++i) {
+        at = read_decimal(at, end, numbers[i]);
+        if (at == nullptr || i == TAIL_NUMBERS - 1)
+            break;
+        if (i == ERROR_NUMBERS - 1 ? !takes_text(at, end, " hist ")
+                                   : at == end || *at++ != SEPARATORS[i])
+            return false;
+    }
+    return at == end;
+}
+
+void set_word(TestRecord &record, size_t word, uint32_t value) {
+    memcpy(reinterpret_cast<char *>(&record) + word * sizeof value, &value, sizeof value);
+}
+
+// Returns false if a number is not 0 where the line has a fixed 0.
+bool set_tail(TestRecord &record, const line_layout &layout, const tail_numbers &numbers) {
+    uint32_t fixed = 0;
+    for (size_t i = 0; i < ERROR_NUMBERS; ++i)
+        if (i < layout.error_count)
+            set_word(record, layout.errors[i], numbers[i]);
+        else
+            fixed |= numbers[i];
+    for (size_t i = ERROR_NUMBERS; i < TAIL_NUMBERS; ++i)
+        if (layout.samples > 0)
+            set_word(record, sample_word(i - ERROR_NUMBERS), numbers[i]);
+        else
+            fixed |= numbers[i];
+    return fixed == 0;
 }
 
 } // namespace
 
-bool read_results_line(std::string_view line, TestRecord &record, int32_t guess) {
+bool read_results_line(std::string_view line, TestRecord &record) {
     static const std::vector<compiled_row> ROWS = compile(RESULTS_ROWS);
     int64_t no_rate = 0;
-    return read_guessed(without_end(line), guess, record) || read_line(ROWS, line, record, no_rate);
+    return read_line(ROWS, line, record, no_rate);
 }
 
 bool read_report_line(std::string_view line, TestRecord &record, int64_t &bit_rate) {
@@ -103,23 +104,26 @@ line_start::line_start(const TestRecord &record) {
     std::copy_n(line, size, text.begin());
 }
 
-bool read_clean_line(std::string_view line, const line_start &start, const line_layout &layout,
-                     const TestRecord &before, TestRecord &record) {
+bool read_next_line(std::string_view line, const line_start &start, const line_layout &layout,
+                    const TestRecord &before, TestRecord &record) {
     constexpr std::string_view CLEAN = " errors 0,0,0 hist 0,0 0,0 0,0 0,0 0,0";
-    if (start.size == 0 || line.size() < start.size + CLEAN.size() || !line.ends_with(CLEAN) ||
+    if (start.size == 0 || line.size() < start.size + CLEAN.size() ||
         memcmp(line.data(), start.text.data(), start.size) != 0)
         return false;
     const char *at = line.data() + start.size;
-    const char *end = line.data() + line.size() - CLEAN.size();
+    const char *end = line.data() + line.size();
     std::array<uint32_t, 2> counts = {};
+    tail_numbers tail = {};
     at = read_decimal(at, end, counts[0]);
-    if (at == nullptr || !takes_text(at, end, layout.between) ||
-        read_decimal(at, end, counts[1]) != end ||
-        (layout.counts[0] == layout.counts[1] && counts[0] != counts[1]))
+    if (at == nullptr || !takes_text(at, end, layout.between))
+        return false;
+    at = read_decimal(at, end, counts[1]);
+    if (at == nullptr || (layout.counts[0] == layout.counts[1] && counts[0] != counts[1]))
+        return false;
+    if (std::string_view(at, end) != CLEAN && !read_tail(at, end, tail))
         return false;
     record = before;
     for (size_t i = 0; i < counts.size(); ++i)
-        memcpy(reinterpret_cast<char *>(&record) + layout.counts[i] * sizeof counts[i], &counts[i],
-               sizeof counts[i]);
-    return true;
+        set_word(record, layout.counts[i], counts[i]);
+    return set_tail(record, layout, tail);
 }

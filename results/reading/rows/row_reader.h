@@ -12,8 +12,7 @@
 // An SPI device that is not the datakey gets unit 2: the list does not distinguish them. The line
 // of a module on SPI ends at its device's name if that device could not be opened: its unit is 0
 // then.
-// `guess` is the letter that the line probably has; a wrong one only costs time.
-bool read_results_line(std::string_view line, TestRecord &record, int32_t guess = 0);
+bool read_results_line(std::string_view line, TestRecord &record);
 
 // A receiver's line has a bit rate. It is computed from the blocks that were read and not good.
 bool read_report_line(std::string_view line, TestRecord &record, int64_t &bit_rate);
@@ -27,8 +26,7 @@ struct line_start {
     line_start() = default;
 };
 
-// Reads the next line of a record the quick way: it may differ from `before` in the two counts
-// alone, and shows no error and no sample. Returns false for any other line: it has to be read as a
-// whole.
-bool read_clean_line(std::string_view line, const line_start &start, const line_layout &layout,
-                     const TestRecord &before, TestRecord &record);
+// Reads the next line of a record the quick way: it has the same start. Returns false for any other
+// line: it has to be read as a whole.
+bool read_next_line(std::string_view line, const line_start &start, const line_layout &layout,
+                    const TestRecord &before, TestRecord &record);
