@@ -41,19 +41,25 @@ constexpr size_t ERROR_NUMBERS = 3;
 constexpr size_t TAIL_NUMBERS = ERROR_NUMBERS + 10;
 using tail_numbers = std::array<uint32_t, TAIL_NUMBERS>;
 
+bool takes_number(const char *&at, const char *end, uint32_t &value) {
+    at = read_decimal(at, end, value);
+    return at != nullptr;
+}
+
+bool takes(const char *&at, const char *end, char letter) {
+    return at < end && *at++ == letter;
+}
+
 bool read_tail(const char *at, const char *end, tail_numbers &numbers) {
-    constexpr std::string_view SEPARATORS = ",,?, , , , ,";
-    static_assert(SEPARATORS.size() == TAIL_NUMBERS - 1);
-    if (!takes_text(at, end, " errors "))
+    uint32_t *number = numbers.data();
+    if (!takes_text(at, end, " errors ") || !takes_number(at, end, number[0]) ||
+        !takes(at, end, ',') || !takes_number(at, end, number[1]) || !takes(at, end, ',') ||
+        !takes_number(at, end, number[2]) || !takes_text(at, end, " hist"))
         return false;
-    for (size_t i = 0; i < TAIL_NUMBERS; ++i) {
-        at = read_decimal(at, end, numbers[i]);
-        if (at == nullptr || i == TAIL_NUMBERS - 1)
-            break;
-        if (i == ERROR_NUMBERS - 1 ? !takes_text(at, end, " hist ")
-                                   : at == end || *at++ != SEPARATORS[i])
+    for (number += ERROR_NUMBERS; number < numbers.data() + TAIL_NUMBERS; number += 2)
+        if (!takes(at, end, ' ') || !takes_number(at, end, number[0]) || !takes(at, end, ',') ||
+            !takes_number(at, end, number[1]))
             return false;
-    }
     return at == end;
 }
 
