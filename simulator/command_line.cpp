@@ -14,18 +14,23 @@ namespace {
 
 constexpr const char *USAGE = "usage: hk_board [options] [-- program [arguments]]\n";
 
-constexpr const char *KEYS_HELP =
-    "\nA script of keys is groups separated by blanks. Each group is sent at once, as a key sends "
-    "its\nbytes: letters as they are, \\e ESC, \\r carriage return, \\n line feed, \\s blank, \\\\ "
-    "backslash,\n\\xHH any byte. @SECONDS sends nothing and waits longer. The script begins with "
-    "the first\ntext on the display, or after 10 s. Each group is sent 0.2 s after the previous "
-    "one, and after\nthe program has read that one.\n";
+constexpr const char *KEYS_HELP = R"(
+A script of keys is groups separated by blanks. Each group is sent at once, as a key sends its
+bytes: letters as they are, \e byte 27, \r carriage return, \n line feed, \s blank, \\ backslash,
+\xHH any byte. The panel's keys ESC NEXT YES NO AxON AxOFF are s p q r t u; its arrows are \e[A
+to \e[D. @SECONDS sends nothing and waits longer. The script begins with the first text on the
+display, or after 10 s. Each group is sent 0.2 s after the previous one, and after the program
+has read that one.
+)";
 
-constexpr const char *EXIT_STATUSES =
-    "\nThe exit status is the program's (128 + n when signal n ended it); 124 when it did not "
-    "end\nwithin 5 s of SIGTERM; 125 when the board cannot be set up; 2 for a wrong command "
-    "line.\nSignals USR1, USR2, ALRM, QUIT and TSTP are passed on to the program; TERM, INT "
-    "and HUP\nend the run as --for does. The board has its own, empty /opt, /run and /r0.\n";
+constexpr const char *EXIT_STATUSES = R"(
+The exit status is the program's (128 + n if signal n ended it); 2 for a wrong command line;
+123 for a sleep that the board's own time does not know, with --strict; 124 if the program did
+not end within 5 s of SIGTERM; 125 if the board cannot be set up; 126 if the program cannot be
+executed; 127 if it is not found. Signals USR1, USR2, ALRM, QUIT and TSTP are passed on to the
+program; TERM, INT and HUP end the run as --for does. The board has its own, empty /opt, /run
+and /r0.
+)";
 
 // The shell of a command line without a program.
 char *const *operator_shell() {
@@ -89,6 +94,10 @@ bool read_command_line(int argc, char *const *argv, command_line &given) {
     if (!given.enter.empty() && !given.options.empty())
         return complain("--enter %s: the board is already running; --enter takes no other option",
                         given.enter.c_str());
+    if (!given.replay.empty() && !given.options.empty())
+        return complain("--replay %s: the log has the options of its run; --replay takes no other "
+                        "option",
+                        given.replay.c_str());
     if (argv[optind] != nullptr)
         given.program = argv + optind;
     return true;

@@ -22,6 +22,11 @@ bool can_have_own_time() {
            kernel_is_at_least(OWN_TIME_KERNEL, "--clock virtual");
 }
 
+// --clock is carried out before the options that need it, see option_table.cpp.
+bool has_own_time(const run_settings &settings, const char *option) {
+    return settings.own_time || complain("%s: it needs --clock virtual", option);
+}
+
 } // namespace
 
 bool take_fault(run_settings &settings, const char *text) {
@@ -66,6 +71,8 @@ bool take_clock(run_settings &settings, const char *text) {
 }
 
 bool take_speed(run_settings &settings, const char *text) {
+    if (!has_own_time(settings, "--speed"))
+        return false;
     int64_t thousandths = 0;
     const bool is_number = read_seconds(text, SPEED_MAX, thousandths) && thousandths > 0;
     settings.speed = static_cast<double>(thousandths) / US_PER_SECOND;
@@ -76,6 +83,8 @@ bool take_speed(run_settings &settings, const char *text) {
 
 // "YYYY-MM-DD" or "YYYY-MM-DD HH:MM:SS", in UTC.
 bool take_start(run_settings &settings, const char *text) {
+    if (!has_own_time(settings, "--start"))
+        return false;
     tm start{};
     const char *rest = strptime(text, "%Y-%m-%d", &start);
     if (rest != nullptr && *rest != '\0')
@@ -86,13 +95,18 @@ bool take_start(run_settings &settings, const char *text) {
            complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
 }
 
+bool take_clock_costs(run_settings &settings, const char *text) {
+    return take_work_costs(settings.costs, text);
+}
+
 bool take_calls(run_settings &settings, const char *path) {
     settings.calls_path = path;
-    return true;
+    return has_own_time(settings, "--calls");
 }
 
 bool take_strict(run_settings &settings, const char *) {
-    return settings.strict = true;
+    settings.strict = true;
+    return has_own_time(settings, "--strict");
 }
 
 bool take_release(run_settings &settings, const char *) {

@@ -94,7 +94,7 @@ struct hold_action {
 
 constexpr hold_action HOLD = {"held", write_hold, await_hold, "has not acknowledged the hold"};
 constexpr hold_action RELEASE = {"released", clear, await_release,
-                                 "holds itself again: it finds no port or no module"};
+                                 "holds itself again: it cannot open its port"};
 
 bool report(const order &given, const hold_action &action, outcome result) {
     const size_t record = given.test.hold;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "results/judging/run_choice.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -47,19 +47,21 @@ void move_complaints(std::unique_ptr<complaint_counts> &from,
     from.reset();
 }
 
-void note_progress(record_history &record, bool has_moved, const run_history &run,
+// `may_be_end`: a stop adds a list and kills the tests, and the next list can be that of the end.
+void note_progress(record_history &record, bool has_moved, bool may_be_end, const run_history &run,
                    int64_t previous_ms) {
     if (has_moved || record.count(1) == 0)
         record.moved_at_ms = run.clock_ms;
     const int64_t rest_ms = run.clock_ms - record.moved_at_ms;
-    if (rest_ms <= record.longest_rest_ms)
+    if (rest_ms <= record.longest_rest_ms || may_be_end)
         return;
     if (record.longest_rest_ms == 0 || run.clock_ms - previous_ms == rest_ms)
         record.rest_since_ms = run.last_ms - rest_ms;
     record.longest_rest_ms = rest_ms;
 }
 
-// The memory test maps all blocks of a pass before it tests the first.
+// The memory test counts a block in its first count when it maps it, and in its second when it has
+// filled it: a slow block moves only the first.
 bool has_progress(const line_layout &layout, const TestRecord &before, const TestRecord &now) {
     const auto has_moved = [&](uint8_t word) {
         return word_of(before, word) != word_of(now, word);
@@ -85,10 +87,9 @@ void note_errors(record_history &record, const line_layout &layout, int64_t time
             record.error_seen_ms[i] = time_ms;
 }
 
-record_history first_look(const TestRecord &now, int64_t time_ms) {
+record_history first_look(const TestRecord &now, const line_layout &layout, int64_t time_ms) {
     record_history record;
     record.newest = now;
-    const line_layout &layout = layout_of(now.test_letter);
     record.layout = &layout;
     record.start = line_start(now);
     record.first_counts = {word_of(now, layout.counts[0]), word_of(now, layout.counts[1])};
@@ -97,7 +98,7 @@ record_history first_look(const TestRecord &now, int64_t time_ms) {
 }
 
 void take_record(record_history &record, const TestRecord &now, const run_history &run,
-                 int64_t previous_clock_ms) {
+                 int64_t previous_clock_ms, bool may_be_end) {
     const line_layout &layout = *record.layout;
     const bool has_moved = has_progress(layout, record.newest, now);
     count_wraps(record, layout, now);
@@ -105,7 +106,7 @@ void take_record(record_history &record, const TestRecord &now, const run_histor
         record.start = line_start(now);
     record.newest = now;
     note_errors(record, layout, run.last_ms);
-    note_progress(record, has_moved, run, previous_clock_ms);
+    note_progress(record, has_moved, may_be_end, run, previous_clock_ms);
 }
 
 // A log without times: the shortest period between two lists, unless they are the same.
@@ -130,6 +131,7 @@ void take_time(run_history &run, const open_list &list) {
 
 void take_list(run_history &run, const open_list &list) {
     const int64_t previous_clock_ms = run.clock_ms;
+    const bool may_be_end = run.period.is_added && is_same(run, list.records);
     take_time(run, list);
     if (run.pid == 0)
         run.pid = list.pid;
@@ -141,9 +143,22 @@ void take_list(run_history &run, const open_list &list) {
         run.records.reserve(list.records.size());
     for (size_t i = 0; i < list.records.size(); ++i)
         if (i < run.records.size())
-            take_record(run.records[i], list.records[i], run, previous_clock_ms);
+            take_record(run.records[i], list.records[i], run, previous_clock_ms, may_be_end);
         else
-            run.records.push_back(first_look(list.records[i], run.last_ms));
+            run.records.push_back(
+                first_look(list.records[i], layout_of(list.records[i].test_letter), run.last_ms));
+}
+
+run_history run_of(const status_report_lines &report) {
+    run_history run;
+    run.is_report = true;
+    run.cut_lists = report.is_cut ? 1 : 0;
+    for (const report_line &line : report.lines) {
+        run.records.push_back(
+            first_look(line.record, report_layout_of(line.record.test_letter), NO_TIME));
+        run.records.back().has_bad_blocks = line.bit_rate != 0;
+    }
+    return run;
 }
 
 } // namespace
@@ -173,8 +188,10 @@ void log_period::add_interval(int64_t interval_ms) {
     constexpr int64_t SAME_MS = 1500;
     if (interval_ms < SHORTEST_PERIOD_MS - SAME_MS) { // one of the two is an added list
         pending_ms = 0;
+        is_added = true;
         return;
     }
+    is_added = false;
     if (const int64_t vote_ms = pending_ms; vote_ms != 0) {
         if (votes == 0)
             ms = vote_ms;
@@ -217,7 +234,7 @@ void log_history::open(board_history &board, const parsed_line &line, bool has_s
     board.list->is_damaged = false;
 }
 
-// rsyslog can send a line twice, the second time late, with the time that it had: see fleet-log.md.
+// rsyslog can send a line twice, the second time late, with the time that it had.
 bool is_repeated(const board_history &board, const parsed_line &line) {
     const run_history *run = board.last_run();
     return run != nullptr && line.time_ms != NO_TIME && line.time_ms <= run->last_ms &&
@@ -241,9 +258,8 @@ bool read_item(const board_history &board, std::string_view line, TestRecord &re
     if (run == nullptr || index >= run->records.size())
         return read_results_line(line, record);
     const record_history &before = run->records[index];
-    return (before.is_clean() &&
-            read_clean_line(line, before.start, *before.layout, before.newest, record)) ||
-           read_results_line(line, record, before.newest.test_letter);
+    return read_next_line(line, before.start, *before.layout, before.newest, record) ||
+           read_results_line(line, record);
 }
 
 void log_history::take_item(board_history &board, const parsed_line &line) {
@@ -319,6 +335,17 @@ const board_history *log_history::take(const parsed_line &line) {
         break;
     }
     return nullptr;
+}
+
+void log_history::take_reports(const std::string &name, const report_reader &read) {
+    unreadable_lines += read.unreadable_lines;
+    if (read.reports.empty())
+        return;
+    board_history &board = boards.emplace_back();
+    board.ident = name;
+    board.is_report = true;
+    for (const status_report_lines &report : read.reports)
+        board.runs.push_back(run_of(report));
 }
 
 void log_history::finish() {

@@ -6,7 +6,7 @@
 namespace {
 
 constexpr size_t BUFFER_START_BYTES = 4096; // grows as long as the source fills it
-constexpr size_t BUFFER_BYTES = 512 * 1024;
+constexpr size_t BUFFER_BYTES = size_t{512} * 1024;
 static_assert(BUFFER_BYTES >= 2 * LINE_MAX_BYTES);
 
 } // namespace

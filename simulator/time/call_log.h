@@ -29,7 +29,7 @@ private:
             (void)fclose(file);
         }
     };
-    std::unique_ptr<FILE, closer> file;
+    std::unique_ptr<FILE, closer> out;
 };
 
 } // namespace simulator

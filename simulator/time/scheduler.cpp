@@ -7,7 +7,6 @@
 #include "simulator/time/clock_calls.h"
 #include "simulator/time/clock_stub.h"
 #include "simulator/time/sleeping_calls.h"
-#include "simulator/time/work_costs.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,22 +25,12 @@ constexpr int64_t SPIN_COST_US = 1;
 constexpr long TICK_NS = 2'000'000;
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
-// The flags of clone(2), which clone3(2) has in memory.
-uint64_t birth_flags(const request &asked) {
-    uint64_t flags = 0;
-    if (asked.call == SYS_clone)
-        flags = asked.arguments[0];
-    else if (asked.call == SYS_clone3)
-        (void)read_up_to(asked, asked.arguments[0], &flags, sizeof flags);
-    return flags;
-}
-
 bool is_vfork(const request &asked) {
 #ifdef SYS_vfork
     if (asked.call == SYS_vfork)
         return true;
 #endif
-    return (birth_flags(asked) & CLONE_VFORK) != 0;
+    return (flags_of_clone(asked) & CLONE_VFORK) != 0;
 }
 
 bool is_birth(const request &asked) {
@@ -154,8 +143,12 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
         await_opening(of);
     const bool is_back = await(of);
     vforking = nullptr;
+    if (of.has_executed)
+        drop_ended_siblings(of);
     if (kind == timed_kind::birth)
         find_children(of);
+    if (kind == timed_kind::send_log)
+        after_send();
     if (kind == timed_kind::send_signal) {
         has_signal = true;
         bury_killed();
@@ -181,13 +174,15 @@ void scheduler::take_call(thread &of) {
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
+    if (row.kind != timed_kind::sleep)
+        of.continued_sleep_us = NEVER;
     switch (row.kind) {
     case timed_kind::read_clock:
         return answer_clock(of.asked);
     case timed_kind::describe_machine:
         return answer_sysinfo(of.asked);
     case timed_kind::sleep:
-        return calls.held.take(make_sleep(of.asked));
+        return calls.held.take(make_sleep(of.asked, of));
     case timed_kind::wait_for_signal:
         has_signal = true; // one may be there already
         return calls.held.take(make_wait_for_signal(of.asked));
@@ -199,6 +194,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return yield(of);
     case timed_kind::work:
         return do_work(of);
+    case timed_kind::poll_with_mask:
+        has_signal = true; // one that only the mask lets through may be there already
+        return requests.hand_over(of.asked);
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
@@ -207,8 +205,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         if (!futex_waits.take(of.asked, of, processes, calls.held))
             pass_on(of.asked);
         return;
-    case timed_kind::send_log:
-        before_send();
+    case timed_kind::not_modelled:
+        unknown[row.name]++;
         return pass_on(of.asked);
     case timed_kind::break_after_execute:
         if (of.has_executed) {
@@ -232,9 +230,9 @@ void scheduler::do_work(thread &of) {
     else
         requests.hand_over(of.asked);
     const bool is_of_port = of.asked.call != SYS_sync && of.answer.flags == 0;
-    if (of.now == thread::state::ready && !is_of_port && is_work(of.asked) &&
-        ++of.works > FREE_WORKS)
-        delay(of, now_us() + cost_of_work_us(of.asked.call));
+    const int64_t cost_us = is_of_port ? 0 : costs.of(of.asked);
+    if (of.now == thread::state::ready && cost_us > 0 && ++of.works > FREE_WORKS)
+        delay(of, now_us() + cost_us);
 }
 
 void scheduler::yield(thread &of) {
@@ -405,7 +403,7 @@ void scheduler::admit(pid_t id, thread &parent) {
     const family of = family_of_task(id);
     thread &child = processes.add(id, parent.listener, of.process, of.parent);
     if (parent.now == thread::state::waits_for_child)
-        child.owner->vfork_parent = &parent;
+        child.owner->vfork_parent = parent.id;
     const auto arrived = std::ranges::find(strangers, id, &request::caller);
     if (arrived != strangers.end()) {
         const request asked = *arrived;
@@ -442,13 +440,26 @@ void scheduler::bury(process &ended) {
     timers.forget(ended.id);
     calls.note_changed_descriptors();
     looks_everywhere = true; // the board's own children are reaped
+    has_signal = true;       // SIGCHLD
+    drop_gone();
+    free_vfork_parent(ended);
+}
+
+// A process that starts another program loses its other threads, see execve(2).
+void scheduler::drop_ended_siblings(const thread &of) {
+    for (const auto &[id, each] : processes.threads)
+        if (each->owner == of.owner && each.get() != &of && state_of_task(id) == task_state::gone)
+            each->now = thread::state::gone;
+    processes.changes++;
+    drop_gone();
+}
+
+void scheduler::drop_gone() {
     calls.held.drop_gone();
-    has_signal = true; // SIGCHLD
     const auto is_gone = [](const thread *each) { return each->now == thread::state::gone; };
     std::erase_if(queue, is_gone);
     std::erase_if(left, is_gone);
     std::erase_if(delayed, [&](const auto &each) { return is_gone(each.second); });
-    free_vfork_parent(ended);
 }
 
 void scheduler::bury_killed() {
@@ -466,8 +477,8 @@ void scheduler::bury_killed() {
 
 // The parent's next call may have come before the child's.
 void scheduler::free_vfork_parent(process &child) {
-    thread *parent = std::exchange(child.vfork_parent, nullptr);
-    if (parent == nullptr)
+    thread *parent = processes.find(std::exchange(child.vfork_parent, 0));
+    if (parent == nullptr) // it has been killed
         return;
     const bool is_stopped = parent->now == thread::state::held;
     if (is_stopped || (parent->now == thread::state::waits_for_child && await(*parent)))
@@ -519,14 +530,12 @@ void scheduler::advance() {
     look_at_left();
 }
 
-// The devices with nodes that the program uses are looked at each time: what is written to a
-// terminal may arrive after the writer has been stopped again. The operator, visitors and threads
-// in the kernel are looked at when there may be something.
+// The operator, visitors and threads in the kernel are looked at when there may be something.
 bool scheduler::take_all_events(int64_t wait_us) {
     calls.look_at_nodes(false);
     const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;
     if (!is_full)
-        return take_events(devices, 0) > 0;
+        return take_events(watched, 0) > 0;
     has_ticked = 0;
     looks_everywhere = false;
     calls.look_at_nodes(true);

@@ -59,14 +59,18 @@ void feed::wake(int64_t time_us) {
     next_block_us = time_us + period_us;
 }
 
+bool feed::can_have(std::string_view thing) const {
+    const bool is_synchronous = name.back() == 's';
+    return thing == "port" || thing == (is_synchronous ? "sync line" : "async line");
+}
+
 void feed::list_targets(std::string_view thing, std::set<std::string> &targets) const {
-    if (thing == "port" || thing == "async line")
+    if (can_have(thing))
         targets.insert(name);
 }
 
 bool feed::take_fault(const fault &wanted) {
-    if (wanted.target != name ||
-        (!is_fault_of(wanted, "port") && !is_fault_of(wanted, "async line")))
+    if (wanted.target != name || !can_have(wanted.kind->thing))
         return false;
     faults.add(wanted);
     return true;

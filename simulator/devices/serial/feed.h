@@ -40,6 +40,8 @@ struct feed final : device {
     bool take_fault(const fault &wanted) override;
 
 private:
+    bool can_have(std::string_view thing) const; // a fault of this kind of thing
+
     std::vector<uint8_t> bytes;
     size_t sent = 0; // of `bytes`, in this round
     int64_t next_block_us = NEVER;
