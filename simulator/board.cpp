@@ -1,9 +1,11 @@
 #include "simulator/board.h"
 
 #include "simulator/base/message.h"
+#include "simulator/devices/led_calls.h"
 #include "simulator/devices/network_interface.h"
 #include "simulator/devices/process_limit.h"
 #include "simulator/devices/serial/port_calls.h"
+#include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
@@ -78,7 +80,7 @@ std::string place_of(const command_line &given, const fault &wanted) {
     return "";
 }
 
-bool deal_out_faults(const command_line &given, const board &built) {
+bool assign_faults(const command_line &given, const board &built) {
     for (const fault &wanted : built.settings.faults) {
         bool taken = false;
         for (const std::unique_ptr<device> &candidate : built.devices.devices)
@@ -165,11 +167,36 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
     return all;
 }
 
+// The devices with descriptors of their own on which something may happen between two calls that
+// the board sees. The log is read after each message, and the LED's calls are answered.
+std::vector<event_source *> watched_devices(const device_set &devices) {
+    std::vector<event_source *> watched;
+    for (const std::unique_ptr<device> &each : devices.devices) {
+        const bool is_seen =
+            each.get() == devices.find<system_log>() || each.get() == devices.find<led>();
+        std::vector<pollfd> polls;
+        each->add_polls(polls);
+        if (!polls.empty() && !is_seen)
+            watched.push_back(each.get());
+    }
+    return watched;
+}
+
+// Those that see openings.
+std::vector<event_source *> memories_of(const device_set &devices) {
+    std::vector<event_source *> memories;
+    for (const std::unique_ptr<device> &each : devices.devices)
+        if (auto *memory = dynamic_cast<spi_memory *>(each.get());
+            memory && memory->sees_openings())
+            memories.push_back(memory);
+    return memories;
+}
+
 // True if there were any.
 bool report_unknown_sleeps(const scheduler &time) {
     for (const auto &[name, count] : time.unknown_sleeps())
-        report("%s slept %d time%s without a part in the board's own time", name.c_str(), count,
-               count == 1 ? "" : "s");
+        report("%s waited %d time%s in the machine's time, not the board's own", name.c_str(),
+               count, count == 1 ? "" : "s");
     return !time.unknown_sleeps().empty();
 }
 
@@ -195,14 +222,17 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     scheduler time(requests, calls);
     time.log = std::move(built.calls);
     time.sources = sources_of(time, requests, sources);
-    for (const std::unique_ptr<device> &each : built.devices.devices)
-        time.devices.push_back(each.get());
-    time.devices.push_back(&calls.held);
+    time.watched = watched_devices(built.devices);
+    time.watched.push_back(&calls.held);
     time.speed = built.settings.speed;
+    time.costs = built.settings.costs;
     system_log *log = built.devices.find<system_log>(); // every board has one
-    time.before_send = [log] { log->take_messages(); };
+    time.after_send = [log] { log->take_messages(); };
+    time.memories = memories_of(built.devices);
     time.give_up = [&run = run](const std::string &where) { run.end_computing(where); };
     requests.ports = &calls;
+    led_calls lamp(*built.devices.find<led>(), calls.numbers); // every board has one
+    requests.lamp = &lamp;
     start_programs(time, parts);
     while (!run.ended) {
         if (std::exchange(run.has_signalled, false))
@@ -211,6 +241,7 @@ void run_in_own_time(const run_parts &parts, std::span<event_source *const> sour
     }
     for (int turns = 0; turns < LAST_TURNS && turn(time.sources, 0) > 0; turns++) {
     }
+    requests.lamp = nullptr;
     if (report_unknown_sleeps(time) && built.settings.strict && run.status == 0)
         run.status = STATUS_NOT_MODELLED;
 }
@@ -249,7 +280,7 @@ bool open_nodes(const device_set &devices) {
 
 bool build_board(const command_line &given, board &built) {
     add_devices_of_every_board(built.devices);
-    if (!carry_out_options(given, built) || !deal_out_faults(given, built))
+    if (!carry_out_options(given, built) || !assign_faults(given, built))
         return false;
     built.command = command_words(given, built.settings);
     return true;
@@ -294,11 +325,13 @@ int run_board(board &built, char *const *program, const machine_paths &paths) {
     visitors.rules = {.ioctls = requests.stopped_ioctls(),
                       .ports = calls.rule(),
                       .process_starts = processes.can_strike()};
-    visitors.door = std::move(built.door);
+    visitors.listener = std::move(built.entrance_listener);
     run.run_us = built.settings.run_us;
     run.terminal = built.devices.terminal.board_end() < 0 ? &built.terminal : nullptr;
     filter_rules rules = visitors.rules;
     rules.own_time = has_own_clock();
+    if (rules.own_time) // the LED's descriptor has such a number too
+        rules.ports = calls.numbers;
     releaser release;
     if (built.settings.release && !start_releasing(paths.own_program, rules, release))
         return STATUS_NO_BOARD;

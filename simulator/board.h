@@ -14,10 +14,10 @@ namespace simulator {
 struct board {
     device_set devices;
     run_settings settings;
-    unique_fd door;      // socket for --enter; none: the board has no name
-    std::string command; // with the board's own time: what repeats the run
-    call_log calls;      // of --calls
-    foreground terminal; // the operator's; the panel keeps it if there is one
+    unique_fd entrance_listener; // socket for --enter; none: the board has no name
+    std::string command;         // with the board's own time: what repeats the run
+    call_log calls;              // of --calls
+    foreground terminal;         // the operator's; the panel keeps it if there is one
 };
 
 // Adds the devices, plugs in the cables and assigns the faults. False after a message if the

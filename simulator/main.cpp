@@ -36,8 +36,8 @@ bool open_output(const run_settings &settings, call_log &calls) {
 bool claim_own_name(board &built) {
     if (built.settings.name.empty())
         return true;
-    built.door = claim_name(built.settings.name);
-    return built.door.is_open();
+    built.entrance_listener = claim_name(built.settings.name);
+    return built.entrance_listener.is_open();
 }
 
 bool find_paths(machine_paths &paths) {
@@ -84,7 +84,7 @@ int main(int argc, char **argv) {
     if (inside < 0)
         return STATUS_NO_BOARD;
     if (inside > 0) {
-        built.door.reset(); // only the board holds its name
+        built.entrance_listener.reset(); // only the board holds its name
         return wait_outside(inside, built.devices.terminal, built.terminal);
     }
     _exit(run_board(built, given.program, paths)); // ends every process of the board

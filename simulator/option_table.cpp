@@ -52,6 +52,8 @@ constexpr option_row OPTIONS[] = {
      take_speed},
     {"start", "DATE", "--start 2026-01-01", "the date at which the board's own time starts",
      take_start},
+    {"clock-costs", "CALL=US,...", "--clock-costs open=100,sync=5000",
+     "what open, mmap and sync cost in the board's own time, in microseconds", take_clock_costs},
     {"calls", "FILE", "--calls run.calls", "write every call that the board answers to FILE",
      take_calls},
     {"strict", nullptr, "--strict", "fail if a call sleeps that the board's own time does not know",

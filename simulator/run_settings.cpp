@@ -95,6 +95,10 @@ bool take_start(run_settings &settings, const char *text) {
            complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
 }
 
+bool take_clock_costs(run_settings &settings, const char *text) {
+    return take_work_costs(settings.costs, text);
+}
+
 bool take_calls(run_settings &settings, const char *path) {
     settings.calls_path = path;
     return has_own_time(settings, "--calls");

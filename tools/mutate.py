@@ -46,14 +46,14 @@ UNIT_TESTS = ("unit_tests", "call_trace_tests", "kernel_speed_tests", "option_wa
 NO_BUILD = "does not build"
 # Cases that run the whole program, by folder.
 WHOLE_RUNS = {
-    "serial": "FaultMatrix.*_[CE]_|SerialLink|serial_cable_tests",
-    "fio": "FaultMatrix.*_[FLS]_|FioLoop|SpiMemory",
-    "storage": "FaultMatrix.*_[YMD]_|FailedSetUp|FileSystem",
+    "serial": "ExpectedRuns.(receiver|crossover)|SerialLink|serial_cable_tests",
+    "fio": "ExpectedRuns.(fio_loop|spi_)|FioLoop|SpiMemory",
+    "storage": "ExpectedRuns.(files|file_copy|dram)|FailedSetUp|FileSystem",
     "panel": "Panel",
-    "runtime": "KernelFacts|StartUp|FaultMatrix|Stopping|Requests|FailedSetUp",
+    "runtime": "KernelFacts|StartUp|ExpectedRuns|Stopping|Requests|FailedSetUp",
     "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
                   "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
-                  "|FaultMatrix.*(none|missing|pulled)",
+                  "|ExpectedRuns",
 }
 
 def read(path, folder=ROOT):

@@ -8,6 +8,7 @@
 
 #include "ctl/run/tests.h"
 #include "runtime/number.h"
+#include "supervisor/lists/report_rows.h"
 #include "supervisor/plan/option_table.h"
 #include "supervisor/plan/option_walk.h"
 #include "supervisor/status_table.h"
@@ -46,6 +47,14 @@ std::vector<std::string> split_words(const std::string &text) {
     if (quote != 0)
         refuse(text, "a quote is not closed");
     return words;
+}
+
+// The report has lines for as many records, from the first, as there are processes.
+bool is_in_report(const TestRecord &record, int32_t index) {
+    const bool has_line = std::ranges::any_of(REPORT_ROWS, [&record](const line_row &row) {
+        return static_cast<int32_t>(row.letter) == record.test_letter && row.format[0] != '\0';
+    });
+    return has_line && index <= record_count - bogus_count;
 }
 
 // The device as the test will write it into its record.
@@ -101,9 +110,10 @@ public:
         for (const claim &each : claims) {
             TestRecord &record = table.records[static_cast<size_t>(each.index)];
             record.unit = unit_of(record, each.is_first, each.argument);
-            expected.push_back(
-                {record.test_letter, record.kind_code, record.unit, record.hold != HOLD_NONE,
-                 std::string("-").append(1, each.letter).append(each.argument), list_name(record)});
+            expected.push_back({record.test_letter, record.kind_code, record.unit,
+                                record.hold != HOLD_NONE, is_in_report(record, each.index),
+                                std::string("-").append(1, each.letter).append(each.argument),
+                                list_name(record)});
         }
         return expected;
     }

@@ -12,8 +12,9 @@ struct expected_record {
     int32_t kind = 0;
     int32_t unit = 0; // 0 if the line does not show it
     bool is_held = false;
-    std::string option; // "-E28"
-    std::string name;   // as in the list: "sp2 loop"
+    bool is_in_report = false; // has a line in the status report
+    std::string option;        // "-E28"
+    std::string name;          // as in the list: "sp2 loop"
 };
 
 // Reads options as a shell would: words separated by blanks, quotes and backslashes. Throws

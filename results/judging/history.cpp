@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "results/judging/run_choice.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -86,10 +86,9 @@ void note_errors(record_history &record, const line_layout &layout, int64_t time
             record.error_seen_ms[i] = time_ms;
 }
 
-record_history first_look(const TestRecord &now, int64_t time_ms) {
+record_history first_look(const TestRecord &now, const line_layout &layout, int64_t time_ms) {
     record_history record;
     record.newest = now;
-    const line_layout &layout = layout_of(now.test_letter);
     record.layout = &layout;
     record.start = line_start(now);
     record.first_counts = {word_of(now, layout.counts[0]), word_of(now, layout.counts[1])};
@@ -144,7 +143,20 @@ void take_list(run_history &run, const open_list &list) {
         if (i < run.records.size())
             take_record(run.records[i], list.records[i], run, previous_clock_ms);
         else
-            run.records.push_back(first_look(list.records[i], run.last_ms));
+            run.records.push_back(
+                first_look(list.records[i], layout_of(list.records[i].test_letter), run.last_ms));
+}
+
+run_history run_of(const status_report_lines &report) {
+    run_history run;
+    run.is_report = true;
+    run.cut_lists = report.is_cut ? 1 : 0;
+    for (const report_line &line : report.lines) {
+        run.records.push_back(
+            first_look(line.record, report_layout_of(line.record.test_letter), NO_TIME));
+        run.records.back().has_bad_blocks = line.bit_rate != 0;
+    }
+    return run;
 }
 
 } // namespace
@@ -242,9 +254,8 @@ bool read_item(const board_history &board, std::string_view line, TestRecord &re
     if (run == nullptr || index >= run->records.size())
         return read_results_line(line, record);
     const record_history &before = run->records[index];
-    return (before.is_clean() &&
-            read_clean_line(line, before.start, *before.layout, before.newest, record)) ||
-           read_results_line(line, record, before.newest.test_letter);
+    return read_next_line(line, before.start, *before.layout, before.newest, record) ||
+           read_results_line(line, record);
 }
 
 void log_history::take_item(board_history &board, const parsed_line &line) {
@@ -320,6 +331,17 @@ const board_history *log_history::take(const parsed_line &line) {
         break;
     }
     return nullptr;
+}
+
+void log_history::take_reports(const std::string &name, const report_reader &read) {
+    unreadable_lines += read.unreadable_lines;
+    if (read.reports.empty())
+        return;
+    board_history &board = boards.emplace_back();
+    board.ident = name;
+    board.is_report = true;
+    for (const status_report_lines &report : read.reports)
+        board.runs.push_back(run_of(report));
 }
 
 void log_history::finish() {

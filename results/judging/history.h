@@ -14,8 +14,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "results/reading/log_line.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/lines/log_line.h"
+#include "results/reading/report_reader.h"
+#include "results/reading/rows/row_reader.h"
 #include "runtime/record.h"
 
 // Log periods are 5 to 600 s, rounded up to a multiple of 1 to 60 s, see hk_stress(8).
@@ -34,6 +35,7 @@ struct record_history {
     int64_t moved_at_ms = 0;         // on the run's clock: the last list that shows progress
     int64_t longest_rest_ms = 0;     // without progress, after the first
     int64_t rest_since_ms = NO_TIME; // of the day: where the longest rest began
+    bool has_bad_blocks = false;     // by the bit rate of a report, which does not count them
 
     uint64_t count(size_t number) const; // 0 or 1: the first or second count of the line
     uint64_t error(size_t number) const; // 0 to 2: an error counter of the line
@@ -74,6 +76,7 @@ struct run_history {
     int32_t pid = 0;
     bool is_ambiguous = false; // two runs at once under one ident
     bool is_closed = false;    // its last list came twice: the run has ended
+    bool is_report = false;    // known from its status report alone: no list, no time
 };
 
 // Returns true if a record without progress for so long is at a stand: for a log period at least.
@@ -96,6 +99,7 @@ struct board_history {
     std::unique_ptr<open_list> list;              // null between lists
     std::unique_ptr<complaint_counts> complaints; // since the last list: of the next one's run
     bool was_interrupted = false;                 // the last list began within another one
+    bool is_report = false; // `ident` is the name of a file that holds status reports alone
 
     const run_history *last_run() const {
         return runs.empty() ? nullptr : &runs.back();
@@ -113,6 +117,8 @@ class log_history {
 public:
     // Takes a line of any program. Returns the board if the line completed a list.
     const board_history *take(const parsed_line &line);
+    // Takes the status reports of a file that holds no list: each is a run of one board.
+    void take_reports(const std::string &name, const report_reader &read);
     // Takes what is left of lists without an end.
     void finish();
 

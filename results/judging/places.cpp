@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "ctl/text.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 #include "supervisor/lists/counter_meanings.h"
 #include "supervisor/plan/kind_codes.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 

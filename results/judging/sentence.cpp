@@ -35,7 +35,9 @@ const char *word_for(const totals &all) {
     case SOMETHING_IS_WRONG:
         return "FAIL";
     default:
-        return all.of(verdict::PASS) > 0 ? "NOT ALL TESTED" : "NOTHING TESTED";
+        return all.of(verdict::PASS) > 0       ? "NOT ALL TESTED"
+               : all.is == verdict::NOT_JUDGED ? "NOT JUDGED"
+                                               : "NOTHING TESTED";
     }
 }
 
@@ -50,7 +52,7 @@ size_t judged_records(const totals &all) {
 
 std::string sentence_of(const totals &all) {
     if (all.boards == 0)
-        return "NOTHING TESTED: there is no results list";
+        return "NOTHING TESTED: there is no results list, and no line of a status report";
     std::string text = text_of("%s: %zu of %s good", word_for(all), all.of(verdict::PASS),
                                counted(judged_records(all), "record").c_str());
     text +=
@@ -62,6 +64,8 @@ std::string sentence_of(const totals &all) {
             text_of("; idle, so not tested: %s", listed(all.idle, all.of(verdict::IDLE)).c_str());
     if (all.of(verdict::NOT_JUDGED) > 0)
         text += text_of("; not judged: %zu", all.of(verdict::NOT_JUDGED));
+    if (all.reports > 0 && all.is <= verdict::PASS)
+        text += "; a status report alone does not show everything";
     if (all.allowed_count > 0)
         text += text_of("; allowed: %s", listed(all.allowed, all.allowed_count).c_str());
     if (all.unreadable_lines > 0)

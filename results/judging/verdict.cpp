@@ -5,7 +5,7 @@
 #include "ctl/run/tests.h"
 #include "results/judging/places.h"
 #include "results/judging/words.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -33,6 +33,20 @@ const char *meaning_of(const counter_meaning &row, size_t field) {
     return meanings[field] != nullptr ? meanings[field] : "not used by this test";
 }
 
+// The error counters of the test that the line does not show, in words.
+std::string hidden_errors(const record_verdict &judged) {
+    const line_layout &layout = *judged.record->layout;
+    std::string hidden;
+    for (size_t number = 0; number < layout.error_count; ++number) {
+        const size_t field = field_of(layout, number);
+        const std::array meanings = {judged.meaning->errors, judged.meaning->errors2,
+                                     judged.meaning->errors3};
+        if (!layout.is_shown[number] && meanings[field] != nullptr)
+            hidden.append(hidden.empty() ? "" : ", ").append(meanings[field]);
+    }
+    return hidden;
+}
+
 class run_judge {
 public:
     run_judge(const run_history &judged, const judge_rules &with) : run(judged), rules(with) {}
@@ -58,6 +72,7 @@ private:
     void compare_with_expected(std::vector<record_verdict> &records) const;
     verdict worst_of(const std::vector<record_verdict> &records) const;
     void note_lists(run_verdict &result) const;
+    void note_report(run_verdict &result) const;
 
     const run_history &run;
     const judge_rules &rules;
@@ -71,7 +86,7 @@ double run_judge::per_hour(uint64_t count) const {
 }
 
 void run_judge::find_errors(record_verdict &judged) const {
-    const line_layout &layout = layout_of(judged.record->newest.test_letter);
+    const line_layout &layout = *judged.record->layout;
     for (size_t number = 0; number < layout.error_count; ++number) {
         const uint64_t count = judged.record->error(number);
         if (count == 0)
@@ -97,6 +112,8 @@ void run_judge::name_errors(record_verdict &judged, size_t index) const {
     judged.is = verdict::FAIL;
     judged.reasons = places_of(run, index);
     judged.samples = samples_of(*judged.record, *judged.meaning);
+    if (judged.record->has_bad_blocks)
+        judged.reasons.emplace_back("the bit rate of the report counts blocks that were not good");
 }
 
 record_verdict run_judge::judge_record(size_t index) const {
@@ -116,14 +133,21 @@ record_verdict run_judge::judge_record(size_t index) const {
         judged.per_second = static_cast<double>(record.moved_since_first(1)) * MS_PER_S /
                             static_cast<double>(run.clock_ms);
     find_errors(judged);
-    const bool has_errors = std::ranges::any_of(
-        judged.errors, [](const moved_error &error) { return error.allowed_by.empty(); });
+    const bool has_errors =
+        record.has_bad_blocks || std::ranges::any_of(judged.errors, [](const moved_error &error) {
+            return error.allowed_by.empty();
+        });
     if (has_errors || !is_opened(record.newest) || has_complaint(run, index))
         name_errors(judged, index);
     else if (record.count(1) == 0)
         judged.is = verdict::IDLE;
     else if (is_stalled(record) || has_given_up(run, record.newest))
         judged.is = verdict::STALLED;
+    else if (const std::string hidden = hidden_errors(judged); !hidden.empty()) {
+        judged.is = verdict::NOT_JUDGED;
+        judged.needs_log = true;
+        judged.reasons.push_back(std::string("the report does not show: ").append(hidden));
+    }
     if (judged.is == verdict::IDLE)
         judged.reasons.push_back(why_idle(record.newest, *judged.meaning));
     if (judged.is == verdict::STALLED)
@@ -131,34 +155,41 @@ record_verdict run_judge::judge_record(size_t index) const {
     return judged;
 }
 
-bool is_as_expected(const expected_record &wanted, const TestRecord &seen) {
-    return wanted.letter == seen.test_letter && wanted.kind == seen.kind_code &&
+// A report shows no kind code, and not all records.
+bool is_as_expected(const expected_record &wanted, const TestRecord &seen, bool is_report) {
+    return wanted.letter == seen.test_letter &&
+           (is_report ? wanted.is_in_report : wanted.kind == seen.kind_code) &&
            (wanted.unit == seen.unit || seen.unit == 0 || wanted.unit == 0);
 }
 
-record_verdict not_there(const expected_record &wanted) {
+record_verdict not_there(const expected_record &wanted, bool is_report) {
     const bool is_panel = wanted.letter == static_cast<int32_t>(record_letter::PANEL);
-    record_verdict judged = {.is = is_panel ? verdict::NOT_JUDGED : verdict::MISSING,
+    const bool needs_log = is_report && !wanted.is_in_report && !is_panel;
+    record_verdict judged = {.is = is_panel || needs_log ? verdict::NOT_JUDGED : verdict::MISSING,
                              .is_expected = true,
+                             .needs_log = needs_log,
                              .name = wanted.name,
                              .option = wanted.option,
                              .errors = {},
                              .reasons = {},
                              .samples = {}};
-    judged.reasons.emplace_back(is_panel ? "the front panel has no line in the list"
-                                         : "expected, but the list has no such line here");
+    judged.reasons.emplace_back(is_panel    ? "the front panel has no line in the list"
+                                : needs_log ? "the report has no line for it"
+                                : is_report ? "expected, but the report has no such line here"
+                                            : "expected, but the list has no such line here");
     return judged;
 }
 
 // The longest common subsequence of what is expected and what is there: [i][j] is its length from
 // there on.
 std::vector<std::vector<size_t>> common_lengths(const std::vector<expected_record> &expected,
-                                                const std::vector<record_verdict> &records) {
+                                                const std::vector<record_verdict> &records,
+                                                bool is_report) {
     std::vector<std::vector<size_t>> length(expected.size() + 1,
                                             std::vector<size_t>(records.size() + 1));
     for (size_t i = expected.size(); i-- > 0;)
         for (size_t j = records.size(); j-- > 0;)
-            length[i][j] = is_as_expected(expected[i], records[j].record->newest)
+            length[i][j] = is_as_expected(expected[i], records[j].record->newest, is_report)
                                ? length[i + 1][j + 1] + 1
                                : std::max(length[i + 1][j], length[i][j + 1]);
     return length;
@@ -167,19 +198,19 @@ std::vector<std::vector<size_t>> common_lengths(const std::vector<expected_recor
 // The records keep their order; what is missing comes where it was expected.
 void run_judge::compare_with_expected(std::vector<record_verdict> &records) const {
     const std::vector<expected_record> &expected = *rules.expected;
-    const auto length = common_lengths(expected, records);
+    const auto length = common_lengths(expected, records, run.is_report);
     std::vector<record_verdict> compared;
     size_t i = 0;
     size_t j = 0;
     while (i < expected.size() || j < records.size()) {
         if (i < expected.size() && j < records.size() &&
-            is_as_expected(expected[i], records[j].record->newest)) {
+            is_as_expected(expected[i], records[j].record->newest, run.is_report)) {
             compared.push_back(std::move(records[j++]));
             compared.back().is_expected = true;
             compared.back().option = expected[i++].option;
         } else if (j == records.size() ||
                    (i < expected.size() && length[i + 1][j] >= length[i][j + 1]))
-            compared.push_back(not_there(expected[i++]));
+            compared.push_back(not_there(expected[i++], run.is_report));
         else {
             compared.push_back(std::move(records[j++]));
             compared.back().is = std::max(compared.back().is, verdict::UNEXPECTED);
@@ -192,14 +223,35 @@ void run_judge::compare_with_expected(std::vector<record_verdict> &records) cons
 verdict run_judge::worst_of(const std::vector<record_verdict> &records) const {
     verdict worst = verdict::NOT_JUDGED;
     bool is_untested = records.empty();
+    bool needs_log = run.is_report && !rules.expected; // other records may have no line
     for (const record_verdict &record : records) {
         worst = std::max(worst, record.is);
         is_untested = is_untested || (record.is == verdict::IDLE && record.is_expected);
+        needs_log = needs_log || record.needs_log;
     }
-    return worst <= verdict::PASS && is_untested ? verdict::IDLE : worst;
+    if (worst > verdict::PASS)
+        return worst;
+    return is_untested ? verdict::IDLE : needs_log ? verdict::NOT_JUDGED : worst;
+}
+
+void run_judge::note_report(run_verdict &result) const {
+    if (run.cut_lists > 0) {
+        result.is = std::max(result.is, verdict::CUT);
+        result.remarks.emplace_back("its status report is not complete");
+    }
+    result.remarks.emplace_back(
+        "known from its status report alone: this shows no stall, has no line for -E and -K, and "
+        "lacks as many lines at its end as there are tests with two records (-E, -F)");
+    if (result.is == verdict::NOT_JUDGED)
+        result.remarks.emplace_back(rules.expected
+                                        ? "the log shows the rest"
+                                        : "nothing says which records there were: give the log, or "
+                                          "the options of the run with --expect");
 }
 
 void run_judge::note_lists(run_verdict &result) const {
+    if (run.is_report)
+        return note_report(result);
     if (run.records.empty())
         result.remarks.emplace_back("its lists are empty: no test was started");
     if (run.cut_lists > 0) {
@@ -281,6 +333,7 @@ void totals::add(const board_verdict &board, bool has_others) {
     is = boards++ == 0 ? board.is : worse_board(is, board.is);
     runs += board.runs.size();
     for (const run_verdict &run : board.runs) {
+        reports += run.run->is_report ? 1 : 0;
         for (const record_verdict &record : run.records)
             add(record, where);
         if ((run.run->cut_lists > 0 || run.run->is_ambiguous) && !run.remarks.empty()) {

@@ -14,7 +14,7 @@
 // The worse of two is the greater one, but among records that pass an idle one only has its name
 // told, see worst_of.
 enum class verdict : uint8_t {
-    NOT_JUDGED, // the front panel: it has no line
+    NOT_JUDGED, // no line shows it, or only a report, which does not show all: see status_report
     IDLE,       // held, or without its device: it never worked, and counted no error
     PASS,       // worked, and no error but the allowed ones
     UNEXPECTED, // there, but not expected
@@ -41,8 +41,9 @@ struct moved_error {
 struct record_verdict {
     verdict is = verdict::PASS;
     bool is_expected = false;
-    std::string name;   // as in the list: "sp2 loop"
-    std::string option; // "-E28" if it was expected, else the letter "-E"
+    bool needs_log = false; // the status report does not show enough of it
+    std::string name;       // as in the list: "sp2 loop"
+    std::string option;     // "-E28" if it was expected, else the letter "-E"
     const char *test = "";
     const record_history *record = nullptr; // null if it is missing or not judged
     const counter_meaning *meaning = nullptr;
@@ -91,6 +92,7 @@ struct totals {
     size_t allowed_count = 0;
     std::vector<std::string> idle; // names, the first ones
     uint64_t unreadable_lines = 0;
+    size_t reports = 0; // runs that are known from their status report alone
 
     void add(const board_verdict &board, bool has_others);
     void add(const record_verdict &record, const std::string &where);

@@ -1,11 +1,12 @@
 #include "results/judging/words.h"
 
 #include <algorithm>
+#include <span>
 
 #include "ctl/run/tests.h"
 #include "ctl/text.h"
 #include "fio/loopback_maps.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -146,6 +147,8 @@ std::string printable_name(const TestRecord &record) {
 
 std::string name_of(const board_history &board) {
     std::string name = printable(board.ident);
+    if (board.is_report)
+        name.append(" (status report)");
     if (!board.host.empty())
         name.append(" on ").append(printable(board.host));
     return name;
@@ -165,6 +168,20 @@ std::string duration_text(int64_t duration_ms) {
     if (seconds < 7200)
         return text_of("%lld min", part(seconds / 60));
     return text_of("%lld h %lld min", part(seconds / 3600), part(seconds / 60 % 60));
+}
+
+std::string span_text(const run_history &run) {
+    if (run.is_report)
+        return "known from its status report";
+    return text_of("%s to %s (%s), %u list%s", time_text(run.first_ms).c_str(),
+                   time_text(run.last_ms).c_str(), duration_text(run.clock_ms).c_str(), run.lists,
+                   run.lists == 1 ? "" : "s");
+}
+
+std::string first_seen_text(const moved_error &error) {
+    return time_text(error.first_ms) == "-"
+               ? ""
+               : text_of("; first in the list of %s", time_text(error.first_ms).c_str());
 }
 
 std::string error_words(const moved_error &error) {
@@ -199,14 +216,14 @@ std::string why_stalled(const run_history &run, const record_history &record) {
 }
 
 std::vector<std::string> samples_of(const record_history &record, const counter_meaning &meaning) {
-    constexpr uint64_t SAMPLES_SHOWN = 5;
+    const size_t shown = record.layout->samples;
     const auto letter = static_cast<record_letter>(record.newest.test_letter);
-    if (!layout_of(record.newest.test_letter).has_samples || meaning.sample_position == nullptr)
+    if (shown == 0 || meaning.sample_position == nullptr)
         return {};
     const auto ring = samples_newest_first(record.newest);
     std::vector<ErrorSample> samples(
         ring.begin(),
-        ring.begin() + static_cast<ptrdiff_t>(std::min(record.error(0), SAMPLES_SHOWN)));
+        ring.begin() + static_cast<ptrdiff_t>(std::min<uint64_t>(record.error(0), shown)));
     std::erase_if(samples, [letter](const ErrorSample &each) { return !is_sample(each, letter); });
     if (meaning.option != nullptr && *meaning.option == 'F')
         return words_of_steps(SYNC_HARNESS, samples);

@@ -17,6 +17,11 @@ std::string time_text(int64_t time_ms);
 // "8 h 20 min", "31 s"
 std::string duration_text(int64_t duration_ms);
 
+// "2026-11-22 01:30:51 to 2026-11-22 01:31:22 (31 s), 4 lists"
+std::string span_text(const run_history &run);
+// "; first in the list of 2026-11-22 01:30:51", nothing if the time is not known.
+std::string first_seen_text(const moved_error &error);
+
 // "bad blocks, silences before a hold: 3"
 std::string error_words(const moved_error &error);
 

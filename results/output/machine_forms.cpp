@@ -1,12 +1,13 @@
 // The forms that machines read.
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 
 #include "ctl/text.h"
 #include "results/judging/words.h"
 #include "results/output/report.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ json json_of(const record_verdict &record) {
     json item = {
         {"name", record.name}, {"verdict", name_of(record.is)}, {"option", clean(record.option)}};
     if (record.record != nullptr) {
-        const line_layout &layout = layout_of(record.record->newest.test_letter);
+        const line_layout &layout = *record.record->layout;
         item["test"] = record.test;
         item["kind"] = record.record->newest.kind_code;
         item["counts"] = json::object();
@@ -126,9 +127,22 @@ std::string run_name(const board_verdict &board, const run_verdict &run) {
     return text_of("%s, run %zu", name_of(*board.board).c_str(), run.number);
 }
 
-// A run of which a list is cut, or that is ambiguous, fails as a whole too.
-bool is_wrong_as_a_whole(const run_verdict &run) {
-    return run.run->cut_lists > 0 || run.run->is_ambiguous;
+// A script that reads these forms alone must not take for good what the exit status does not: a
+// record that was expected and never worked is a failure.
+bool is_failure(const record_verdict &record) {
+    return record.is > verdict::PASS || (record.is == verdict::IDLE && record.is_expected);
+}
+
+// A run fails as a whole if a list is cut, if it is ambiguous, and if its board does not pass
+// although no record fails.
+bool fails_as_a_whole(const board_verdict &board, const run_verdict &run) {
+    const bool is_untested = board.is < verdict::PASS && run.is < verdict::PASS;
+    return run.run->cut_lists > 0 || run.run->is_ambiguous ||
+           (is_untested && std::ranges::none_of(run.records, is_failure));
+}
+
+std::string whole_reason(const run_verdict &run) {
+    return run.remarks.empty() ? "nothing was tested" : run.remarks[0];
 }
 
 class junit_form : public report {
@@ -151,14 +165,13 @@ public:
     }
 
 private:
-    static void add_outcome(pugi::xml_node test, verdict is, const std::string &message,
+    static void add_outcome(pugi::xml_node test, verdict is, bool fails, const std::string &message,
                             const std::string &text) {
-        if (is == verdict::PASS)
+        if (is == verdict::PASS && !fails)
             return;
-        const bool is_skipped = is == verdict::IDLE || is == verdict::NOT_JUDGED;
-        pugi::xml_node outcome = test.append_child(is_skipped ? "skipped" : "failure");
+        pugi::xml_node outcome = test.append_child(fails ? "failure" : "skipped");
         outcome.append_attribute("message") = message.c_str();
-        if (!is_skipped) {
+        if (fails) {
             outcome.append_attribute("type") = name_of(is);
             outcome.text() = text.c_str();
         }
@@ -168,24 +181,26 @@ private:
         pugi::xml_document document;
         pugi::xml_node suite = document.append_child("testsuite");
         const std::string name = run_name(board, run);
+        size_t tests = 0;
         size_t failures = 0;
         size_t skipped = 0;
-        const auto add_case = [&](const std::string &of, verdict is, const std::string &message,
-                                  const std::string &text) {
+        const auto add_case = [&](const std::string &of, verdict is, bool fails,
+                                  const std::string &message, const std::string &text) {
             pugi::xml_node test = suite.append_child("testcase");
             test.append_attribute("classname") = name.c_str();
             test.append_attribute("name") = of.c_str();
-            add_outcome(test, is, message, text);
-            failures += is > verdict::PASS ? 1 : 0;
-            skipped += is < verdict::PASS ? 1 : 0;
+            add_outcome(test, is, fails, message, text);
+            ++tests;
+            failures += fails ? 1 : 0;
+            skipped += !fails && is < verdict::PASS ? 1 : 0;
         };
         for (const record_verdict &record : run.records)
-            add_case(record.name, record.is, first_reason(record), details(record));
-        if (is_wrong_as_a_whole(run) || run.records.empty())
-            add_case("the run", run.is, run.remarks.empty() ? "" : run.remarks[0], "");
+            add_case(record.name, record.is, is_failure(record), first_reason(record),
+                     details(record));
+        if (fails_as_a_whole(board, run) || run.records.empty())
+            add_case("the run", run.is, fails_as_a_whole(board, run), whole_reason(run), "");
         suite.append_attribute("name") = name.c_str();
-        suite.append_attribute("tests") =
-            run.records.size() + (is_wrong_as_a_whole(run) || run.records.empty() ? 1 : 0);
+        suite.append_attribute("tests") = tests;
         suite.append_attribute("failures") = failures;
         suite.append_attribute("skipped") = skipped;
         suite.append_attribute("time") = static_cast<double>(run.run->clock_ms) / 1000;
@@ -214,28 +229,28 @@ public:
         for (const run_verdict &run : board.runs) {
             const std::string where = run_name(board, run);
             for (const record_verdict &record : run.records)
-                add_point(record.is, where + ": " + record.name, first_reason(record),
-                          details(record));
-            if (is_wrong_as_a_whole(run) || run.records.empty())
-                add_point(run.is, where, run.remarks.empty() ? "" : run.remarks[0], "");
+                add_point(record.is, is_failure(record), where + ": " + record.name,
+                          first_reason(record), details(record));
+            if (fails_as_a_whole(board, run) || run.records.empty())
+                add_point(run.is, fails_as_a_whole(board, run), where, whole_reason(run), "");
         }
     }
     void end(const totals &all) override {
-        out << "1.." << points << (points == 0 ? " # SKIP there is no results list" : "") << "\n# "
-            << sentence_of(all) << "\n";
+        if (all.boards == 0)
+            out << "not ok " << ++points << " - there is no results list\n";
+        out << "1.." << points << "\n# " << sentence_of(all) << "\n";
     }
 
 private:
-    void add_point(verdict is, const std::string &name, const std::string &reason,
+    void add_point(verdict is, bool fails, const std::string &name, const std::string &reason,
                    const std::string &text) {
-        const bool is_skipped = is < verdict::PASS;
-        out << (is > verdict::PASS ? "not ok " : "ok ") << ++points << " - " << tap_text(name);
-        if (is_skipped)
-            out << " # SKIP " << name_of(is) << ": " << reason;
-        else if (is > verdict::PASS)
+        out << (fails ? "not ok " : "ok ") << ++points << " - " << tap_text(name);
+        if (fails)
             out << ", " << name_of(is) << ": " << tap_text(reason);
+        else if (is < verdict::PASS)
+            out << " # SKIP " << name_of(is) << ": " << reason;
         out << '\n';
-        for (size_t from = 0; is > verdict::PASS && from < text.size();) {
+        for (size_t from = 0; fails && from < text.size();) {
             const size_t end = text.find('\n', from);
             out << "# " << text.substr(from, end - from) << '\n';
             from = end + 1;

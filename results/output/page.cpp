@@ -6,7 +6,7 @@
 #include "ctl/text.h"
 #include "results/judging/words.h"
 #include "results/output/page_parts.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -94,7 +94,7 @@ void page::add_words(const record_verdict &record) {
     for (const moved_error &error : record.errors)
         items.append("<li>")
             .append(escaped(error_words(error)))
-            .append(text_of("; first in the list of %s", time_text(error.first_ms).c_str()))
+            .append(first_seen_text(error))
             .append(error.per_hour > 0 ? text_of(", %.3g an hour", error.per_hour) : "")
             .append(error.allowed_by.empty() ? "" : "; allowed by " + escaped(error.allowed_by))
             .append("</li>");
@@ -144,9 +144,8 @@ void page::add_plots(const board_verdict &board, const run_verdict &run) {
 
 void page::add_run(const board_verdict &board, const run_verdict &run) {
     ++runs_written;
-    out << "<h3>run " << run.number << ": " << mark_of(run.is) << ", "
-        << time_text(run.run->first_ms) << " to " << time_text(run.run->last_ms) << " ("
-        << duration_text(run.run->clock_ms) << "), " << run.run->lists << " lists</h3>\n";
+    out << "<h3>run " << run.number << ": " << mark_of(run.is) << ", " << span_text(*run.run)
+        << "</h3>\n";
     for (const std::string &remark : run.remarks)
         out << "<p>Note: " << escaped(remark) << "</p>\n";
     out << "<table><thead><tr><th>verdict</th><th>record</th><th>option</th><th "

@@ -4,7 +4,7 @@
 
 #include "ctl/text.h"
 #include "results/judging/words.h"
-#include "results/reading/row_reader.h"
+#include "results/reading/rows/row_reader.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ std::string table::painted(verdict is, const std::string &text) const {
 std::string count_text(const record_verdict &record) {
     if (record.record == nullptr)
         return "";
-    const line_layout &layout = layout_of(record.record->newest.test_letter);
+    const line_layout &layout = *record.record->layout;
     return text_of("%12llu %-6.*s", static_cast<unsigned long long>(record.record->count(1)),
                    static_cast<int>(layout.count_names[1].size()), layout.count_names[1].data());
 }
@@ -73,7 +73,7 @@ std::string errors_text(const record_verdict &record) {
 }
 
 std::string how_often(const moved_error &error) {
-    std::string text = text_of("first in the list of %s", time_text(error.first_ms).c_str());
+    std::string text = first_seen_text(error);
     if (error.per_hour > 0)
         text += text_of(", %.3g an hour", error.per_hour);
     if (!error.allowed_by.empty())
@@ -83,7 +83,7 @@ std::string how_often(const moved_error &error) {
 
 void table::add_errors(const record_verdict &record) {
     for (const moved_error &error : record.errors)
-        out << "             error " << error.number + 1 << ", " << error_words(error) << "; "
+        out << "             error " << error.number + 1 << ", " << error_words(error)
             << how_often(error) << '\n';
     for (const std::string &sample : record.samples)
         out << "             sample: " << sample << '\n';
@@ -107,9 +107,7 @@ void table::add(const record_verdict &record) {
 
 void table::add(const run_verdict &run) {
     out << text_of("run %zu: ", run.number) << painted(run.is, word_for(run.is)) << ", "
-        << time_text(run.run->first_ms) << " to " << time_text(run.run->last_ms) << " ("
-        << duration_text(run.run->clock_ms) << "), " << run.run->lists
-        << (run.run->lists == 1 ? " list\n" : " lists\n");
+        << span_text(*run.run) << '\n';
     for (const std::string &remark : run.remarks)
         out << "  note: " << remark << '\n';
     name_width = 0;

@@ -72,6 +72,8 @@ const board_history *log_reader::take(std::string_view line) {
         is_journal = true;
     if (!is_journal) {
         const parsed_line parsed = parser.parse(line);
+        has_lists = has_lists || parsed.kind != message_kind::OTHER;
+        reports.take(line, true);
         const bool is_torn = is_first && parsed.time_ms == NO_TIME; // the log lost its start
         is_first = false;
         return is_torn ? nullptr : history.take(parsed);
@@ -84,6 +86,8 @@ const board_history *log_reader::take_unfinished(std::string_view line) {
     if (is_journal)
         return nullptr;
     parsed_line parsed = parser.parse(line);
+    has_lists = has_lists || parsed.kind != message_kind::OTHER;
+    reports.take(line, false);
     if (parsed.kind == message_kind::ITEM)
         parsed.text = "<LI> "; // no line of a list
     return parsed.kind == message_kind::COMPLAINT ? nullptr : history.take(parsed);
@@ -102,10 +106,12 @@ const board_history *log_reader::read_list(bool is_final) {
     return nullptr;
 }
 
-void log_reader::read_all() {
+void log_reader::read_all(const std::string &name) {
     (void)read(true, [](const board_history &) { return false; });
     if (is_journal && entry.take("", lines)) // the last entry may lack its blank line
         (void)history.take(entry.line());
+    if (!is_journal && !has_lists)
+        history.take_reports(name, reports);
 }
 
 void read_files(const std::vector<std::string> &paths, log_history &history) {
@@ -116,6 +122,7 @@ void read_files(const std::vector<std::string> &paths, log_history &history) {
     std::ranges::stable_sort(files, {}, &dated_file::first_ms);
     for (const dated_file &file : files) {
         const std::unique_ptr<byte_source> source = open_source(file.path);
-        log_reader(*source, file.year, history).read_all();
+        log_reader(*source, file.year, history)
+            .read_all(file.path == "-" ? "standard input" : file.path);
     }
 }

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "results/judging/history.h"
-#include "results/reading/journal_export.h"
+#include "results/reading/lines/journal_export.h"
+#include "results/reading/report_reader.h"
 
 // One file, or a part of it that has arrived.
 class log_reader {
@@ -23,7 +24,9 @@ public:
                 return true;
         return false;
     }
-    void read_all();
+    // Reads all. `name` is that of the file: if it holds no list, its status reports are a board of
+    // this name.
+    void read_all(const std::string &name = "standard input");
 
     // Goes on after the end: the source has grown.
     void resume() {
@@ -42,6 +45,8 @@ private:
     log_history &history;
     bool is_journal = false;
     bool is_first = true; // no line has been read
+    bool has_lists = false;
+    report_reader reports;
 };
 
 // Reads the files in the order of their first line, whatever their order here. Throws

@@ -77,7 +77,15 @@ void led::ready(const pollfd &event) {
         refill_us = now_us() + REFILL_US;
         return;
     }
-    for (const uint8_t byte : take_written(line))
+    take_states(take_written(line));
+}
+
+unique_fd led::open_node(int flags) const {
+    return unique_fd(open(line.slave_path.c_str(), flags | O_NOCTTY | O_CLOEXEC));
+}
+
+void led::take_states(std::span<const uint8_t> written) {
+    for (const uint8_t byte : written)
         set_state(byte != 0 ? 1 : 0);
     offer_state();
 }

@@ -4,7 +4,7 @@
 // The node always holds one state byte to read. A program that blinks the LED reads the byte and
 // writes the new one. If the board replaced a byte at once, the program could read the old state
 // after its write. So the board replaces a byte at the write after the read, or a little later if
-// there is no write.
+// there is no write. In the board's own time the board answers the calls, see led_calls.h.
 #pragma once
 
 #include "simulator/devices/device_set.h"
@@ -23,6 +23,16 @@ struct led final : device {
     void wake(int64_t time_us) override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
+
+    // For calls that the board answers.
+    bool is_node(const struct stat &node) const {
+        return line.is_slave(node);
+    }
+    unique_fd open_node(int flags) const; // none with errno set
+    uint8_t present_state() const {
+        return state;
+    }
+    void take_states(std::span<const uint8_t> written);
 
 private:
     bool appear();

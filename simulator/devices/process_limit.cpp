@@ -1,11 +1,13 @@
 #include "simulator/devices/process_limit.h"
 
+#include "simulator/requests/caller.h"
 #include "simulator/time/clock.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <filesystem>
+#include <linux/sched.h>
 
 namespace simulator {
 
@@ -42,6 +44,8 @@ bool process_limit::take_fault(const fault &wanted) {
 }
 
 void process_limit::take_request(const request &asked) {
+    if ((flags_of_clone(asked) & CLONE_THREAD) != 0)
+        return pass_on(asked);
     const int running = processes_now() - own;
     for (const fault &each : limits)
         if (running >= each.numbers[0] && each.strikes(now_us()))

@@ -1,6 +1,6 @@
 // The table of processes, and its one fault: it has room for so many and no more. What starts a
-// process or a thread then fails with EAGAIN, as with RLIMIT_NPROC (see getrlimit(2)), which does
-// not hold for root.
+// process then fails with EAGAIN, as with RLIMIT_NPROC (see getrlimit(2)), which does not hold for
+// root. A thread is no process here: the program starts none, but an emulator has its own.
 #pragma once
 
 #include "simulator/devices/device_set.h"
@@ -21,7 +21,7 @@ struct process_limit final : device {
     }
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
     bool take_fault(const fault &wanted) override;
-    // A call that starts a process.
+    // A call that starts a process or a thread.
     void take_request(const request &asked) override;
 
 private:

@@ -7,16 +7,16 @@ namespace simulator::line {
 
 namespace {
 
-void pass(const character &sent, line_faults &faults, sampler &ear) {
+void pass(const character &sent, line_faults &faults, sampler &input) {
     passing_character passing{.time = sent.start, .end = sent.end, .data = sent.data};
     faults.strike(passing);
     character arriving = sent;
     arriving.data = passing.data;
     arriving.low_stop = passing.framing_error;
     if (!passing.lost)
-        ear.add(arriving);
+        input.add(arriving);
     for (const uint8_t byte : passing.inserted)
-        ear.add({.start = sent.end, .end = sent.end, .format = sent.format, .data = byte});
+        input.add({.start = sent.end, .end = sent.end, .format = sent.format, .data = byte});
 }
 
 uint32_t crossed(uint32_t raised) {
@@ -125,9 +125,10 @@ void cable::apply_faults(int64_t now) {
 // A synchronous receiver ignores single characters.
 void cable::pass_characters(direction &way) {
     std::vector<character> &loaded = way.from->output.loaded;
-    const bool is_heard = way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;
+    const bool is_received =
+        way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;
     for (const character &sent : loaded)
-        if (is_heard)
+        if (is_received)
             pass(sent, *way.faults, way.to->input.wire_end());
     loaded.clear();
 }

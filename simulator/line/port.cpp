@@ -170,9 +170,9 @@ void port::settle(int64_t now, uint32_t arriving_lines) {
 void port::take_frame(int64_t, const line_frame &frame) {
     line_format sender = format_of(settings);
     sender.bps = frame.bps;
-    const bool is_heard = is_open() && !is_hung_up && carries_frames() &&
-                          (settings.c_cflag & CREAD) != 0 && agree(sender, format_of(settings));
-    if (!is_heard)
+    const bool is_received = is_open() && !is_hung_up && carries_frames() &&
+                             (settings.c_cflag & CREAD) != 0 && agree(sender, format_of(settings));
+    if (!is_received)
         return;
     input.counts.received += static_cast<int>(frame.bytes.size());
     if (received_frames.size() >= FRAMES_KEPT) {

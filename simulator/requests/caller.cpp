@@ -123,10 +123,25 @@ bool is_interrupted(const request &asked, std::optional<uint64_t> blocked) {
     return (waiting & ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on) != 0;
 }
 
+bool has_handled_signal(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
+    return (waiting & ~field(status, "SigBlk", 16) & field(status, "SigCgt", 16)) != 0;
+}
+
 bool is_killed(const request &asked) {
     const std::string status = small_file(proc_path(asked, "status"));
     const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
     return (waiting & mask_of(SIGKILL)) != 0 || !is_waiting(asked);
+}
+
+uint64_t flags_of_clone(const request &asked) {
+    uint64_t flags = 0;
+    if (asked.call == SYS_clone)
+        flags = asked.arguments[0];
+    else if (asked.call == SYS_clone3)
+        (void)read_up_to(asked, asked.arguments[0], &flags, sizeof flags);
+    return flags;
 }
 
 void end_caller(const request &asked) {

@@ -38,8 +38,14 @@ unique_fd copy_descriptor(const request &asked, int descriptor);
 // one that stops or ends it. `blocked` signals do not; without it, those that the caller blocks.
 bool is_interrupted(const request &asked, std::optional<uint64_t> blocked = std::nullopt);
 
+// True if one of its pending signals has a handler.
+bool has_handled_signal(const request &asked);
+
 // True if the caller is being killed: its calls end without an answer.
 bool is_killed(const request &asked);
+
+// The flags of a call of clone(2) or clone3(2), which has them in memory; 0 for another call.
+uint64_t flags_of_clone(const request &asked);
 
 // Ends the caller's process.
 void end_caller(const request &asked);

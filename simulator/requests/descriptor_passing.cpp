@@ -27,6 +27,8 @@ struct descriptor_message {
 
 } // namespace
 
+// By sendmmsg(2): the sender may be under a filter that stops sendmsg(2), and whoever answers is
+// still waiting for the descriptor.
 bool send_descriptor(int socket, int descriptor) {
     descriptor_message carrier;
     cmsghdr *header = CMSG_FIRSTHDR(&carrier.message);
@@ -34,7 +36,8 @@ bool send_descriptor(int socket, int descriptor) {
     header->cmsg_type = SCM_RIGHTS;
     header->cmsg_len = CMSG_LEN(sizeof(int));
     memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-    return sendmsg(socket, &carrier.message, MSG_NOSIGNAL) == 1;
+    mmsghdr one{carrier.message, 0};
+    return sendmmsg(socket, &one, 1, MSG_NOSIGNAL) == 1;
 }
 
 unique_fd receive_descriptor(int socket) {

@@ -71,7 +71,7 @@ void held_calls::wake(int64_t time_us) {
 }
 
 bool held_calls::is_over(held &each) {
-    if (!is_waiting(each.call->asked)) {
+    if (!is_still_waiting(each.call->asked)) {
         each.call->abandon();
         return true;
     }

@@ -46,7 +46,7 @@ void request_channel::hand_over(const request &asked) {
         process_limit->take_request(asked);
         return;
     }
-    if (ports != nullptr && ports->take(asked))
+    if ((ports != nullptr && ports->take(asked)) || (lamp != nullptr && lamp->take(asked)))
         return;
     request_taker *taker = kind_of(asked.call) == call_kind::request ? find_taker(asked) : nullptr;
     if (taker != nullptr)

@@ -17,7 +17,7 @@
 
 namespace simulator {
 
-// Answers the calls on the board's ports.
+// Answers the calls on some of the board's nodes.
 struct call_taker {
     virtual ~call_taker() = default;
     // True if it has answered the call, or will.
@@ -28,6 +28,7 @@ struct request_channel final : event_source {
     unique_fd listener; // closed once no process of the program is left
     std::vector<request_taker *> takers;
     call_taker *ports = nullptr;            // none: the board has no port
+    call_taker *lamp = nullptr;             // none: the LED's terminal answers
     request_taker *process_limit = nullptr; // none: any number of processes
 
     void listen_on(unique_fd filters_listener);

@@ -6,8 +6,6 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t USUAL_POLLS = 32; // on one turn
-
 int wait_for_events(std::vector<pollfd> &polls, int64_t longest_us) {
     if (longest_us == NEVER)
         return ppoll(polls.data(), polls.size(), nullptr, nullptr);
@@ -36,12 +34,12 @@ void wake_due(std::span<event_source *const> sources) {
 int take_events(std::span<event_source *const> sources, int64_t longest_us) {
     std::vector<pollfd> polls;
     std::vector<event_source *> owners;
-    polls.reserve(USUAL_POLLS);
-    owners.reserve(USUAL_POLLS);
     for (event_source *source : sources) {
         source->add_polls(polls);
         owners.resize(polls.size(), source);
     }
+    if (polls.empty() && longest_us == 0)
+        return 0;
     // No operator's signal can interrupt the wait: the board takes those from a descriptor.
     const int events = wait_for_events(polls, longest_us);
     for (size_t i = 0; events > 0 && i < polls.size(); i++)

@@ -36,6 +36,8 @@ struct thread {
     int calls_at_once = 0;     // since the clock moved last
     int works = 0;             // of a stated cost, since the thread slept last
     bool has_executed = false; // its last call was execve(2)
+    // The end of a nanosleep during which it was stopped: the kernel makes the call again.
+    int64_t continued_sleep_us = NEVER;
 };
 
 struct process {
@@ -44,7 +46,7 @@ struct process {
     unique_fd end; // readable when it has ended
     bool has_ended = false;
     bool is_stop_unreported = false; // stopped, and the parent has not waited for that
-    thread *vfork_parent = nullptr;
+    pid_t vfork_parent = 0;          // the thread that waits for its execve(2); 0: none
 };
 
 struct process_table {

@@ -7,7 +7,6 @@
 #include "simulator/time/clock_calls.h"
 #include "simulator/time/clock_stub.h"
 #include "simulator/time/sleeping_calls.h"
-#include "simulator/time/work_costs.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,22 +25,12 @@ constexpr int64_t SPIN_COST_US = 1;
 constexpr long TICK_NS = 2'000'000;
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
-// The flags of clone(2), which clone3(2) has in memory.
-uint64_t birth_flags(const request &asked) {
-    uint64_t flags = 0;
-    if (asked.call == SYS_clone)
-        flags = asked.arguments[0];
-    else if (asked.call == SYS_clone3)
-        (void)read_up_to(asked, asked.arguments[0], &flags, sizeof flags);
-    return flags;
-}
-
 bool is_vfork(const request &asked) {
 #ifdef SYS_vfork
     if (asked.call == SYS_vfork)
         return true;
 #endif
-    return (birth_flags(asked) & CLONE_VFORK) != 0;
+    return (flags_of_clone(asked) & CLONE_VFORK) != 0;
 }
 
 bool is_birth(const request &asked) {
@@ -150,14 +139,16 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
         return false;
     }
     vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
+    if (kind == timed_kind::work && opens_file(of.asked.call))
+        await_opening(of);
     const bool is_back = await(of);
-    if (kind == timed_kind::close)
-        (void)take_events(devices, 0); // a device may get its node ready for the next open
     vforking = nullptr;
     if (of.has_executed)
         drop_ended_siblings(of);
     if (kind == timed_kind::birth)
         find_children(of);
+    if (kind == timed_kind::send_log)
+        after_send();
     if (kind == timed_kind::send_signal) {
         has_signal = true;
         bury_killed();
@@ -183,13 +174,15 @@ void scheduler::take_call(thread &of) {
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
+    if (row.kind != timed_kind::sleep)
+        of.continued_sleep_us = NEVER;
     switch (row.kind) {
     case timed_kind::read_clock:
         return answer_clock(of.asked);
     case timed_kind::describe_machine:
         return answer_sysinfo(of.asked);
     case timed_kind::sleep:
-        return calls.held.take(make_sleep(of.asked));
+        return calls.held.take(make_sleep(of.asked, of));
     case timed_kind::wait_for_signal:
         has_signal = true; // one may be there already
         return calls.held.take(make_wait_for_signal(of.asked));
@@ -201,6 +194,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return yield(of);
     case timed_kind::work:
         return do_work(of);
+    case timed_kind::poll_with_mask:
+        has_signal = true; // one that only the mask lets through may be there already
+        return requests.hand_over(of.asked);
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
@@ -209,8 +205,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         if (!futex_waits.take(of.asked, of, processes, calls.held))
             pass_on(of.asked);
         return;
-    case timed_kind::send_log:
-        before_send();
+    case timed_kind::not_modelled:
+        unknown[row.name]++;
         return pass_on(of.asked);
     case timed_kind::break_after_execute:
         if (of.has_executed) {
@@ -227,14 +223,16 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
 // An open of a port takes no time. All file systems of the board are in memory: sync(2) does
 // nothing else, and would wait for the machine's disks.
 void scheduler::do_work(thread &of) {
+    if (!memories.empty() && opens_file(of.asked.call))
+        (void)take_events(memories, 0); // what was closed gets ready for this open
     if (of.asked.call == SYS_sync)
         answer(of.asked, 0);
     else
         requests.hand_over(of.asked);
     const bool is_of_port = of.asked.call != SYS_sync && of.answer.flags == 0;
-    if (of.now == thread::state::ready && !is_of_port && is_work(of.asked) &&
-        ++of.works > FREE_WORKS)
-        delay(of, now_us() + cost_of_work_us(of.asked.call));
+    const int64_t cost_us = is_of_port ? 0 : costs.of(of.asked);
+    if (of.now == thread::state::ready && cost_us > 0 && ++of.works > FREE_WORKS)
+        delay(of, now_us() + cost_us);
 }
 
 void scheduler::yield(thread &of) {
@@ -277,6 +275,18 @@ void scheduler::wake(int64_t time_us) {
 }
 
 // Waiting until threads are stopped again.
+
+// An open of a memory waits until the board has seen it. The memory reports it at once: the second
+// tick, which ends other waits, comes some milliseconds later.
+void scheduler::await_opening(const thread &of) {
+    if (memories.empty())
+        return;
+    std::vector<pollfd> polls = {{of.listener, POLLIN, 0}};
+    for (const event_source *memory : memories)
+        memory->add_polls(polls);
+    if (poll(polls.data(), polls.size(), -1) > 0 && polls[0].revents == 0)
+        (void)take_events(memories, 0);
+}
 
 // False if the thread has gone, or waits in the kernel. Most threads are stopped again long before
 // the second tick: only then is the look worth its price.
@@ -393,7 +403,7 @@ void scheduler::admit(pid_t id, thread &parent) {
     const family of = family_of_task(id);
     thread &child = processes.add(id, parent.listener, of.process, of.parent);
     if (parent.now == thread::state::waits_for_child)
-        child.owner->vfork_parent = &parent;
+        child.owner->vfork_parent = parent.id;
     const auto arrived = std::ranges::find(strangers, id, &request::caller);
     if (arrived != strangers.end()) {
         const request asked = *arrived;
@@ -467,8 +477,8 @@ void scheduler::bury_killed() {
 
 // The parent's next call may have come before the child's.
 void scheduler::free_vfork_parent(process &child) {
-    thread *parent = std::exchange(child.vfork_parent, nullptr);
-    if (parent == nullptr)
+    thread *parent = processes.find(std::exchange(child.vfork_parent, 0));
+    if (parent == nullptr) // it has been killed
         return;
     const bool is_stopped = parent->now == thread::state::held;
     if (is_stopped || (parent->now == thread::state::waits_for_child && await(*parent)))
@@ -520,14 +530,12 @@ void scheduler::advance() {
     look_at_left();
 }
 
-// The devices with nodes that the program uses are looked at each time: what is written to a
-// terminal may arrive after the writer has been stopped again. The operator, visitors and threads
-// in the kernel are looked at when there may be something.
+// The operator, visitors and threads in the kernel are looked at when there may be something.
 bool scheduler::take_all_events(int64_t wait_us) {
     calls.look_at_nodes(false);
     const bool is_full = looks_everywhere || wait_us > 0 || !left.empty() || has_ticked != 0;
     if (!is_full)
-        return take_events(devices, 0) > 0;
+        return take_events(watched, 0) > 0;
     has_ticked = 0;
     looks_everywhere = false;
     calls.look_at_nodes(true);

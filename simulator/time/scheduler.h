@@ -49,6 +49,7 @@
 #include "simulator/time/processes.h"
 #include "simulator/time/task_view.h"
 #include "simulator/time/timed_calls.h"
+#include "simulator/time/work_costs.h"
 
 #include <ctime>
 #include <deque>
@@ -68,11 +69,13 @@ struct scheduler final : event_source, response_keeper {
 
     // Wakes and watches the devices; the scheduler itself is one of them, held calls are the last.
     std::vector<event_source *> sources;
-    std::vector<event_source *> devices; // those of them with nodes that the program uses
+    std::vector<event_source *> watched;  // those of them that are looked at before each jump
+    std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
-    call_log log;                      // not open without --calls
-    double speed = 0;                  // times the machine's; 0: as fast as it can
-    std::function<void()> before_send; // a message for the log is about to be sent
+    call_log log; // not open without --calls
+    work_costs costs;
+    double speed = 0;                 // times the machine's; 0: as fast as it can
+    std::function<void()> after_send; // a message for the log may have been sent
     // Ends the run: the program computes without an end.
     std::function<void(const std::string &where)> give_up;
 
@@ -84,7 +87,7 @@ struct scheduler final : event_source, response_keeper {
     void note_signal() {
         has_signal = true;
     }
-    // Sleeping calls of which the board knows nothing, and how often each was seen.
+    // Sleeping calls and timers that the board does not model, and how often each was seen.
     const std::map<std::string, int> &unknown_sleeps() const {
         return unknown;
     }
@@ -108,6 +111,7 @@ private:
 
     // Waiting until threads are stopped again.
     bool await(thread &of);
+    void await_opening(const thread &of);
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);

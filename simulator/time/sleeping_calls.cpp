@@ -1,5 +1,6 @@
 #include "simulator/time/sleeping_calls.h"
 
+#include "simulator/requests/caller.h"
 #include "simulator/time/caller_times.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace {
 // nanosleep has the wanted time and the place of the rest first, clock_nanosleep after the clock
 // and the flags.
 struct sleep_call final : stopped_call {
-    explicit sleep_call(const request &of) : stopped_call(of) {
+    sleep_call(const request &of, thread &sleeping) : stopped_call(of), caller(sleeping) {
         const bool has_clock = of.call == SYS_clock_nanosleep;
         const size_t first = has_clock ? 2 : 0;
         rest_at = of.arguments[first + 1];
@@ -24,6 +25,9 @@ struct sleep_call final : stopped_call {
             return;
         const bool is_calendar = has_clock && of.arguments[0] == CLOCK_REALTIME;
         end_us = is_moment ? end_of_wait_us(*wanted, is_calendar) : now_us() + *wanted;
+        const int64_t continued_us = std::exchange(caller.continued_sleep_us, NEVER);
+        if (continued_us != NEVER && !is_moment)
+            end_us = continued_us;
     }
 
     verdict attempt() override {
@@ -39,10 +43,14 @@ struct sleep_call final : stopped_call {
             return verdict::done(-RESTARTED_WITHOUT_HANDLER);
         if (rest_at != 0)
             (void)write_timespec(asked, rest_at, std::max<int64_t>(0, end_us - now_us()));
-        return verdict::done(-EINTR);
+        if (has_handled_signal(asked))
+            return verdict::done(-EINTR);
+        caller.continued_sleep_us = end_us; // it is being stopped
+        return verdict::done(-RESTARTED_WITHOUT_HANDLER);
     }
 
 private:
+    thread &caller;
     uint64_t rest_at;
     bool is_moment;
     int64_t end_us = NEVER;
@@ -83,8 +91,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<stopped_call> make_sleep(const request &asked) {
-    return std::make_unique<sleep_call>(asked);
+std::unique_ptr<stopped_call> make_sleep(const request &asked, thread &caller) {
+    return std::make_unique<sleep_call>(asked, caller);
 }
 
 std::unique_ptr<stopped_call> make_wait_for_signal(const request &asked) {

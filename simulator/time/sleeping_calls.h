@@ -2,13 +2,14 @@
 #pragma once
 
 #include "simulator/requests/held_calls.h"
+#include "simulator/time/processes.h"
 
 #include <memory>
 
 namespace simulator {
 
 // nanosleep(2) and clock_nanosleep(2).
-std::unique_ptr<stopped_call> make_sleep(const request &asked);
+std::unique_ptr<stopped_call> make_sleep(const request &asked, thread &caller);
 
 // pause(2), rt_sigsuspend(2) and rt_sigtimedwait(2).
 std::unique_ptr<stopped_call> make_wait_for_signal(const request &asked);

@@ -64,6 +64,19 @@ bool is_off_processor(pid_t thread) {
     return !text_of(thread, "syscall").starts_with("running");
 }
 
+std::string name_of_sleep(int call) {
+    switch (call) {
+    case SYS_epoll_pwait:
+    case SYS_epoll_pwait2:
+#ifdef SYS_epoll_wait
+    case SYS_epoll_wait:
+#endif
+        return "epoll_wait";
+    default:
+        return "system call " + std::to_string(call);
+    }
+}
+
 std::string mapped_file(pid_t thread, uint64_t address) {
     std::ifstream maps(path_of(thread, "maps"));
     for (std::string line; std::getline(maps, line);) {
@@ -102,7 +115,7 @@ std::string unknown_sleep_of_task(pid_t thread) {
         return "";
     if (std::ranges::find(WAITS_FOR_OTHERS, number) != std::end(WAITS_FOR_OTHERS))
         return "";
-    return "system call " + std::to_string(number);
+    return name_of_sleep(number);
 }
 
 bool ignores_children(pid_t process) {

@@ -26,6 +26,7 @@ enum class timed_kind {
     describe_machine,
     // The kernel carries these out in the end.
     poll,
+    poll_with_mask,
     work,
     send_log,
     send_signal,
@@ -35,6 +36,7 @@ enum class timed_kind {
     end,
     first_of_child,
     close,
+    not_modelled, // starts a timer of the machine's time
 };
 
 struct timed_call {
@@ -54,9 +56,9 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_nanosleep, "nanosleep", timed_kind::sleep},
     {SYS_clock_nanosleep, "clock_nanosleep", timed_kind::sleep},
     {SYS_poll, "poll", timed_kind::poll},
-    {SYS_ppoll, "ppoll", timed_kind::poll},
+    {SYS_ppoll, "ppoll", timed_kind::poll_with_mask},
     {SYS_select, "select", timed_kind::poll},
-    {SYS_pselect6, "pselect6", timed_kind::poll},
+    {SYS_pselect6, "pselect6", timed_kind::poll_with_mask},
     {SYS_pause, "pause", timed_kind::wait_for_signal},
     {SYS_rt_sigsuspend, "rt_sigsuspend", timed_kind::wait_for_signal},
     {SYS_rt_sigtimedwait, "rt_sigtimedwait", timed_kind::wait_for_signal},
@@ -66,6 +68,8 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_alarm, "alarm", timed_kind::set_timer},
     {SYS_setitimer, "setitimer", timed_kind::set_timer},
     {SYS_getitimer, "getitimer", timed_kind::set_timer},
+    {SYS_timer_settime, "timer_settime", timed_kind::not_modelled},
+    {SYS_timerfd_settime, "timerfd_settime", timed_kind::not_modelled},
     {SYS_sched_yield, "sched_yield", timed_kind::yield},
     {SYS_open, "open", timed_kind::work},
     {SYS_openat, "openat", timed_kind::work},
@@ -75,6 +79,7 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_fsync, "fsync", timed_kind::work},
     {SYS_fdatasync, "fdatasync", timed_kind::work},
     {SYS_sendto, "sendto", timed_kind::send_log},
+    {SYS_sendmsg, "sendmsg", timed_kind::send_log},
     {SYS_kill, "kill", timed_kind::send_signal},
     {SYS_tkill, "tkill", timed_kind::send_signal},
     {SYS_tgkill, "tgkill", timed_kind::send_signal},

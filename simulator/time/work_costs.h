@@ -7,39 +7,25 @@
 
 #include "simulator/requests/request.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <iterator>
-#include <sys/mman.h>
-#include <sys/syscall.h>
 
 namespace simulator {
 
 constexpr int FREE_WORKS = 400; // between two sleeps
 
-struct work_cost {
-    int call;
-    int64_t cost_us;
+// Of one call, in microseconds, 0 to 1,000,000.
+struct work_costs {
+    int open_us = 250; // looks up a name in the flash's directory, and reads the file's first block
+    int mmap_us = 2000; // a block of 64 KiB filled, compared and wiped
+    int sync_us = 2000; // the battery-backed store; fsync(2) and fdatasync(2) too
+
+    // 0 for a call that is no work.
+    int64_t of(const request &asked) const;
 };
 
-constexpr work_cost WORK_COSTS[] = {
-    {SYS_openat, 250}, // looks up a name in the flash's directory, and reads the file's first block
-    {SYS_mmap, 2000},  // a block of 64 KiB filled, compared and wiped
-    {SYS_sync, 2000},  // the battery-backed store
-    {SYS_fsync, 2000}, {SYS_fdatasync, 2000},
-#ifdef SYS_open
-    {SYS_open, 250},   {SYS_creat, 250},
-#endif
-};
+// Changes the costs that a text names: "open=100,sync=5000". False after a message.
+bool take_work_costs(work_costs &costs, const char *text);
 
-// Addresses without memory, as an emulator keeps them free, are no work.
-constexpr bool is_work(const request &asked) {
-    return asked.call != SYS_mmap || asked.arguments[2] != PROT_NONE;
-}
-
-constexpr int64_t cost_of_work_us(int call) {
-    const auto *found = std::ranges::find(WORK_COSTS, call, &work_cost::call);
-    return found != std::end(WORK_COSTS) ? found->cost_us : 0;
-}
+bool opens_file(int call);
 
 } // namespace simulator

@@ -44,10 +44,10 @@ bool is_board_name(std::string_view name) {
 
 unique_fd claim_name(const std::string &name) {
     const socket_address own(name);
-    unique_fd door(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (door.is_open() && bind(door.get(), own.get(), own.length) == 0 &&
-        listen(door.get(), VISITORS_WAITING) == 0)
-        return door;
+    unique_fd listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (listener.is_open() && bind(listener.get(), own.get(), own.length) == 0 &&
+        listen(listener.get(), VISITORS_WAITING) == 0)
+        return listener;
     if (errno == EADDRINUSE)
         report("--name %s: a board of that name is running", name.c_str());
     else

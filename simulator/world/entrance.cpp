@@ -45,8 +45,8 @@ unique_fd own_process() {
 } // namespace
 
 void entrance::add_polls(std::vector<pollfd> &polls) const {
-    if (door.is_open())
-        polls.push_back({door.get(), POLLIN, 0});
+    if (listener.is_open())
+        polls.push_back({listener.get(), POLLIN, 0});
     for (const unique_fd &visitor : visitors)
         polls.push_back({visitor.get(), POLLIN, 0});
     for (const request_channel &channel : channels)
@@ -54,8 +54,8 @@ void entrance::add_polls(std::vector<pollfd> &polls) const {
 }
 
 void entrance::ready(const pollfd &event) {
-    if (event.fd == door.get())
-        return let_in();
+    if (event.fd == listener.get())
+        return accept_visitor();
     const auto visitor = std::ranges::find(visitors, event.fd, &unique_fd::get);
     if (visitor != visitors.end()) {
         channels.emplace_back();
@@ -72,8 +72,8 @@ void entrance::ready(const pollfd &event) {
     channels.remove_if([](const request_channel &each) { return !each.listener.is_open(); });
 }
 
-void entrance::let_in() {
-    unique_fd visitor(accept4(door.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+void entrance::accept_visitor() {
+    unique_fd visitor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!visitor.is_open() || !is_same_user(visitor.get()))
         return;
     const std::vector<uint32_t> words = words_of(rules);

@@ -12,7 +12,7 @@
 namespace simulator {
 
 struct entrance final : event_source {
-    unique_fd door;                      // see claim_name; none: the board has no name
+    unique_fd listener;                  // see claim_name; none: the board has no name
     std::vector<request_taker *> takers; // of the board's devices
     call_taker *ports = nullptr;         // see request_channel
     request_taker *process_limit = nullptr;
@@ -22,7 +22,7 @@ struct entrance final : event_source {
     void ready(const pollfd &event) override;
 
 private:
-    void let_in();
+    void accept_visitor();
 
     std::vector<unique_fd> visitors; // that have not sent their descriptor yet
     std::list<request_channel> channels;

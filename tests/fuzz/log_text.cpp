@@ -27,23 +27,27 @@ private:
 
 } // namespace
 
-// Without a whole list nothing passes, and every form can be written.
+// Without a whole list nothing passes, unless it is expected and a status report shows it, and
+// every form can be written. One input in four is judged by what is expected.
 void fuzz_log_text(std::span<const uint8_t> input) {
+    static const judge_rules EXPECTING = {{}, expect("-C1 -P4 -Y /r0/t -F -L -K -E28 -D")};
+    static const judge_rules NO_RULES;
+    const judge_rules &rules = input.size() % 4 == 0 ? EXPECTING : NO_RULES;
     const std::string_view text(reinterpret_cast<const char *>(input.data()), input.size());
     given_bytes source(input);
     log_history history;
     log_reader(source, 2026, history).read_all();
     history.finish();
-    const totals all = judge_all(history, {});
+    const totals all = judge_all(history, rules);
     const bool has_list = text.find("<OL>") != std::string_view::npos &&
                           text.find("<LI> ") != std::string_view::npos &&
                           text.find("</OL><P>") != std::string_view::npos;
     require(has_list || exit_code_of(all) != EVERYTHING_PASSES);
-    // Writing takes longer than all the rest: one input in eight, by its length.
+    // Writing takes longer than all the rest: one input in 32, by its length.
     constexpr std::array FORMS = {json_report, junit_report, tap_report};
-    if (input.size() % 8 != 0)
+    if (input.size() % 32 != 0)
         return;
     std::ostringstream out;
-    write_report(*FORMS[input.size() / 8 % FORMS.size()](out), history, {}, all);
+    write_report(*FORMS[input.size() / 32 % FORMS.size()](out), history, rules, all);
     require(!out.str().empty());
 }

@@ -13,6 +13,7 @@
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"
+#include "tests/fuzz/targets.h"
 #include "tests/support/log_text.h"
 
 namespace {
@@ -78,32 +79,41 @@ TEST(Reading, every_line_that_the_program_writes_is_read_back) {
     expect_lines_read_back(RESULTS_ROWS, [](std::string_view line, TestRecord &record) {
         return read_results_line(line, record);
     });
-    expect_lines_read_back(REPORT_ROWS, read_report_line);
+    expect_lines_read_back(REPORT_ROWS, [](std::string_view line, TestRecord &record) {
+        int64_t bit_rate = 0;
+        return read_report_line(line, record, bit_rate);
+    });
 }
 
+// The second line of a record, clean or with errors and samples, after any first one.
 TEST(Reading, the_quick_way_gives_the_same_as_the_whole_one) {
     std::mt19937 random(2);
+    const auto line_of = [](const line_row &row, TestRecord record) {
+        record.test_letter = static_cast<int32_t>(row.letter);
+        record.unit = 3;
+        record.kind_code = 5;
+        fit_unit(record, row.letter);
+        char line[longest_line(RESULTS_ROWS)];
+        const int length = format_line(RESULTS_ROWS, record, line);
+        return std::string(line, static_cast<size_t>(length) - 1);
+    };
     for (const line_row &row : RESULTS_ROWS)
-        for (int i = 0; i < 100 && row.format[0] != '\0'; ++i) {
-            TestRecord before = {};
-            before.test_letter = static_cast<int32_t>(row.letter);
-            before.unit = 3;
-            fit_unit(before, row.letter);
-            TestRecord now = before;
+        for (int i = 0; i < 200 && row.format[0] != '\0'; ++i) {
+            TestRecord now = {};
             now.read_count = static_cast<uint32_t>(random());
             now.write_count = static_cast<uint32_t>(random()) >> 20;
-            now.prev_read_count = static_cast<uint32_t>(random()) >> 10;
-            char line[longest_line(RESULTS_ROWS)];
-            const std::string_view text(
-                line, static_cast<size_t>(format_line(RESULTS_ROWS, now, line)) - 1);
+            const std::string text = line_of(row, i % 2 == 0 ? now : random_record(random));
+            TestRecord before;
             TestRecord quick;
             TestRecord whole;
+            ASSERT_TRUE(read_results_line(line_of(row, random_record(random)), before));
             ASSERT_TRUE(read_results_line(text, whole)) << text;
-            ASSERT_TRUE(read_results_line(text, before));
-            ASSERT_TRUE(read_clean_line(text, line_start(before), layout_of(before.test_letter),
-                                        before, quick))
+            ASSERT_TRUE(read_next_line(text, line_start(before), layout_of(before.test_letter),
+                                       before, quick))
                 << text;
             EXPECT_EQ(memcmp(&quick, &whole, sizeof quick), 0) << text;
+            EXPECT_FALSE(read_next_line(text + ",0", line_start(before),
+                                        layout_of(before.test_letter), before, quick));
         }
 }
 
@@ -269,6 +279,11 @@ TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     EXPECT_EQ(history.boards[0].runs[0].lists, 3U);
     EXPECT_EQ(all.is, verdict::FAIL);
     (void)unlink(old.c_str());
+}
+
+// The target aborts when something does not hold.
+TEST(Reading, the_logs_of_the_fuzzer_are_judged_without_a_fault) {
+    EXPECT_GT(replay("log_text", fuzz_log_text), 0);
 }
 
 TEST(Reading, a_damaged_packed_file_is_reported) {

@@ -165,6 +165,16 @@ const verdict_case CASES[] = {
      crossover(500, 499, "0,0,0", 499, "1,0,0", 10),
      SOMETHING_IS_WRONG,
      {"RTS of port 2, or CTS or DCD of port 8"}},
+    {"late frames count in both records and have one direction",
+     crossover(500, 499, "0,0,3", 499, "0,0,3", 10),
+     SOMETHING_IS_WRONG,
+     {"FAIL       sp8 loop -E              499 read                  3 errors  frames from port 2 "
+      "reach port 8 too late"}},
+    {"time-outs for frames that do not arrive are no fault of the other direction",
+     crossover(500, 0, "0,499,499", 499, "0,0,499", 10),
+     SOMETHING_IS_WRONG,
+     {"frames from port 2 do not reach port 8: transmitter 2, cable or receiver 8; check with -E82",
+      "time-outs at port 8 for the frames from port 2 that do not arrive; its own reach port 2"}},
     {"no cable",
      crossover(500, 0, "2,499,499", 0, "2,499,499", 10),
      SOMETHING_IS_WRONG,
@@ -340,6 +350,45 @@ TEST(Forms, json_follows_its_schema) {
         const json seen = json::parse(judge_text(log, rules, json_report).report);
         expect_valid(seen, schema, schema, "");
         EXPECT_EQ(seen["schema"], schema["properties"]["schema"]["enum"][0]);
+    }
+}
+
+size_t count_of(std::string_view part, std::string_view text) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string_view::npos; at += part.size())
+        ++count;
+    return count;
+}
+
+// A script may look at the form alone.
+TEST(Forms, junit_and_tap_have_a_failure_where_the_exit_status_is_not_0) {
+    const std::string held = item("8 dram user alloc 0 test 0");
+    const std::string report = "\nsp4, pid   -7 produce, wrote 00002286, errors 0000\n";
+    const struct {
+        std::string log;
+        judge_rules rules;
+        size_t failures;
+    } cases[] = {
+        {list(10, {producer(5), held}), {}, 0},
+        {list(10, {producer(5), held}), expecting("-P2 -D"), 1},
+        {list(10, {producer(5, "0,0,1"), held}), expecting("-P2 -D"), 2},
+        {list(10, {producer(5)}), expecting("-P2 -K"), 0},
+        {list(10, {held}), {}, 1},
+        {list(10, {held}) + list(9000, {producer(5)}), {}, 0},
+        {list(10, {}), {}, 1},
+        {"", {}, 1},
+        {good_run("a oven") + list(10, {held}, "b oven"), {}, 1},
+        {report, {}, 1},
+        {report, expecting("-P4"), 0},
+        {report, expecting("-P4 -E28"), 1},
+        {good_run() + at(50, "<OL>"), {}, 1},
+    };
+    for (const auto &each : cases) {
+        const outcome junit = judge_text(each.log, each.rules, junit_report);
+        const outcome tap = judge_text(each.log, each.rules, tap_report);
+        EXPECT_EQ(count_of("<failure", junit.report), each.failures) << junit.report;
+        EXPECT_EQ(count_of("not ok", tap.report), each.failures) << tap.report;
+        EXPECT_EQ(junit.status == EVERYTHING_PASSES, each.failures == 0) << junit.report;
     }
 }
 

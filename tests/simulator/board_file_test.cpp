@@ -41,6 +41,9 @@ TEST(BoardFile, is_refused_with_file_line_and_what_is_valid) {
         {"cable = {a = 1}", ":1: cable: the value is a text PORT-PORT"},
         {"port = [3, \"5s\"]\nfault = \"cut:4\"", ":2: --fault cut:4: this board has no port 4"},
         {"board = \"other\"", ":1: board: unknown key"},
+        {"clock-costs = [\"open=9\",\n\"close=9\"]",
+         ":2: --clock-costs close=9: close=9: a cost is "
+         "open=, mmap= or sync= and 0 to 1000000"},
         {"loop =\n", ":1: "},
     };
     std::string path = "/tmp/hk_board_file_XXXXXX";

@@ -1,6 +1,7 @@
 // The board's own time (--clock virtual): sleeping calls take the time that they take on a machine,
 // and a command has one log, whatever else the machine does.
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -77,12 +78,15 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "sigsuspend: EINTR 13\n"
                                "sigtimedwait: EAGAIN 10\n"
                                "sigtimedwait with an alarm: ok 4\n"
-                               "alarms handled: 2\n"
+                               "ppoll that lets an alarm through: EINTR 6\n"
+                               "pselect that lets an alarm through: EINTR 6\n"
+                               "alarms handled: 4\n"
                                "alarms of a period in 20: 6\n"
                                "alarm left: 3\n"
                                "wait with an alarm: EINTR 7\n"
                                "wait again: ok 8\n"
                                "wait with an alarm that restarts it: ok 15\n"
+                               "nanosleep during which it is stopped: ok 20\n"
                                "wait without a child: ECHILD 0\n"
                                "waitpid that does not wait: ok 0\n"
                                "wait for a killed child: ok 0\n"
@@ -126,6 +130,11 @@ const repeated_run REPEATED_RUNS[] = {
      {"--datakey", "present", "--eeprom", "good", "--fault", "gone:datakey@2-4"},
      {"-S1", "-S2"},
      3},
+    {"memories_that_fail_beside_ports",
+     {"--cable", "2-8", "--datakey", "present", "--eeprom", "good", "--fault", "fail:datakey:7",
+      "--fault", "slow:eeprom:20@2-6"},
+     {"-S1", "-S2", "-E28"},
+     3},
     {"released_storage", {"--release"}, {"-Y/r0/dir", "-M/r0/a:/r0/b:1"}, 3},
     {"panel", {"--keys", "s @1 \\e[A @2.5 \\r"}, {"-K"}, 3},
     {"faults",
@@ -160,7 +169,7 @@ TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
     const std::string stress = own_program(HK_STRESS_PATH, {}).back();
     const std::string run = (IS_EMULATED ? std::string(HK_EMULATOR) + " " : "") + stress;
     const std::vector<std::string> script = {"/bin/sh", "-c",
-                                             run + " -d1 -l4 -E28 & first=$!; sleep 0.5; " + run +
+                                             run + " -d1 -l4 -E28 & first=$!; " + run +
                                                  " -d1 -l4 -C1 & second=$!; sleep 5; " +
                                                  "kill -USR1 $first; kill -TERM $second; sleep 2; "
                                                  "kill -TERM $first; wait; echo $(date)"};
@@ -169,11 +178,31 @@ TEST(OwnTime, is_the_same_for_a_script_that_starts_and_stops_runs) {
     EXPECT_EQ(log_of({"--cable", "2-8", "--port", "1"}, script), alone);
 }
 
+// Beside ports the board does not stop the close of another file. The test opens the key every 5
+// ms.
+TEST(OwnTime, has_a_memory_fail_at_each_opening_beside_ports) {
+    board_run run = board_run::program(in_own_time({"--cable", "2-8", "--datakey", "present",
+                                                    "--fault", "fail:datakey:1@1-2", "--for", "3"}),
+                                       own_program(HK_STRESS_PATH, {"-d1", "-S1"}));
+    EXPECT_EQ(run.finish(), 0);
+    const bool struck = std::any_of(run.log.begin(), run.log.end(), [](const auto &line) {
+        return line.text == "fault fail:datakey:1 struck 200 times";
+    });
+    EXPECT_TRUE(struck);
+}
+
 TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
-    board_run run =
-        board_run::program(in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"epoll"}));
-    EXPECT_EQ(run.finish(), NOT_MODELLED);
-    EXPECT_NE(run.errors.find("slept 1 time"), std::string::npos) << run.errors;
+    const std::pair<const char *, const char *> sleeps[] = {
+        {"epoll", "epoll_wait waited 1 time "},
+        {"timer", "timer_settime waited 1 time "},
+        {"timerfd", "timerfd_settime waited 1 time "},
+    };
+    for (const auto &[how, says] : sleeps) {
+        board_run run =
+            board_run::program(in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {how}));
+        EXPECT_EQ(run.finish(), NOT_MODELLED);
+        EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
+    }
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {

@@ -1,6 +1,6 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
-// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll" it makes
-// one sleeping call that the board's own time does not know.
+// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll",
+// "timer" or "timerfd" it makes one sleep that the board's own time does not know.
 
 #include <array>
 #include <cerrno>
@@ -15,9 +15,11 @@
 #include <functional>
 #include <mutex>
 #include <poll.h>
+#include <string_view>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <sys/time.h>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <thread>
@@ -67,12 +69,17 @@ void show(const char *fact, const std::function<long()> &call) {
            took);
 }
 
+void sleep_ms(int ms) {
+    const timespec span = span_of(ms);
+    (void)nanosleep(&span, nullptr);
+}
+
+// Its status is the error of the sleep.
 pid_t child_that_sleeps(int ms) {
     const pid_t child = fork();
     if (child == 0) {
         const timespec span = span_of(ms);
-        (void)nanosleep(&span, nullptr);
-        _exit(0);
+        _exit(nanosleep(&span, nullptr) == 0 ? 0 : errno);
     }
     return child;
 }
@@ -146,6 +153,11 @@ void show_signals() {
     show("sigtimedwait", [&] { return sigtimedwait(&blocked, nullptr, &span); });
     alarm_in(40);
     show("sigtimedwait with an alarm", [&] { return sigtimedwait(&blocked, nullptr, &span); });
+    alarm_in(60);
+    show("ppoll that lets an alarm through", [&] { return ppoll(nullptr, 0, nullptr, &before); });
+    alarm_in(60);
+    show("pselect that lets an alarm through",
+         [&] { return pselect(0, nullptr, nullptr, nullptr, nullptr, &before); });
     (void)sigprocmask(SIG_SETMASK, &before, nullptr);
     printf("alarms handled: %d\n", static_cast<int>(alarms));
 }
@@ -174,8 +186,20 @@ void show_children() {
     handle_alarm(SA_RESTART);
     child_that_sleeps(150);
     alarm_in(70);
+    show("wait with an alarm that restarts it", [] { return wait(nullptr); });
+    const pid_t sleeper = child_that_sleeps(200);
     show(
-        "wait with an alarm that restarts it", [] { return wait(nullptr); });
+        "nanosleep during which it is stopped",
+        [&] {
+            int status = 0;
+            sleep_ms(50);
+            (void)kill(sleeper, SIGSTOP);
+            sleep_ms(70);
+            (void)kill(sleeper, SIGCONT);
+            (void)waitpid(sleeper, &status, 0);
+            errno = WEXITSTATUS(status);
+            return errno == 0 ? 0 : -1;
+        });
     show("wait without a child", [] { return wait(nullptr); });
     const pid_t child = child_that_sleeps(150);
     show("waitpid that does not wait", [&] { return waitpid(child, nullptr, WNOHANG); });
@@ -245,13 +269,31 @@ void show_ports() {
     show("read with an alarm", [&] { return read(other, read_back.data(), 1); });
 }
 
-} // namespace
-
-int main(int argc, char **) {
-    if (argc > 1) {
+// Returns 0 if it has slept.
+int sleep_unknown(std::string_view how) {
+    const itimerspec soon = {{}, span_of(20)};
+    if (how == "epoll") {
         epoll_event none{};
         return epoll_wait(epoll_create1(0), &none, 1, 20);
     }
+    if (how == "timerfd") {
+        const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
+        uint64_t expired = 0;
+        (void)timerfd_settime(timer, 0, &soon, nullptr);
+        return read(timer, &expired, sizeof expired) == sizeof expired ? 0 : 1;
+    }
+    sigevent none{};
+    none.sigev_notify = SIGEV_NONE;
+    timer_t timer{};
+    (void)timer_create(CLOCK_MONOTONIC, &none, &timer);
+    return timer_settime(timer, 0, &soon, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **arguments) {
+    if (argc > 1)
+        return sleep_unknown(arguments[1]);
     handle_alarm(0);
     show_sleeps();
     show_polls();

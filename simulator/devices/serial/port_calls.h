@@ -28,7 +28,7 @@ namespace simulator {
 
 struct port_calls final : call_taker, event_source {
     port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
-        : ports(std::move(all_ports)), numbers(port_numbers) {}
+        : numbers(port_numbers), ports(std::move(all_ports)) {}
 
     // False after a message. The nodes of the ports are open.
     bool watch_nodes();
@@ -40,6 +40,8 @@ struct port_calls final : call_taker, event_source {
     std::optional<port_descriptors> rule() const {
         return has_ports() ? std::optional(numbers) : std::nullopt;
     }
+    // The numbers of descriptors on which the filter stops calls.
+    const port_descriptors numbers;
 
     // True if the call is on a port: it is then answered or held.
     bool take(const request &asked) override;
@@ -76,7 +78,6 @@ private:
     bool copy(const request &asked, int least, bool close_on_exec);
 
     const std::vector<serial_port *> ports;
-    const port_descriptors numbers;
     mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
     mutable bool may_have_changed = true;
     unique_fd node_events; // of all ports

@@ -58,6 +58,7 @@ port_poll::port_poll(const request &of, call_kind call, const port_calls &ports)
         read_select_set();
     else
         read_poll_set();
+    read_mask();
     find_ports(ports);
     if (has_port() || ports.takes_all_polls)
         read_deadline();
@@ -122,6 +123,19 @@ void port_poll::read_deadline() {
         deadline_us = now_us() + time[0] * US_PER_SECOND + fraction_us;
 }
 
+// ppoll has its address, pselect a structure with that.
+void port_poll::read_mask() {
+    uint64_t address = kind == call_kind::ppoll ? asked.arguments[3] : 0;
+    const uint64_t pair = kind == call_kind::pselect ? asked.arguments[5] : 0;
+    if (pair != 0)
+        is_good = read_memory(asked, pair, &address, sizeof address) && is_good;
+    uint64_t read = 0;
+    if (address == 0)
+        return;
+    is_good = read_memory(asked, address, &read, sizeof read) && is_good;
+    mask = read;
+}
+
 void port_poll::look() {
     for (entry &each : entries) {
         each.found = 0;
@@ -155,6 +169,8 @@ uint64_t port_poll::changes() const {
 }
 
 verdict port_poll::interrupt() {
+    if (mask)
+        return verdict::passed_on();
     give_time_left();
     return verdict::done(-RESTARTED_WITHOUT_HANDLER);
 }

@@ -2,7 +2,8 @@
 // line reports the events of ports. The board copies other descriptors and polls them in its event
 // loop. The kernel answers a set without a port.
 //
-// The signal mask of ppoll and pselect is not applied while the call waits.
+// When a signal comes that the mask of ppoll or pselect lets through, the kernel carries out the
+// call: it applies the mask, runs the handler and returns EINTR.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
@@ -27,6 +28,9 @@ struct port_poll final : stopped_call {
     verdict attempt() override;
     uint64_t changes() const override;
     verdict interrupt() override;
+    std::optional<uint64_t> blocked_signals() const override {
+        return mask;
+    }
     void add_polls(std::vector<pollfd> &polls) const override;
 
 private:
@@ -45,6 +49,7 @@ private:
     void read_select_set();
     void find_ports(const port_calls &ports);
     void read_deadline();
+    void read_mask();
     void look();
     int64_t give_poll_set();
     int64_t give_select_set();
@@ -55,6 +60,7 @@ private:
     std::vector<entry> entries;
     bool is_good = true;
     int64_t deadline_us = NEVER;
+    std::optional<uint64_t> mask; // of signals, while the call waits
 };
 
 } // namespace simulator

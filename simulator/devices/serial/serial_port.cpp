@@ -102,9 +102,10 @@ void serial_port::wake(int64_t) {
     seen_changes = model.changes();
 }
 
-// What was written still leaves the port after the program has ended.
+// What was written still leaves the port after the program has ended. The board's own time stands
+// still then.
 bool serial_port::has_unsent() const {
-    return model.is_closing();
+    return model.is_closing() && !has_own_clock();
 }
 
 std::span<const uint32_t> serial_port::stopped_ioctls() const {

@@ -34,6 +34,11 @@ struct spi_memory final : device {
     std::string possible_instead(const fault &wanted) const override;
     bool take_fault(const fault &wanted) override;
 
+    // The board holds the file's lease between openings.
+    bool sees_openings() const {
+        return lease_breaks.is_open();
+    }
+
 private:
     bool watch_openings();
     void begin_opening();

@@ -13,7 +13,7 @@ constexpr int64_t TIMEOUT_CHARACTERS = 4;
 
 void receiver::configure(const line_format &wanted, uint32_t flags, bool enabled) {
     timeout = TIMEOUT_CHARACTERS * character_ns(wanted);
-    ear.set_format(wanted);
+    wire_sampler.set_format(wanted);
     input_flags = flags;
     is_enabled = enabled;
 }
@@ -28,10 +28,10 @@ int64_t receiver::timeout_time() const {
 }
 
 void receiver::advance(int64_t now) {
-    while (const auto heard = ear.next(now)) {
+    while (const auto received = wire_sampler.next(now)) {
         if (!listening)
             continue;
-        fifo.push_back(*heard);
+        fifo.push_back(*received);
         if (fifo.size() >= trigger)
             deliver();
     }
@@ -41,26 +41,28 @@ void receiver::advance(int64_t now) {
 
 int64_t receiver::next_event_time() const {
     const size_t missing = trigger - std::min(trigger - 1, fifo.size());
-    return std::min(ear.time_of(missing), timeout_time());
+    return std::min(wire_sampler.time_of(missing), timeout_time());
 }
 
 void receiver::deliver() {
-    for (const heard_character &heard : fifo)
-        take(heard);
+    for (const received_character &received : fifo)
+        take(received);
     fifo.clear();
 }
 
 // Follows read_status_mask and ignore_status_mask of the kernel's 8250 driver.
-void receiver::take(const heard_character &heard) {
+void receiver::take(const received_character &received) {
     counts.received++;
-    counts.breaks += heard.is_break ? 1 : 0;
-    counts.parity_errors += !heard.is_break && heard.parity_error ? 1 : 0;
-    counts.framing_errors += !heard.is_break && !heard.parity_error && heard.framing_error ? 1 : 0;
+    counts.breaks += received.is_break ? 1 : 0;
+    counts.parity_errors += !received.is_break && received.parity_error ? 1 : 0;
+    counts.framing_errors +=
+        !received.is_break && !received.parity_error && received.framing_error ? 1 : 0;
 
     const bool checks = (input_flags & INPCK) != 0;
     const bool sees_breaks = (input_flags & (IGNBRK | BRKINT | PARMRK)) != 0;
-    const bool is_break = heard.is_break && sees_breaks;
-    const bool is_bad = checks && !heard.is_break && (heard.parity_error || heard.framing_error);
+    const bool is_break = received.is_break && sees_breaks;
+    const bool is_bad =
+        checks && !received.is_break && (received.parity_error || received.framing_error);
     const bool ignored =
         (is_break && (input_flags & IGNBRK) != 0) || (is_bad && (input_flags & IGNPAR) != 0);
     if (!is_enabled || ignored)
@@ -69,8 +71,8 @@ void receiver::take(const heard_character &heard) {
     if (is_break)
         mark = character_mark::break_seen;
     else if (is_bad)
-        mark = heard.parity_error ? character_mark::parity_error : character_mark::framing_error;
-    delivered.push_back({heard.data, mark});
+        mark = received.parity_error ? character_mark::parity_error : character_mark::framing_error;
+    delivered.push_back({received.data, mark});
 }
 
 } // namespace simulator::line

@@ -43,7 +43,7 @@ public:
 
     // Passes characters to the sampler.
     sampler &wire_end() {
-        return ear;
+        return wire_sampler;
     }
 
     void advance(int64_t now);
@@ -57,14 +57,14 @@ public:
 private:
     int64_t timeout_time() const;
     void deliver();
-    void take(const heard_character &heard);
+    void take(const received_character &received);
 
-    sampler ear;
+    sampler wire_sampler;
     int64_t timeout = 0;
     uint32_t input_flags = 0;
     bool is_enabled = true;
     bool listening = false;
-    std::vector<heard_character> fifo;
+    std::vector<received_character> fifo;
 };
 
 } // namespace simulator::line

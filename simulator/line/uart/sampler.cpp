@@ -12,31 +12,31 @@ std::vector<character> sampler::take_back(int64_t now) {
     return taken;
 }
 
-bool sampler::hears_as_sent(const character &passing) const {
+bool sampler::samples_as_sent(const character &passing) const {
     return !passing.is_break && !awaiting_high && passing.start >= looking_from &&
            agree(passing.format, format);
 }
 
-std::optional<heard_character> sampler::next(int64_t now) {
+std::optional<received_character> sampler::next(int64_t now) {
     if (wave.empty())
         return std::nullopt;
     const character first = wave.front();
-    if (!hears_as_sent(first))
+    if (!samples_as_sent(first))
         return sample(now);
     if (first.end > now)
         return std::nullopt;
     wave.pop_front();
     looking_from = first.end;
     const auto used_bits = static_cast<uint8_t>((1U << format.data_bits) - 1);
-    return heard_character{.time = first.end,
-                           .data = static_cast<uint8_t>(first.data & used_bits),
-                           .framing_error = first.low_stop};
+    return received_character{.time = first.end,
+                              .data = static_cast<uint8_t>(first.data & used_bits),
+                              .framing_error = first.low_stop};
 }
 
 int64_t sampler::time_of(size_t count) const {
     if (wave.empty())
         return NEVER;
-    if (hears_as_sent(wave.front()))
+    if (samples_as_sent(wave.front()))
         return wave[std::min(count, wave.size()) - 1].end;
     const int64_t from = awaiting_high ? first_at_level(true, looking_from) : looking_from;
     const int64_t start = first_at_level(false, from);
@@ -48,7 +48,7 @@ int64_t sampler::stop_sample_ns() const {
     return half_bits_ns(format, 2 * bits_before_stop(format) + 1);
 }
 
-std::optional<heard_character> sampler::sample(int64_t now) {
+std::optional<received_character> sampler::sample(int64_t now) {
     if (awaiting_high) {
         const int64_t high = first_at_level(true, looking_from);
         if (high > now)
@@ -64,31 +64,31 @@ std::optional<heard_character> sampler::sample(int64_t now) {
         }
         const int64_t middle = start + half_bits_ns(format, 1);
         if (!level_at(middle)) {
-            const heard_character heard = read_bits(start);
-            awaiting_high = heard.is_break;
-            looking_from = heard.framing_error && !heard.is_break
-                               ? heard.time - half_bits_ns(format, 1)
-                               : heard.time;
+            const received_character received = read_bits(start);
+            awaiting_high = received.is_break;
+            looking_from = received.framing_error && !received.is_break
+                               ? received.time - half_bits_ns(format, 1)
+                               : received.time;
             forget_until(looking_from);
-            return heard;
+            return received;
         }
         looking_from = middle; // too short for a start bit
     }
 }
 
-heard_character sampler::read_bits(int64_t start) const {
-    heard_character heard{.time = start + stop_sample_ns()};
+received_character sampler::read_bits(int64_t start) const {
+    received_character received{.time = start + stop_sample_ns()};
     const auto sampled = [&](int bit) {
         return level_at(start + half_bits_ns(format, 2 * bit + 1));
     };
     for (int bit = 0; bit < format.data_bits; bit++)
-        heard.data |= static_cast<uint8_t>(sampled(1 + bit) ? 1U << bit : 0U);
+        received.data |= static_cast<uint8_t>(sampled(1 + bit) ? 1U << bit : 0U);
     const bool has_parity = format.parity != parity_kind::none;
     const bool parity_level = has_parity && sampled(1 + format.data_bits);
-    heard.parity_error = has_parity && parity_level != parity_bit(format, heard.data);
-    heard.framing_error = !sampled(bits_before_stop(format));
-    heard.is_break = heard.framing_error && heard.data == 0 && !parity_level;
-    return heard;
+    received.parity_error = has_parity && parity_level != parity_bit(format, received.data);
+    received.framing_error = !sampled(bits_before_stop(format));
+    received.is_break = received.framing_error && received.data == 0 && !parity_level;
+    return received;
 }
 
 // The first time, from `from` on, at which the wire has the level. Between characters it is high.

@@ -18,7 +18,7 @@
 
 namespace simulator::line {
 
-struct heard_character {
+struct received_character {
     int64_t time = 0;
     uint8_t data = 0;
     bool parity_error = false;
@@ -41,7 +41,7 @@ public:
     std::vector<character> take_back(int64_t now);
 
     // The next character that is complete by `now`.
-    std::optional<heard_character> next(int64_t now);
+    std::optional<received_character> next(int64_t now);
 
     // The time at which at least `count` characters (1 or more) are received, or all on the wire if
     // there are fewer. NEVER if the wire has none. If the ends disagree, the time of the next
@@ -49,9 +49,9 @@ public:
     int64_t time_of(size_t count) const;
 
 private:
-    bool hears_as_sent(const character &passing) const;
-    std::optional<heard_character> sample(int64_t now);
-    heard_character read_bits(int64_t start) const;
+    bool samples_as_sent(const character &passing) const;
+    std::optional<received_character> sample(int64_t now);
+    received_character read_bits(int64_t start) const;
     int64_t first_at_level(bool level, int64_t from) const;
     bool level_at(int64_t time) const;
     int64_t stop_sample_ns() const;

@@ -7,16 +7,8 @@
 #include <string>
 #include <string_view>
 
-constexpr int64_t NO_TIME = INT64_MIN;
-
-// The messages of hk_stress.
-enum class message_kind : uint8_t {
-    OTHER, // of another program, or of none
-    LIST_BEGIN,
-    ITEM,
-    LIST_END,
-    COMPLAINT, // of a test, such as "Couldn't open SP2"
-};
+#include "results/reading/lines/log_time.h"
+#include "results/reading/lines/message_kind.h"
 
 struct parsed_line {
     message_kind kind = message_kind::OTHER;
@@ -27,9 +19,6 @@ struct parsed_line {
     int32_t pid = 0;           // 0 if the line has none
     bool is_from_same = false; // the line before had the same time, host and ident
 };
-
-// Returns what a message is. An ITEM may still be unreadable.
-message_kind kind_of(std::string_view message);
 
 // What has to be remembered from line to line: a traditional time has no year.
 class line_parser {
@@ -57,6 +46,3 @@ private:
     std::string known_start; // the line before up to its message, and what it means
     parsed_line known_line;
 };
-
-// Reads the time at the start of a line; NO_TIME if it has none.
-int64_t time_of_line(std::string_view line, int32_t year);

@@ -1,4 +1,4 @@
-#include "results/reading/journal_export.h"
+#include "results/reading/lines/journal_export.h"
 
 #include <algorithm>
 #include <charconv>

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "results/reading/line_reader.h"
-#include "results/reading/log_line.h"
+#include "results/reading/lines/log_line.h"
 
 // The first field of each entry.
 constexpr std::string_view JOURNAL_START = "__CURSOR=";
