@@ -47,12 +47,13 @@ void move_complaints(std::unique_ptr<complaint_counts> &from,
     from.reset();
 }
 
-void note_progress(record_history &record, bool has_moved, const run_history &run,
+// `may_be_end`: a stop adds a list and kills the tests, and the next list can be that of the end.
+void note_progress(record_history &record, bool has_moved, bool may_be_end, const run_history &run,
                    int64_t previous_ms) {
     if (has_moved || record.count(1) == 0)
         record.moved_at_ms = run.clock_ms;
     const int64_t rest_ms = run.clock_ms - record.moved_at_ms;
-    if (rest_ms <= record.longest_rest_ms)
+    if (rest_ms <= record.longest_rest_ms || may_be_end)
         return;
     if (record.longest_rest_ms == 0 || run.clock_ms - previous_ms == rest_ms)
         record.rest_since_ms = run.last_ms - rest_ms;
@@ -97,7 +98,7 @@ record_history first_look(const TestRecord &now, const line_layout &layout, int6
 }
 
 void take_record(record_history &record, const TestRecord &now, const run_history &run,
-                 int64_t previous_clock_ms) {
+                 int64_t previous_clock_ms, bool may_be_end) {
     const line_layout &layout = *record.layout;
     const bool has_moved = has_progress(layout, record.newest, now);
     count_wraps(record, layout, now);
@@ -105,7 +106,7 @@ void take_record(record_history &record, const TestRecord &now, const run_histor
         record.start = line_start(now);
     record.newest = now;
     note_errors(record, layout, run.last_ms);
-    note_progress(record, has_moved, run, previous_clock_ms);
+    note_progress(record, has_moved, may_be_end, run, previous_clock_ms);
 }
 
 // A log without times: the shortest period between two lists, unless they are the same.
@@ -130,6 +131,7 @@ void take_time(run_history &run, const open_list &list) {
 
 void take_list(run_history &run, const open_list &list) {
     const int64_t previous_clock_ms = run.clock_ms;
+    const bool may_be_end = run.period.is_added && is_same(run, list.records);
     take_time(run, list);
     if (run.pid == 0)
         run.pid = list.pid;
@@ -141,7 +143,7 @@ void take_list(run_history &run, const open_list &list) {
         run.records.reserve(list.records.size());
     for (size_t i = 0; i < list.records.size(); ++i)
         if (i < run.records.size())
-            take_record(run.records[i], list.records[i], run, previous_clock_ms);
+            take_record(run.records[i], list.records[i], run, previous_clock_ms, may_be_end);
         else
             run.records.push_back(
                 first_look(list.records[i], layout_of(list.records[i].test_letter), run.last_ms));
@@ -186,8 +188,10 @@ void log_period::add_interval(int64_t interval_ms) {
     constexpr int64_t SAME_MS = 1500;
     if (interval_ms < SHORTEST_PERIOD_MS - SAME_MS) { // one of the two is an added list
         pending_ms = 0;
+        is_added = true;
         return;
     }
+    is_added = false;
     if (const int64_t vote_ms = pending_ms; vote_ms != 0) {
         if (votes == 0)
             ms = vote_ms;

@@ -51,6 +51,8 @@ struct log_period {
     int32_t votes = 0;
     int64_t pending_ms = 0; // the last interval: counts unless the next list follows at once
 
+    bool is_added = false; // a signal added the newest list: it came sooner
+
     void add_interval(int64_t interval_ms);
     int64_t value_ms() const;
 };

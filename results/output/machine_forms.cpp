@@ -37,13 +37,14 @@ json json_of(const moved_error &error) {
     return item;
 }
 
-json json_of(const record_verdict &record) {
+json json_of(const record_verdict &record, bool is_report) {
     json item = {
         {"name", record.name}, {"verdict", name_of(record.is)}, {"option", clean(record.option)}};
     if (record.record != nullptr) {
         const line_layout &layout = *record.record->layout;
         item["test"] = record.test;
-        item["kind"] = record.record->newest.kind_code;
+        if (!is_report) // which does not show it
+            item["kind"] = record.record->newest.kind_code;
         item["counts"] = json::object();
         for (size_t i = 0; i < layout.counts.size(); ++i)
             item["counts"][std::string(layout.count_names[i])] = record.record->count(i);
@@ -68,7 +69,7 @@ json json_of(const run_verdict &run) {
                  {"remarks", run.remarks},
                  {"records", json::array()}};
     for (const record_verdict &record : run.records)
-        item["records"].push_back(json_of(record));
+        item["records"].push_back(json_of(record, run.run->is_report));
     return item;
 }
 
@@ -203,7 +204,8 @@ private:
         suite.append_attribute("tests") = tests;
         suite.append_attribute("failures") = failures;
         suite.append_attribute("skipped") = skipped;
-        suite.append_attribute("time") = static_cast<double>(run.run->clock_ms) / 1000;
+        suite.append_attribute("time") =
+            text_of("%.3f", static_cast<double>(run.run->clock_ms) / 1000).c_str();
         document.save(out, " ", pugi::format_indent | pugi::format_no_declaration,
                       pugi::encoding_utf8);
     }

@@ -76,6 +76,16 @@ const verdict_case CASES[] = {
          list(33, {producer(12)}),
      EVERYTHING_PASSES,
      {}},
+    {"nor does a list of the end that comes late after that of the stop",
+     lists_of({producer(5), producer(9), producer(12)}) + list(32, {producer(13)}) +
+         list(42, {producer(13)}),
+     EVERYTHING_PASSES,
+     {}},
+    {"a stall that begins with a list that a signal added",
+     lists_of({producer(5), producer(9), producer(12)}) + list(32, {producer(13)}) +
+         list(40, {producer(13)}) + list(50, {producer(13)}),
+     SOMETHING_IS_WRONG,
+     {"STALLED", "no progress for 18 s"}},
     {"a list without its end is cut",
      good_run() + at(50, "<OL>") + at(50, producer(9)),
      SOMETHING_IS_WRONG,
