@@ -125,7 +125,8 @@ constexpr int LOOK_MS = 200;
 
 int follow(session &judged, const options &chosen) {
     if (chosen.files.empty() || std::ranges::count(chosen.files, "-") > 0)
-        throw CLI::ValidationError("--follow", "names files; standard input ends by itself");
+        throw CLI::ValidationError("--follow",
+                                   "needs the names of logs; standard input ends by itself");
     (void)signal(SIGINT, tell_to_end);
     (void)signal(SIGTERM, tell_to_end);
     std::deque<followed_log> logs;

@@ -51,7 +51,7 @@ struct TestRecord {
                                // tests also runs of silence, of the crossover line faults too; of
                                // -S short reads, failed loopback transfers and opens
     int32_t errors3;           // per test
-    int32_t hist_next;         // 0..7, the slot that the next error sample takes
+    int32_t hist_next;         // slot of the next error sample: 0..7, see samples_newest_first
     std::array<ErrorSample, RING_SLOTS> hist;
     int32_t hold;      // the supervisor requests it, a field I/O test also for itself;
                        // the test acknowledges it

@@ -267,6 +267,7 @@ TEST(Board, wrong_options_are_refused_with_the_valid_ones) {
          "no serial node feed1 that can have it; its serial nodes are: 1"},
         {{"--feed", "1s:/proc/version", "--fault", "lostbyte:feed1s:3"},
          "its async lines are: none"},
+        {{"--feed", "1s=9600:/proc/version"}, "a synchronous port has one speed"},
         {{"--clock", "real", "--speed", "4"}, "--speed: it needs --clock virtual"},
         {{"--clock", "real", "--start", "2026-01-01"}, "--start: it needs --clock virtual"},
         {{"--clock", "real", "--calls", "/dev/null"}, "--calls: it needs --clock virtual"},

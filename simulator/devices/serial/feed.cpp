@@ -13,8 +13,9 @@ constexpr int64_t SILENCE_US = 8'000; // between two blocks
 
 } // namespace
 
-feed::feed(const serial_port &fed_port) : device("feed" + fed_port.name) {
-    set_speed(FEED_BPS);
+feed::feed(const serial_port &fed_port)
+    : device("feed" + fed_port.name), end(fed_port.is_synchronous()) {
+    set_speed(end.is_synchronous ? line::FRAME_BPS : FEED_BPS);
 }
 
 void feed::set_speed(uint32_t bps) {
@@ -60,8 +61,7 @@ void feed::wake(int64_t time_us) {
 }
 
 bool feed::can_have(std::string_view thing) const {
-    const bool is_synchronous = name.back() == 's';
-    return thing == "port" || thing == (is_synchronous ? "sync line" : "async line");
+    return thing == "port" || thing == (end.is_synchronous ? "sync line" : "async line");
 }
 
 void feed::list_targets(std::string_view thing, std::set<std::string> &targets) const {

@@ -6,7 +6,8 @@
 // line without handshake. Faults name the feed by its port: "feed1" is the feed into port 1.
 //
 // The feed sends with 8 data bits at 115200 bit/s, the speed that hk_stress sets, or at the speed
-// in its option. At slow speeds a block waits for the previous one.
+// in its option. At slow speeds a block waits for the previous one. Into a synchronous port each
+// block goes as a frame.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
@@ -25,7 +26,7 @@ constexpr size_t FEED_FILE_BYTES_MAX = 1 << 20;
 struct feed final : device {
     explicit feed(const serial_port &fed_port); // named "feed1" for port 1
 
-    line::device_end end{false};
+    line::device_end end;
     direction_faults faults;
 
     void set_speed(uint32_t bps);

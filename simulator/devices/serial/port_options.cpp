@@ -105,7 +105,7 @@ bool plug_feed(device_set &devices, const char *text) {
     const std::string option = "--feed " + std::string(text);
     const auto [where, path] = split_once(text, ':');
     const auto [name, speed] = split_once(where, '=');
-    int bps = FEED_BPS;
+    int bps = 0;
     if (path.empty() || (!speed.empty() && !read_number(speed, FEED_SPEEDS, bps)))
         return complain("%s: a feed has a port and a file, as in --feed 1:FILE, and may have a "
                         "speed, as in --feed 1=9600:FILE",
@@ -113,8 +113,12 @@ bool plug_feed(device_set &devices, const char *text) {
     if (!is_port(name, option))
         return false;
     serial_port &port = port_named(devices, name);
+    if (port.is_synchronous() && !speed.empty())
+        return complain("%s: a synchronous port has one speed; leave out =%s", option.c_str(),
+                        speed.c_str());
     feed &source = devices.add<feed>(port);
-    source.set_speed(static_cast<uint32_t>(bps));
+    if (!speed.empty())
+        source.set_speed(static_cast<uint32_t>(bps));
     return plug_device(devices, port, source.end, source.faults, option) &&
            source.load(path.c_str());
 }
