@@ -124,8 +124,6 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     }
     vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
     const bool is_back = await(of);
-    if (kind == timed_kind::close)
-        (void)take_events(watched, 0); // a device may get its node ready for the next open
     vforking = nullptr;
     if (kind == timed_kind::birth)
         find_children(of);
@@ -202,9 +200,11 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     }
 }
 
-// An open of a port takes no time. All file systems of the board are in memory: sync(2) does
+// Before an open a device may get its node ready, since the last close was seen by the kernel
+// alone. An open of a port takes no time. All file systems of the board are in memory: sync(2) does
 // nothing else, and would wait for the machine's disks.
 void scheduler::do_work(thread &of) {
+    (void)take_events(watched, 0);
     if (of.asked.call == SYS_sync)
         answer(of.asked, 0);
     else
