@@ -107,7 +107,6 @@ private:
     void carry_out(thread &of, const timed_call &row);
     void do_work(thread &of);
     void yield(thread &of);
-    void delay(thread &of, int64_t until_us);
 
     // Waiting until threads are stopped again.
     bool await(thread &of);
@@ -132,6 +131,10 @@ private:
     void forget_gone();
 
     void look_for_signals();
+
+    // The clock.
+    void start_tick();
+    void delay(thread &of, int64_t until_us);
     void advance();
     bool take_all_events(int64_t wait_us);
     int64_t pace_us(int64_t next_us) const;
