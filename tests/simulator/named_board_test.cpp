@@ -47,8 +47,6 @@ TEST(NamedBoard, is_entered_with_its_own_files_and_processes_and_no_other_is) {
 }
 
 TEST(NamedBoard, serves_the_device_requests_of_a_visitor) {
-    if (sizeof(HK_EMULATOR) > 1)
-        GTEST_SKIP() << "the emulator does not know the requests of SPI devices";
     board_run board = waiting_board({"--name", own_name("served"), "--spi", "219"});
     ASSERT_TRUE(board.wait_for_output("ready"));
     std::string command;

@@ -31,8 +31,6 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
                                  "input after the last close: 0\n";
 
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
-    if (sizeof(HK_EMULATOR) > 1)
-        GTEST_SKIP() << "the emulator does not hand on every request";
     board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
                                        own_program(PORT_OBSERVER_PATH, {}));
     EXPECT_EQ(run.finish(), 0);
@@ -41,8 +39,6 @@ TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
 
 // POLLIN is 1, POLLOUT 4, POLLNVAL 32. From poll(2), select(2) and signal(7).
 TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_comes) {
-    if (sizeof(HK_EMULATOR) > 1)
-        GTEST_SKIP() << "an emulator blocks the program's signals while it carries out a call";
     board_run run =
         board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {"waits"}));
     EXPECT_EQ(run.finish(), 0);
