@@ -35,6 +35,11 @@ bool is_birth(const request &asked) {
     return row != nullptr && row->kind == timed_kind::birth;
 }
 
+// Of ppoll(2) or pselect(2).
+bool gives_mask(const request &asked) {
+    return asked.arguments[asked.call == SYS_ppoll ? 3 : 5] != 0;
+}
+
 } // namespace
 
 scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
@@ -169,7 +174,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::work:
         return do_work(of);
     case timed_kind::poll_with_mask:
-        has_signal = true; // one that only the mask lets through may be there already
+        if (gives_mask(of.asked))
+            has_signal = true; // one that only the mask lets through may be there already
         return requests.hand_over(of.asked);
     case timed_kind::poll:
     case timed_kind::birth:
