@@ -14,12 +14,19 @@
 
 namespace {
 
+// Of any length: a cut could leave half a character of UTF-8.
 std::string format_text(const char *format, va_list arguments) {
     char text[1024];
+    va_list again;
+    va_copy(again, arguments);
     const int length = vsnprintf(text, sizeof text, format, arguments);
-    if (length < 0)
-        return {};
-    return std::string(text, std::min(static_cast<size_t>(length), sizeof text - 1));
+    std::string whole(text, static_cast<size_t>(std::clamp<int>(length, 0, sizeof text - 1)));
+    if (length > static_cast<int>(whole.size())) {
+        whole.resize(static_cast<size_t>(length));
+        (void)vsnprintf(whole.data(), whole.size() + 1, format, again);
+    }
+    va_end(again);
+    return whole;
 }
 
 // The length according to the first byte; 0 if no character begins with it.

@@ -185,6 +185,13 @@ TEST(Frame, fits_every_size_and_shows_the_selected_record) {
     }
 }
 
+TEST(Text, of_any_length_is_whole) {
+    for (const size_t length : {0, 1023, 1024, 5000}) {
+        const std::string given(length, 'x');
+        EXPECT_EQ(text_of("%s-%d", given.c_str(), 7), given + "-7");
+    }
+}
+
 TEST(Text, printable_keeps_utf8_and_nothing_that_a_terminal_obeys) {
     EXPECT_EQ(printable("a\033[2J\n\xff é ▁ \xc2\x9b \xc0\xaf \xed\xa0\x80"),
               "a?[2J?? é ▁ ? ?? ???");
