@@ -28,13 +28,9 @@ constexpr named_cost NAMED_COSTS[] = {
 } // namespace
 
 int64_t work_costs::of(const request &asked) const {
-    switch (asked.call) {
-    case SYS_openat:
-#ifdef SYS_open
-    case SYS_open:
-    case SYS_creat:
-#endif
+    if (opens_file(asked.call))
         return open_us;
+    switch (asked.call) {
     case SYS_mmap: // addresses without memory, as an emulator keeps them free, are no work
         return asked.arguments[2] != PROT_NONE ? mmap_us : 0;
     case SYS_sync:
