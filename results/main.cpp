@@ -8,8 +8,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "results/history/follow.h"
 #include "results/output/page.h"
-#include "results/reading/follow.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "results/history/log_history.h"
 #include "results/judging/allowance.h"
 #include "results/judging/expectation.h"
-#include "results/judging/history.h"
 #include "supervisor/lists/counter_meanings.h"
 
 // The worse of two is the greater one, but among records that pass an idle one only has its name

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "results/history/log_reader.h"
 #include "results/output/report.h"
-#include "results/reading/log_reader.h"
 
 class text_source : public byte_source {
 public:

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "results/judging/history.h"
+#include "results/history/log_history.h"
 #include "results/reading/lines/journal_export.h"
 #include "results/reading/report_reader.h"
 

@@ -1,8 +1,8 @@
-#include "results/judging/history.h"
+#include "results/history/log_history.h"
 
 #include <algorithm>
 
-#include "results/judging/run_choice.h"
+#include "results/history/run_choice.h"
 #include "results/reading/rows/row_reader.h"
 
 namespace {

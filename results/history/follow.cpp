@@ -1,4 +1,4 @@
-#include "results/reading/follow.h"
+#include "results/history/follow.h"
 
 #include <sys/stat.h>
 

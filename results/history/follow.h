@@ -6,7 +6,7 @@
 #include <chrono>
 #include <memory>
 
-#include "results/reading/log_reader.h"
+#include "results/history/log_reader.h"
 
 class followed_log {
 public:

@@ -5,7 +5,7 @@
 
 #include <span>
 
-#include "results/judging/history.h"
+#include "results/history/log_history.h"
 
 constexpr int64_t CLOSING_MS = 2000; // between the two lists that end a run
 

@@ -1,4 +1,4 @@
-#include "results/judging/run_choice.h"
+#include "results/history/run_choice.h"
 
 #include <algorithm>
 #include <cstring>

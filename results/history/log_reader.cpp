@@ -1,4 +1,4 @@
-#include "results/reading/log_reader.h"
+#include "results/history/log_reader.h"
 
 #include <algorithm>
 #include <ctime>
