@@ -1,11 +1,11 @@
 // The simulated board: the devices that the command line asks for, and one run of a program.
 #pragma once
 
-#include "simulator/command_line.h"
 #include "simulator/devices/device_set.h"
-#include "simulator/run_settings.h"
+#include "simulator/options/command_line.h"
+#include "simulator/options/run_settings.h"
 #include "simulator/time/call_log.h"
-#include "simulator/world/foreground.h"
+#include "simulator/world/operator/foreground.h"
 
 #include <string>
 

@@ -3,9 +3,9 @@
 #include "simulator/board.h"
 #include "simulator/run_record.h"
 #include "simulator/visit.h"
-#include "simulator/world/board_name.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
 #include "simulator/world/reboot_stand_in.h"
 #include "simulator/world/root.h"
 

@@ -2,8 +2,8 @@
 // with a hash of all lines before.
 #pragma once
 
-#include "simulator/command_line.h"
-#include "simulator/run_settings.h"
+#include "simulator/options/command_line.h"
+#include "simulator/options/run_settings.h"
 
 #include <string>
 

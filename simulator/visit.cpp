@@ -1,9 +1,9 @@
 #include "simulator/visit.h"
 
 #include "simulator/requests/descriptor_passing.h"
-#include "simulator/world/board_name.h"
 #include "simulator/world/entrance.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
 #include "simulator/world/program_run.h"
 
 #include <array>

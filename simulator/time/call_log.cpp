@@ -1,8 +1,8 @@
 #include "simulator/time/call_log.h"
 
 #include "simulator/base/message.h"
+#include "simulator/time/calls/timed_calls.h"
 #include "simulator/time/clock.h"
-#include "simulator/time/timed_calls.h"
 
 #include <array>
 #include <climits>

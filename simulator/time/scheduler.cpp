@@ -3,10 +3,10 @@
 #include "simulator/base/message.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/request_filter.h"
-#include "simulator/time/child_calls.h"
-#include "simulator/time/clock_calls.h"
+#include "simulator/time/calls/child_calls.h"
+#include "simulator/time/calls/clock_calls.h"
+#include "simulator/time/calls/sleeping_calls.h"
 #include "simulator/time/clock_stub.h"
-#include "simulator/time/sleeping_calls.h"
 
 #include <algorithm>
 #include <csignal>

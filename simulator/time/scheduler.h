@@ -43,13 +43,13 @@
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/time/call_log.h"
+#include "simulator/time/calls/futex_calls.h"
+#include "simulator/time/calls/interval_timers.h"
+#include "simulator/time/calls/timed_calls.h"
+#include "simulator/time/calls/work_costs.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/futex_calls.h"
-#include "simulator/time/interval_timers.h"
 #include "simulator/time/processes.h"
 #include "simulator/time/task_view.h"
-#include "simulator/time/timed_calls.h"
-#include "simulator/time/work_costs.h"
 
 #include <ctime>
 #include <deque>

@@ -2,8 +2,8 @@
 
 #include "simulator/base/message.h"
 #include "simulator/requests/descriptor_passing.h"
-#include "simulator/world/board_name.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
 
 #include <algorithm>
 #include <sched.h>

@@ -1,4 +1,4 @@
-#include "simulator/world/board_name.h"
+#include "simulator/world/operator/board_name.h"
 
 #include "simulator/base/message.h"
 

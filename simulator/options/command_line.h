@@ -1,7 +1,7 @@
 // hk_board's command line.
 #pragma once
 
-#include "simulator/option_table.h"
+#include "simulator/options/option_table.h"
 
 #include <string>
 #include <vector>

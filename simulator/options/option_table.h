@@ -3,7 +3,7 @@
 #pragma once
 
 #include "simulator/devices/device_set.h"
-#include "simulator/run_settings.h"
+#include "simulator/options/run_settings.h"
 
 #include <span>
 #include <variant>

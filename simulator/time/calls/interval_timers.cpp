@@ -1,4 +1,4 @@
-#include "simulator/time/interval_timers.h"
+#include "simulator/time/calls/interval_timers.h"
 
 #include <algorithm>
 #include <array>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "simulator/faults/fault.h"
+#include "simulator/time/calls/work_costs.h"
 #include "simulator/time/clock.h"
-#include "simulator/time/work_costs.h"
 
 #include <string>
 #include <vector>

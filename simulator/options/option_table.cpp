@@ -1,4 +1,4 @@
-#include "simulator/option_table.h"
+#include "simulator/options/option_table.h"
 
 #include "simulator/devices/fio/fio_options.h"
 #include "simulator/devices/led.h"

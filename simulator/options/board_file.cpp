@@ -1,4 +1,4 @@
-#include "simulator/board_file.h"
+#include "simulator/options/board_file.h"
 
 #include "simulator/base/message.h"
 

@@ -1,7 +1,7 @@
-#include "simulator/command_line.h"
+#include "simulator/options/command_line.h"
 
 #include "simulator/base/message.h"
-#include "simulator/board_file.h"
+#include "simulator/options/board_file.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "simulator/time/futex_calls.h"
+#include "simulator/time/calls/futex_calls.h"
 
-#include "simulator/time/caller_times.h"
+#include "simulator/time/calls/caller_times.h"
 
 #include <algorithm>
 #include <cerrno>

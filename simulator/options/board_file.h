@@ -6,7 +6,7 @@
 //   quiet = true
 #pragma once
 
-#include "simulator/command_line.h"
+#include "simulator/options/command_line.h"
 
 namespace simulator {
 

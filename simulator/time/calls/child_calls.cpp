@@ -1,4 +1,4 @@
-#include "simulator/time/child_calls.h"
+#include "simulator/time/calls/child_calls.h"
 
 #include <cstdint>
 #include <sys/syscall.h>

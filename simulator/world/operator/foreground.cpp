@@ -1,4 +1,4 @@
-#include "simulator/world/foreground.h"
+#include "simulator/world/operator/foreground.h"
 
 #include <fcntl.h>
 #include <termios.h>

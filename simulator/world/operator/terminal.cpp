@@ -1,4 +1,4 @@
-#include "simulator/world/terminal.h"
+#include "simulator/world/operator/terminal.h"
 
 #include "simulator/base/message.h"
 

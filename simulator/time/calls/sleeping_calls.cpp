@@ -1,7 +1,7 @@
-#include "simulator/time/sleeping_calls.h"
+#include "simulator/time/calls/sleeping_calls.h"
 
 #include "simulator/requests/caller.h"
-#include "simulator/time/caller_times.h"
+#include "simulator/time/calls/caller_times.h"
 
 #include <algorithm>
 #include <cerrno>

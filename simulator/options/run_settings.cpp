@@ -1,10 +1,10 @@
-#include "simulator/run_settings.h"
+#include "simulator/options/run_settings.h"
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
-#include "simulator/time/timed_calls.h"
-#include "simulator/world/board_name.h"
+#include "simulator/time/calls/timed_calls.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
 
 #include <ctime>
 
