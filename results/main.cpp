@@ -9,7 +9,8 @@
 #include <unistd.h>
 
 #include "results/history/follow.h"
-#include "results/output/page.h"
+#include "results/output/report.h"
+#include "results/output/series.h"
 
 namespace {
 

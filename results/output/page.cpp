@@ -1,4 +1,5 @@
-#include "results/output/page.h"
+#include "results/output/report.h"
+#include "results/output/series.h"
 
 #include <ctime>
 #include <nlohmann/json.hpp>

@@ -51,6 +51,13 @@ inline outcome judge_text(std::string_view text, const judge_rules &rules = {},
     return {exit_code_of(all), out.str(), all};
 }
 
+// The rules of --expect.
+inline judge_rules expecting(const std::string &options) {
+    judge_rules rules;
+    rules.expected = expect(options);
+    return rules;
+}
+
 constexpr const char *BOARD = "rack7 Stress 020000001234 ";
 
 // A line at so many seconds after midnight.

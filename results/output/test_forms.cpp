@@ -1,110 +1,13 @@
-// The forms that machines read.
+// The forms of test results, which a build server reads: JUnit and the Test Anything Protocol.
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 
 #include "ctl/text.h"
 #include "results/judging/words.h"
 #include "results/output/report.h"
-#include "results/reading/rows/row_reader.h"
 
 namespace {
-
-using json = nlohmann::ordered_json;
-
-constexpr int SCHEMA_VERSION = 1;
-
-std::string iso_time(int64_t time_ms) {
-    std::string text = time_text(time_ms);
-    if (text.size() < 11)
-        return "";
-    text[10] = 'T';
-    return text + "Z";
-}
-
-// As a text of JSON and XML: what is no UTF-8 becomes '?', as do control characters.
-std::string clean(const std::string &text) {
-    return printable(text);
-}
-
-json json_of(const moved_error &error) {
-    json item = {{"number", error.number + 1}, {"field", error.field},
-                 {"meaning", error.meaning},   {"count", error.count},
-                 {"per_hour", error.per_hour}, {"first_seen", iso_time(error.first_ms)}};
-    if (!error.allowed_by.empty())
-        item["allowed_by"] = clean(error.allowed_by);
-    return item;
-}
-
-json json_of(const record_verdict &record, bool is_report) {
-    json item = {
-        {"name", record.name}, {"verdict", name_of(record.is)}, {"option", clean(record.option)}};
-    if (record.record != nullptr) {
-        const line_layout &layout = *record.record->layout;
-        item["test"] = record.test;
-        if (!is_report) // which does not show it
-            item["kind"] = record.record->newest.kind_code;
-        item["counts"] = json::object();
-        for (size_t i = 0; i < layout.counts.size(); ++i)
-            item["counts"][std::string(layout.count_names[i])] = record.record->count(i);
-        item["per_second"] = record.per_second;
-    }
-    item["errors"] = json::array();
-    for (const moved_error &error : record.errors)
-        item["errors"].push_back(json_of(error));
-    item["reasons"] = record.reasons;
-    item["samples"] = record.samples;
-    return item;
-}
-
-json json_of(const run_verdict &run) {
-    json item = {{"run", run.number},
-                 {"verdict", name_of(run.is)},
-                 {"first_list", iso_time(run.run->first_ms)},
-                 {"last_list", iso_time(run.run->last_ms)},
-                 {"seconds", static_cast<double>(run.run->clock_ms) / 1000},
-                 {"lists", run.run->lists},
-                 {"cut_lists", run.run->cut_lists},
-                 {"remarks", run.remarks},
-                 {"records", json::array()}};
-    for (const record_verdict &record : run.records)
-        item["records"].push_back(json_of(record, run.run->is_report));
-    return item;
-}
-
-class json_form : public report {
-public:
-    explicit json_form(std::ostream &to) : out(to) {}
-
-    void begin(const totals &all) override {
-        out << "{\"schema\":" << SCHEMA_VERSION << ",\"verdict\":" << json(overall(all)).dump()
-            << ",\"exit_status\":" << exit_code_of(all)
-            << ",\"sentence\":" << json(sentence_of(all)).dump()
-            << ",\"unreadable_lines\":" << all.unreadable_lines << ",\"boards\":[";
-    }
-    void add(const board_verdict &board) override {
-        json item = {{"ident", clean(board.board->ident)},
-                     {"host", clean(board.board->host)},
-                     {"verdict", name_of(board.is)},
-                     {"runs", json::array()}};
-        for (const run_verdict &run : board.runs)
-            item["runs"].push_back(json_of(run));
-        out << (is_first ? "\n" : ",\n") << item.dump(1);
-        is_first = false;
-    }
-    void end(const totals &) override {
-        out << "\n]}\n";
-    }
-
-private:
-    static std::string overall(const totals &all) {
-        return all.boards == 0 ? "idle" : name_of(all.is);
-    }
-
-    std::ostream &out;
-    bool is_first = true;
-};
 
 std::string details(const record_verdict &record) {
     std::string text;
@@ -263,53 +166,7 @@ private:
     size_t points = 0;
 };
 
-// A cell that a spreadsheet would take for a formula gets an apostrophe.
-std::string cell(const std::string &text) {
-    std::string value = printable(text);
-    if (!value.empty() && std::string_view("=+-@\t").find(value[0]) != std::string_view::npos)
-        value.insert(0, 1, '\'');
-    if (value.find_first_of("\",;\n") == std::string::npos)
-        return value;
-    for (size_t at = 0; (at = value.find('"', at)) != std::string::npos; at += 2)
-        value.insert(at, 1, '"');
-    return std::string("\"").append(value).append("\"");
-}
-
-class csv_form : public list_observer {
-public:
-    explicit csv_form(std::ostream &to) : out(to) {
-        out << "time,host,ident,run,record,name,kind,first count,second count,error 1,error 2,"
-               "error 3,sample position,sample value\r\n";
-    }
-
-    void list_taken(const board_history &board, size_t run, const open_list &list) override {
-        for (size_t i = 0; i < list.records.size(); ++i)
-            add(board, run, list.time_ms, i, list.records[i]);
-    }
-
-private:
-    void add(const board_history &board, size_t run, int64_t time_ms, size_t index,
-             const TestRecord &record) {
-        const line_layout &layout = layout_of(record.test_letter);
-        out << time_text(time_ms) << ',' << cell(board.host) << ',' << cell(board.ident) << ','
-            << run + 1 << ',' << index + 1 << ',' << cell(printable_name(record)) << ','
-            << record.kind_code;
-        for (const uint8_t word : layout.counts)
-            out << ',' << word_of(record, word);
-        for (size_t i = 0; i < layout.errors.size(); ++i)
-            out << ',' << (i < layout.error_count ? word_of(record, layout.errors[i]) : 0);
-        const ErrorSample newest = samples_newest_first(record)[0];
-        out << ',' << newest.position << ',' << newest.value << "\r\n";
-    }
-
-    std::ostream &out;
-};
-
 } // namespace
-
-std::unique_ptr<report> json_report(std::ostream &out) {
-    return std::make_unique<json_form>(out);
-}
 
 std::unique_ptr<report> junit_report(std::ostream &out) {
     return std::make_unique<junit_form>(out);
@@ -317,8 +174,4 @@ std::unique_ptr<report> junit_report(std::ostream &out) {
 
 std::unique_ptr<report> tap_report(std::ostream &out) {
     return std::make_unique<tap_form>(out);
-}
-
-std::unique_ptr<list_observer> csv_rows(std::ostream &out) {
-    return std::make_unique<csv_form>(out);
 }

@@ -1,9 +1,23 @@
-// The verdict in one line.
+#include "results/judging/totals.h"
 
 #include "ctl/text.h"
-#include "results/judging/verdict.h"
+#include "results/judging/words.h"
 
 namespace {
+
+// Of two boards the worse one counts, and one on which nothing was tested is worse than a good one.
+verdict worse_board(verdict one, verdict other) {
+    const auto rank = [](verdict is) {
+        return is == verdict::PASS ? verdict::NOT_JUDGED : std::max(is, verdict::IDLE);
+    };
+    return rank(one) >= rank(other) ? one : other;
+}
+
+template <typename Item>
+void keep(std::vector<Item> &list, Item item) {
+    if (list.size() < totals::NAMES_KEPT)
+        list.push_back(std::move(item));
+}
 
 std::string counted(size_t count, const char *noun) {
     return text_of("%zu %s%s", count, noun, count == 1 ? "" : "s");
@@ -49,6 +63,56 @@ size_t judged_records(const totals &all) {
 }
 
 } // namespace
+
+void totals::add(const record_verdict &record, const std::string &where) {
+    ++records[static_cast<size_t>(record.is)];
+    const std::string name = record.name + where;
+    if (record.is > verdict::PASS) {
+        ++worst_count;
+        keep(worst, {name, record.reasons.empty() ? "" : record.reasons[0]});
+    }
+    if (record.is == verdict::IDLE)
+        keep(idle, name);
+    for (const moved_error &error : record.errors)
+        if (!error.allowed_by.empty()) {
+            ++allowed_count;
+            keep(allowed, {name, error_words(error)});
+        }
+}
+
+void totals::add(const board_verdict &board, bool has_others) {
+    const std::string where = has_others ? std::string(" of ").append(name_of(*board.board)) : "";
+    is = boards++ == 0 ? board.is : worse_board(is, board.is);
+    runs += board.runs.size();
+    for (const run_verdict &run : board.runs) {
+        reports += run.run->is_report ? 1 : 0;
+        for (const record_verdict &record : run.records)
+            add(record, where);
+        if ((run.run->cut_lists > 0 || run.run->is_ambiguous) && !run.remarks.empty()) {
+            ++worst_count;
+            keep(worst, {std::string("run ").append(std::to_string(run.number)).append(where),
+                         run.remarks[0]});
+        }
+    }
+}
+
+totals judge_all(const log_history &history, const judge_rules &rules) {
+    totals all;
+    size_t with_lists = 0;
+    for (const board_history &board : history.boards)
+        with_lists += board.runs.empty() ? 0 : 1;
+    for (const board_history &board : history.boards)
+        if (!board.runs.empty())
+            all.add(judge(board, rules), with_lists > 1);
+    all.unreadable_lines = history.unreadable_lines;
+    return all;
+}
+
+exit_code exit_code_of(const totals &all) {
+    if (all.is > verdict::PASS)
+        return SOMETHING_IS_WRONG;
+    return all.is == verdict::PASS ? EVERYTHING_PASSES : NOTHING_WAS_TESTED;
+}
 
 std::string sentence_of(const totals &all) {
     if (all.boards == 0)
