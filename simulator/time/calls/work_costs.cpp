@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
+#include "simulator/requests/stopped_calls.h"
 
 #include <algorithm>
 #include <iterator>
@@ -40,14 +41,6 @@ int64_t work_costs::of(const request &asked) const {
     default:
         return 0;
     }
-}
-
-bool opens_file(int call) {
-#ifdef SYS_open
-    if (call == SYS_open || call == SYS_creat)
-        return true;
-#endif
-    return call == SYS_openat;
 }
 
 bool take_work_costs(work_costs &costs, const char *text) {

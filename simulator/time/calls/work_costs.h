@@ -26,6 +26,4 @@ struct work_costs {
 // Changes the costs that a text names: "open=100,sync=5000". False after a message.
 bool take_work_costs(work_costs &costs, const char *text);
 
-bool opens_file(int call);
-
 } // namespace simulator
