@@ -3,9 +3,8 @@
 #include "simulator/base/message.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/request_filter.h"
-#include "simulator/time/calls/child_calls.h"
 #include "simulator/time/calls/clock_calls.h"
-#include "simulator/time/calls/sleeping_calls.h"
+#include "simulator/time/calls/waiting_calls.h"
 #include "simulator/time/clock_stub.h"
 
 #include <algorithm>
@@ -152,6 +151,13 @@ void scheduler::take_call(thread &of) {
         delay(of, now_us() + SPIN_COST_US);
 }
 
+// The first call after execve(2).
+void scheduler::begin_program(const thread &of) {
+    if (!replace_clock_functions(of.id))
+        report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
+    free_vfork_parent(*of.owner);
+}
+
 void scheduler::carry_out(thread &of, const timed_call &row) {
     if (row.kind != timed_kind::sleep)
         of.continued_sleep_us = NEVER;
@@ -189,11 +195,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         unknown[row.name]++;
         return pass_on(of.asked);
     case timed_kind::break_after_execute:
-        if (of.has_executed) {
-            if (!replace_clock_functions(of.id))
-                report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
-            free_vfork_parent(*of.owner);
-        }
+        if (of.has_executed)
+            begin_program(of);
         return pass_on(of.asked);
     default:
         return pass_on(of.asked);

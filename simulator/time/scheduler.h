@@ -105,6 +105,7 @@ private:
     bool come_back(thread &of, bool is_left_to_kernel);
     void take_call(thread &of);
     void carry_out(thread &of, const timed_call &row);
+    void begin_program(const thread &of);
     void do_work(thread &of);
     void yield(thread &of);
 
