@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
-#include "serial/crossover.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
+#include "serial/start.h"
 
 namespace {
 
