@@ -18,8 +18,8 @@
 #include <string>
 #include <string_view>
 
-#include "fleet/board_lines.h"
-#include "fleet/sender.h"
+#include "fleet/lines/board_lines.h"
+#include "fleet/lines/sender.h"
 #include "supervisor/lists/results_rows.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "fleet/sender.h"
+#include "fleet/lines/sender.h"
 
 #include <algorithm>
 #include <array>
@@ -17,7 +17,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "fleet/board_lines.h"
+#include "fleet/lines/board_lines.h"
 #include "runtime/unique_fd.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "fleet/board_lines.h"
+#include "fleet/lines/board_lines.h"
 
 #include <cstdio>
 #include <ctime>
