@@ -4,7 +4,7 @@
 #include "simulator/devices/device_set.h"
 #include "simulator/options/command_line.h"
 #include "simulator/options/run_settings.h"
-#include "simulator/time/call_log.h"
+#include "simulator/own_time/call_log.h"
 #include "simulator/world/operator/foreground.h"
 
 #include <string>

@@ -4,8 +4,8 @@
 #include "simulator/devices/led_calls.h"
 #include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
+#include "simulator/own_time/scheduler.h"
 #include "simulator/requests/notification.h"
-#include "simulator/time/scheduler.h"
 #include "simulator/world/namespaces.h"
 
 #include <algorithm>

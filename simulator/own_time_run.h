@@ -1,4 +1,4 @@
-// A run in the board's own time (--clock virtual), see time/scheduler.h.
+// A run in the board's own time (--clock virtual), see own_time/scheduler.h.
 #pragma once
 
 #include "simulator/run_parts.h"

@@ -2,7 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"
-#include "simulator/time/calls/timed_calls.h"
+#include "simulator/requests/timed_calls.h"
 #include "simulator/world/namespaces.h"
 #include "simulator/world/operator/board_name.h"
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "simulator/faults/fault.h"
-#include "simulator/time/calls/work_costs.h"
+#include "simulator/own_time/calls/work_costs.h"
 #include "simulator/time/clock.h"
 
 #include <string>

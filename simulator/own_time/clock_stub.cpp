@@ -1,4 +1,4 @@
-#include "simulator/time/clock_stub.h"
+#include "simulator/own_time/clock_stub.h"
 
 #include "simulator/base/unique_fd.h"
 

@@ -1,7 +1,7 @@
 // The scheduler's threads and processes: when they are stopped again, how new ones are found, and
 // how they end.
+#include "simulator/own_time/scheduler.h"
 #include "simulator/requests/caller.h"
-#include "simulator/time/scheduler.h"
 
 #include <algorithm>
 #include <csignal>

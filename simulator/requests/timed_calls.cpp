@@ -1,4 +1,4 @@
-#include "simulator/time/calls/timed_calls.h"
+#include "simulator/requests/timed_calls.h"
 
 #include <array>
 

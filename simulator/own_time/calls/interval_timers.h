@@ -2,9 +2,9 @@
 // ITIMER_REAL. A process has one; execve(2) keeps it, fork(2) does not hand it on.
 #pragma once
 
+#include "simulator/own_time/processes.h"
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/processes.h"
 
 #include <map>
 

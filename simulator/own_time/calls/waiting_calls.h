@@ -1,8 +1,8 @@
 // The calls that wait for a time, for a signal or for a child.
 #pragma once
 
+#include "simulator/own_time/processes.h"
 #include "simulator/requests/held_calls.h"
-#include "simulator/time/processes.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "simulator/time/task_view.h"
+#include "simulator/own_time/task_view.h"
 
 #include "simulator/time/clock.h"
 

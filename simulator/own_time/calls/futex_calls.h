@@ -4,8 +4,8 @@
 // on memory that several processes share is found by its address, which forks have in common.
 #pragma once
 
+#include "simulator/own_time/processes.h"
 #include "simulator/requests/held_calls.h"
-#include "simulator/time/processes.h"
 
 #include <memory>
 #include <vector>

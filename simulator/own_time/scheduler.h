@@ -40,16 +40,16 @@
 #pragma once
 
 #include "simulator/devices/serial/port_calls.h"
+#include "simulator/own_time/call_log.h"
+#include "simulator/own_time/calls/futex_calls.h"
+#include "simulator/own_time/calls/interval_timers.h"
+#include "simulator/own_time/calls/work_costs.h"
+#include "simulator/own_time/processes.h"
+#include "simulator/own_time/task_view.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
-#include "simulator/time/call_log.h"
-#include "simulator/time/calls/futex_calls.h"
-#include "simulator/time/calls/interval_timers.h"
-#include "simulator/time/calls/timed_calls.h"
-#include "simulator/time/calls/work_costs.h"
+#include "simulator/requests/timed_calls.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/time/processes.h"
-#include "simulator/time/task_view.h"
 
 #include <ctime>
 #include <deque>

@@ -1,4 +1,4 @@
-#include "simulator/time/calls/work_costs.h"
+#include "simulator/own_time/calls/work_costs.h"
 
 #include "simulator/base/message.h"
 #include "simulator/base/text.h"

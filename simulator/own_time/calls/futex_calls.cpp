@@ -1,6 +1,6 @@
-#include "simulator/time/calls/futex_calls.h"
+#include "simulator/own_time/calls/futex_calls.h"
 
-#include "simulator/time/calls/caller_times.h"
+#include "simulator/own_time/calls/caller_times.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,11 +1,11 @@
-#include "simulator/time/scheduler.h"
+#include "simulator/own_time/scheduler.h"
 
 #include "simulator/base/message.h"
+#include "simulator/own_time/calls/clock_calls.h"
+#include "simulator/own_time/calls/waiting_calls.h"
+#include "simulator/own_time/clock_stub.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/request_filter.h"
-#include "simulator/time/calls/clock_calls.h"
-#include "simulator/time/calls/waiting_calls.h"
-#include "simulator/time/clock_stub.h"
 
 #include <algorithm>
 #include <csignal>

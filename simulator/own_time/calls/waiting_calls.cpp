@@ -1,7 +1,7 @@
-#include "simulator/time/calls/waiting_calls.h"
+#include "simulator/own_time/calls/waiting_calls.h"
 
+#include "simulator/own_time/calls/caller_times.h"
 #include "simulator/requests/caller.h"
-#include "simulator/time/calls/caller_times.h"
 
 #include <algorithm>
 #include <cerrno>

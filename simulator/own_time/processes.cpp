@@ -1,4 +1,4 @@
-#include "simulator/time/processes.h"
+#include "simulator/own_time/processes.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // How the board's own time passes: the delays of threads, and the jumps of the clock.
-#include "simulator/time/scheduler.h"
+#include "simulator/own_time/scheduler.h"
 
 #include <algorithm>
 #include <csignal>

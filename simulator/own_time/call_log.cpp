@@ -1,7 +1,7 @@
-#include "simulator/time/call_log.h"
+#include "simulator/own_time/call_log.h"
 
 #include "simulator/base/message.h"
-#include "simulator/time/calls/timed_calls.h"
+#include "simulator/requests/timed_calls.h"
 #include "simulator/time/clock.h"
 
 #include <array>

@@ -1,6 +1,6 @@
-#include "simulator/time/calls/clock_calls.h"
+#include "simulator/own_time/calls/clock_calls.h"
 
-#include "simulator/time/calls/caller_times.h"
+#include "simulator/own_time/calls/caller_times.h"
 
 #include <ctime>
 #include <sys/syscall.h>

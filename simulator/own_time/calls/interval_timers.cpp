@@ -1,4 +1,4 @@
-#include "simulator/time/calls/interval_timers.h"
+#include "simulator/own_time/calls/interval_timers.h"
 
 #include <algorithm>
 #include <array>
