@@ -72,7 +72,7 @@ class json_form : public report {
 public:
     explicit json_form(std::ostream &to) : out(to) {}
 
-    void begin(const totals &all) override {
+    void start(const totals &all) override {
         out << "{\"schema\":" << SCHEMA_VERSION << ",\"verdict\":" << json(overall(all)).dump()
             << ",\"exit_status\":" << exit_code_of(all)
             << ",\"sentence\":" << json(sentence_of(all)).dump()
@@ -88,7 +88,7 @@ public:
         out << (is_first ? "\n" : ",\n") << item.dump(1);
         is_first = false;
     }
-    void end(const totals &) override {
+    void finish(const totals &) override {
         out << "\n]}\n";
     }
 

@@ -53,14 +53,14 @@ class junit_form : public report {
 public:
     explicit junit_form(std::ostream &to) : out(to) {}
 
-    void begin(const totals &) override {
+    void start(const totals &) override {
         out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"hk_results\">\n";
     }
     void add(const board_verdict &board) override {
         for (const run_verdict &run : board.runs)
             add(board, run);
     }
-    void end(const totals &all) override {
+    void finish(const totals &all) override {
         if (all.boards == 0)
             out << "<testsuite name=\"no results list\" tests=\"1\" failures=\"1\"><testcase "
                    "name=\"results list\"><failure message=\"there is no results list\"/>"
@@ -127,7 +127,7 @@ class tap_form : public report {
 public:
     explicit tap_form(std::ostream &to) : out(to) {}
 
-    void begin(const totals &) override {
+    void start(const totals &) override {
         out << "TAP version 14\n";
     }
     void add(const board_verdict &board) override {
@@ -140,7 +140,7 @@ public:
                 add_point(run.is, fails_as_a_whole(board, run), where, whole_reason(run), "");
         }
     }
-    void end(const totals &all) override {
+    void finish(const totals &all) override {
         if (all.boards == 0)
             out << "not ok " << ++points << " - there is no results list\n";
         out << "1.." << points << "\n# " << sentence_of(all) << "\n";

@@ -14,9 +14,9 @@ class series_keeper;
 class report {
 public:
     virtual ~report() = default;
-    virtual void begin(const totals &all) = 0;
+    virtual void start(const totals &all) = 0;
     virtual void add(const board_verdict &board) = 0;
-    virtual void end(const totals &all) = 0;
+    virtual void finish(const totals &all) = 0;
 };
 
 // For people: a line for each record, the verdict in the last line.
