@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "fio/spi/spi_device.h"
 #include "fio/start.h"
 #include "panel/front_panel.h"
 #include "runtime/number.h"

@@ -7,7 +7,6 @@
 #include <fcntl.h>
 
 #include "fio/fio_frame.h"
-#include "fio/spi/spi_device.h"
 #include "fio/spi/spi_exchange.h"
 #include "fio/start.h"
 

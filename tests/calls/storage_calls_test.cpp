@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "fio/spi/spi_device.h"
 #include "fio/start.h"
 #include "runtime/started_tests.h"
 #include "serial/start.h"
