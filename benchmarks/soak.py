@@ -8,7 +8,7 @@ The seed determines the faults, and so the whole log. Each fault has a window of
 
   - the counters that a fault moves have moved between the start of its window and the grace after its end;
   - no error counter of any record has moved at any other time;
-  - no test stands still without a fault;
+  - every test makes progress, unless a fault hinders it;
   - hk_results finds every record that the options bring, and names those that failed, no others.
 
 A counter is read from one list to the next. Faults at one place, the devices that a test uses, are so far
@@ -96,9 +96,9 @@ def findings_of_progress(lists, faults):
     findings = []
     for record in set(LINES) - set(HELD):
         for (before, old, _), (after, new, _) in zip(lists[record], lists[record][1:]):
-            stands = new <= old and before > SETTLE_S
-            if stands and not any(record in fault.records and fault.is_there(before, after + 1) for fault in faults):
-                findings.append(f'{record} stands still between {before:.0f} and {after:.0f} s')
+            is_idle = new <= old and before > SETTLE_S
+            if is_idle and not any(record in fault.records and fault.is_there(before, after + 1) for fault in faults):
+                findings.append(f'{record} makes no progress between {before:.0f} and {after:.0f} s')
     return findings
 
 

@@ -121,7 +121,7 @@ void tell_to_end(int) {
     is_told_to_end = 1;
 }
 
-// Logs are looked at so often.
+// The time between two looks at the logs.
 constexpr int LOOK_MS = 200;
 
 int follow(session &judged, const options &chosen) {

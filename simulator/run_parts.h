@@ -17,7 +17,7 @@ namespace simulator {
 struct run_parts {
     explicit run_parts(board &of);
 
-    // Tells each part of the others. The nodes of the devices are open. False after a message.
+    // Connects the parts with each other. The nodes of the devices are open. False after a message.
     bool connect();
     // For the program and for hk_ctl.
     filter_rules program_rules() const;

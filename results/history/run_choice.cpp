@@ -11,8 +11,8 @@ namespace {
 constexpr uint32_t HALF_RANGE = uint32_t{1} << 31;
 constexpr uint64_t NO_DISTANCE = std::numeric_limits<uint64_t>::max();
 
-// A counter never falls, but starts again at 0 after 2^32. A fall is taken for that if the counter
-// could have come so far at eight times its pace up to now.
+// A counter never falls, but starts again at 0 after 2^32. A lower value is such a wrap if the
+// counter could have come that far at eight times its pace up to now.
 bool is_wrap(const run_history &run, uint64_t moved, uint32_t delta, int64_t interval_ms) {
     constexpr uint64_t ALWAYS_POSSIBLE = uint64_t{1} << 24;
     constexpr uint32_t POSSIBLE_AT_FIRST = uint32_t{1} << 30; // no pace is known

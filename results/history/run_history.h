@@ -67,7 +67,7 @@ struct run_history {
     bool is_report = false;    // known from its status report alone: no list, no time
 };
 
-// Returns true if a record without progress for so long is at a stand: for a log period at least.
+// Returns true if a record has stalled: it made no progress for at least a log period.
 // Lists that a signal or the end adds come sooner.
 bool is_a_stall(const run_history &run, int64_t rest_ms);
 

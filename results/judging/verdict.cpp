@@ -205,7 +205,7 @@ void run_judge::note_lists(run_verdict &result) const {
     }
 }
 
-// A board's runs: what passes stands for an idle one, for instance one that was ended at once.
+// An idle run, for instance one that was ended at once, does not count beside one that passes.
 verdict worst_of(const std::vector<run_verdict> &runs) {
     verdict worst = verdict::NOT_JUDGED;
     for (const run_verdict &run : runs)

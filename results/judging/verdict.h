@@ -11,8 +11,7 @@
 #include "results/judging/expectation.h"
 #include "supervisor/lists/counter_meanings.h"
 
-// The worse of two is the greater one, but among records that pass an idle one only has its name
-// told, see worst_of.
+// The worse of two is the greater one. An idle record among records that pass is only named.
 enum class verdict : uint8_t {
     NOT_JUDGED, // no line shows it, or only a report, which does not show all: see status_report
     IDLE,       // held, or without its device: it never worked, and counted no error

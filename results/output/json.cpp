@@ -18,7 +18,7 @@ std::string iso_time(int64_t time_ms) {
     return text + "Z";
 }
 
-// As a text of JSON and XML: what is no UTF-8 becomes '?', as do control characters.
+// As a text of JSON: bytes that are not UTF-8 become '?', and so do control characters.
 std::string clean(const std::string &text) {
     return printable(text);
 }

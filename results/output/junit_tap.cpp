@@ -31,8 +31,8 @@ std::string run_name(const board_verdict &board, const run_verdict &run) {
     return text_of("%s, run %zu", name_of(*board.board).c_str(), run.number);
 }
 
-// A script that reads these forms alone must not take for good what the exit status does not: a
-// record that was expected and never worked is a failure.
+// A script may read these forms and ignore the exit status. So a record that was expected and never
+// worked is a failure.
 bool is_failure(const record_verdict &record) {
     return record.is > verdict::PASS || (record.is == verdict::IDLE && record.is_expected);
 }

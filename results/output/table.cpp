@@ -33,7 +33,7 @@ std::string in_capitals(std::string text) {
     return text;
 }
 
-// What is not good is in capitals, as it also has to be seen without colours.
+// Bad verdicts are in capitals: a terminal may show no colours.
 std::string word_for(verdict is) {
     const std::string word = name_of(is);
     return is > verdict::PASS ? in_capitals(word) : word;

@@ -50,8 +50,8 @@ std::string hex(uint64_t number) {
     return text.data();
 }
 
-// At most three. What a register holds that is no argument differs from run to run, as do the
-// addresses after the path of execve, which are the board's own at the start of the program.
+// At most three. The registers after the arguments hold something else in each run. So do the
+// addresses after the path of execve(2): the first execve is the board's own.
 int shown_arguments(int call) {
     switch (call) {
     case SYS_sched_yield:

@@ -23,7 +23,7 @@ uint32_t bits_of(const request &asked) {
                : FUTEX_BITSET_MATCH_ANY;
 }
 
-// 0 stands for every process that shares the memory.
+// The process whose threads share the word; 0: every process that shares the memory.
 pid_t owner_of(const request &asked, const thread &caller) {
     return (asked.arguments[1] & FUTEX_PRIVATE_FLAG) != 0 ? caller.owner->id : 0;
 }
@@ -58,7 +58,7 @@ struct futex_wait final : stopped_call {
     verdict attempt() override {
         if (!is_new)
             return verdict::done(-EAGAIN);
-        // A thread that ends wakes who waits for it in the kernel.
+        // When a thread ends, the kernel writes the word and wakes whoever waits for it.
         const bool is_freed = seen_changes != processes.changes && !has_value(asked, expected());
         seen_changes = processes.changes;
         if (is_woken || is_freed)

@@ -15,8 +15,8 @@ namespace simulator {
 
 namespace {
 
-// nanosleep has the wanted time and the place of the rest first, clock_nanosleep after the clock
-// and the flags.
+// The wanted time and the address for the time left are the first arguments of nanosleep; in
+// clock_nanosleep they follow the clock and the flags.
 struct sleep_call final : stopped_call {
     sleep_call(const request &of, thread &sleeping) : stopped_call(of), caller(sleeping) {
         const bool has_clock = of.call == SYS_clock_nanosleep;
@@ -59,7 +59,7 @@ private:
     int64_t end_us = NEVER;
 };
 
-// The kernel makes of a signal what its handler needs: the call is left to it when one has come.
+// When a signal has come, the call is left to the kernel, which then starts the handler.
 struct wait_for_signal final : stopped_call {
     explicit wait_for_signal(const request &of) : stopped_call(of) {
         if (of.call == SYS_pause)
@@ -92,7 +92,7 @@ private:
     int64_t end_us = NEVER;
 };
 
-// The process that waitid is for, as wait4 has it.
+// The process that waitid(2) waits for, in the form that wait4(2) takes.
 pid_t wanted_by_waitid(const request &asked) {
     const auto id = static_cast<pid_t>(asked.arguments[1]);
     switch (asked.arguments[0]) {

@@ -1,5 +1,5 @@
-// What computing costs in the board's own time. Nothing, but for the calls that stand for work:
-// they take the time that the board's flash and memory would need.
+// Computing costs nothing in the board's own time, except in the calls that stand for work: they
+// take the time that the board's flash and memory would need.
 //
 // The first calls after each sleep are free. A program's start, which differs from one kind of
 // binary to another (a dynamic one maps its libraries, an emulator its own), is covered by that.
