@@ -18,23 +18,19 @@ std::string iso_time(int64_t time_ms) {
     return text + "Z";
 }
 
-// As a text of JSON: bytes that are not UTF-8 become '?', and so do control characters.
-std::string clean(const std::string &text) {
-    return printable(text);
-}
-
 json json_of(const moved_error &error) {
     json item = {{"number", error.number + 1}, {"field", error.field},
                  {"meaning", error.meaning},   {"count", error.count},
                  {"per_hour", error.per_hour}, {"first_seen", iso_time(error.first_ms)}};
     if (!error.allowed_by.empty())
-        item["allowed_by"] = clean(error.allowed_by);
+        item["allowed_by"] = printable(error.allowed_by);
     return item;
 }
 
 json json_of(const record_verdict &record, bool is_report) {
-    json item = {
-        {"name", record.name}, {"verdict", name_of(record.is)}, {"option", clean(record.option)}};
+    json item = {{"name", record.name},
+                 {"verdict", name_of(record.is)},
+                 {"option", printable(record.option)}};
     if (record.record != nullptr) {
         const line_layout &layout = *record.record->layout;
         item["test"] = record.test;
@@ -79,8 +75,8 @@ public:
             << ",\"unreadable_lines\":" << all.unreadable_lines << ",\"boards\":[";
     }
     void add(const board_verdict &board) override {
-        json item = {{"ident", clean(board.board->ident)},
-                     {"host", clean(board.board->host)},
+        json item = {{"ident", printable(board.board->ident)},
+                     {"host", printable(board.board->host)},
                      {"verdict", name_of(board.is)},
                      {"runs", json::array()}};
         for (const run_verdict &run : board.runs)
