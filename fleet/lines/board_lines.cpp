@@ -29,7 +29,8 @@ std::string line_of(const TestRecord &record) {
 std::vector<std::string> list_of(int32_t list, int32_t errors) {
     std::vector<std::string> lines = {"<OL>"};
     for (TestRecord record : BOARD_RECORDS) {
-        record.read_count = record.write_count = record.prev_read_count = 9000 * list;
+        record.read_count = record.write_count = record.prev_read_count =
+            static_cast<uint32_t>(9000 * list);
         record.errors3 = record.unit == 8 ? errors : 0;
         lines.push_back(line_of(record));
     }
