@@ -29,8 +29,10 @@ struct options {
 
 void describe(CLI::App &app, options &chosen) {
     app.description("Reads results lists of hk_stress from system logs and judges the boards.");
-    app.footer("Exit status: 0 everything passes; 1 something failed, stalled, is missing or cut; "
-               "2 wrong use or\nunreadable input; 3 nothing was tested. See hk_results(1).");
+    app.footer(
+        "Exit status: 0 everything passes; 1 something failed, stalled, is missing, unexpected, "
+        "cut or ambiguous;\n2 wrong use or unreadable input; 3 nothing was tested. See "
+        "hk_results(1).");
     app.add_option("FILE", chosen.files,
                    "Logs, plain or packed by gzip or zstd; - or none: standard input");
     app.add_option("--expect", chosen.expected,

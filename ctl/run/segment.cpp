@@ -10,12 +10,12 @@
 #include <sys/shm.h>
 
 #include "ctl/text.h"
+#include "supervisor/plan/kind_codes.h"
 
 namespace {
 
 constexpr size_t RECORD_WORDS = sizeof(TestRecord) / sizeof(int32_t);
 constexpr int32_t PROCESS_MAX = 4 * 1024 * 1024; // see proc(5), pid_max
-constexpr int32_t LAST_KIND = 11;
 
 using record_words = std::array<int32_t, RECORD_WORDS>;
 
@@ -50,7 +50,7 @@ bool is_pid_word(int32_t pid) {
 
 bool is_hold_and_kind(const TestRecord &record) {
     return record.hold >= HOLD_NONE && record.hold <= HOLD_ACKNOWLEDGED && record.kind_code >= 0 &&
-           record.kind_code <= LAST_KIND;
+           record.kind_code < KIND_END;
 }
 
 // An option that is held but starts no test leaves its hold and kind code in the supervisor's

@@ -25,11 +25,11 @@ has read that one.
 
 constexpr const char *EXIT_STATUSES = R"(
 The exit status is the program's (128 + n if signal n ended it); 2 for a wrong command line;
-123 for a sleep that the board's own time does not know, with --strict; 124 if the program did
-not end within 5 s of SIGTERM; 125 if the board cannot be set up; 126 if the program cannot be
-executed; 127 if it is not found. Signals USR1, USR2, ALRM, QUIT and TSTP are passed on to the
-program; TERM, INT and HUP end the run as --for does. The board has its own, empty /opt, /run
-and /r0.
+123 for a sleep or timer that the board's own time does not know, with --strict; 124 if the
+program did not end within 5 s of SIGTERM, or computed for 10 s in the board's own time; 125 if
+the board cannot be set up; 126 if the program cannot be executed; 127 if it is not found. Signals
+USR1, USR2, ALRM, QUIT and TSTP are passed on to the program; TERM, INT and HUP end the run as
+--for does. The board has its own, empty /opt, /run and /r0.
 )";
 
 // The shell of a command line without a program.
@@ -91,12 +91,12 @@ bool read_command_line(int argc, char *const *argv, command_line &given) {
         refuse_option(argv[optind - 1]);
         return false;
     }
-    if (!given.enter.empty() && !given.options.empty())
+    if (!given.enter.empty() && !(given.options.empty() && given.replay.empty()))
         return complain("--enter %s: the board is already running; --enter takes no other option",
                         given.enter.c_str());
-    if (!given.replay.empty() && !given.options.empty())
-        return complain("--replay %s: the log has the options of its run; --replay takes no other "
-                        "option",
+    if (!given.replay.empty() && (!given.options.empty() || argv[optind] != nullptr))
+        return complain("--replay %s: the log has the options and the program of its run; --replay "
+                        "takes no other option and no program",
                         given.replay.c_str());
     if (argv[optind] != nullptr)
         given.program = argv + optind;

@@ -54,7 +54,7 @@ constexpr option_row OPTIONS[] = {
      take_start},
     {"clock-costs", "CALL=US,...", "--clock-costs open=100,sync=5000",
      "what open, mmap and sync cost in the board's own time, in microseconds", take_clock_costs},
-    {"calls", "FILE", "--calls run.calls", "write every call that the board answers to FILE",
+    {"calls", "FILE", "--calls run.calls", "write every system call that the board stops to FILE",
      take_calls},
     {"strict", nullptr, "--strict", "fail if a call sleeps that the board's own time does not know",
      take_strict},
