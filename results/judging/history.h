@@ -66,10 +66,25 @@ struct complaint_counts {
     std::array<std::string, COMPLAINTS> first; // the first text of each
 };
 
+// Lists at which the counters hardly moved although they move all the time. They come in equal
+// intervals if two runs write lists in turn.
+struct hesitations {
+    int64_t last_ms = NO_TIME; // on the run's clock
+    int64_t interval_ms = NO_TIME;
+};
+
+// A run that began after the end of another, with higher counters: how long after its last list,
+// and by how many steps.
+struct growth {
+    int64_t interval_ms = NO_TIME;
+    double step = 0;
+};
+
 struct run_history {
     std::vector<record_history> records;
     std::unique_ptr<complaint_counts> complaints; // null if there are none
     log_period period;
+    hesitations pauses;
     int64_t first_ms = NO_TIME; // the first list, of the day
     int64_t last_ms = NO_TIME;
     int64_t clock_ms = 0;   // since the first list; a clock that is set back does not count
@@ -100,6 +115,7 @@ struct board_history {
     std::vector<run_history> runs;
     std::unique_ptr<open_list> list;              // null between lists
     std::unique_ptr<complaint_counts> complaints; // since the last list: of the next one's run
+    growth after_end;                             // see growth
     bool was_interrupted = false;                 // the last list began within another one
     bool is_report = false; // `ident` is the name of a file that holds status reports alone
 
