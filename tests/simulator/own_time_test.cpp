@@ -213,6 +213,18 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
     }
 }
 
+TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_call) {
+    const std::string calls = "/tmp/hk_spin_" + std::to_string(getpid());
+    for (const std::vector<std::string> &options :
+         {in_own_time({}), in_own_time({"--calls", calls})}) {
+        board_run run = board_run::program(options, own_program(SLEEP_OBSERVER_PATH, {"spin"}));
+        EXPECT_EQ(run.finish(), 0);
+        EXPECT_EQ(run.output, "reads of the clock: 3000\n"
+                              "reads of the calendar in a child: 3000\n");
+    }
+    unlink(calls.c_str());
+}
+
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
     board_run run = board_run::program(in_own_time({"--start", "2030-02-03 04:05:06"}),
                                        {"/bin/sh", "-c", "sleep 3600; date +%F.%T"});

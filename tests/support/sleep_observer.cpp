@@ -1,6 +1,7 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
 // one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll",
-// "timer" or "timerfd" it makes one sleep that the board's own time does not know.
+// "timer" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
+// reads the time until two milliseconds have passed, itself and in a child, and prints how often.
 
 #include <array>
 #include <cerrno>
@@ -269,6 +270,37 @@ void show_ports() {
     show("read with an alarm", [&] { return read(other, read_back.data(), 1); });
 }
 
+// How often it reads the time until two milliseconds have passed.
+int reads_of_a_spin(const std::function<int64_t()> &now_us) {
+    sleep_ms(1);
+    const int64_t end_us = now_us() + 2000;
+    int reads = 1;
+    while (now_us() < end_us)
+        reads++;
+    return reads;
+}
+
+void show_spins() {
+    const auto monotonic_us = [] {
+        timespec now{};
+        (void)clock_gettime(CLOCK_MONOTONIC, &now);
+        return now.tv_sec * int64_t{1'000'000} + now.tv_nsec / 1000;
+    };
+    const auto calendar_us = [] {
+        timeval now{};
+        (void)gettimeofday(&now, nullptr);
+        return now.tv_sec * int64_t{1'000'000} + now.tv_usec;
+    };
+    printf("reads of the clock: %d\n", reads_of_a_spin(monotonic_us));
+    (void)fflush(stdout);
+    if (fork() == 0) {
+        printf("reads of the calendar in a child: %d\n", reads_of_a_spin(calendar_us));
+        (void)fflush(stdout);
+        _exit(0);
+    }
+    (void)wait(nullptr);
+}
+
 // Returns 0 if it has slept.
 int sleep_unknown(std::string_view how) {
     const itimerspec soon = {{}, span_of(20)};
@@ -292,6 +324,10 @@ int sleep_unknown(std::string_view how) {
 } // namespace
 
 int main(int argc, char **arguments) {
+    if (argc > 1 && arguments[1] == std::string_view("spin")) {
+        show_spins();
+        return 0;
+    }
     if (argc > 1)
         return sleep_unknown(arguments[1]);
     handle_alarm(0);
