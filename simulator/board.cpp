@@ -143,7 +143,9 @@ void run_to_the_end(const program_run &run, std::span<event_source *const> sourc
     }
 }
 
-// The program and the board share one processor, which makes a stopped call much cheaper.
+// The program and the board share one processor, which makes a stopped call much cheaper. They have
+// the same priority: the program then goes on as soon as its call is answered, and the board, which
+// has not begun to wait for the next call, need not be woken for it.
 void share_one_processor() {
     cpu_set_t one;
     CPU_ZERO(&one);
@@ -289,7 +291,8 @@ bool build_board(const command_line &given, board &built) {
 int run_board(board &built, char *const *program, const machine_paths &paths) {
     if (built.settings.own_time)
         start_own_time(built.settings);
-    raise_priority();
+    else
+        raise_priority();
     built.devices.find<network_interface>()->bring_up(); // every board has one
     if (!build_root(paths.own_program))
         return STATUS_NO_BOARD;
