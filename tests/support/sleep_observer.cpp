@@ -85,6 +85,25 @@ pid_t child_that_sleeps(int ms) {
     return child;
 }
 
+pid_t child_that_polls(int ms) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(poll(nullptr, 0, ms) == 0 ? 0 : errno);
+    return child;
+}
+
+// Stops it from 50 to 120 ms after its start. -1 with its status as errno if that is not 0.
+int stop_and_wait_for(pid_t child) {
+    int status = 0;
+    sleep_ms(50);
+    (void)kill(child, SIGSTOP);
+    sleep_ms(70);
+    (void)kill(child, SIGCONT);
+    (void)waitpid(child, &status, 0);
+    errno = WEXITSTATUS(status);
+    return errno == 0 ? 0 : -1;
+}
+
 void show_sleeps() {
     timespec span = span_of(200);
     timespec left{};
@@ -187,20 +206,16 @@ void show_children() {
     handle_alarm(SA_RESTART);
     child_that_sleeps(150);
     alarm_in(70);
-    show("wait with an alarm that restarts it", [] { return wait(nullptr); });
-    const pid_t sleeper = child_that_sleeps(200);
+    show(
+        "wait with an alarm that restarts it", [] { return wait(nullptr); });
     show(
         "nanosleep during which it is stopped",
-        [&] {
-            int status = 0;
-            sleep_ms(50);
-            (void)kill(sleeper, SIGSTOP);
-            sleep_ms(70);
-            (void)kill(sleeper, SIGCONT);
-            (void)waitpid(sleeper, &status, 0);
-            errno = WEXITSTATUS(status);
-            return errno == 0 ? 0 : -1;
-        });
+        [] { return stop_and_wait_for(child_that_sleeps(200)); });
+    show(
+        "poll during which it is stopped", [] { return stop_and_wait_for(child_that_polls(200)); });
+    show(
+        "poll that ends while it is stopped",
+        [] { return stop_and_wait_for(child_that_polls(100)); });
     show("wait without a child", [] { return wait(nullptr); });
     const pid_t child = child_that_sleeps(150);
     show("waitpid that does not wait", [&] { return waitpid(child, nullptr, WNOHANG); });

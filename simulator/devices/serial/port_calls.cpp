@@ -131,6 +131,8 @@ void port_calls::look_at_nodes(bool always) const {
 bool port_calls::take(const request &asked) {
     const call_kind kind = kind_of(asked.call);
     const auto &words = asked.arguments;
+    if (kind != call_kind::poll && !continued_polls.empty())
+        continued_polls.erase(asked.caller);
     switch (kind) {
     case call_kind::open:
         return take_open(asked, AT_FDCWD, words[0], static_cast<int>(words[1]));
