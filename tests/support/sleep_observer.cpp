@@ -211,11 +211,6 @@ void show_children() {
     show(
         "nanosleep during which it is stopped",
         [] { return stop_and_wait_for(child_that_sleeps(200)); });
-    show(
-        "poll during which it is stopped", [] { return stop_and_wait_for(child_that_polls(200)); });
-    show(
-        "poll that ends while it is stopped",
-        [] { return stop_and_wait_for(child_that_polls(100)); });
     show("wait without a child", [] { return wait(nullptr); });
     const pid_t child = child_that_sleeps(150);
     show("waitpid that does not wait", [&] { return waitpid(child, nullptr, WNOHANG); });
@@ -224,6 +219,13 @@ void show_children() {
         "wait for a killed child", [&] { return waitpid(child, nullptr, 0); });
     show("system", [] { return system("sleep 0.1"); });
     handle_alarm(0);
+}
+
+void show_stopped_polls() {
+    show(
+        "poll during which it is stopped", [] { return stop_and_wait_for(child_that_polls(200)); });
+    show("poll that ends while it is stopped",
+         [] { return stop_and_wait_for(child_that_polls(100)); });
 }
 
 void show_threads() {
@@ -353,5 +355,6 @@ int main(int argc, char **arguments) {
     show_children();
     show_threads();
     show_ports();
+    show_stopped_polls();
     return 0;
 }
