@@ -20,6 +20,9 @@ class call_log {
 public:
     // Creates the file, or empties it. False after a message.
     bool open(const std::string &path);
+    bool is_open() const {
+        return out != nullptr;
+    }
     // Notes a call whose caller is about to go on.
     void note(const request &asked, int64_t asked_at_us, const response &given);
 

@@ -1,50 +1,37 @@
 #include "simulator/own_time/clock_stub.h"
 
-#include "simulator/base/unique_fd.h"
+#include "simulator/own_time/clock_functions.h"
+#include "simulator/requests/caller.h"
+#include "simulator/requests/notification.h"
+#include "simulator/time/clock.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <elf.h>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/auxv.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
-#include <vector>
+#include <utility>
 
 namespace simulator {
 
 namespace {
 
-struct clock_function {
-    const char *name;
-    uint32_t call;
-};
+using replacement = program_clock::replacement;
 
-#if defined(__x86_64__)
-constexpr clock_function CLOCK_FUNCTIONS[] = {
-    {"__vdso_clock_gettime", SYS_clock_gettime},
-    {"__vdso_gettimeofday", SYS_gettimeofday},
-    {"__vdso_time", SYS_time},
-};
-
-// mov eax, number; syscall; ret
-std::array<uint8_t, 8> plain_call(uint32_t number) {
-    std::array<uint8_t, 8> code = {0xb8, 0, 0, 0, 0, 0x0f, 0x05, 0xc3};
-    memcpy(&code[1], &number, sizeof number);
-    return code;
+// The code of a function, or the plain call where the kernel's function is shorter.
+replacement make_replacement(const Elf64_Sym &symbol, const clock_function &function, int lent) {
+    if (function.code.empty() || symbol.st_size < function.code.size())
+        return {symbol.st_value, plain_call(function.call)};
+    std::vector<uint8_t> code(function.code.begin(), function.code.end());
+    const auto number = static_cast<uint64_t>(lent); // the last word
+    memcpy(&code[code.size() - sizeof number], &number, sizeof number);
+    return {symbol.st_value, code, symbol.st_value + code.size() - 2 * sizeof number};
 }
-#else
-constexpr clock_function CLOCK_FUNCTIONS[] = {{"", 0}};
-
-std::array<uint8_t, 8> plain_call(uint32_t) {
-    return {};
-}
-#endif
-
-struct replacement {
-    uint64_t offset; // from the beginning of the mapped functions
-    std::array<uint8_t, 8> code;
-};
 
 // Every process has the same functions, at another address.
 const char *own_functions() {
@@ -66,7 +53,7 @@ const Elf64_Shdr *find_section(uint32_t type) {
     return nullptr;
 }
 
-std::vector<replacement> find_replacements() {
+std::vector<replacement> find_replacements(int lent) {
     std::vector<replacement> found;
     const Elf64_Shdr *symbols = own_functions() != nullptr ? find_section(SHT_DYNSYM) : nullptr;
     if (symbols == nullptr)
@@ -76,18 +63,22 @@ std::vector<replacement> find_replacements() {
     for (uint64_t i = 0; i < symbols->sh_size / sizeof(Elf64_Sym); i++) {
         const auto *symbol = at<Elf64_Sym>(symbols->sh_offset + i * sizeof(Elf64_Sym));
         const std::string_view name = at<char>(names->sh_offset + symbol->st_name);
-        for (const clock_function &each : CLOCK_FUNCTIONS)
+        for (const clock_function &each : clock_functions())
             if (name == each.name)
-                found.push_back({symbol->st_value, plain_call(each.call)});
+                found.push_back(make_replacement(*symbol, each, lent));
     }
     return found;
+}
+
+unique_fd open_file_of(pid_t process, const char *name, int flags) {
+    return unique_fd(
+        open(("/proc/" + std::to_string(process) + "/" + name).c_str(), flags | O_CLOEXEC));
 }
 
 // Where the process has the functions; 0 if it has none.
 uint64_t functions_of(pid_t process) {
     std::array<Elf64_auxv_t, 64> vector{};
-    const unique_fd file(
-        open(("/proc/" + std::to_string(process) + "/auxv").c_str(), O_RDONLY | O_CLOEXEC));
+    const unique_fd file = open_file_of(process, "auxv", O_RDONLY);
     if (!file.is_open() || read(file.get(), vector.data(), sizeof vector) <= 0)
         return 0;
     for (const Elf64_auxv_t &each : vector)
@@ -96,21 +87,88 @@ uint64_t functions_of(pid_t process) {
     return 0;
 }
 
+// The functions' memory cannot be written but through this file.
+bool write_at(const unique_fd &memory, uint64_t address, const void *from, size_t bytes) {
+    return pwrite(memory.get(), from, bytes, static_cast<off_t>(address)) ==
+           static_cast<ssize_t>(bytes);
+}
+
+clock_page::moment in_nanoseconds(int64_t time_us) {
+    return {time_us / US_PER_SECOND, time_us % US_PER_SECOND * NS_PER_US};
+}
+
 } // namespace
 
-bool replace_clock_functions(pid_t process) {
-    static const std::vector<replacement> REPLACEMENTS = find_replacements();
+program_clock::program_clock(int number)
+    : lent(number),
+      replacements(find_replacements(number)),
+      memory(memfd_create("clock", MFD_CLOEXEC)) {
+    void *mapped = MAP_FAILED;
+    if (ftruncate(memory.get(), CLOCK_PAGE_BYTES) == 0)
+        mapped =
+            mmap(nullptr, CLOCK_PAGE_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0);
+    if (mapped != MAP_FAILED) // else every read is a call
+        page = static_cast<clock_page *>(mapped);
+}
+
+program_clock::~program_clock() {
+    if (page != nullptr)
+        (void)munmap(page, CLOCK_PAGE_BYTES);
+}
+
+bool program_clock::replace_functions(pid_t process) const {
     const uint64_t begin = functions_of(process);
     if (begin == 0)
         return true; // it has to call the kernel
-    const unique_fd memory(
-        open(("/proc/" + std::to_string(process) + "/mem").c_str(), O_RDWR | O_CLOEXEC));
-    for (const replacement &each : REPLACEMENTS)
-        if (pwrite(memory.get(), each.code.data(), each.code.size(),
-                   static_cast<off_t>(begin + each.offset)) !=
-            static_cast<ssize_t>(each.code.size()))
+    const unique_fd file = open_file_of(process, "mem", O_RDWR);
+    for (const replacement &each : replacements)
+        if (!write_at(file, begin + each.offset, each.code.data(), each.code.size()))
             return false;
-    return !REPLACEMENTS.empty();
+    return !replacements.empty();
+}
+
+bool program_clock::take_mapping(const request &asked) const {
+    if (asked.call != SYS_mmap || static_cast<int>(asked.arguments[4]) != lent ||
+        status_of(asked, lent))
+        return false;
+    if (page != nullptr && install(asked, memory.get(), lent, true))
+        pass_on(asked);
+    else
+        refuse(asked, EBADF);
+    return true;
+}
+
+void program_clock::take_address(const request &asked) const {
+    const uint64_t address = asked.arguments[3];
+    clock_page there{};
+    const bool is_known = address != 0 && address % CLOCK_PAGE_BYTES == 0 && page != nullptr &&
+                          read_memory(asked, address, &there, sizeof there) &&
+                          memcmp(&there, page, sizeof there) == 0;
+    if (!is_known)
+        return;
+    const uint64_t begin = functions_of(asked.caller);
+    const unique_fd file = open_file_of(asked.caller, "mem", O_RDWR);
+    for (const replacement &each : replacements)
+        if (each.page_word != 0)
+            (void)write_at(file, begin + each.page_word, &address, sizeof address);
+}
+
+void program_clock::allow_reads(int count) {
+    if (page == nullptr)
+        return;
+    page->reads_left = allowed = count;
+    if (std::exchange(shown_us, now_us()) == now_us())
+        return;
+    page->monotonic = in_nanoseconds(now_us());
+    page->calendar = in_nanoseconds(calendar_us());
+    page->time_of_day = {calendar_us() / US_PER_SECOND, calendar_us() % US_PER_SECOND};
+}
+
+int program_clock::take_reads() {
+    if (page == nullptr)
+        return 0;
+    const int left = std::max(0, std::exchange(page->reads_left, 0));
+    return std::exchange(allowed, 0) - left;
 }
 
 } // namespace simulator

@@ -34,6 +34,7 @@ struct thread {
     int64_t called_at_us = 0;  // when the call was made
     int64_t asked_at_us = 0;   // the same, or until when it was delayed
     int calls_at_once = 0;     // since the clock moved last
+    int clock_reads = 0;       // without a call, since the last call
     int works = 0;             // of a stated cost, since the thread slept last
     bool has_executed = false; // its last call was execve(2)
     // The end of a nanosleep during which it was stopped: the kernel makes the call again.

@@ -13,6 +13,7 @@
 #include <linux/sched.h>
 #include <sched.h>
 #include <sys/syscall.h>
+#include <utility>
 
 namespace simulator {
 
@@ -34,6 +35,13 @@ bool is_birth(const request &asked) {
     return row != nullptr && row->kind == timed_kind::birth;
 }
 
+// What the kernel carries out once the thread goes on; none if the board has answered the call.
+timed_kind kind_left_to_kernel(const thread &of) {
+    const bool is_left = (of.answer.flags & SECCOMP_USER_NOTIF_FLAG_CONTINUE) != 0;
+    const timed_call *row = is_left ? find_timed_call(of.asked.call) : nullptr;
+    return row != nullptr ? row->kind : timed_kind::none;
+}
+
 // Of ppoll(2) or pselect(2).
 bool gives_mask(const request &asked) {
     return asked.arguments[asked.call == SYS_ppoll ? 3 : 5] != 0;
@@ -42,7 +50,10 @@ bool gives_mask(const request &asked) {
 } // namespace
 
 scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
-    : requests(all_requests), calls(all_calls), machine_start_us(machine_us()) {
+    : requests(all_requests),
+      calls(all_calls),
+      clock(all_calls.numbers.first - 1),
+      machine_start_us(machine_us()) {
     start_tick();
     keep_responses(this);
     calls.held.look_when_told();
@@ -92,23 +103,32 @@ void scheduler::give_token(thread &of) {
         queue.push_back(&of);
 }
 
+// The thread may read the time without a call where that counts as if each read were one: while no
+// other thread can run, and as often as calls cost no time. The file of --calls has every read.
+void scheduler::allow_clock_reads(const thread &of, timed_kind left_to_kernel) {
+    const bool is_alone = left.empty() && left_to_kernel != timed_kind::birth &&
+                          left_to_kernel != timed_kind::execute;
+    const int calls_made = of.asked_at_us == now_us() ? of.calls_at_once : 0;
+    clock.allow_reads(is_alone && !log.is_open() ? std::max(0, CALLS_AT_ONCE - calls_made) : 0);
+}
+
 // False if the thread is not stopped again.
 bool scheduler::release(thread &of) {
     forks_away = is_birth(of.asked) && is_vfork(of.asked);
-    const bool is_left_to_kernel = (of.answer.flags & SECCOMP_USER_NOTIF_FLAG_CONTINUE) != 0;
+    const timed_kind left_to_kernel = kind_left_to_kernel(of);
     if (of.asked_at_us < now_us())
         of.works = 0;
+    allow_clock_reads(of, left_to_kernel);
     log.note(of.asked, of.called_at_us, of.answer);
     if (!send_response(of.asked, of.answer)) { // it has been killed
         end(of);
         return false;
     }
-    return come_back(of, is_left_to_kernel);
+    return come_back(of, left_to_kernel);
 }
 
-bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
-    const timed_call *row = is_left_to_kernel ? find_timed_call(of.asked.call) : nullptr;
-    const timed_kind kind = row != nullptr ? row->kind : timed_kind::none;
+// `kind` is none if the kernel does not carry out the call.
+bool scheduler::come_back(thread &of, timed_kind kind) {
     of.has_executed = kind == timed_kind::execute;
     if (of.has_executed || kind == timed_kind::close)
         calls.note_changed_descriptors();
@@ -120,6 +140,7 @@ bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
     if (kind == timed_kind::work && opens_file(of.asked.call))
         await_opening(of);
     const bool is_back = await(of);
+    of.clock_reads = clock.take_reads();
     vforking = nullptr;
     if (of.has_executed)
         drop_ended_siblings(of);
@@ -138,6 +159,7 @@ void scheduler::take_call(thread &of) {
     of.is_untaken = false;
     if (of.asked_at_us != now_us())
         of.calls_at_once = 0;
+    of.calls_at_once += std::exchange(of.clock_reads, 0);
     of.asked_at_us = now_us();
     of.called_at_us = now_us();
     const timed_call *row = find_timed_call(of.asked.call);
@@ -153,7 +175,7 @@ void scheduler::take_call(thread &of) {
 
 // The first call after execve(2).
 void scheduler::begin_program(const thread &of) {
-    if (!replace_clock_functions(of.id))
+    if (!clock.replace_functions(of.id))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
     free_vfork_parent(*of.owner);
 }
@@ -163,6 +185,7 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         of.continued_sleep_us = NEVER;
     switch (row.kind) {
     case timed_kind::read_clock:
+        clock.take_address(of.asked);
         return answer_clock(of.asked);
     case timed_kind::describe_machine:
         return answer_sysinfo(of.asked);
@@ -178,7 +201,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::yield:
         return yield(of);
     case timed_kind::work:
-        return do_work(of);
+        if (!clock.take_mapping(of.asked))
+            do_work(of);
+        return;
     case timed_kind::poll_with_mask:
         if (gives_mask(of.asked))
             has_signal = true; // one that only the mask lets through may be there already

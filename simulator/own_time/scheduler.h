@@ -35,7 +35,8 @@
 // kernel would.
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
-// after a thousand calls at one moment each further one lasts a microsecond. A loop without any
+// after a thousand calls at one moment each further one lasts a microsecond. So does a read of the
+// time, though most reads are no call (clock_stub.h). A loop without any
 // call cannot be given a time that would be the same twice; it ends the run with a message.
 #pragma once
 
@@ -44,6 +45,7 @@
 #include "simulator/own_time/calls/futex_calls.h"
 #include "simulator/own_time/calls/interval_timers.h"
 #include "simulator/own_time/calls/work_costs.h"
+#include "simulator/own_time/clock_stub.h"
 #include "simulator/own_time/processes.h"
 #include "simulator/own_time/task_view.h"
 #include "simulator/requests/notification.h"
@@ -102,7 +104,8 @@ private:
     // The turn of a thread.
     void give_token(thread &of);
     bool release(thread &of);
-    bool come_back(thread &of, bool is_left_to_kernel);
+    bool come_back(thread &of, timed_kind kind);
+    void allow_clock_reads(const thread &of, timed_kind left_to_kernel);
     void take_call(thread &of);
     void carry_out(thread &of, const timed_call &row);
     void begin_program(const thread &of);
@@ -142,6 +145,7 @@ private:
 
     request_channel &requests;
     port_calls &calls;
+    program_clock clock;
     process_table processes;
     futexes futex_waits;
     std::set<int> listeners;

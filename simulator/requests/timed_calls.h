@@ -1,7 +1,8 @@
 // The system calls that the kernel stops for the board's own time: those that sleep, read or set a
 // time, or that let another thread run. Everything else runs at full speed.
 //
-// What depends on the processor is here, by the names of <sys/syscall.h>, and in clock_stub.cpp.
+// What depends on the processor is here, by the names of <sys/syscall.h>, and in
+// clock_functions.cpp.
 #pragma once
 
 #include "simulator/requests/stopped_calls.h"

@@ -99,12 +99,18 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "read of a byte: ok 3\n"
                                "read with an alarm: EINTR 8\n";
 
+// The emulator carries out poll(2) as ppoll(2), for which the time of a stop does not count.
+constexpr const char *STOPPED_POLLS = IS_EMULATED ? "poll during which it is stopped: ok 27\n"
+                                                    "poll that ends while it is stopped: ok 17\n"
+                                                  : "poll during which it is stopped: ok 20\n"
+                                                    "poll that ends while it is stopped: ok 12\n";
+
 TEST(OwnTime, gives_every_sleeping_call_its_time_also_on_a_busy_machine) {
     const busy_machine busy(4);
     board_run run =
         board_run::program(in_own_time({"--cable", "1-2"}), own_program(SLEEP_OBSERVER_PATH, {}));
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, SLEEPS);
+    EXPECT_EQ(run.output, std::string(SLEEPS).append(STOPPED_POLLS));
 }
 
 struct repeated_run {
@@ -211,6 +217,18 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
         EXPECT_EQ(run.finish(), NOT_MODELLED);
         EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
     }
+}
+
+TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_call) {
+    const std::string calls = "/tmp/hk_spin_" + std::to_string(getpid());
+    for (const std::vector<std::string> &options :
+         {in_own_time({}), in_own_time({"--calls", calls})}) {
+        board_run run = board_run::program(options, own_program(SLEEP_OBSERVER_PATH, {"spin"}));
+        EXPECT_EQ(run.finish(), 0);
+        EXPECT_EQ(run.output, "reads of the clock: 3000\n"
+                              "reads of the calendar in a child: 3000\n");
+    }
+    unlink(calls.c_str());
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {

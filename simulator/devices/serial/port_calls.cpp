@@ -132,6 +132,8 @@ bool port_calls::take(const request &asked) {
     if (const auto opened = opening_of(asked))
         return take_open(asked, *opened);
     const call_kind kind = kind_of(asked.call);
+    if (kind != call_kind::poll && !continued_polls.empty())
+        continued_polls.erase(asked.caller);
     switch (kind) {
     case call_kind::poll:
     case call_kind::ppoll:

@@ -64,6 +64,8 @@ struct port_calls final : call_taker, event_source {
     serial_port *port_at(const request &asked, int descriptor) const;
 
     held_calls held;
+    // The ends of polls during which their callers were stopped: the kernel makes each call again.
+    std::map<pid_t, int64_t> continued_polls;
     // Where time is the board's own: also a poll without a port, whose time-out is in that time.
     bool takes_all_polls = false;
     bool remembers = false; // while `note_changed_descriptors` is called

@@ -52,14 +52,14 @@ int selected_count(const request &asked) {
 
 } // namespace
 
-port_poll::port_poll(const request &of, call_kind call, const port_calls &ports)
-    : stopped_call(of), kind(call) {
+port_poll::port_poll(const request &of, call_kind call, port_calls &all_ports)
+    : stopped_call(of), kind(call), ports(all_ports) {
     if (is_select())
         read_select_set();
     else
         read_poll_set();
     read_mask();
-    find_ports(ports);
+    find_ports();
     if (has_port() || ports.takes_all_polls)
         read_deadline();
 }
@@ -95,7 +95,7 @@ void port_poll::read_select_set() {
             entries.push_back({descriptor, wanted[static_cast<size_t>(descriptor)], nullptr, {}});
 }
 
-void port_poll::find_ports(const port_calls &ports) {
+void port_poll::find_ports() {
     for (entry &each : entries)
         each.port = ports.port_at(asked, each.descriptor);
     if (!has_port() && !ports.takes_all_polls)
@@ -109,7 +109,11 @@ void port_poll::find_ports(const port_calls &ports) {
 void port_poll::read_deadline() {
     if (kind == call_kind::poll) {
         const auto timeout_ms = static_cast<int>(asked.arguments[2]);
-        if (timeout_ms >= 0)
+        const auto continued = ports.continued_polls.extract(asked.caller);
+        is_continued = !continued.empty();
+        if (is_continued)
+            deadline_us = continued.mapped();
+        else if (timeout_ms >= 0)
             deadline_us = now_us() + timeout_ms * US_PER_MS;
         return;
     }
@@ -172,6 +176,8 @@ verdict port_poll::interrupt() {
     if (mask)
         return verdict::passed_on();
     give_time_left();
+    if (kind == call_kind::poll && deadline_us != NEVER && !has_handled_signal(asked))
+        ports.continued_polls[asked.caller] = deadline_us; // it is being stopped
     return verdict::done(-RESTARTED_WITHOUT_HANDLER);
 }
 

@@ -17,12 +17,12 @@ namespace simulator {
 struct port_calls;
 
 struct port_poll final : stopped_call {
-    port_poll(const request &of, call_kind call, const port_calls &ports);
+    port_poll(const request &of, call_kind call, port_calls &all_ports);
 
     bool has_port() const;
     // False for a call that the kernel would return from at once, without a port.
     bool may_wait() const {
-        return is_good && deadline_us > now_us();
+        return is_good && (is_continued || deadline_us > now_us());
     }
 
     verdict attempt() override;
@@ -47,7 +47,7 @@ private:
     }
     void read_poll_set();
     void read_select_set();
-    void find_ports(const port_calls &ports);
+    void find_ports();
     void read_deadline();
     void read_mask();
     void look();
@@ -57,9 +57,11 @@ private:
     int64_t give_result();
 
     const call_kind kind;
+    port_calls &ports;
     std::vector<entry> entries;
     bool is_good = true;
     int64_t deadline_us = NEVER;
+    bool is_continued = false;    // the kernel makes it again after a stop
     std::optional<uint64_t> mask; // of signals, while the call waits
 };
 

@@ -1,6 +1,7 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
 // one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll",
-// "timer" or "timerfd" it makes one sleep that the board's own time does not know.
+// "timer" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
+// reads the time until two milliseconds have passed, itself and in a child, and prints how often.
 
 #include <array>
 #include <cerrno>
@@ -82,6 +83,25 @@ pid_t child_that_sleeps(int ms) {
         _exit(nanosleep(&span, nullptr) == 0 ? 0 : errno);
     }
     return child;
+}
+
+pid_t child_that_polls(int ms) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(poll(nullptr, 0, ms) == 0 ? 0 : errno);
+    return child;
+}
+
+// Stops it from 50 to 120 ms after its start. -1 with its status as errno if that is not 0.
+int stop_and_wait_for(pid_t child) {
+    int status = 0;
+    sleep_ms(50);
+    (void)kill(child, SIGSTOP);
+    sleep_ms(70);
+    (void)kill(child, SIGCONT);
+    (void)waitpid(child, &status, 0);
+    errno = WEXITSTATUS(status);
+    return errno == 0 ? 0 : -1;
 }
 
 void show_sleeps() {
@@ -186,20 +206,11 @@ void show_children() {
     handle_alarm(SA_RESTART);
     child_that_sleeps(150);
     alarm_in(70);
-    show("wait with an alarm that restarts it", [] { return wait(nullptr); });
-    const pid_t sleeper = child_that_sleeps(200);
+    show(
+        "wait with an alarm that restarts it", [] { return wait(nullptr); });
     show(
         "nanosleep during which it is stopped",
-        [&] {
-            int status = 0;
-            sleep_ms(50);
-            (void)kill(sleeper, SIGSTOP);
-            sleep_ms(70);
-            (void)kill(sleeper, SIGCONT);
-            (void)waitpid(sleeper, &status, 0);
-            errno = WEXITSTATUS(status);
-            return errno == 0 ? 0 : -1;
-        });
+        [] { return stop_and_wait_for(child_that_sleeps(200)); });
     show("wait without a child", [] { return wait(nullptr); });
     const pid_t child = child_that_sleeps(150);
     show("waitpid that does not wait", [&] { return waitpid(child, nullptr, WNOHANG); });
@@ -208,6 +219,13 @@ void show_children() {
         "wait for a killed child", [&] { return waitpid(child, nullptr, 0); });
     show("system", [] { return system("sleep 0.1"); });
     handle_alarm(0);
+}
+
+void show_stopped_polls() {
+    show(
+        "poll during which it is stopped", [] { return stop_and_wait_for(child_that_polls(200)); });
+    show("poll that ends while it is stopped",
+         [] { return stop_and_wait_for(child_that_polls(100)); });
 }
 
 void show_threads() {
@@ -269,6 +287,37 @@ void show_ports() {
     show("read with an alarm", [&] { return read(other, read_back.data(), 1); });
 }
 
+// How often it reads the time until two milliseconds have passed.
+int reads_of_a_spin(const std::function<int64_t()> &now_us) {
+    sleep_ms(1);
+    const int64_t end_us = now_us() + 2000;
+    int reads = 1;
+    while (now_us() < end_us)
+        reads++;
+    return reads;
+}
+
+void show_spins() {
+    const auto monotonic_us = [] {
+        timespec now{};
+        (void)clock_gettime(CLOCK_MONOTONIC, &now);
+        return now.tv_sec * int64_t{1'000'000} + now.tv_nsec / 1000;
+    };
+    const auto calendar_us = [] {
+        timeval now{};
+        (void)gettimeofday(&now, nullptr);
+        return now.tv_sec * int64_t{1'000'000} + now.tv_usec;
+    };
+    printf("reads of the clock: %d\n", reads_of_a_spin(monotonic_us));
+    (void)fflush(stdout);
+    if (fork() == 0) {
+        printf("reads of the calendar in a child: %d\n", reads_of_a_spin(calendar_us));
+        (void)fflush(stdout);
+        _exit(0);
+    }
+    (void)wait(nullptr);
+}
+
 // Returns 0 if it has slept.
 int sleep_unknown(std::string_view how) {
     const itimerspec soon = {{}, span_of(20)};
@@ -292,6 +341,10 @@ int sleep_unknown(std::string_view how) {
 } // namespace
 
 int main(int argc, char **arguments) {
+    if (argc > 1 && arguments[1] == std::string_view("spin")) {
+        show_spins();
+        return 0;
+    }
     if (argc > 1)
         return sleep_unknown(arguments[1]);
     handle_alarm(0);
@@ -302,5 +355,6 @@ int main(int argc, char **arguments) {
     show_children();
     show_threads();
     show_ports();
+    show_stopped_polls();
     return 0;
 }
