@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Runs hk_stress with all 49 records in use on the simulated board, once for each stop signal, and
-tells what it costs: time to start and to stop, processor time and memory by test.
+reports what it costs: time to start and to stop, processor time and memory by test.
 
     benchmarks/full_table.py [--release] BUILD_FOLDER [SECONDS]      60 s for each signal by default
 
-With --release the tests that the command line holds are at work too, and -S1 stands for -D, which
+With --release the tests that the command line holds are at work too, and -S1 takes the place of -D, which
 would take the machine's memory. Exit status 1 when a run was not as it should be.
 """
 

@@ -60,7 +60,8 @@ void print_help() {
            "\nomit it if there is only one. TEST is the number of a record, the option or"
            "\nthe name of a test, as in D or dram, or all.\n"
            "\nExit status: 0 done; 1 something in the run is wrong: errors counted, a test that"
-           "\ngave up or did not obey; 2 wrong use or no such run; 3 nothing to judge.\n");
+           "\ngave up or did not obey, or something that could not be signalled or removed;"
+           "\n2 wrong use or no such run; 3 nothing to judge.\n");
 }
 
 bool take_time(const char *name, int64_t &time_ms) {

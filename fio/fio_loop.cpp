@@ -5,7 +5,7 @@
 // The stop and hold words are those of the first record. Each record counts for its own module; a
 // failed open of the port counts in the first.
 
-#include "fio/fio_loop.h"
+#include "fio/start.h"
 
 #include <cstdlib>
 #include <unistd.h>

@@ -5,10 +5,8 @@
 
 Each case starts the parts that it needs, in BUILD/fleet/CASE and in namespaces of its own.
 """
-import datetime
 import json
 import os
-import pathlib
 import re
 import subprocess
 import sys
@@ -17,71 +15,9 @@ import unittest
 
 import chain
 from chain import loop_item, wait_for
+from chain_case import BUILD, ChainCase, run_cases
 
-BUILD = pathlib.Path(sys.argv[1]).resolve()
-STRESS = 'Stress 020000000001 '
 NETWORK_DOWN_S = 20
-NOT_AVAILABLE = 77  # the exit status that skips a case
-
-
-def line_at(when, text):
-    """A line of the collector's file."""
-    return f'{when.isoformat(timespec="microseconds")} rack1-1 {STRESS}: {text}\n'
-
-
-class ChainCase(unittest.TestCase):
-    def setUp(self):
-        self.chain = chain.Chain(BUILD / 'fleet' / self._testMethodName)
-        self.addCleanup(self.chain.stop_all)
-        self.clock = datetime.datetime.now(datetime.timezone.utc)
-
-    def start(self, *parts):
-        for part in parts:
-            getattr(self.chain, f'start_{part}')()
-
-    def board(self, name, ident=STRESS, texts=None):
-        board = chain.Syslog(self.chain.start_board(name, texts), ident)
-        self.addCleanup(board.socket.close)
-        return board
-
-    def kept(self, word=''):
-        """The messages in the collector's file. A line that came twice has the same time twice."""
-        return [line.split(' : ', 1)[1].rstrip() for line in dict.fromkeys(self.chain.kept_lines())
-                if word in line]
-
-    def wait_for_kept(self, expected, word='', seconds=60):
-        wait_for('the lines', lambda: len(self.kept(word)) >= len(expected), seconds)
-        self.assertEqual(self.kept(word), expected)
-
-    def list_lines(self, *items, after_s=120):
-        """The lines of a list, that many seconds after the one before."""
-        self.clock += datetime.timedelta(seconds=after_s)
-        return [line_at(self.clock + datetime.timedelta(microseconds=number), text)
-                for number, text in enumerate(['<OL>', *items, '</OL><P>'])]
-
-    def write(self, lines):
-        with self.chain.kept.open('a') as file:
-            file.writelines(lines)
-
-    def write_list(self, *items, after_s=120):
-        self.write(self.list_lines(*items, after_s=after_s))
-
-    def refusals(self, name):
-        """How often a board's rsyslogd has reported that it cannot send."""
-        return (self.chain.folder / f'{name}.out').read_text().count('omrelp')
-
-    def value(self, name, **labels):
-        """The value of a series of mtail, None if there is none."""
-        wanted = [f'{key}="{text}"' for key, text in labels.items()]
-        found = [value for text, value in self.chain.series(name) if all(each in text for each in wanted)]
-        self.assertLessEqual(len(found), 1)
-        return found[0] if found else None
-
-    def wait_until_read(self):
-        """Waits until mtail has read all that is in the file: a bad line at its end is counted."""
-        bad = self.value('stress_bad_lines_total')
-        self.write([line_at(self.clock, '<LI> the end')])
-        wait_for('the end', lambda: self.value('stress_bad_lines_total') > bad)
 
 
 class Faults(ChainCase):
@@ -196,114 +132,6 @@ class Faults(ChainCase):
         self.assertEqual(states(), {None: 'active', 'rack1-1': 'suppressed', 'rack2-1': 'active'})
 
 
-class Lines(ChainCase):
-    """What the collector and mtail make of lines."""
-
-    def test_the_file_holds_what_each_of_two_boards_logged(self):
-        self.start('collector')
-        boards = {}
-        for name, wiring, option in (('rack1-1', ['--cable', '2-8'], '-E28'), ('rack1-2', ['--loop', '3'], '-E33')):
-            log = self.chain.folder / f'{name}.log'
-            boards[log] = subprocess.Popen(
-                [BUILD / 'hk_board', '--quiet', '--log', log, *wiring, '--forward', self.chain.start_board(name),
-                 '--mac', f'02:00:00:00:00:0{name[-1]}', '--for', '6', '--', BUILD / 'hk_stress',
-                 '-d1', '-l5', option], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        for log, board in boards.items():
-            board.wait()
-            logged = [line.split(' ', 2)[2].rstrip() for line in log.read_text().splitlines() if ' Stress ' in line]
-            self.assertGreaterEqual(len(logged), 6)
-            wait_for('the lines', lambda: len(self.kept(log.stem)) >= len(logged))
-            self.assertEqual([line.split(' ', 2)[2].rstrip() for line in self.chain.kept_lines() if log.stem in line],
-                             logged)
-
-    def test_the_relay_adds_the_name_and_the_time_to_what_busybox_sends(self):
-        self.start('collector', 'relay', 'mtail')
-        script = f'import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n' + ''.join(
-            f's.sendto({f"<14>Nov 22 05:00:00 {text}".encode()}, ("{chain.BOARDS}", 514))\n'
-            for text in ('vm user.info', f'{STRESS}: <OL>\n', f'{STRESS}: {loop_item(7)}\n', f'{STRESS}: </OL><P>\n'))
-        subprocess.run([*self.chain.in_field(), sys.executable, '-c', script], check=True)
-        self.wait_for_kept(['<OL>', loop_item(7), '</OL><P>'])
-        wait_for('the list', lambda: self.value('stress_records', host=chain.BOARDS) == 1)
-
-    def test_mtail_names_the_counters_of_each_kind_of_line(self):
-        table = subprocess.run([BUILD / 'fleet_lines', 'table'], capture_output=True, text=True, check=True).stdout
-        items, counters = zip(*(line.split('\t') for line in table.splitlines()))
-        self.start('mtail')
-        self.write_list(*items)
-        self.wait_until_read()
-        self.assertEqual(self.value('stress_records'), len(items))
-        for number, expected in enumerate(counters, 1):
-            found = {re.search('counter="(.*?)"', labels)[1]: value
-                     for labels, value in self.chain.series('stress_errors') if f'record="{number}"' in labels}
-            self.assertEqual(found, {name: float(value) for name, value in
-                                     (each.split('=') for each in expected.split())}, items[number - 1])
-
-    def test_a_wrap_is_no_restart_and_a_new_run_is_one(self):
-        self.start('mtail')
-        self.write_list(loop_item(2147483000), loop_item(-300), loop_item(100, -2, -2, -2))
-        self.write_list(loop_item(-2147483600), loop_item(700), loop_item(200))
-        self.wait_until_read()
-        self.assertEqual(self.value('stress_restarts_total'), 0)
-        self.assertIsNone(self.value('stress_errors'))
-        self.write_list(loop_item(-2147483500), loop_item(800), loop_item(150, -2, -2, -2))
-        self.wait_until_read()
-        self.assertEqual(self.value('stress_restarts_total'), 1)
-        self.assertEqual([value for _, value in self.chain.series('stress_errors')], [4294967294] * 3)
-
-    def test_a_record_that_stalls_is_timed_and_an_idle_one_is_not(self):
-        self.start('mtail')
-        self.write_list(loop_item(100), loop_item(0))
-        self.wait_until_read()
-        self.assertIsNone(self.value('stress_unchanged_seconds'))
-        time.sleep(1.1)  # mtail counts whole seconds
-        self.write_list(loop_item(100), loop_item(0))
-        self.wait_until_read()
-        self.assertGreaterEqual(self.value('stress_unchanged_seconds', record='1'), 1)
-        self.assertEqual(self.value('stress_records_working'), 1)
-        self.write_list(loop_item(101), loop_item(0))
-        self.wait_until_read()
-        self.assertIsNone(self.value('stress_unchanged_seconds'))
-
-    def test_an_hour_of_skew_changes_no_age_and_stops_no_list(self):
-        self.start('mtail')
-        for number, step_s in enumerate((3600, 120, -7200, 120), 1):
-            self.write_list(*[loop_item(100 * number)] * number, after_s=step_s)
-            self.wait_until_read()
-            self.assertEqual(self.value('stress_records'), number)
-            self.assertLess(abs(time.time() - self.value('stress_last_list_seconds')), 30)
-
-    def test_lines_that_come_again_change_nothing(self):
-        self.start('mtail')
-        lines = self.list_lines(loop_item(100), loop_item(200), loop_item(300))
-        self.write(lines[:3] + lines[1:])
-        self.wait_until_read()
-        self.assertEqual(self.value('stress_records'), 3)
-        self.write(lines[2:])
-        self.write_list(loop_item(101), loop_item(201), loop_item(301))
-        self.wait_until_read()
-        self.assertEqual(self.value('stress_records'), 3)
-        self.assertEqual(self.value('stress_restarts_total'), 0)
-        self.assertIsNone(self.value('stress_cut_lists_total'))
-
-    def test_lines_that_are_no_results_make_no_series(self):
-        self.start('collector', 'mtail')
-        board = self.board('rack1-1')
-        bad = ['<LI> 5 sp8 loop wrote 1', '<LI> 5 sp8 loop wrote one read 1 errors 0,0,0 hist 0,0',
-               '<LI> ' + '9' * 3000, '<OL><LI>', '<LI>\x1b[31m\x00\xff']
-        for text in bad:
-            board.send(text)
-        for ident in ('cron[12]', 'Stress ../../etc/passwd ', 'Stress', '\xff\xfe'):
-            board.ident = ident
-            board.send('<OL>')
-            board.send(loop_item(1, errors=1))
-        board.ident = STRESS
-        board.send_list(loop_item(5))
-        wait_for('the good list', lambda: self.value('stress_records') == 1)
-        self.assertEqual(self.value('stress_bad_lines_total'), len(bad))
-        self.assertIsNone(self.value('stress_errors'))
-        self.assertEqual(len(self.kept()), len(bad) + 3)
-
-
 class Forgery(ChainCase):
     """What client certificates stop, and what they do not."""
 
@@ -380,18 +208,5 @@ class Rules(unittest.TestCase):
         self.promtool(folder / 'rack_test.yml')
 
 
-def main():
-    missing = chain.missing_packages()
-    if missing:
-        print('Skipped\nnot installed:', ', '.join(missing))
-        return NOT_AVAILABLE
-    if subprocess.run([*chain.isolation(), 'true'], capture_output=True, check=False).returncode != 0:
-        print('Skipped\nnamespaces are not allowed here')
-        return NOT_AVAILABLE
-    chain.enter()
-    sys.argv.pop(1)
-    unittest.main(verbosity=2)
-
-
 if __name__ == '__main__':
-    sys.exit(main())
+    sys.exit(run_cases())

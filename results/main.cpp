@@ -8,8 +8,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "results/output/page.h"
-#include "results/reading/follow.h"
+#include "results/history/follow.h"
+#include "results/output/report.h"
+#include "results/output/series.h"
 
 namespace {
 
@@ -28,8 +29,10 @@ struct options {
 
 void describe(CLI::App &app, options &chosen) {
     app.description("Reads results lists of hk_stress from system logs and judges the boards.");
-    app.footer("Exit status: 0 everything passes; 1 something failed, stalled, is missing or cut; "
-               "2 wrong use or\nunreadable input; 3 nothing was tested. See hk_results(1).");
+    app.footer(
+        "Exit status: 0 everything passes; 1 something failed, stalled, is missing, unexpected, "
+        "cut or ambiguous;\n2 wrong use or unreadable input; 3 nothing was tested. See "
+        "hk_results(1).");
     app.add_option("FILE", chosen.files,
                    "Logs, plain or packed by gzip or zstd; - or none: standard input");
     app.add_option("--expect", chosen.expected,
@@ -120,7 +123,7 @@ void tell_to_end(int) {
     is_told_to_end = 1;
 }
 
-// Logs are looked at so often.
+// The time between two looks at the logs.
 constexpr int LOOK_MS = 200;
 
 int follow(session &judged, const options &chosen) {

@@ -6,7 +6,7 @@
 // Frames that arrive on y count in x's record and the other way round: each record is for its
 // port's transmitter. Stop, hold and time-outs are in y's record.
 
-#include "serial/crossover.h"
+#include "serial/start.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // Sends back everything that arrives on one serial port, so that the unit at the far end can check
 // its own data after a round trip.
 
-#include "serial/echo.h"
+#include "serial/start.h"
 
 #include <fcntl.h>
 #include <termios.h>

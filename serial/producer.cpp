@@ -1,7 +1,7 @@
 // Writes blocks of test data to one serial port as fast as the line takes them. It never reads: the
 // far end is a receiver, on the partner port or on another board.
 
-#include "serial/producer.h"
+#include "serial/start.h"
 
 #include <fcntl.h>
 #include <termios.h>

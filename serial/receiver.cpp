@@ -1,7 +1,7 @@
 // Listens on one serial port and checks every block that arrives. It never transmits: the far end
 // is a producer, on the partner port or on another board.
 
-#include "serial/receiver.h"
+#include "serial/start.h"
 
 #include <fcntl.h>
 

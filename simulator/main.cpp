@@ -1,11 +1,11 @@
 // hk_board: a simulated board that runs an unmodified program. See `hk_board --help`.
 #include "simulator/base/message.h"
-#include "simulator/board.h"
+#include "simulator/board_run.h"
 #include "simulator/run_record.h"
-#include "simulator/visit.h"
-#include "simulator/world/board_name.h"
+#include "simulator/world/entrance.h"
 #include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
 #include "simulator/world/reboot_stand_in.h"
 #include "simulator/world/root.h"
 
@@ -70,7 +70,7 @@ int main(int argc, char **argv) {
     if (!kernel_is_at_least(OLDEST_KERNEL, "the board") || !find_paths(paths))
         return STATUS_NO_BOARD;
     if (!given.enter.empty())
-        return visit_board(given.enter, given.program, paths);
+        return visit_board(given.enter, given.program, paths.directory);
     if (!given.replay.empty())
         return replay_log(given.replay, paths.own_program);
     board built;

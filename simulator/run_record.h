@@ -2,8 +2,8 @@
 // with a hash of all lines before.
 #pragma once
 
-#include "simulator/command_line.h"
-#include "simulator/run_settings.h"
+#include "simulator/options/command_line.h"
+#include "simulator/options/run_settings.h"
 
 #include <string>
 
@@ -17,7 +17,7 @@ void note_command(const std::string &words);
 void note_hash();
 
 // Runs the command of a log again and compares the two logs. Returns 0 if they are the same, else
-// 1 after a message that says where they part, or STATUS_USAGE if the file has no command.
+// 1 after a message with the first difference, or STATUS_USAGE if the file has no command.
 int replay_log(const std::string &path, const std::string &own_program);
 
 } // namespace simulator

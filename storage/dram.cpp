@@ -1,7 +1,7 @@
 // Tests main memory: each pass maps three quarters of it in blocks of 64 KiB, fills each block with
 // 0xAA, reads every byte back and wipes it. A stop or a hold takes effect between passes.
 
-#include "storage/dram.h"
+#include "storage/start.h"
 
 #include <sys/sysinfo.h>
 #include <unistd.h>

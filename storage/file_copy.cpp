@@ -1,7 +1,7 @@
 // Exercises two files, normally on the battery-backed store: every 5 ms it rewrites one block at
 // the start of each, flushes all file systems after each write, and reads both blocks back.
 
-#include "storage/file_copy.h"
+#include "storage/start.h"
 
 #include <cstdio>
 #include <cstdlib>

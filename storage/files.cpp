@@ -1,7 +1,7 @@
 // Exercises a filesystem: creates sixteen small files in a directory, then reads and compares them
 // repeatedly.
 
-#include "storage/files.h"
+#include "storage/start.h"
 
 #include <cerrno>
 #include <sys/stat.h>

@@ -10,12 +10,12 @@
 #include <sys/shm.h>
 
 #include "ctl/text.h"
+#include "supervisor/plan/kind_codes.h"
 
 namespace {
 
 constexpr size_t RECORD_WORDS = sizeof(TestRecord) / sizeof(int32_t);
 constexpr int32_t PROCESS_MAX = 4 * 1024 * 1024; // see proc(5), pid_max
-constexpr int32_t LAST_KIND = 11;
 
 using record_words = std::array<int32_t, RECORD_WORDS>;
 
@@ -50,7 +50,7 @@ bool is_pid_word(int32_t pid) {
 
 bool is_hold_and_kind(const TestRecord &record) {
     return record.hold >= HOLD_NONE && record.hold <= HOLD_ACKNOWLEDGED && record.kind_code >= 0 &&
-           record.kind_code <= LAST_KIND;
+           record.kind_code < KIND_END;
 }
 
 // An option that is held but starts no test leaves its hold and kind code in the supervisor's
@@ -130,24 +130,24 @@ table_access read_table(const segment &from, table_copy &copy) {
 }
 
 hold_words::hold_words(const segment &of, bool is_swapped)
-    : table(static_cast<StatusTable *>(attach(of.id, 0))), swapped(is_swapped) {}
+    : attached(static_cast<StatusTable *>(attach(of.id, 0))), swapped(is_swapped) {}
 
 hold_words::~hold_words() {
-    if (table != nullptr)
-        (void)shmdt(table);
+    if (attached != nullptr)
+        (void)shmdt(attached);
 }
 
 int32_t hold_words::get(size_t record) const {
-    const int32_t word = shared_word(table->records[record].hold);
+    const int32_t word = shared_word(attached->records[record].hold);
     return swapped ? swap_bytes(word) : word;
 }
 
 void hold_words::set(size_t record, int32_t value) {
-    set_shared_word(table->records[record].hold, swapped ? swap_bytes(value) : value);
+    set_shared_word(attached->records[record].hold, swapped ? swap_bytes(value) : value);
 }
 
 TestRecord hold_words::record(size_t index) const {
-    return copy_record(table->records[index], swapped);
+    return copy_record(attached->records[index], swapped);
 }
 
 size_t records_in_use(const StatusTable &table) {

@@ -44,7 +44,7 @@ public:
 
     // False without the right to write, or if the segment is gone.
     bool is_attached() const {
-        return table != nullptr;
+        return attached != nullptr;
     }
     int32_t get(size_t record) const;
     void set(size_t record, int32_t value);
@@ -52,7 +52,7 @@ public:
     TestRecord record(size_t index) const;
 
 private:
-    StatusTable *table = nullptr;
+    StatusTable *attached = nullptr;
     bool swapped;
 };
 

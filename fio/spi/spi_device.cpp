@@ -3,6 +3,7 @@
 // long.
 
 #include "fio/spi/spi_device.h"
+#include "fio/start.h"
 
 #include <algorithm>
 #include <array>

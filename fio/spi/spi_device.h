@@ -1,18 +1,13 @@
+// What the test of an SPI device does in a turn.
+
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <sys/time.h>
-#include <sys/types.h>
 
 #include "runtime/record.h"
-
-// Starts the test of one SPI device: 1 the datakey, 2 the eeprom, 4 and 8 the loopbacks on
-// "/dev/reserved" and "/dev/manufacturer". With any other selector it loops and opens nothing.
-// Claims one record. If `no_fork` is not 0, it only claims and returns `no_fork`. Otherwise it
-// returns the test process's id, or -1 if fork failed.
-pid_t spi_device_test(int no_fork, int32_t selector);
 
 // Reads `length` bytes (32 at most) from the start of a memory device; the contents do not matter.
 // Counts a complete read in `read_count`, a short one in `errors2`, a failed open in `errors`.

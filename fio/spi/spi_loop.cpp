@@ -2,7 +2,7 @@
 // for the module's type once: it tests types 219 and 221; for any other it holds itself until the
 // supervisor releases it. A hold takes effect between two passes over the map.
 
-#include "fio/spi/spi_loop.h"
+#include "fio/start.h"
 
 #include <fcntl.h>
 

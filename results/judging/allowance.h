@@ -1,4 +1,4 @@
-// What the operator allows: so many errors of a counter, in all or in each hour.
+// What the operator allows: so many errors of a counter, in total or in each hour.
 
 #pragma once
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "results/judging/history.h"
+#include "results/history/log_history.h"
 
 // Returns false if the test could not open its device.
 bool is_opened(const TestRecord &record);

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "ctl/run/tests.h"
+#include "ctl/text.h"
+#include "results/judging/comparison.h"
 #include "results/judging/places.h"
 #include "results/judging/words.h"
 #include "results/reading/rows/row_reader.h"
@@ -56,7 +58,7 @@ public:
         for (size_t i = 0; i < run.records.size(); ++i)
             result.records.push_back(judge_record(i));
         if (rules.expected)
-            compare_with_expected(result.records);
+            compare_with_expected(result.records, *rules.expected, run.is_report);
         result.is = worst_of(result.records);
         note_lists(result);
         note_complaints(run, result.remarks);
@@ -69,7 +71,6 @@ private:
     void find_errors(record_verdict &judged) const;
     void name_errors(record_verdict &judged, size_t index) const;
     bool is_stalled(const record_history &record) const;
-    void compare_with_expected(std::vector<record_verdict> &records) const;
     verdict worst_of(const std::vector<record_verdict> &records) const;
     void note_lists(run_verdict &result) const;
     void note_report(run_verdict &result) const;
@@ -155,71 +156,6 @@ record_verdict run_judge::judge_record(size_t index) const {
     return judged;
 }
 
-// A report shows no kind code, and not all records.
-bool is_as_expected(const expected_record &wanted, const TestRecord &seen, bool is_report) {
-    return wanted.letter == seen.test_letter &&
-           (is_report ? wanted.is_in_report : wanted.kind == seen.kind_code) &&
-           (wanted.unit == seen.unit || seen.unit == 0 || wanted.unit == 0);
-}
-
-record_verdict not_there(const expected_record &wanted, bool is_report) {
-    const bool is_panel = wanted.letter == static_cast<int32_t>(record_letter::PANEL);
-    const bool needs_log = is_report && !wanted.is_in_report && !is_panel;
-    record_verdict judged = {.is = is_panel || needs_log ? verdict::NOT_JUDGED : verdict::MISSING,
-                             .is_expected = true,
-                             .needs_log = needs_log,
-                             .name = wanted.name,
-                             .option = wanted.option,
-                             .errors = {},
-                             .reasons = {},
-                             .samples = {}};
-    judged.reasons.emplace_back(is_panel    ? "the front panel has no line in the list"
-                                : needs_log ? "the report has no line for it"
-                                : is_report ? "expected, but the report has no such line here"
-                                            : "expected, but the list has no such line here");
-    return judged;
-}
-
-// The longest common subsequence of what is expected and what is there: [i][j] is its length from
-// there on.
-std::vector<std::vector<size_t>> common_lengths(const std::vector<expected_record> &expected,
-                                                const std::vector<record_verdict> &records,
-                                                bool is_report) {
-    std::vector<std::vector<size_t>> length(expected.size() + 1,
-                                            std::vector<size_t>(records.size() + 1));
-    for (size_t i = expected.size(); i-- > 0;)
-        for (size_t j = records.size(); j-- > 0;)
-            length[i][j] = is_as_expected(expected[i], records[j].record->newest, is_report)
-                               ? length[i + 1][j + 1] + 1
-                               : std::max(length[i + 1][j], length[i][j + 1]);
-    return length;
-}
-
-// The records keep their order; what is missing comes where it was expected.
-void run_judge::compare_with_expected(std::vector<record_verdict> &records) const {
-    const std::vector<expected_record> &expected = *rules.expected;
-    const auto length = common_lengths(expected, records, run.is_report);
-    std::vector<record_verdict> compared;
-    size_t i = 0;
-    size_t j = 0;
-    while (i < expected.size() || j < records.size()) {
-        if (i < expected.size() && j < records.size() &&
-            is_as_expected(expected[i], records[j].record->newest, run.is_report)) {
-            compared.push_back(std::move(records[j++]));
-            compared.back().is_expected = true;
-            compared.back().option = expected[i++].option;
-        } else if (j == records.size() ||
-                   (i < expected.size() && length[i + 1][j] >= length[i][j + 1]))
-            compared.push_back(not_there(expected[i++], run.is_report));
-        else {
-            compared.push_back(std::move(records[j++]));
-            compared.back().is = std::max(compared.back().is, verdict::UNEXPECTED);
-            compared.back().reasons.emplace_back("not expected");
-        }
-    }
-    records = std::move(compared);
-}
-
 verdict run_judge::worst_of(const std::vector<record_verdict> &records) const {
     verdict worst = verdict::NOT_JUDGED;
     bool is_untested = records.empty();
@@ -269,7 +205,7 @@ void run_judge::note_lists(run_verdict &result) const {
     }
 }
 
-// A board's runs: what passes stands for an idle one, for instance one that was ended at once.
+// An idle run, for instance one that was ended at once, does not count beside one that passes.
 verdict worst_of(const std::vector<run_verdict> &runs) {
     verdict worst = verdict::NOT_JUDGED;
     for (const run_verdict &run : runs)
@@ -298,66 +234,12 @@ board_verdict judge(const board_history &board, const judge_rules &rules) {
     return result;
 }
 
-// Of two boards the worse one counts, and one on which nothing was tested is worse than a good one.
-verdict worse_board(verdict one, verdict other) {
-    const auto rank = [](verdict is) {
-        return is == verdict::PASS ? verdict::NOT_JUDGED : std::max(is, verdict::IDLE);
-    };
-    return rank(one) >= rank(other) ? one : other;
+std::string first_seen_text(const moved_error &error) {
+    return time_text(error.first_ms) == "-"
+               ? ""
+               : text_of("; first in the list of %s", time_text(error.first_ms).c_str());
 }
 
-template <typename Item>
-void keep(std::vector<Item> &list, Item item) {
-    if (list.size() < totals::NAMES_KEPT)
-        list.push_back(std::move(item));
-}
-
-void totals::add(const record_verdict &record, const std::string &where) {
-    ++records[static_cast<size_t>(record.is)];
-    const std::string name = record.name + where;
-    if (record.is > verdict::PASS) {
-        ++worst_count;
-        keep(worst, {name, record.reasons.empty() ? "" : record.reasons[0]});
-    }
-    if (record.is == verdict::IDLE)
-        keep(idle, name);
-    for (const moved_error &error : record.errors)
-        if (!error.allowed_by.empty()) {
-            ++allowed_count;
-            keep(allowed, {name, error_words(error)});
-        }
-}
-
-void totals::add(const board_verdict &board, bool has_others) {
-    const std::string where = has_others ? std::string(" of ").append(name_of(*board.board)) : "";
-    is = boards++ == 0 ? board.is : worse_board(is, board.is);
-    runs += board.runs.size();
-    for (const run_verdict &run : board.runs) {
-        reports += run.run->is_report ? 1 : 0;
-        for (const record_verdict &record : run.records)
-            add(record, where);
-        if ((run.run->cut_lists > 0 || run.run->is_ambiguous) && !run.remarks.empty()) {
-            ++worst_count;
-            keep(worst, {std::string("run ").append(std::to_string(run.number)).append(where),
-                         run.remarks[0]});
-        }
-    }
-}
-
-totals judge_all(const log_history &history, const judge_rules &rules) {
-    totals all;
-    size_t with_lists = 0;
-    for (const board_history &board : history.boards)
-        with_lists += board.runs.empty() ? 0 : 1;
-    for (const board_history &board : history.boards)
-        if (!board.runs.empty())
-            all.add(judge(board, rules), with_lists > 1);
-    all.unreadable_lines = history.unreadable_lines;
-    return all;
-}
-
-exit_code exit_code_of(const totals &all) {
-    if (all.is > verdict::PASS)
-        return SOMETHING_IS_WRONG;
-    return all.is == verdict::PASS ? EVERYTHING_PASSES : NOTHING_WAS_TESTED;
+std::string error_words(const moved_error &error) {
+    return std::string(error.meaning).append(": ").append(std::to_string(error.count));
 }

@@ -6,13 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "results/history/log_history.h"
 #include "results/judging/allowance.h"
 #include "results/judging/expectation.h"
-#include "results/judging/history.h"
 #include "supervisor/lists/counter_meanings.h"
 
-// The worse of two is the greater one, but among records that pass an idle one only has its name
-// told, see worst_of.
+// The worse of two is the greater one. An idle record among records that pass is only named.
 enum class verdict : uint8_t {
     NOT_JUDGED, // no line shows it, or only a report, which does not show all: see status_report
     IDLE,       // held, or without its device: it never worked, and counted no error
@@ -37,6 +36,12 @@ struct moved_error {
     int64_t first_ms = NO_TIME; // of the first list that shows it
     std::string allowed_by;     // the rule; empty if it is not allowed
 };
+
+// "bad blocks, silences before a hold: 3"
+std::string error_words(const moved_error &error);
+
+// "; first in the list of 2026-11-22 01:30:51", nothing if the time is not known.
+std::string first_seen_text(const moved_error &error);
 
 struct record_verdict {
     verdict is = verdict::PASS;
@@ -73,44 +78,3 @@ struct judge_rules {
 };
 
 board_verdict judge(const board_history &board, const judge_rules &rules);
-
-// What the verdicts on all boards come to.
-struct totals {
-    struct named {
-        std::string name;   // "sp2 loop", with its board if there are more
-        std::string reason; // in words
-    };
-    static constexpr size_t NAMES_KEPT = 8;
-
-    verdict is = verdict::IDLE;
-    size_t boards = 0;
-    size_t runs = 0;
-    std::array<size_t, static_cast<size_t>(verdict::FAIL) + 1> records = {}; // by verdict
-    std::vector<named> worst;   // what is worse than pass, the first ones
-    std::vector<named> allowed; // what was allowed, the first ones
-    size_t worst_count = 0;
-    size_t allowed_count = 0;
-    std::vector<std::string> idle; // names, the first ones
-    uint64_t unreadable_lines = 0;
-    size_t reports = 0; // runs that are known from their status report alone
-
-    void add(const board_verdict &board, bool has_others);
-    void add(const record_verdict &record, const std::string &where);
-    size_t of(verdict is_wanted) const {
-        return records[static_cast<size_t>(is_wanted)];
-    }
-};
-
-totals judge_all(const log_history &history, const judge_rules &rules);
-
-enum exit_code : int {
-    EVERYTHING_PASSES = 0,
-    SOMETHING_IS_WRONG = 1,
-    WRONG_USE_OR_INPUT = 2,
-    NOTHING_WAS_TESTED = 3,
-};
-
-exit_code exit_code_of(const totals &all);
-
-// The verdict on everything in one line of words.
-std::string sentence_of(const totals &all);

@@ -178,16 +178,6 @@ std::string span_text(const run_history &run) {
                    run.lists == 1 ? "" : "s");
 }
 
-std::string first_seen_text(const moved_error &error) {
-    return time_text(error.first_ms) == "-"
-               ? ""
-               : text_of("; first in the list of %s", time_text(error.first_ms).c_str());
-}
-
-std::string error_words(const moved_error &error) {
-    return std::string(error.meaning).append(": ").append(std::to_string(error.count));
-}
-
 std::string why_idle(const TestRecord &record, const counter_meaning &meaning) {
     std::string release = text_of("it is held: hk_ctl release %s lets it work", meaning.test);
     switch (static_cast<record_letter>(record.test_letter)) {

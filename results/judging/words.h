@@ -1,10 +1,12 @@
-// Verdicts in words.
+// Records, runs and boards in words.
 
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "results/judging/verdict.h"
+#include "results/history/log_history.h"
+#include "supervisor/lists/counter_meanings.h"
 
 // The record's name in the list, with '?' for what a terminal cannot show.
 std::string printable_name(const TestRecord &record);
@@ -19,11 +21,6 @@ std::string duration_text(int64_t duration_ms);
 
 // "2026-11-22 01:30:51 to 2026-11-22 01:31:22 (31 s), 4 lists"
 std::string span_text(const run_history &run);
-// "; first in the list of 2026-11-22 01:30:51", nothing if the time is not known.
-std::string first_seen_text(const moved_error &error);
-
-// "bad blocks, silences before a hold: 3"
-std::string error_words(const moved_error &error);
 
 std::string why_idle(const TestRecord &record, const counter_meaning &meaning);
 std::string why_stalled(const run_history &run, const record_history &record);

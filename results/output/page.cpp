@@ -1,4 +1,5 @@
-#include "results/output/page.h"
+#include "results/output/report.h"
+#include "results/output/series.h"
 
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -60,9 +61,9 @@ class page : public report {
 public:
     page(std::ostream &to, const series_keeper &points) : out(to), series(points) {}
 
-    void begin(const totals &all) override;
+    void start(const totals &all) override;
     void add(const board_verdict &board) override;
-    void end(const totals &all) override;
+    void finish(const totals &all) override;
 
 private:
     void add_run(const board_verdict &board, const run_verdict &run);
@@ -75,7 +76,7 @@ private:
     size_t runs_written = 0;
 };
 
-void page::begin(const totals &all) {
+void page::start(const totals &all) {
     out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<link rel=\"icon\" href=\"data:,\">\n<title>"
@@ -163,7 +164,7 @@ void page::add(const board_verdict &board) {
         add_run(board, run);
 }
 
-void page::end(const totals &all) {
+void page::finish(const totals &all) {
     out << "<p class=\"hint\">Blue: the rate from list to list. Red: errors up to then. Drag "
            "across a "
            "plot to zoom in, double-click to zoom out.</p>\n<footer>hk_results, written "

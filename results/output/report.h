@@ -7,18 +7,23 @@
 #include <ostream>
 #include <string>
 
-#include "results/judging/verdict.h"
+#include "results/judging/totals.h"
+
+class series_keeper;
 
 class report {
 public:
     virtual ~report() = default;
-    virtual void begin(const totals &all) = 0;
+    virtual void start(const totals &all) = 0;
     virtual void add(const board_verdict &board) = 0;
-    virtual void end(const totals &all) = 0;
+    virtual void finish(const totals &all) = 0;
 };
 
 // For people: a line for each record, the verdict in the last line.
 std::unique_ptr<report> table_report(std::ostream &out, bool is_coloured);
+// One page of HTML with everything in it: it opens from disk, without network, and prints on one
+// sheet for a board of a few records. Runs have a plot for each record, from `points`.
+std::unique_ptr<report> page_report(std::ostream &out, const series_keeper &points);
 // One object, see docs/hk_results.schema.json.
 std::unique_ptr<report> json_report(std::ostream &out);
 // A test suite for each run, a test case for each record.

@@ -5,7 +5,7 @@
 
 #include <unordered_map>
 
-#include "results/judging/history.h"
+#include "results/history/log_history.h"
 
 struct run_series {
     struct point {

@@ -12,9 +12,9 @@ class table : public report {
 public:
     table(std::ostream &to, bool coloured) : out(to), is_coloured(coloured) {}
 
-    void begin(const totals &) override {}
+    void start(const totals &) override {}
     void add(const board_verdict &board) override;
-    void end(const totals &all) override;
+    void finish(const totals &all) override;
 
 private:
     std::string painted(verdict is, const std::string &text) const;
@@ -33,7 +33,7 @@ std::string in_capitals(std::string text) {
     return text;
 }
 
-// What is not good is in capitals, as it also has to be seen without colours.
+// Bad verdicts are in capitals: a terminal may show no colours.
 std::string word_for(verdict is) {
     const std::string word = name_of(is);
     return is > verdict::PASS ? in_capitals(word) : word;
@@ -125,7 +125,7 @@ void table::add(const board_verdict &board) {
     out << '\n';
 }
 
-void table::end(const totals &all) {
+void table::finish(const totals &all) {
     const bool is_untested = exit_code_of(all) == NOTHING_WAS_TESTED;
     out << painted(is_untested ? verdict::IDLE : all.is, sentence_of(all)) << '\n';
 }
@@ -138,9 +138,9 @@ std::unique_ptr<report> table_report(std::ostream &out, bool is_coloured) {
 
 void write_report(report &form, const log_history &history, const judge_rules &rules,
                   const totals &all) {
-    form.begin(all);
+    form.start(all);
     for (const board_history &board : history.boards)
         if (!board.runs.empty())
             form.add(judge(board, rules));
-    form.end(all);
+    form.finish(all);
 }

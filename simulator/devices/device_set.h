@@ -3,7 +3,7 @@
 
 #include "simulator/devices/device.h"
 #include "simulator/line/cable.h"
-#include "simulator/world/terminal.h"
+#include "simulator/world/operator/terminal.h"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,5 @@
 #include "simulator/devices/led_calls.h"
 
-#include "simulator/requests/caller.h"
 #include "simulator/requests/notification.h"
 
 #include <algorithm>
@@ -16,14 +15,9 @@ constexpr size_t WRITTEN_BYTES = 4096; // of one call
 } // namespace
 
 bool led_calls::take(const request &asked) {
-    const auto &words = asked.arguments;
+    if (const auto opened = opening_of(asked))
+        return take_open(asked, *opened);
     switch (kind_of(asked.call)) {
-    case call_kind::open:
-        return take_open(asked, AT_FDCWD, words[0], static_cast<int>(words[1]));
-    case call_kind::openat:
-        return take_open(asked, static_cast<int>(words[0]), words[1], static_cast<int>(words[2]));
-    case call_kind::creat:
-        return take_open(asked, AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC);
     case call_kind::read:
         return is_lamps(asked) && take_read(asked);
     case call_kind::write:
@@ -33,7 +27,8 @@ bool led_calls::take(const request &asked) {
     }
 }
 
-bool led_calls::take_open(const request &asked, int directory, uint64_t path, int flags) const {
+bool led_calls::take_open(const request &asked, const opening &wanted) const {
+    const auto [directory, path, flags] = wanted;
     if ((flags & (O_PATH | O_DIRECTORY | O_EXCL)) != 0)
         return false;
     const auto found = status_of_path(asked, directory, path);

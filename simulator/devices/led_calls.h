@@ -6,6 +6,7 @@
 #pragma once
 
 #include "simulator/devices/led.h"
+#include "simulator/requests/caller.h"
 #include "simulator/requests/request_channel.h"
 #include "simulator/requests/stopped_calls.h"
 
@@ -18,7 +19,7 @@ struct led_calls final : call_taker {
     bool take(const request &asked) override;
 
 private:
-    bool take_open(const request &asked, int directory, uint64_t path, int flags) const;
+    bool take_open(const request &asked, const opening &wanted) const;
     bool take_read(const request &asked) const;
     bool take_write(const request &asked) const;
     bool is_lamps(const request &asked) const;

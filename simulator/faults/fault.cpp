@@ -43,7 +43,8 @@ bool read_parts(const std::vector<std::string> &parts, fault &parsed) {
         if (!read_number(parts[2 + i], i == 0 ? parsed.kind->first : parsed.kind->second,
                          parsed.numbers[i]))
             return false;
-    return true;
+    const bool is_no_change = parsed.kind->id == fault_id::speed && parsed.numbers[0] == 0;
+    return !is_no_change;
 }
 
 // "FROM-TO" or "FROM-".

@@ -87,11 +87,11 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::stall, "stall", "stall:PORT", 0, "line",
      "nothing leaves PORT; output waits in the port"},
     {fault_id::speed, "speed", "speed:PORT:PERCENT", 1, "async line",
-     "PORT sends that much too fast (-50 to 50; below 0 too slow)", PERCENT},
-    {fault_id::stuck_cts, "cts", "cts:PORT:LEVEL", 1, "line", "CTS at PORT is stuck: 0 off, 1 on",
-     LEVEL},
-    {fault_id::stuck_dcd, "dcd", "dcd:PORT:LEVEL", 1, "line", "DCD at PORT is stuck: 0 off, 1 on",
-     LEVEL},
+     "PORT sends that much too fast (-50 to 50, not 0; below 0 too slow)", PERCENT},
+    {fault_id::stuck_cts, "cts", "cts:PORT:LEVEL", 1, "modem line",
+     "CTS at PORT is stuck: 0 off, 1 on", LEVEL},
+    {fault_id::stuck_dcd, "dcd", "dcd:PORT:LEVEL", 1, "modem line",
+     "DCD at PORT is stuck: 0 off, 1 on", LEVEL},
     // A module is named by its address on the port, or by its SPI node.
     {fault_id::stuck, "stuck", "stuck:MODULE:BYTE.BIT", 2, "module",
      "that input always reads as set", BYTE_INDEX, BIT_NUMBER},
@@ -127,8 +127,8 @@ constexpr fault_kind FAULT_KINDS[] = {
      "PART takes no writes: led or r0"},
     {fault_id::full, "full", "full:r0", 0, "store", "/r0 is full"},
     {fault_id::size, "size", "size:r0:KIB", 1, "store", "/r0 has room for KIB KiB"},
-    {fault_id::limit, "limit", "limit:processes:N", 1, "process table",
-     "a process can only be started while there are fewer than N", PROCESSES},
+    {fault_id::limit, "limit", "limit:processes:MOST", 1, "process table",
+     "a process can only be started while there are fewer than MOST (0 or more)", PROCESSES},
 };
 
 } // namespace simulator

@@ -98,6 +98,20 @@ std::optional<struct stat> status_of_path(const request &asked, int directory, u
     return found;
 }
 
+std::optional<opening> opening_of(const request &asked) {
+    const auto &words = asked.arguments;
+    switch (kind_of(asked.call)) {
+    case call_kind::open:
+        return opening{AT_FDCWD, words[0], static_cast<int>(words[1])};
+    case call_kind::openat:
+        return opening{static_cast<int>(words[0]), words[1], static_cast<int>(words[2])};
+    case call_kind::creat:
+        return opening{AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC};
+    default:
+        return std::nullopt;
+    }
+}
+
 int free_number(const request &asked, const port_descriptors &numbers, int least) {
     for (int number = least; number < port_descriptors::STANDARD; number++)
         if (is_free(asked, number))

@@ -27,6 +27,14 @@ bool is_nonblocking(const request &asked, int descriptor);
 // nothing exists there.
 std::optional<struct stat> status_of_path(const request &asked, int directory, uint64_t path);
 
+// What a call of open(2), openat(2) or creat(2) opens; none for another call.
+struct opening {
+    int directory; // a descriptor of the caller, or AT_FDCWD
+    uint64_t path; // in the caller's memory
+    int flags;
+};
+std::optional<opening> opening_of(const request &asked);
+
 // A free number, at least `least`, for a port's descriptor: the lowest free one if that is 0, 1 or
 // 2, else a high one. -1 if none is left.
 int free_number(const request &asked, const port_descriptors &numbers, int least);

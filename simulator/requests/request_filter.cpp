@@ -1,6 +1,6 @@
 #include "simulator/requests/request_filter.h"
 
-#include "simulator/time/timed_calls.h"
+#include "simulator/requests/timed_calls.h"
 
 #include <cstddef>
 #include <cstdint>

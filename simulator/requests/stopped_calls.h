@@ -104,6 +104,11 @@ constexpr call_kind kind_of(int number) {
     return found != nullptr ? found->kind : call_kind::other;
 }
 
+constexpr bool opens_file(int number) {
+    const call_kind kind = kind_of(number);
+    return kind == call_kind::open || kind == call_kind::openat || kind == call_kind::creat;
+}
+
 // The numbers of ports' descriptors.
 struct port_descriptors {
     static constexpr int STANDARD = 3; // standard input, output and error: open(2) returns these

@@ -6,6 +6,8 @@ namespace simulator {
 
 namespace {
 
+constexpr int LAST_TURNS = 100;
+
 int wait_for_events(std::vector<pollfd> &polls, int64_t longest_us) {
     if (longest_us == NEVER)
         return ppoll(polls.data(), polls.size(), nullptr, nullptr);
@@ -54,6 +56,11 @@ int turn(std::span<event_source *const> sources, int64_t longest_us) {
     const int events = take_events(sources, std::min(until_wake, longest_us));
     wake_due(sources);
     return events;
+}
+
+void take_last_events(std::span<event_source *const> sources) {
+    for (int turns = 0; turns < LAST_TURNS && turn(sources, 0) > 0; turns++) {
+    }
 }
 
 short present_events(int fd, short wanted) {

@@ -52,6 +52,9 @@ int take_events(std::span<event_source *const> sources, int64_t longest_us);
 // each source that has an event or is due. Returns the number of descriptors that had events.
 int turn(std::span<event_source *const> sources, int64_t longest_us);
 
+// After the end of the program: passes on what it did just before it ended. Does not wait.
+void take_last_events(std::span<event_source *const> sources);
+
 // The events of `wanted` (POLLIN, POLLOUT) that the descriptor has now. Does not wait.
 short present_events(int fd, short wanted);
 

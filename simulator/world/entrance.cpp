@@ -2,10 +2,12 @@
 
 #include "simulator/base/message.h"
 #include "simulator/requests/descriptor_passing.h"
-#include "simulator/world/board_name.h"
 #include "simulator/world/namespaces.h"
+#include "simulator/world/operator/board_name.h"
+#include "simulator/world/program_run.h"
 
 #include <algorithm>
+#include <array>
 #include <sched.h>
 #include <span>
 #include <sys/socket.h>
@@ -40,6 +42,22 @@ filter_rules rules_of(std::span<const uint32_t> words) {
 
 unique_fd own_process() {
     return unique_fd(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
+}
+
+// Enters the namespaces of the board at the other side of the connection: from then on this
+// process's children run on the board. Sets `rules` to what their filter must stop. False after a
+// message.
+bool move_in(int connection, filter_rules &rules) {
+    const unique_fd board = receive_descriptor(connection);
+    std::vector<uint32_t> words(WORDS_MAX);
+    const ssize_t bytes = recv(connection, words.data(), words.size() * sizeof words[0], 0);
+    const size_t count = bytes < 0 ? 0 : static_cast<size_t>(bytes) / sizeof words[0];
+    if (!board.is_open() || count < RULE_WORDS)
+        return complain("the board has ended");
+    rules = rules_of(std::span(words).first(count));
+    // A board that root runs has no user namespace of its own: it cannot be entered, see setns(2).
+    return setns(board.get(), static_cast<int>(NAMESPACES | CLONE_NEWUSER)) == 0 ||
+           setns(board.get(), static_cast<int>(NAMESPACES)) == 0 || cannot("enter", "the board");
 }
 
 } // namespace
@@ -82,17 +100,27 @@ void entrance::accept_visitor() {
         visitors.push_back(std::move(visitor));
 }
 
-bool move_in(int connection, filter_rules &rules) {
-    const unique_fd board = receive_descriptor(connection);
-    std::vector<uint32_t> words(WORDS_MAX);
-    const ssize_t bytes = recv(connection, words.data(), words.size() * sizeof words[0], 0);
-    const size_t count = bytes < 0 ? 0 : static_cast<size_t>(bytes) / sizeof words[0];
-    if (!board.is_open() || count < RULE_WORDS)
-        return complain("the board has ended");
-    rules = rules_of(std::span(words).first(count));
-    // A board that root runs has no user namespace of its own: it cannot be entered, see setns(2).
-    return setns(board.get(), static_cast<int>(NAMESPACES | CLONE_NEWUSER)) == 0 ||
-           setns(board.get(), static_cast<int>(NAMESPACES)) == 0 || cannot("enter", "the board");
+int visit_board(const std::string &name, char *const *program, const std::string &directory) {
+    const unique_fd connection = connect_to_board(name);
+    if (!connection.is_open())
+        return STATUS_USAGE;
+    take_operator_signals();
+    foreground terminal;
+    terminal.find();
+    program_run run;
+    run.terminal = &terminal;
+    filter_rules rules;
+    if (!move_in(connection.get(), rules) || !run.start({program, directory.c_str(), rules}))
+        return STATUS_NO_BOARD;
+    if (run.listener.is_open())
+        (void)send_descriptor(connection.get(),
+                              run.listener.get()); // fails if the board has ended
+    run.listener.reset();
+    const std::array<event_source *, 1> sources = {&run};
+    while (!run.ended)
+        turn(sources, NEVER);
+    terminal.take_back();
+    return run.status;
 }
 
 } // namespace simulator

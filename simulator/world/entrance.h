@@ -8,6 +8,8 @@
 #include "simulator/requests/request_filter.h"
 
 #include <list>
+#include <string>
+#include <vector>
 
 namespace simulator {
 
@@ -28,9 +30,8 @@ private:
     std::list<request_channel> channels;
 };
 
-// For the visitor: enters the namespaces of the board at the other side of the connection. From
-// then on its children run on the board. Sets `rules` to what their filter must stop. False after a
-// message.
-bool move_in(int connection, filter_rules &rules);
+// The visitor's side: runs a program on the board of that name, in the current directory of the
+// machine. Returns the exit status of hk_board.
+int visit_board(const std::string &name, char *const *program, const std::string &directory);
 
 } // namespace simulator

@@ -3,8 +3,8 @@
 // any way, so nothing on the board outlives it. See namespaces(7), pid_namespaces(7).
 #pragma once
 
-#include "simulator/world/foreground.h"
-#include "simulator/world/terminal.h"
+#include "simulator/world/operator/foreground.h"
+#include "simulator/world/operator/terminal.h"
 
 #include <cstdint>
 #include <sched.h>

@@ -163,7 +163,8 @@ void program_run::request_end() {
 }
 
 void program_run::end_computing(const std::string &where) {
-    report("%s: the board's own time cannot pass in a loop without a system call", where.c_str());
+    report("%s: the board's own time cannot pass in a loop without a call that it stops",
+           where.c_str());
     kill_program(STATUS_HANG);
 }
 

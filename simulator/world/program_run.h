@@ -6,7 +6,7 @@
 #include "simulator/base/unique_fd.h"
 #include "simulator/requests/request_filter.h"
 #include "simulator/time/event_loop.h"
-#include "simulator/world/foreground.h"
+#include "simulator/world/operator/foreground.h"
 
 #include <cstdint>
 #include <string>

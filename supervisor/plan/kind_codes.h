@@ -23,4 +23,6 @@ enum kind_code : int32_t {
     KIND_DRAM = 8,
     KIND_SPI_FIO = 9,
     KIND_FILESYSTEM = 11,
+
+    KIND_END, // above all codes
 };

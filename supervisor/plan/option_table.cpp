@@ -3,20 +3,16 @@
 #include <algorithm>
 #include <iterator>
 
-#include "fio/fio_loop.h"
-#include "fio/spi/spi_device.h"
-#include "fio/spi/spi_loop.h"
+#include "fio/start.h"
 #include "panel/front_panel.h"
 #include "runtime/number.h"
 #include "runtime/settings.h"
 #include "runtime/system_log.h"
-#include "serial/crossover.h"
 #include "serial/patterns.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
-#include "storage/dram.h"
-#include "storage/file_copy.h"
-#include "storage/files.h"
+#include "serial/start.h"
+#include "storage/start.h"
 #include "supervisor/plan/serial_plan.h"
 #include "supervisor/status_table.h"
 

@@ -1,8 +1,7 @@
 #include "supervisor/plan/serial_plan.h"
 
 #include "serial/port_access.h"
-#include "serial/producer.h"
-#include "serial/receiver.h"
+#include "serial/start.h"
 #include "supervisor/plan/kind_codes.h"
 #include "supervisor/status_table.h"
 

@@ -113,7 +113,7 @@ TEST(Processes, that_cannot_be_forked_count_as_ended_with_one_error_each) {
     }
 }
 
-// As long as a file is open for writing the file system refuses: hence the repetition.
+// The remount is repeated: the file system refuses it while a file is open for writing.
 TEST(ReadOnlyFileSystem, that_becomes_so_in_mid_run_is_an_error_for_each_file_and_pass) {
     board_run run = stress_from("mkdir /r0/files && mount -t tmpfs none /r0/files || exit; "
                                 "(until [ -s /r0/files/file-000F ] && mount -o remount,ro "

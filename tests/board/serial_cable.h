@@ -19,7 +19,7 @@
 #include "runtime/unique_fd.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
-#include "serial/receiver.h"
+#include "serial/start.h"
 #include "tests/support/table_fixture.h"
 
 using Bytes = std::vector<uint8_t>;

@@ -8,8 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "serial/echo.h"
-#include "serial/producer.h"
+#include "serial/start.h"
 #include "tests/board/serial_cable.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <sys/mman.h>
 #include <sys/types.h>
 
-#include "serial/echo.h"
+#include "serial/start.h"
 #include "tests/board/serial_cable.h"
 
 namespace {

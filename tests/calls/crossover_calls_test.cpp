@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
-#include "serial/crossover.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
+#include "serial/start.h"
 
 namespace {
 
@@ -52,16 +52,7 @@ pid_t start_2_to_8() {
     return crossover_test(0, "2", "8", frame_sample_pattern);
 }
 
-// The driver may change what it is given to send: the second port and the check need the frame.
-TEST_F(CrossoverCalls, set_the_lines_then_send_drain_wait_and_read_in_each_turn) {
-    device.changes_what_it_sends = true;
-    device.shows_cleared = true;
-    const auto compare_ids = [] {
-        record(1).kind_code = record(1).pid == record(2).pid && record(1).pid > 0;
-    };
-    EXPECT_EQ(joined(run(start_2_to_8, {{"nap 9000", 1, compare_ids}, {"read sp8", 2, stop_it}})),
-              opened("sp2") + opened("sp8") +
-                  R"(sp2 get lines
+constexpr const char *FIRST_TWO_TURNS = R"(sp2 get lines
 sp2 rts off
 sp8 get lines
 sp8 rts off
@@ -92,7 +83,17 @@ read sp8 512, 100 clear
 poll sp2 in 4 stopped
 read sp2 512, 100 clear stopped
 nap 5000 stopped
-)");
+)";
+
+// The driver may change what it is given to send: the second port and the check need the frame.
+TEST_F(CrossoverCalls, set_the_lines_then_send_drain_wait_and_read_in_each_turn) {
+    device.changes_what_it_sends = true;
+    device.shows_cleared = true;
+    const auto compare_ids = [] {
+        record(1).kind_code = record(1).pid == record(2).pid && record(1).pid > 0;
+    };
+    EXPECT_EQ(joined(run(start_2_to_8, {{"nap 9000", 1, compare_ids}, {"read sp8", 2, stop_it}})),
+              opened("sp2") + opened("sp8") + FIRST_TWO_TURNS);
     EXPECT_EQ(record(1).kind_code, 1) << "both records have the id of the process";
     for (const int index : {1, 2}) {
         EXPECT_EQ(record(index).unit, index == 1 ? 2 : 8);

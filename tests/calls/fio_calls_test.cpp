@@ -7,10 +7,8 @@
 #include <fcntl.h>
 
 #include "fio/fio_frame.h"
-#include "fio/fio_loop.h"
-#include "fio/spi/spi_device.h"
 #include "fio/spi/spi_exchange.h"
-#include "fio/spi/spi_loop.h"
+#include "fio/start.h"
 
 namespace {
 

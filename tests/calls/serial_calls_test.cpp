@@ -6,11 +6,9 @@
 #include <poll.h>
 
 #include "panel/front_panel.h"
-#include "serial/echo.h"
 #include "serial/port_access.h"
 #include "serial/port_settings.h"
-#include "serial/producer.h"
-#include "serial/receiver.h"
+#include "serial/start.h"
 
 namespace {
 

@@ -4,15 +4,10 @@
 
 #include <algorithm>
 
-#include "fio/fio_loop.h"
-#include "fio/spi/spi_device.h"
+#include "fio/start.h"
 #include "runtime/started_tests.h"
-#include "serial/echo.h"
-#include "serial/producer.h"
-#include "serial/receiver.h"
-#include "storage/dram.h"
-#include "storage/file_copy.h"
-#include "storage/files.h"
+#include "serial/start.h"
+#include "storage/start.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include "ctl/run/tests.h"
 #include "ctl/text.h"
 #include "ctl/watch/frame.h"
+#include "supervisor/plan/kind_codes.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ TEST(Table, is_none_where_a_word_cannot_be_a_record_s) {
         {"empty", [](StatusTable &table) { table = {}; }},
         {"letter", [](StatusTable &table) { table.records[1].test_letter = 'Z'; }},
         {"hold", [](StatusTable &table) { table.records[1].hold = 3; }},
-        {"kind code", [](StatusTable &table) { table.records[49].kind_code = 12; }},
+        {"kind code", [](StatusTable &table) { table.records[49].kind_code = KIND_END; }},
         {"marker", [](StatusTable &table) { table.records[2].pid = -2; }},
         {"supervisor counts", [](StatusTable &table) { table.records[0].read_count = 1; }},
     };

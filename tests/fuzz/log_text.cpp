@@ -5,8 +5,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "results/history/log_reader.h"
 #include "results/output/report.h"
-#include "results/reading/log_reader.h"
 #include "tests/fuzz/targets.h"
 
 namespace {

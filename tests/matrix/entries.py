@@ -1,6 +1,6 @@
 """The entries of a file of expected runs.
 
-    == bit flipped, x to y (ports 2 and 8)      the fault, and what tells this run from others of it
+    == bit flipped, x to y (ports 2 and 8)      the fault, and what distinguishes this run from others with it
     board    --cable 2-8 --fault flip:2:10      options of hk_board
     program  -E28                               options of hk_stress, after -d1
     seconds  3                                  of the board's own time; none: the run ends by itself

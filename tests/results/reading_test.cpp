@@ -9,7 +9,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
-#include "results/reading/follow.h"
+#include "results/history/follow.h"
 #include "supervisor/lists/line_format.h"
 #include "supervisor/lists/report_rows.h"
 #include "supervisor/lists/results_rows.h"

@@ -88,7 +88,7 @@ TEST(LineFaults, a_stalled_port_keeps_its_bytes_and_sends_them_afterwards) {
 
 TEST(LineFaults, a_clock_that_is_too_fast_sends_too_fast_and_garbles_beyond_5_per_cent) {
     const std::string text(96, 'U');
-    for (const int percent : {0, 4, 20}) {
+    for (const int percent : {1, 4, 20}) {
         faulty_bench bench({("speed:1:" + std::to_string(percent)).c_str()});
         bench.open_raw(9600);
         const int64_t begin = bench.now;

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "results/history/log_reader.h"
 #include "results/output/report.h"
-#include "results/reading/log_reader.h"
 
 class text_source : public byte_source {
 public:
@@ -49,6 +49,13 @@ inline outcome judge_text(std::string_view text, const judge_rules &rules = {},
     std::ostringstream out;
     write_report(form != nullptr ? *form(out) : *table_report(out, false), history, rules, all);
     return {exit_code_of(all), out.str(), all};
+}
+
+// The rules of --expect.
+inline judge_rules expecting(const std::string &options) {
+    judge_rules rules;
+    rules.expected = expect(options);
+    return rules;
 }
 
 constexpr const char *BOARD = "rack7 Stress 020000001234 ";

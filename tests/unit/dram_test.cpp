@@ -2,8 +2,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "storage/dram.h"
 #include "storage/dram_pass.h"
+#include "storage/start.h"
 #include "tests/support/scratch_directory.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "storage/file_copy.h"
+#include "storage/start.h"
 
 #include <algorithm>
 #include <sys/stat.h>

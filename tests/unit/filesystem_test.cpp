@@ -1,4 +1,4 @@
-#include "storage/files.h"
+#include "storage/start.h"
 
 #include <cstring>
 #include <sys/stat.h>

@@ -20,12 +20,12 @@ bool is_set(const std::array<uint8_t, MODULE_BYTES> &bytes, int byte, int bit) {
     return (bytes[static_cast<size_t>(byte)] & bit_value(bit)) != 0;
 }
 
-// Returns the possible bytes after `text`; empty if the fault is in one of them.
-std::string other_bytes(const fault &wanted, std::string text, const std::set<int> &bytes) {
-    if (bytes.contains(wanted.numbers[0]))
+// Returns the possible numbers after `text`; empty if the wanted one is among them.
+std::string other_numbers(int wanted, std::string text, const std::set<int> &possible) {
+    if (possible.contains(wanted))
         return "";
-    for (const int byte : bytes)
-        text.append(" ").append(std::to_string(byte));
+    for (const int number : possible)
+        text.append(" ").append(std::to_string(number));
     return text;
 }
 
@@ -116,10 +116,10 @@ std::string fio_module::possible_instead(const fault &wanted, size_t input_bytes
                    : "commands 1 4 7 12, the program sends no others";
     }
     case fault_id::stuck:
-        return other_bytes(wanted, "inputs that are wired and read are in bytes",
-                           input_bytes_wired(input_bytes));
+        return other_numbers(wanted.numbers[0], "inputs that are wired and read are in bytes",
+                             input_bytes_wired(input_bytes));
     case fault_id::dead:
-        return other_bytes(wanted, "outputs that are wired are in bytes", output_bytes_wired());
+        return other_outputs(wanted);
     case fault_id::type:
         return wanted.numbers[0] != type ? "" : "any type but its own";
     default:
@@ -135,11 +135,19 @@ std::set<int> fio_module::input_bytes_wired(size_t read_bytes) const {
     return bytes;
 }
 
-std::set<int> fio_module::output_bytes_wired() const {
+// The wired bits of the fault's byte, or the wired bytes if that one has none; empty if the fault
+// is in a wired bit.
+std::string fio_module::other_outputs(const fault &wanted) const {
     std::set<int> bytes;
-    for (const wire &path : wiring.wires)
+    std::set<int> bits;
+    for (const wire &path : wiring.wires) {
         bytes.insert(path.output_byte);
-    return bytes;
+        if (path.output_byte == wanted.numbers[0])
+            bits.insert(path.output_bit);
+    }
+    if (bits.empty())
+        return other_numbers(wanted.numbers[0], "outputs that are wired are in bytes", bytes);
+    return other_numbers(wanted.numbers[1], "outputs of that byte that are wired are bits", bits);
 }
 
 bool fio_module::take_fault(const fault &wanted, size_t input_bytes) {

@@ -56,7 +56,7 @@ private:
     bool is_dead(const wire &path) const;
     uint8_t identity() const;
     std::set<int> input_bytes_wired(size_t read_bytes) const;
-    std::set<int> output_bytes_wired() const;
+    std::string other_outputs(const fault &wanted) const;
     std::array<uint8_t, MODULE_BYTES> read_inputs() const;
 
     module_wiring wiring;

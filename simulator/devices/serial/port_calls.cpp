@@ -129,15 +129,10 @@ void port_calls::look_at_nodes(bool always) const {
 }
 
 bool port_calls::take(const request &asked) {
+    if (const auto opened = opening_of(asked))
+        return take_open(asked, *opened);
     const call_kind kind = kind_of(asked.call);
-    const auto &words = asked.arguments;
     switch (kind) {
-    case call_kind::open:
-        return take_open(asked, AT_FDCWD, words[0], static_cast<int>(words[1]));
-    case call_kind::openat:
-        return take_open(asked, static_cast<int>(words[0]), words[1], static_cast<int>(words[2]));
-    case call_kind::creat:
-        return take_open(asked, AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC);
     case call_kind::poll:
     case call_kind::ppoll:
     case call_kind::select:
@@ -150,7 +145,8 @@ bool port_calls::take(const request &asked) {
     }
 }
 
-bool port_calls::take_open(const request &asked, int directory, uint64_t path, int flags) {
+bool port_calls::take_open(const request &asked, const opening &wanted) {
+    const auto [directory, path, flags] = wanted;
     if ((flags & NO_LINE_FLAGS) != 0)
         return false;
     const auto found = status_of_path(asked, directory, path);

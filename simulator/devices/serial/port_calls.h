@@ -70,7 +70,7 @@ struct port_calls final : call_taker, event_source {
 
 private:
     serial_port *port_of(const struct stat &node) const;
-    bool take_open(const request &asked, int directory, uint64_t path, int flags);
+    bool take_open(const request &asked, const opening &wanted);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
     // Null if the descriptor is not a port's.

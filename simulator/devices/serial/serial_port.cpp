@@ -223,41 +223,43 @@ std::string serial_port::cable_name() const {
     return std::min(name, partner_name) + "-" + std::max(name, partner_name);
 }
 
+// The lines of one end drive those of the other, so both ends need some.
+bool serial_port::joins_modem_lines() const {
+    return !partner_name.empty() && name != PORT_WITHOUT_LINES &&
+           partner_name != PORT_WITHOUT_LINES;
+}
+
 bool serial_port::is_on_cable(const std::string &cable) const {
     const auto [one, other] = split_once(cable, '-');
     return !partner_name.empty() && (cable == cable_name() || cable_name() == other + "-" + one);
 }
 
+// Of a port with nothing connected no chunk is seen.
 void serial_port::list_targets(std::string_view thing, std::set<std::string> &targets) const {
     const bool has_kind = thing == (is_synchronous() ? "sync line" : "async line");
-    if (thing == "serial node" ||
-        (joint != nullptr && (thing == "port" || thing == "line" || has_kind)))
+    const bool has_lines = thing == "modem line" && name != PORT_WITHOUT_LINES;
+    const bool is_wired = thing == "serial node" || thing == "port" || thing == "line";
+    if (joint != nullptr && (is_wired || has_kind || has_lines))
         targets.insert(name);
-    if (thing == "cable" && !partner_name.empty())
+    if (thing == "cable" && joins_modem_lines())
         targets.insert(cable_name());
 }
 
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
-        if (is_on_cable(wanted.target))
+        const bool is_own = joins_modem_lines() && is_on_cable(wanted.target);
+        if (is_own)
             faults.add(wanted);
-        return is_on_cable(wanted.target);
+        return is_own;
     }
-    if (wanted.target != name)
-        return false;
-    if (wanted.kind->id != fault_id::hangup)
-        return take_line_fault(wanted);
-    hangup.rows.push_back(wanted);
-    return true;
-}
-
-bool serial_port::take_line_fault(const fault &wanted) {
     std::set<std::string> targets;
     list_targets(wanted.kind->thing, targets);
-    const bool is_modem_line = !direction_faults::leaves(wanted);
-    if (!targets.contains(name) || (is_modem_line && name == PORT_WITHOUT_LINES))
+    if (wanted.target != name || !targets.contains(name))
         return false;
-    (is_modem_line ? *arriving : faults).add(wanted);
+    if (wanted.kind->id == fault_id::hangup)
+        hangup.rows.push_back(wanted);
+    else
+        (direction_faults::leaves(wanted) ? faults : *arriving).add(wanted);
     return true;
 }
 

@@ -81,12 +81,12 @@ struct serial_port final : device {
 private:
     std::string cable_name() const;
     bool is_on_cable(const std::string &cable) const;
+    bool joins_modem_lines() const;
     void take_from_node();
     void send_rest();
     void give_to_node();
     void close_if_abandoned();
     bool goes_away() const;
-    bool take_line_fault(const fault &wanted);
 
     port_node node;
     std::optional<line::cable> open_end; // a cable with one end, if nothing is plugged in

@@ -154,13 +154,13 @@ void spi_device::carry_out(message &wanted) {
 }
 
 spi_bytes spi_device::exchange(std::span<const uint8_t> sent, const settings &how) {
-    fio_module *behind = module ? &*module : nullptr;
+    fio_module *plugged = module ? &*module : nullptr;
     const bool agrees = how.mode == SPI_MODE_2 &&
                         (how.word_bits == WORD_BITS || how.word_bits == 0) &&
                         how.speed_hz <= SPEED_HZ_MAX;
     if (agrees)
-        return selection.shift(sent, behind, how.speed_hz);
-    return one_bit_late(selection.shift(one_bit_late(sent), behind, how.speed_hz));
+        return selection.shift(sent, plugged, how.speed_hz);
+    return one_bit_late(selection.shift(one_bit_late(sent), plugged, how.speed_hz));
 }
 
 int64_t spi_device::wake_time_us() const {

@@ -1,0 +1,170 @@
+#include "results/history/run_choice.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "results/reading/rows/row_reader.h"
+
+namespace {
+
+constexpr uint32_t HALF_RANGE = uint32_t{1} << 31;
+constexpr uint64_t NO_DISTANCE = std::numeric_limits<uint64_t>::max();
+
+// A counter never falls, but starts again at 0 after 2^32. A lower value is such a wrap if the
+// counter could have come that far at eight times its pace up to now.
+bool is_wrap(const run_history &run, uint64_t moved, uint32_t delta, int64_t interval_ms) {
+    constexpr uint64_t ALWAYS_POSSIBLE = uint64_t{1} << 24;
+    constexpr uint32_t POSSIBLE_AT_FIRST = uint32_t{1} << 30; // no pace is known
+    if (run.clock_ms == 0)
+        return delta <= POSSIBLE_AT_FIRST;
+    const double pace = static_cast<double>(moved) / static_cast<double>(run.clock_ms);
+    const double most = 8 * pace * static_cast<double>(std::max(interval_ms, int64_t{1000}));
+    return delta < HALF_RANGE && (delta <= ALWAYS_POSSIBLE || delta <= most);
+}
+
+// A test writes its unit when it is at work.
+bool is_same_test(const TestRecord &before, const TestRecord &now) {
+    return before.test_letter == now.test_letter && before.kind_code == now.kind_code &&
+           (before.unit == now.unit || before.unit == 0);
+}
+
+// Adds how far a counter has moved; the sum becomes NO_DISTANCE if it fell.
+template <typename Moved>
+void add_step(uint64_t &sum, const run_history &run, uint32_t before, uint32_t now,
+              int64_t interval_ms, Moved moved) {
+    const uint32_t delta = now - before;
+    const bool is_possible = now >= before || is_wrap(run, moved(), delta, interval_ms);
+    sum = is_possible && sum != NO_DISTANCE ? sum + delta : NO_DISTANCE;
+}
+
+uint64_t distance(const run_history &run, const record_history &record, const TestRecord &now,
+                  int64_t interval_ms) {
+    if (!is_same_test(record.newest, now))
+        return NO_DISTANCE;
+    const line_layout &layout = *record.layout;
+    uint64_t sum = 0;
+    for (size_t i = 0; i < layout.counts.size(); ++i)
+        add_step(sum, run, word_of(record.newest, layout.counts[i]), word_of(now, layout.counts[i]),
+                 interval_ms, [&] { return record.moved_since_first(i); });
+    for (size_t i = 0; i < layout.error_count; ++i)
+        add_step(sum, run, word_of(record.newest, layout.errors[i]), word_of(now, layout.errors[i]),
+                 interval_ms, [&] { return record.error(i); });
+    return sum;
+}
+
+int64_t interval_since(const run_history &run, const open_list &list) {
+    return list.time_ms == NO_TIME || run.last_ms == NO_TIME ? 0 : list.time_ms - run.last_ms;
+}
+
+// How far the records have moved since the run's newest list, compared one to one; NO_DISTANCE if
+// the list cannot follow it. The list may end too early.
+uint64_t distance(const run_history &run, const open_list &list) {
+    const int64_t interval_ms = interval_since(run, list);
+    if (list.records.size() > run.records.size())
+        return NO_DISTANCE;
+    uint64_t sum = 0;
+    for (size_t i = 0; i < list.records.size(); ++i) {
+        const uint64_t step = distance(run, run.records[i], list.records[i], interval_ms);
+        if (step == NO_DISTANCE)
+            return NO_DISTANCE;
+        sum += step;
+    }
+    return sum;
+}
+
+// Returns true if the list can follow the run's newest one after some of its lines were lost.
+bool has_lost_lines(const run_history &run, const open_list &list) {
+    const int64_t interval_ms = interval_since(run, list);
+    size_t at = 0;
+    for (const TestRecord &now : list.records) {
+        while (at < run.records.size() &&
+               distance(run, run.records[at], now, interval_ms) == NO_DISTANCE)
+            ++at;
+        if (at++ >= run.records.size())
+            return false;
+    }
+    return list.records.size() < run.records.size();
+}
+
+bool is_after_a_gap(const run_history &run, const open_list &list) {
+    const int64_t longest_ms = std::max(3 * run.period.value_ms(), 2 * LONGEST_PERIOD_MS);
+    return interval_since(run, list) > longest_ms;
+}
+
+// The end of a run writes its list twice; then nothing of it follows.
+bool is_over(const run_history &run, const open_list &list) {
+    const bool is_of_another = run.pid != 0 && list.pid != 0 && run.pid != list.pid;
+    return is_of_another || is_after_a_gap(run, list) ||
+           (run.is_closed && interval_since(run, list) > CLOSING_MS);
+}
+
+// Returns true if the run before the newest one may still be writing lists.
+bool may_be_alive(const run_history &run, const open_list &list) {
+    const int64_t period_ms = run.period.value_ms();
+    const int64_t limit_ms = period_ms != 0 ? period_ms + period_ms / 2 : LONGEST_PERIOD_MS;
+    return !run.is_closed && interval_since(run, list) <= limit_ms && !run.records.empty() &&
+           (run.pid == 0 || run.pid == list.pid);
+}
+
+// An empty or shorter list is no continuation.
+uint64_t distance_of_whole(const run_history &run, const open_list &list) {
+    return list.records.size() == run.records.size() ? distance(run, list) : NO_DISTANCE;
+}
+
+size_t add_run(board_history &board) {
+    board.runs.emplace_back();
+    return board.runs.size() - 1;
+}
+
+size_t choose_for_damaged(board_history &board, open_list &list) {
+    const size_t newest = board.runs.size() - 1;
+    const run_history &run = board.runs[newest];
+    const bool is_in_order = list.has_start && !is_over(run, list);
+    if (is_in_order && distance(run, list) != NO_DISTANCE)
+        return newest;
+    if (is_over(run, list) || !(list.records.empty() || has_lost_lines(run, list)))
+        return add_run(board);
+    list.records.clear();
+    return newest;
+}
+
+// The newest run, unless the list follows the run before it much more closely.
+size_t choose_for_whole(board_history &board, open_list &list) {
+    constexpr uint64_t MUCH = 16;
+    const size_t newest = board.runs.size() - 1;
+    run_history &run = board.runs[newest];
+    run_history *older = newest > 0 ? &board.runs[newest - 1] : nullptr;
+    const uint64_t step = is_over(run, list) ? NO_DISTANCE : distance_of_whole(run, list);
+    const uint64_t older_step = older != nullptr && may_be_alive(*older, list)
+                                    ? distance_of_whole(*older, list)
+                                    : NO_DISTANCE;
+    if (older_step != NO_DISTANCE && (step == NO_DISTANCE || older_step < step / MUCH)) {
+        run.is_ambiguous = older->is_ambiguous = true;
+        return newest - 1;
+    }
+    if (step != NO_DISTANCE)
+        return newest;
+    if (!is_over(run, list) && has_lost_lines(run, list)) {
+        list.is_damaged = true;
+        list.records.clear();
+        return newest;
+    }
+    return add_run(board);
+}
+
+} // namespace
+
+bool is_same(const run_history &run, std::span<const TestRecord> records) {
+    return std::ranges::equal(
+        run.records, records,
+        [](const record_history &before, const TestRecord &now) {
+            return memcmp(&before.newest, &now, sizeof now) == 0;
+        });
+}
+
+size_t choose_run(board_history &board, open_list &list) {
+    if (board.runs.empty())
+        return add_run(board);
+    return list.is_damaged ? choose_for_damaged(board, list) : choose_for_whole(board, list);
+}

@@ -1,0 +1,162 @@
+#include "simulator/own_time/calls/futex_calls.h"
+
+#include "simulator/own_time/calls/caller_times.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <linux/futex.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int OPERATION = ~(FUTEX_PRIVATE_FLAG | FUTEX_CLOCK_REALTIME);
+
+int operation_of(const request &asked) {
+    return static_cast<int>(asked.arguments[1]) & OPERATION;
+}
+
+uint32_t bits_of(const request &asked) {
+    const int operation = operation_of(asked);
+    return operation == FUTEX_WAIT_BITSET || operation == FUTEX_WAKE_BITSET
+               ? static_cast<uint32_t>(asked.arguments[5])
+               : FUTEX_BITSET_MATCH_ANY;
+}
+
+// The process whose threads share the word; 0: every process that shares the memory.
+pid_t owner_of(const request &asked, const thread &caller) {
+    return (asked.arguments[1] & FUTEX_PRIVATE_FLAG) != 0 ? caller.owner->id : 0;
+}
+
+bool has_value(const request &asked, uint32_t value) {
+    uint32_t word = 0;
+    return read_memory(asked, asked.arguments[0], &word, sizeof word) && word == value;
+}
+
+} // namespace
+
+struct futex_wait final : stopped_call {
+    futex_wait(const request &of, const thread &caller, const process_table &table, futexes &all)
+        : stopped_call(of),
+          owner(owner_of(of, caller)),
+          address(of.arguments[0]),
+          bits(bits_of(of)),
+          processes(table),
+          others(all),
+          seen_changes(table.changes) {
+        is_new = has_value(of, expected());
+        if (of.arguments[3] != 0)
+            read_end(of);
+        others.waiting.push_back(this);
+    }
+    futex_wait(const futex_wait &) = delete;
+    futex_wait &operator=(const futex_wait &) = delete;
+    ~futex_wait() override {
+        std::erase(others.waiting, this);
+    }
+
+    verdict attempt() override {
+        if (!is_new)
+            return verdict::done(-EAGAIN);
+        // When a thread ends, the kernel writes the word and wakes whoever waits for it.
+        const bool is_freed = seen_changes != processes.changes && !has_value(asked, expected());
+        seen_changes = processes.changes;
+        if (is_woken || is_freed)
+            return verdict::done(0);
+        return now_us() >= end_us ? verdict::done(-ETIMEDOUT) : verdict::blocked(end_us);
+    }
+    uint64_t changes() const override {
+        return processes.changes * 2 + (is_woken ? 1 : 0);
+    }
+    verdict interrupt() override {
+        return end_us == NEVER ? verdict::passed_on() : verdict::done(-EINTR);
+    }
+
+    pid_t owner;
+    uint64_t address;
+    const uint32_t bits;
+    bool is_woken = false;
+
+private:
+    uint32_t expected() const {
+        return static_cast<uint32_t>(asked.arguments[2]);
+    }
+    // A duration for FUTEX_WAIT, a moment for FUTEX_WAIT_BITSET.
+    void read_end(const request &of) {
+        const int64_t wanted = read_timespec(of, of.arguments[3]).value_or(0);
+        const bool is_calendar = (of.arguments[1] & FUTEX_CLOCK_REALTIME) != 0;
+        end_us = operation_of(of) == FUTEX_WAIT ? now_us() + wanted
+                                                : end_of_wait_us(wanted, is_calendar);
+    }
+
+    const process_table &processes;
+    futexes &others;
+    uint64_t seen_changes;
+    bool is_new; // the word had the expected value
+    int64_t end_us = NEVER;
+};
+
+int64_t futexes::wake(const request &asked, const thread &caller) {
+    const pid_t owner = owner_of(asked, caller);
+    int64_t left = std::max<int32_t>(1, static_cast<int32_t>(asked.arguments[2]));
+    int64_t woken = 0;
+    for (futex_wait *each : waiting) {
+        if (left == 0)
+            break;
+        if (each->is_woken || each->owner != owner || each->address != asked.arguments[0] ||
+            (each->bits & bits_of(asked)) == 0)
+            continue;
+        each->is_woken = true;
+        left--;
+        woken++;
+    }
+    return woken;
+}
+
+int64_t futexes::requeue(const request &asked, const thread &caller) {
+    if (operation_of(asked) == FUTEX_CMP_REQUEUE &&
+        !has_value(asked, static_cast<uint32_t>(asked.arguments[5])))
+        return -EAGAIN;
+    const int64_t woken = asked.arguments[2] == 0 ? 0 : wake(asked, caller);
+    auto left = static_cast<int64_t>(asked.arguments[3]);
+    int64_t moved = 0;
+    for (futex_wait *each : waiting) {
+        if (left == 0)
+            break;
+        if (each->is_woken || each->owner != owner_of(asked, caller) ||
+            each->address != asked.arguments[0])
+            continue;
+        each->address = asked.arguments[4];
+        left--;
+        moved++;
+    }
+    return woken + moved;
+}
+
+bool futexes::take(const request &asked, const thread &caller, const process_table &processes,
+                   held_calls &held) {
+    int64_t result = 0;
+    switch (operation_of(asked)) {
+    case FUTEX_WAIT:
+    case FUTEX_WAIT_BITSET:
+        held.take(std::make_unique<futex_wait>(asked, caller, processes, *this));
+        return true;
+    case FUTEX_WAKE:
+    case FUTEX_WAKE_BITSET:
+        result = wake(asked, caller);
+        break;
+    case FUTEX_REQUEUE:
+    case FUTEX_CMP_REQUEUE:
+        result = requeue(asked, caller);
+        break;
+    default:
+        return false;
+    }
+    if (result < 0)
+        refuse(asked, static_cast<int>(-result));
+    else
+        answer(asked, result);
+    return true;
+}
+
+} // namespace simulator

@@ -1,0 +1,94 @@
+#include "simulator/own_time/calls/interval_timers.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <sys/syscall.h>
+#include <sys/time.h>
+
+namespace simulator {
+
+namespace {
+
+using timer_words = std::array<int64_t, 4>; // struct itimerval: interval, value
+
+int64_t time_in(const timer_words &words, size_t at) {
+    return words[at] * US_PER_SECOND + words[at + 1];
+}
+
+} // namespace
+
+void interval_timers::take(const request &asked, pid_t process) {
+    if (asked.call != SYS_alarm && asked.arguments[0] != ITIMER_REAL) {
+        pass_on(asked);
+        return;
+    }
+    timer &wanted = timers[process];
+    if (asked.call == SYS_alarm)
+        answer_alarm(asked, wanted);
+    else if (asked.call == SYS_setitimer)
+        answer_setitimer(asked, wanted);
+    else if (report(asked, asked.arguments[1], wanted))
+        answer(asked, 0);
+    else
+        refuse(asked, EFAULT);
+}
+
+void interval_timers::forget(pid_t process) {
+    timers.erase(process);
+}
+
+int64_t interval_timers::left_us(const timer &of) const {
+    return of.due_us == NEVER ? 0 : std::max<int64_t>(1, of.due_us - now_us());
+}
+
+// Returns the seconds that were left, rounded, and at least 1.
+void interval_timers::answer_alarm(const request &asked, timer &of) const {
+    const int64_t left = left_us(of);
+    const auto seconds = static_cast<uint32_t>(asked.arguments[0]);
+    of = {seconds == 0 ? NEVER : now_us() + seconds * US_PER_SECOND, 0};
+    const int64_t rounded = (left + US_PER_SECOND / 2) / US_PER_SECOND;
+    answer(asked, left == 0 ? 0 : std::max<int64_t>(1, rounded));
+}
+
+void interval_timers::answer_setitimer(const request &asked, timer &of) const {
+    timer_words wanted{};
+    if (asked.arguments[1] != 0 &&
+        !read_memory(asked, asked.arguments[1], wanted.data(), sizeof wanted)) {
+        refuse(asked, EFAULT);
+        return;
+    }
+    const timer before = of;
+    const int64_t first_us = time_in(wanted, 2);
+    of = {first_us == 0 ? NEVER : now_us() + first_us, time_in(wanted, 0)};
+    if (report(asked, asked.arguments[2], before))
+        answer(asked, 0);
+    else
+        refuse(asked, EFAULT);
+}
+
+bool interval_timers::report(const request &asked, uint64_t address, const timer &of) const {
+    const int64_t left = left_us(of);
+    const timer_words words = {of.period_us / US_PER_SECOND, of.period_us % US_PER_SECOND,
+                               left / US_PER_SECOND, left % US_PER_SECOND};
+    return address == 0 || write_memory(asked, address, words.data(), sizeof words);
+}
+
+int64_t interval_timers::wake_time_us() const {
+    int64_t next = NEVER;
+    for (const auto &[id, each] : timers)
+        next = std::min(next, each.due_us);
+    return next;
+}
+
+void interval_timers::wake(int64_t time_us) {
+    for (auto &[id, each] : timers) {
+        if (each.due_us > time_us)
+            continue;
+        (void)kill(id, SIGALRM); // it may have ended
+        each.due_us = each.period_us == 0 ? NEVER : each.due_us + each.period_us;
+        has_sent = true;
+    }
+}
+
+} // namespace simulator

@@ -1,0 +1,257 @@
+#include "simulator/own_time/scheduler.h"
+
+#include "simulator/base/message.h"
+#include "simulator/own_time/calls/clock_calls.h"
+#include "simulator/own_time/calls/waiting_calls.h"
+#include "simulator/own_time/clock_stub.h"
+#include "simulator/requests/caller.h"
+#include "simulator/requests/request_filter.h"
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+#include <linux/sched.h>
+#include <sched.h>
+#include <sys/syscall.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr int CALLS_AT_ONCE = 1000;
+constexpr int64_t SPIN_COST_US = 1;
+
+bool is_vfork(const request &asked) {
+#ifdef SYS_vfork
+    if (asked.call == SYS_vfork)
+        return true;
+#endif
+    return (flags_of_clone(asked) & CLONE_VFORK) != 0;
+}
+
+bool is_birth(const request &asked) {
+    const timed_call *row = find_timed_call(asked.call);
+    return row != nullptr && row->kind == timed_kind::birth;
+}
+
+// Of ppoll(2) or pselect(2).
+bool gives_mask(const request &asked) {
+    return asked.arguments[asked.call == SYS_ppoll ? 3 : 5] != 0;
+}
+
+} // namespace
+
+scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
+    : requests(all_requests), calls(all_calls), machine_start_us(machine_us()) {
+    start_tick();
+    keep_responses(this);
+    calls.held.look_when_told();
+    calls.takes_all_polls = calls.remembers = true;
+}
+
+scheduler::~scheduler() {
+    keep_responses(nullptr);
+    (void)timer_delete(tick);
+}
+
+void scheduler::add_program(pid_t id, int listener) {
+    listeners.insert(listener);
+    thread &first = processes.add(id, listener, id, getpid());
+    if (await(first))
+        make_ready(first);
+}
+
+void scheduler::step() {
+    if (has_signal || timers.has_sent)
+        look_for_signals();
+    if (queue.empty()) {
+        advance();
+        return;
+    }
+    thread &next = *queue.front();
+    queue.pop_front();
+    give_token(next);
+    look_at_left();
+    adopt_strangers();
+    forget_gone();
+}
+
+// The turn of a thread.
+
+void scheduler::give_token(thread &of) {
+    holder = &of;
+    bool goes_on = true;
+    while (goes_on) {
+        if (!of.is_untaken && !release(of))
+            break;
+        take_call(of);
+        goes_on = of.now == thread::state::ready && !yields;
+    }
+    holder = nullptr;
+    if (std::exchange(yields, false) && of.now == thread::state::ready)
+        queue.push_back(&of);
+}
+
+// False if the thread is not stopped again.
+bool scheduler::release(thread &of) {
+    forks_away = is_birth(of.asked) && is_vfork(of.asked);
+    const bool is_left_to_kernel = (of.answer.flags & SECCOMP_USER_NOTIF_FLAG_CONTINUE) != 0;
+    if (of.asked_at_us < now_us())
+        of.works = 0;
+    log.note(of.asked, of.called_at_us, of.answer);
+    if (!send_response(of.asked, of.answer)) { // it has been killed
+        end(of);
+        return false;
+    }
+    return come_back(of, is_left_to_kernel);
+}
+
+bool scheduler::come_back(thread &of, bool is_left_to_kernel) {
+    const timed_call *row = is_left_to_kernel ? find_timed_call(of.asked.call) : nullptr;
+    const timed_kind kind = row != nullptr ? row->kind : timed_kind::none;
+    of.has_executed = kind == timed_kind::execute;
+    if (of.has_executed || kind == timed_kind::close)
+        calls.note_changed_descriptors();
+    if (kind == timed_kind::end) {
+        end(of);
+        return false;
+    }
+    vforking = kind == timed_kind::birth && forks_away ? &of : nullptr;
+    if (kind == timed_kind::work && opens_file(of.asked.call))
+        await_opening(of);
+    const bool is_back = await(of);
+    vforking = nullptr;
+    if (of.has_executed)
+        drop_ended_siblings(of);
+    if (kind == timed_kind::birth)
+        find_children(of);
+    if (kind == timed_kind::send_log)
+        after_send();
+    if (kind == timed_kind::send_signal) {
+        has_signal = true;
+        bury_killed();
+    }
+    return is_back && of.now == thread::state::held;
+}
+
+void scheduler::take_call(thread &of) {
+    of.is_untaken = false;
+    if (of.asked_at_us != now_us())
+        of.calls_at_once = 0;
+    of.asked_at_us = now_us();
+    of.called_at_us = now_us();
+    const timed_call *row = find_timed_call(of.asked.call);
+    if (row == nullptr || row->kind != timed_kind::work) // which has its own cost
+        of.calls_at_once++;
+    if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
+        carry_out(of, *row);
+    else
+        requests.hand_over(of.asked);
+    if (of.now == thread::state::ready && of.calls_at_once > CALLS_AT_ONCE)
+        delay(of, now_us() + SPIN_COST_US);
+}
+
+// The first call after execve(2).
+void scheduler::begin_program(const thread &of) {
+    if (!replace_clock_functions(of.id))
+        report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
+    free_vfork_parent(*of.owner);
+}
+
+void scheduler::carry_out(thread &of, const timed_call &row) {
+    if (row.kind != timed_kind::sleep)
+        of.continued_sleep_us = NEVER;
+    switch (row.kind) {
+    case timed_kind::read_clock:
+        return answer_clock(of.asked);
+    case timed_kind::describe_machine:
+        return answer_sysinfo(of.asked);
+    case timed_kind::sleep:
+        return calls.held.take(make_sleep(of.asked, of));
+    case timed_kind::wait_for_signal:
+        has_signal = true; // one may be there already
+        return calls.held.take(make_wait_for_signal(of.asked));
+    case timed_kind::wait_for_child:
+        return calls.held.take(make_wait_for_child(of.asked, of, processes));
+    case timed_kind::set_timer:
+        return timers.take(of.asked, of.owner->id);
+    case timed_kind::yield:
+        return yield(of);
+    case timed_kind::work:
+        return do_work(of);
+    case timed_kind::poll_with_mask:
+        if (gives_mask(of.asked))
+            has_signal = true; // one that only the mask lets through may be there already
+        return requests.hand_over(of.asked);
+    case timed_kind::poll:
+    case timed_kind::birth:
+    case timed_kind::close:
+        return requests.hand_over(of.asked);
+    case timed_kind::futex:
+        if (!futex_waits.take(of.asked, of, processes, calls.held))
+            pass_on(of.asked);
+        return;
+    case timed_kind::not_modelled:
+        unknown[row.name]++;
+        return pass_on(of.asked);
+    case timed_kind::break_after_execute:
+        if (of.has_executed)
+            begin_program(of);
+        return pass_on(of.asked);
+    default:
+        return pass_on(of.asked);
+    }
+}
+
+// Before an open a memory gets its node ready, since the last close was seen by the kernel
+// alone. An open of a port takes no time. All file systems of the board are in memory: sync(2) does
+// nothing else, and would wait for the machine's disks.
+void scheduler::do_work(thread &of) {
+    if (!memories.empty() && opens_file(of.asked.call))
+        (void)take_events(memories, 0);
+    if (of.asked.call == SYS_sync)
+        answer(of.asked, 0);
+    else
+        requests.hand_over(of.asked);
+    const bool is_of_port = of.asked.call != SYS_sync && of.answer.flags == 0;
+    const int64_t cost_us = is_of_port ? 0 : costs.of(of.asked);
+    if (of.now == thread::state::ready && cost_us > 0 && ++of.works > FREE_WORKS)
+        delay(of, now_us() + cost_us);
+}
+
+void scheduler::yield(thread &of) {
+    answer(of.asked, 0);
+    yields = true;
+}
+
+void scheduler::keep(const request &asked, const response &given) {
+    thread *of = processes.find(asked.caller);
+    if (of == nullptr) {
+        (void)send_response(asked, given);
+        return;
+    }
+    of->answer = given;
+    of->now = thread::state::ready;
+    if (of != holder)
+        queue.push_back(of);
+}
+
+// The signals that threads in held calls would notice. Of one process a single thread has a signal:
+// the others are looked at when that one has taken it.
+void scheduler::look_for_signals() {
+    has_signal = timers.has_sent = false;
+    const process *last = nullptr;
+    for (const auto &[id, each] : processes.threads) {
+        if (each->now != thread::state::held || each->is_untaken)
+            continue;
+        if (each->owner == last) {
+            has_signal = true;
+            continue;
+        }
+        calls.held.look_for_signal(id);
+        if (each->now == thread::state::ready)
+            last = each->owner;
+    }
+}
+
+} // namespace simulator

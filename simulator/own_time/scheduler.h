@@ -1,0 +1,165 @@
+// The board's own time (--clock virtual): the program runs as a discrete-event simulation.
+//
+// The token. Of all threads of the program one runs at a time: the one that has the token. The
+// kernel stops a thread in each call that sleeps, reads the time or can let another thread go on
+// (timed_calls.h); while it is stopped it does nothing, and the token is the board's. The board
+// answers the call and so hands the token on, and waits until that thread is stopped again. No two
+// threads ever race, so that the order of everything they do is the board's choice, and the board
+// chooses by rule: who was ready first runs first.
+//
+// The clock. While a thread runs the clock stands still: computing costs nothing (but see
+// work_costs.h). When no thread is ready, the clock jumps to the next moment at which anything is
+// due: the end of a sleep, a byte that arrives, a fault that begins. Devices wake before threads.
+// An hour on the board lasts as long as its calls and its computing, and is the same on a busy
+// machine as on a quiet one.
+//
+//      give_token ----> the thread runs ----> await: it is stopped in its next call
+//          ^                                            |
+//          |                                            v
+//     ready <-- answered by the board or a device -- take_call
+//          ^                                            |
+//          |                                            v
+//     advance: the clock jumps <------------------ nobody is ready
+//
+// Who else may run. A fork's child and its parent run side by side until both are stopped: the
+// child's first call (set_robust_list(2)) is waited for before anything else happens. After
+// vfork(2) the parent waits in the kernel, and the token is the child's. A thread that waits in the
+// kernel for another one, such as a reader of a pipe, is left there (`waits_in_kernel`); the board
+// looks at it after every turn, and when it has been woken waits until it is stopped again. Both
+// are certain without a guess: what wakes it happens before the waker's next call. If such a call
+// can also be ended by time, the board's clock has no part in it: those calls are counted and named
+// at the end.
+//
+// Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
+// somebody has sent one, the board looks which threads would notice it and ends their calls as the
+// kernel would.
+//
+// Spins. A program that waits in a loop of calls for a moment to come would never see it come:
+// after a thousand calls at one moment each further one lasts a microsecond. A loop without any
+// call cannot be given a time that would be the same twice; it ends the run with a message.
+#pragma once
+
+#include "simulator/devices/serial/port_calls.h"
+#include "simulator/own_time/call_log.h"
+#include "simulator/own_time/calls/futex_calls.h"
+#include "simulator/own_time/calls/interval_timers.h"
+#include "simulator/own_time/calls/work_costs.h"
+#include "simulator/own_time/processes.h"
+#include "simulator/own_time/task_view.h"
+#include "simulator/requests/notification.h"
+#include "simulator/requests/request_channel.h"
+#include "simulator/requests/timed_calls.h"
+#include "simulator/time/event_loop.h"
+
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+struct scheduler final : event_source, response_keeper {
+    scheduler(request_channel &all_requests, port_calls &all_calls);
+    ~scheduler() override;
+    scheduler(const scheduler &) = delete;
+    scheduler &operator=(const scheduler &) = delete;
+
+    // Wakes and watches the devices; the scheduler itself is one of them, held calls are the last.
+    std::vector<event_source *> sources;
+    std::vector<event_source *> watched;  // those of them that are looked at before each jump
+    std::vector<event_source *> memories; // those of them that make an open wait
+    interval_timers timers;
+    call_log log; // not open without --calls
+    work_costs costs;
+    double speed = 0;                 // times the machine's; 0: as fast as it can
+    std::function<void()> after_send; // a message for the log may have been sent
+    // Ends the run: the program computes without an end.
+    std::function<void(const std::string &where)> give_up;
+
+    // The program's first thread has been started and has its filter.
+    void add_program(pid_t id, int listener);
+    // One step: a thread has its turn, or the clock moves.
+    void step();
+    // Somebody but a thread has sent a signal to one.
+    void note_signal() {
+        has_signal = true;
+    }
+    // Sleeping calls and timers that the board does not model, and how often each was seen.
+    const std::map<std::string, int> &unknown_sleeps() const {
+        return unknown;
+    }
+
+    void keep(const request &asked, const response &given) override;
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
+    int64_t wake_time_us() const override;
+    void wake(int64_t time_us) override;
+
+private:
+    // The turn of a thread.
+    void give_token(thread &of);
+    bool release(thread &of);
+    bool come_back(thread &of, bool is_left_to_kernel);
+    void take_call(thread &of);
+    void carry_out(thread &of, const timed_call &row);
+    void begin_program(const thread &of);
+    void do_work(thread &of);
+    void yield(thread &of);
+
+    // Waiting until threads are stopped again.
+    bool await(thread &of);
+    void await_opening(const thread &of);
+    void arrive(const request &asked, const thread *awaited);
+    void look_at(thread &running);
+    bool is_computing_without_end(const thread &running);
+    void leave_in_kernel(thread &of, task_state state);
+    void look_at_left();
+    void make_ready(thread &of);
+    void adopt_strangers();
+
+    // Births and deaths.
+    void find_children(thread &parent);
+    void admit(pid_t id, thread &parent);
+    void end(thread &of);
+    void bury(process &ended);
+    void bury_killed();
+    void drop_ended_siblings(const thread &of);
+    void drop_gone();
+    void free_vfork_parent(process &child);
+    void forget_gone();
+
+    void look_for_signals();
+
+    // The clock.
+    void start_tick();
+    void delay(thread &of, int64_t until_us);
+    void advance();
+    bool take_all_events(int64_t wait_us);
+    int64_t pace_us(int64_t next_us) const;
+
+    request_channel &requests;
+    port_calls &calls;
+    process_table processes;
+    futexes futex_waits;
+    std::set<int> listeners;
+    std::deque<thread *> queue; // ready threads
+    std::multimap<int64_t, thread *> delayed;
+    std::vector<thread *> left;     // in the kernel
+    std::vector<request> strangers; // calls of threads that are not known yet
+    thread *holder = nullptr;       // of the token
+    thread *vforking = nullptr;
+    bool yields = false;     // the holder hands the token on though its call is answered
+    bool forks_away = false; // the call that is being released is a vfork(2)
+    bool has_signal = false;
+    bool looks_everywhere = true;
+    int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
+    uint64_t forgotten_changes = 0;
+    timer_t tick{};
+    std::map<std::string, int> unknown;
+    int64_t machine_start_us;
+};
+
+} // namespace simulator

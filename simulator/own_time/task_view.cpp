@@ -1,0 +1,180 @@
+#include "simulator/own_time/task_view.h"
+
+#include "simulator/time/clock.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sched.h>
+#include <sstream>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace simulator {
+
+namespace {
+
+constexpr size_t STATE_FIELD = 0; // of what follows the name in /proc/PID/stat
+constexpr size_t USER_TIME_FIELD = 11;
+constexpr size_t SYSTEM_TIME_FIELD = 12;
+
+// Calls that wait for another process or for the operator, and for no time.
+constexpr int WAITS_FOR_OTHERS[] = {
+    SYS_read,    SYS_readv,   SYS_pread64, SYS_write,   SYS_writev,   SYS_openat, SYS_fcntl,
+    SYS_flock,   SYS_connect, SYS_accept,  SYS_accept4, SYS_recvfrom, SYS_ioctl,  SYS_recvmsg,
+    SYS_sendmsg, SYS_sendto,  SYS_splice,  SYS_tee,     SYS_semop,    SYS_msgrcv, SYS_msgsnd,
+#ifdef SYS_open
+    SYS_open,
+#endif
+};
+
+std::string path_of(pid_t thread, const char *what) {
+    return "/proc/" + std::to_string(thread) + "/" + what;
+}
+
+std::string text_of(pid_t thread, const char *what) {
+    std::ifstream file(path_of(thread, what));
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// The words of /proc/PID/stat after the name, which may contain anything.
+std::vector<std::string> status_words(pid_t thread) {
+    const std::string text = text_of(thread, "stat");
+    const size_t end = text.rfind(')');
+    std::istringstream rest(end == std::string::npos ? "" : text.substr(end + 1));
+    std::vector<std::string> words;
+    for (std::string word; rest >> word;)
+        words.push_back(word);
+    return words;
+}
+
+int64_t number_in(const std::vector<std::string> &words, size_t field) {
+    return field < words.size() ? strtoll(words[field].c_str(), nullptr, 10) : 0;
+}
+
+// A thread that is about to sleep, or has just decided not to, has the state of a sleeper too. The
+// kernel prints its call only once it is off the processor.
+bool is_off_processor(pid_t thread) {
+    return !text_of(thread, "syscall").starts_with("running");
+}
+
+std::string name_of_sleep(int call) {
+    switch (call) {
+    case SYS_epoll_pwait:
+    case SYS_epoll_pwait2:
+#ifdef SYS_epoll_wait
+    case SYS_epoll_wait:
+#endif
+        return "epoll_wait";
+    default:
+        return "system call " + std::to_string(call);
+    }
+}
+
+std::string mapped_file(pid_t thread, uint64_t address) {
+    std::ifstream maps(path_of(thread, "maps"));
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long long begin = 0;
+        unsigned long long end = 0;
+        int name = 0;
+        (void)sscanf(line.c_str(), "%llx-%llx %*s %*s %*s %*s %n", &begin, &end, &name);
+        if (begin <= address && address < end && name > 0)
+            return line.substr(static_cast<size_t>(name));
+    }
+    return "";
+}
+
+} // namespace
+
+task_state state_of_task(pid_t thread) {
+    const std::vector<std::string> words = status_words(thread);
+    switch (words.empty() ? 'X' : words[STATE_FIELD][0]) {
+    case 'S':
+        return is_off_processor(thread) ? task_state::sleeping : task_state::working;
+    case 'T':
+        return task_state::stopped;
+    case 't':
+        return task_state::traced;
+    case 'X':
+    case 'Z':
+        return task_state::gone;
+    default:
+        return task_state::working;
+    }
+}
+
+std::string unknown_sleep_of_task(pid_t thread) {
+    int number = -1;
+    if (sscanf(text_of(thread, "syscall").c_str(), "%d", &number) != 1 || number < 0)
+        return "";
+    if (std::ranges::find(WAITS_FOR_OTHERS, number) != std::end(WAITS_FOR_OTHERS))
+        return "";
+    return name_of_sleep(number);
+}
+
+bool ignores_children(pid_t process) {
+    std::istringstream status(text_of(process, "status"));
+    unsigned long long ignored = 0;
+    for (std::string line; std::getline(status, line);)
+        (void)sscanf(line.c_str(), "SigIgn: %llx", &ignored);
+    return (ignored >> (SIGCHLD - 1) & 1) != 0;
+}
+
+int64_t processor_time_us(pid_t thread) {
+    const std::vector<std::string> words = status_words(thread);
+    const int64_t ticks = number_in(words, USER_TIME_FIELD) + number_in(words, SYSTEM_TIME_FIELD);
+    return ticks * US_PER_SECOND / sysconf(_SC_CLK_TCK);
+}
+
+std::vector<pid_t> children_of_task(pid_t thread) {
+    std::ifstream list(path_of(thread, ("task/" + std::to_string(thread) + "/children").c_str()));
+    std::vector<pid_t> found;
+    for (pid_t child = 0; list >> child;)
+        found.push_back(child);
+    return found;
+}
+
+std::vector<pid_t> threads_of_process(pid_t process) {
+    std::vector<pid_t> found;
+    std::error_code none;
+    for (const auto &each : std::filesystem::directory_iterator(path_of(process, "task"), none))
+        found.push_back(static_cast<pid_t>(atoi(each.path().filename().c_str())));
+    std::ranges::sort(found);
+    return found;
+}
+
+family family_of_task(pid_t thread) {
+    family found;
+    std::istringstream status(text_of(thread, "status"));
+    for (std::string line; std::getline(status, line);) {
+        (void)sscanf(line.c_str(), "Tgid: %d", &found.process);
+        (void)sscanf(line.c_str(), "PPid: %d", &found.parent);
+    }
+    return found;
+}
+
+std::string program_of_task(pid_t thread) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = readlink(path_of(thread, "exe").c_str(), path.data(), path.size() - 1);
+    return length > 0 ? path.data() : "?";
+}
+
+std::string place_of_task(pid_t thread) {
+    (void)kill(thread, SIGSTOP);
+    while (state_of_task(thread) == task_state::working)
+        (void)sched_yield();
+    unsigned long long address = 0;
+    (void)sscanf(text_of(thread, "syscall").c_str(), "%*s %*s %llx", &address);
+    std::array<char, 32> hex{};
+    (void)snprintf(hex.data(), hex.size(), "0x%llx", address);
+    const std::string file = mapped_file(thread, address);
+    return hex.data() + (file.empty() ? "" : " in " + file);
+}
+
+} // namespace simulator
