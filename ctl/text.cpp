@@ -107,11 +107,12 @@ size_t utf8_length(const std::string &text, size_t at) {
             return 0;
     if (length < 3)
         return length;
-    // Overlong, a surrogate, or beyond the last character.
+    // Overlong, a surrogate, beyond the last character, or U+FFFE and U+FFFF, which XML refuses.
     const int begin = byte(at) << 8 | byte(at + 1);
     const bool is_wrong = (begin >= 0xE080 && begin < 0xE0A0) ||
                           (begin >= 0xEDA0 && begin < 0xEE00) ||
-                          (begin >= 0xF080 && begin < 0xF090) || begin >= 0xF490;
+                          (begin >= 0xF080 && begin < 0xF090) || begin >= 0xF490 ||
+                          (begin == 0xEFBF && byte(at + 2) >= 0xBE);
     return is_wrong ? 0 : length;
 }
 

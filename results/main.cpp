@@ -27,7 +27,12 @@ struct options {
     std::vector<std::string> files;
 };
 
+std::string failure_message(const CLI::App *, const CLI::Error &fault) {
+    return std::string("hk_results: ").append(fault.what()).append("; see hk_results --help\n");
+}
+
 void describe(CLI::App &app, options &chosen) {
+    app.failure_message(failure_message);
     app.description("Reads results lists of hk_stress from system logs and judges the boards.");
     app.footer(
         "Exit status: 0 everything passes; 1 something failed, stalled, is missing, unexpected, "
@@ -153,6 +158,12 @@ int follow(session &judged, const options &chosen) {
         has_news = false;
         if (!is_over)
             (void)poll(nullptr, 0, LOOK_MS);
+    }
+    if (!is_over) { // a list that is being written gets its end
+        (void)poll(nullptr, 0, LOOK_MS);
+        for (followed_log &log : logs)
+            (void)log.read(stop);
+        judged.history.finish();
     }
     judged.write_page();
     return judged.show();

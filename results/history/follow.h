@@ -1,5 +1,6 @@
 // Keeps reading logs as they grow, as `tail -F` does: a log that is replaced by a new one or
-// emptied is read from the start again.
+// emptied is read from the start again. A system log writes on into the old file until it is told
+// of the rotation: the old file is read until the new one holds something.
 
 #pragma once
 
@@ -17,19 +18,23 @@ public:
     // Returns false if it did.
     template <typename Stop>
     bool read(Stop stop) {
-        do {
+        for (;;) {
+            const bool is_new = has_new_file(); // then nothing comes any more into the old one
             if (reader != nullptr) {
                 reader->resume();
                 if (reader->read(false, stop))
                     return false;
             }
-        } while (open_next());
-        return true;
+            if (!is_new)
+                return true;
+            open_file();
+        }
     }
 
 private:
-    // Opens the file if it is a new one, or was emptied. Returns false if there is nothing new.
-    bool open_next();
+    // Returns true if the name stands for another file that is in use, or the file was emptied.
+    bool has_new_file();
+    void open_file();
 
     std::string path;
     log_history &history;

@@ -17,6 +17,7 @@ struct board_history {
     std::vector<run_history> runs;
     std::unique_ptr<open_list> list;              // null between lists
     std::unique_ptr<complaint_counts> complaints; // since the last list: of the next one's run
+    growth after_end;                             // see growth
     bool was_interrupted = false;                 // the last list began within another one
     bool is_report = false; // `ident` is the name of a file that holds status reports alone
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "results/reading/rows/row_reader.h"
 
@@ -87,16 +88,110 @@ bool has_lost_lines(const run_history &run, const open_list &list) {
     return list.records.size() < run.records.size();
 }
 
+// An empty or shorter list is no continuation.
+uint64_t distance_of_whole(const run_history &run, const open_list &list) {
+    return list.records.size() == run.records.size() ? distance(run, list) : NO_DISTANCE;
+}
+
+// The tests of lines count many times a second as long as they work; the others count in bursts.
+bool is_steady(const record_history &record) {
+    switch (record.layout->letter) {
+    case record_letter::CROSSOVER:
+    case record_letter::ECHO_BACK:
+    case record_letter::RECEIVER:
+    case record_letter::PRODUCER:
+    case record_letter::FIO:
+    case record_letter::SPI_FIO:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The second counts of the tests of lines: how far they have moved before the list and in it.
+struct steady_counts {
+    double before = 0;
+    double step = 0;
+    double last = 0; // as the newest list shows them
+};
+
+// Of a list that can follow the run.
+steady_counts steady_counts_of(const run_history &run, const open_list &list) {
+    steady_counts sum;
+    for (size_t i = 0; i < list.records.size(); ++i) {
+        const record_history &record = run.records[i];
+        if (!is_steady(record))
+            continue;
+        const uint8_t word = record.layout->counts[1];
+        const uint32_t before = word_of(record.newest, word);
+        sum.before += static_cast<double>(record.moved_since_first(1));
+        sum.step += static_cast<double>(word_of(list.records[i], word) - before);
+        sum.last += before;
+    }
+    return sum;
+}
+
+// How far the counts should move in the interval, by their pace up to now; 0 if it is not known.
+double expected_step(const run_history &run, const steady_counts &counts, int64_t interval_ms) {
+    const auto run_ms = static_cast<double>(run.clock_ms);
+    return run.clock_ms < SHORTEST_PERIOD_MS
+               ? 0
+               : counts.before / run_ms * static_cast<double>(interval_ms);
+}
+
+// Returns true if the counts have moved on since the run's newest list, and at its pace.
+bool keeps_pace(const run_history &run, const open_list &list) {
+    constexpr double LEAST = 16;
+    const steady_counts counts = steady_counts_of(run, list);
+    const double expected = expected_step(run, counts, interval_since(run, list));
+    return expected >= LEAST && counts.step >= expected / 2 && counts.step <= expected * 2;
+}
+
+// Two runs of like pace whose lists come in turn look like one run that hardly moves in every
+// second interval.
+bool hesitates_again(run_history &run, const open_list &list) {
+    constexpr double LEAST = 1;
+    constexpr int64_t SAME_MS = 1500;
+    const int64_t interval_ms = interval_since(run, list);
+    const steady_counts counts = steady_counts_of(run, list);
+    const double expected = expected_step(run, counts, interval_ms);
+    if (expected < LEAST || counts.step >= expected / 4)
+        return false;
+    const int64_t now_ms = run.clock_ms + interval_ms;
+    const int64_t before_ms = run.pauses.interval_ms;
+    const int64_t pause_ms = run.pauses.last_ms == NO_TIME ? NO_TIME : now_ms - run.pauses.last_ms;
+    run.pauses = {now_ms, pause_ms};
+    // Where it is at a stand, one such interval follows another.
+    return before_ms != NO_TIME && pause_ms > interval_ms &&
+           std::abs(pause_ms - before_ms) <= SAME_MS;
+}
+
+// Two runs with lists of the same moments look like many: the lists of two runs are the end of one,
+// and each begins with higher counters, by the same steps after the same times.
+bool grows_again(board_history &board, const run_history &run, const open_list &list) {
+    constexpr int64_t SAME_MS = 1500;
+    if (!run.is_closed || distance_of_whole(run, list) == NO_DISTANCE)
+        return false;
+    const steady_counts counts = steady_counts_of(run, list);
+    const growth before =
+        std::exchange(board.after_end, growth{interval_since(run, list), counts.step});
+    return before.interval_ms != NO_TIME && counts.step > counts.last / 16 &&
+           std::abs(counts.step - before.step) < counts.step / 8 &&
+           std::abs(interval_since(run, list) - before.interval_ms) <= SAME_MS;
+}
+
 bool is_after_a_gap(const run_history &run, const open_list &list) {
     const int64_t longest_ms = std::max(3 * run.period.value_ms(), 2 * LONGEST_PERIOD_MS);
     return interval_since(run, list) > longest_ms;
 }
 
-// The end of a run writes its list twice; then nothing of it follows.
+// The end of a run writes its list twice; then nothing of it follows, unless they were the lists of
+// two runs.
 bool is_over(const run_history &run, const open_list &list) {
     const bool is_of_another = run.pid != 0 && list.pid != 0 && run.pid != list.pid;
     return is_of_another || is_after_a_gap(run, list) ||
-           (run.is_closed && interval_since(run, list) > CLOSING_MS);
+           (run.is_closed && interval_since(run, list) > CLOSING_MS &&
+            !(distance_of_whole(run, list) != NO_DISTANCE && keeps_pace(run, list)));
 }
 
 // Returns true if the run before the newest one may still be writing lists.
@@ -105,11 +200,6 @@ bool may_be_alive(const run_history &run, const open_list &list) {
     const int64_t limit_ms = period_ms != 0 ? period_ms + period_ms / 2 : LONGEST_PERIOD_MS;
     return !run.is_closed && interval_since(run, list) <= limit_ms && !run.records.empty() &&
            (run.pid == 0 || run.pid == list.pid);
-}
-
-// An empty or shorter list is no continuation.
-uint64_t distance_of_whole(const run_history &run, const open_list &list) {
-    return list.records.size() == run.records.size() ? distance(run, list) : NO_DISTANCE;
 }
 
 size_t add_run(board_history &board) {
@@ -129,9 +219,19 @@ size_t choose_for_damaged(board_history &board, open_list &list) {
     return newest;
 }
 
-// The newest run, unless the list follows the run before it much more closely.
-size_t choose_for_whole(board_history &board, open_list &list) {
+// Returns true if the list follows the older of two runs: the newer one not at all, much less
+// closely, or less closely than its pace allows.
+bool follows_older(const run_history &older, const open_list &list, uint64_t older_step,
+                   uint64_t step) {
     constexpr uint64_t MUCH = 16;
+    if (older_step == NO_DISTANCE)
+        return false;
+    return step == NO_DISTANCE || older_step < step / MUCH ||
+           (older_step < step && keeps_pace(older, list));
+}
+
+// The newest run, unless the list follows the run before it more closely.
+size_t choose_for_whole(board_history &board, open_list &list) {
     const size_t newest = board.runs.size() - 1;
     run_history &run = board.runs[newest];
     run_history *older = newest > 0 ? &board.runs[newest - 1] : nullptr;
@@ -139,17 +239,20 @@ size_t choose_for_whole(board_history &board, open_list &list) {
     const uint64_t older_step = older != nullptr && may_be_alive(*older, list)
                                     ? distance_of_whole(*older, list)
                                     : NO_DISTANCE;
-    if (older_step != NO_DISTANCE && (step == NO_DISTANCE || older_step < step / MUCH)) {
+    if (older != nullptr && follows_older(*older, list, older_step, step)) {
         run.is_ambiguous = older->is_ambiguous = true;
         return newest - 1;
     }
-    if (step != NO_DISTANCE)
+    if (step != NO_DISTANCE) {
+        run.is_ambiguous = run.is_ambiguous || hesitates_again(run, list);
         return newest;
+    }
     if (!is_over(run, list) && has_lost_lines(run, list)) {
         list.is_damaged = true;
         list.records.clear();
         return newest;
     }
+    run.is_ambiguous = run.is_ambiguous || grows_again(board, run, list);
     return add_run(board);
 }
 

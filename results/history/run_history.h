@@ -52,10 +52,25 @@ struct log_period {
     int64_t value_ms() const;
 };
 
+// Lists at which the counters hardly moved although they move all the time. They come in equal
+// intervals if two runs write lists in turn.
+struct hesitations {
+    int64_t last_ms = NO_TIME; // on the run's clock
+    int64_t interval_ms = NO_TIME;
+};
+
+// A run that began after the end of another, with higher counters: how long after its last list,
+// and by how many steps.
+struct growth {
+    int64_t interval_ms = NO_TIME;
+    double step = 0;
+};
+
 struct run_history {
     std::vector<record_history> records;
     std::unique_ptr<complaint_counts> complaints; // null if there are none
     log_period period;
+    hesitations pauses;
     int64_t first_ms = NO_TIME; // the first list, of the day
     int64_t last_ms = NO_TIME;
     int64_t clock_ms = 0;   // since the first list; a clock that is set back does not count

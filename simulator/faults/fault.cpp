@@ -110,6 +110,23 @@ bool add_times(const fault_times &times, uint64_t seed, const fault &wanted) {
     return true;
 }
 
+std::string range_text(const number_range &range) {
+    return std::to_string(range.least) + " to " + std::to_string(range.most);
+}
+
+bool refuse_form(const char *text, const fault_kind *kind) {
+    if (kind == nullptr) {
+        report("--fault %s: there is no such fault; faults are (N is 1 or more):", text);
+        print_fault_kinds(STDERR_FILENO);
+        return false;
+    }
+    std::string numbers = kind->numbers > 0 ? ", with " + range_text(kind->first) : "";
+    if (kind->numbers > 1)
+        numbers += " and " + range_text(kind->second);
+    return complain("--fault %s: the form is %s%s: %s", text, kind->form, numbers.c_str(),
+                    kind->meaning);
+}
+
 } // namespace
 
 fault_clock &fault::clock() const {
@@ -161,11 +178,8 @@ bool add_fault(const char *text, uint64_t seed, std::vector<fault> &faults) {
     fault parsed;
     parsed.text = text;
     const fault_times times = cut_off_times(parsed.text);
-    if (!read_parts(fault_parts(parsed.text), parsed)) {
-        report("--fault %s: there is no such fault; faults are (N is 1 or more):", text);
-        print_fault_kinds(STDERR_FILENO);
-        return false;
-    }
+    if (!read_parts(fault_parts(parsed.text), parsed))
+        return refuse_form(text, parsed.kind);
     const auto same = std::ranges::find(faults, parsed.text, &fault::text);
     if (same == faults.end()) {
         faults.push_back(parsed);

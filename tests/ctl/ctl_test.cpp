@@ -196,6 +196,8 @@ TEST(Text, of_any_length_is_whole) {
 TEST(Text, printable_keeps_utf8_and_nothing_that_a_terminal_obeys) {
     EXPECT_EQ(printable("a\033[2J\n\xff é ▁ \xc2\x9b \xc0\xaf \xed\xa0\x80"),
               "a?[2J?? é ▁ ? ?? ???");
+    EXPECT_EQ(printable("\xef\xbf\xbd \xef\xbf\xbe \xef\xbf\xbf"), "\xef\xbf\xbd ??? ???")
+        << "XML allows the first one alone";
 }
 
 } // namespace

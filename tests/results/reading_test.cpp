@@ -153,6 +153,10 @@ const form_case FORMS[] = {
     {"<14>1 2026-11-22T01:30:51Z rack7 Stress - - -  020000001234 : ", "rack7",
      "Stress 020000001234", TIME_MS},
     {"<14>1 2026-11-22T01:30:51Z rack7 oven 812 - [a@1 b=\"]x\"] ", "rack7", "oven", TIME_MS},
+    {"<14>1 2026-11-22T01:30:51Z rack7 oven - - [a@1 b=\"\\\"] <OL>\"][c d=\"]\"] 3: ", "rack7",
+     "oven 3", TIME_MS},
+    {"<14>1 2026-11-22T01:30:51Z - Stress - - - \xef\xbb\xbf 020000001234 : ", "",
+     "Stress 020000001234", TIME_MS},
     {"<14>Nov 22 01:30:51 Stress 020000001234 : ", "", "Stress 020000001234", TIME_MS},
     {"2026-11-22 01:30:51.310 Stress 020000001234 : ", "", "Stress 020000001234", TIME_MS + 310},
     {"2026-11-22 01:30:51.310 a: <LI> b: ", "", "a: <LI> b", TIME_MS + 310},
@@ -259,7 +263,8 @@ TEST(Reading, files_in_any_order_and_any_packing_are_one_log) {
 // Rotated within a list, then emptied.
 TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     const std::string first = list(10, {producer(5)}) + at(20, "<OL>");
-    const std::string second = at(20, producer(9)) + at(20, "</OL><P>");
+    const std::string late = at(20, producer(9));
+    const std::string second = at(20, "</OL><P>");
     const scratch_file log(first);
     log_history history;
     followed_log followed(log.path, history);
@@ -268,6 +273,9 @@ TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     const std::string old = log.path + ".1";
     ASSERT_EQ(rename(log.path.c_str(), old.c_str()), 0);
     EXPECT_TRUE(followed.read(go_on)); // it is not there
+    std::ofstream(log.path) << "";
+    EXPECT_TRUE(followed.read(go_on));
+    std::ofstream(old, std::ios::app) << late; // the writer moves to the new file a little later
     std::ofstream(log.path) << second;
     EXPECT_TRUE(followed.read(go_on));
     std::ofstream(log.path) << "";

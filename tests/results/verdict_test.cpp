@@ -1,6 +1,7 @@
 // What is made of what was read.
 
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
 
 #include "tests/support/log_text.h"
@@ -230,6 +231,43 @@ TEST(Verdict, a_log_cut_at_any_byte_passes_only_between_two_lists) {
                   whole.find("<OL>", line) != std::string::npos)
             << length;
     }
+}
+
+// A list of the run each ten seconds, and the two of its end. Blocks count from the start.
+std::map<int, std::string> lists_by_ms(int start_ms, int blocks_a_second) {
+    std::map<int, std::string> lists;
+    for (const int run_ms : {10'000, 20'000, 30'000, 40'000, 50'000, 55'000, 55'001}) {
+        const int now_ms = start_ms + run_ms;
+        char time[40];
+        (void)snprintf(time, sizeof time, "2026-11-22T00:%02d:%02d.%03dZ oven 3: ", now_ms / 60'000,
+                       now_ms / 1000 % 60, now_ms % 1000);
+        for (const std::string &text :
+             {std::string("<OL>"), producer(int64_t{run_ms} / 1000 * blocks_a_second),
+              std::string("</OL><P>")})
+            lists[now_ms].append(time).append(text).append("\n");
+    }
+    return lists;
+}
+
+TEST(Verdict, two_runs_at_once_under_one_ident_never_pass_however_they_are_shifted) {
+    for (const int shift_ms :
+         {20, 500, 1000, 2000, 3000, 4000, 5000, 7000, 9000, 9900, 10'002, 20'003, 33'000})
+        for (const int other_pace : {99, 100, shift_ms < 2000 ? 98 : 101}) {
+            std::map<int, std::string> lists = lists_by_ms(0, 100);
+            lists.merge(lists_by_ms(shift_ms, other_pace));
+            std::string text;
+            for (const auto &[now_ms, list] : lists)
+                text += list;
+            const outcome seen = judge_text(text);
+            EXPECT_EQ(seen.status, SOMETHING_IS_WRONG) << shift_ms << "\n" << seen.report;
+        }
+    // One after the other, each longer than the one before.
+    std::string text;
+    for (const int start_ms : {0, 60'000, 130'000})
+        for (const auto &[now_ms, list] : lists_by_ms(start_ms, 100 + start_ms / 1000))
+            text += list;
+    const outcome seen = judge_text(text);
+    EXPECT_TRUE(seen.status == EVERYTHING_PASSES && seen.says("3 runs")) << seen.report;
 }
 
 // Bytes of a bad log are overwritten by any others: the error stays, or something else is wrong.

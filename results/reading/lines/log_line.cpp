@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::string_view MESSAGE_MARK = ": ";
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf"; // of a message in UTF-8, RFC 5424
 
 // The form of a board's own log: date and time separated by a blank, and no host.
 bool has_no_host(std::string_view line) {
@@ -57,12 +58,28 @@ void take_process(std::string_view &rest, parsed_line &line) {
         rest = end + 3 < rest.size() ? rest.substr(end + 3) : rest.substr(0, open);
 }
 
+// "-", or elements in brackets with quoted values, in which a backslash hides a quote. The blank
+// after the last element is not within one.
+void take_structured_data(std::string_view &rest) {
+    bool is_inside = false; // an element
+    bool is_quoted = false;
+    size_t at = 0;
+    for (; at < rest.size() && (is_inside || rest[at] != ' '); ++at)
+        if (rest[at] == '"')
+            is_quoted = !is_quoted;
+        else if (is_quoted)
+            at += rest[at] == '\\' ? 1 : 0;
+        else
+            is_inside = rest[at] == '[' || (is_inside && rest[at] != ']');
+    rest.remove_prefix(std::min(at + 1, rest.size()));
+}
+
 void take_host(std::string_view &rest, parsed_line &line) {
     std::string_view text = rest;
     const std::string_view word = take_word(text);
     if (word == "Stress" && is_mac_address(text.substr(0, text.find(' '))))
-        return; // a log without host names
-    line.host = word;
+        return;                          // a log without host names
+    line.host = word != "-" ? word : ""; // RFC 5424: no host is known
     rest = text;
     std::string_view after = rest;
     const std::string_view level = take_word(after);
@@ -107,12 +124,9 @@ std::string_view line_parser::take_header(std::string_view &rest, parsed_line &l
     const std::string_view process = take_word(rest);
     (void)std::from_chars(process.data(), process.data() + process.size(), line.pid);
     (void)take_word(rest); // kind of message
-    if (!rest.starts_with('[')) {
-        (void)take_word(rest); // "-": no structured data
-        return program;
-    }
-    const size_t end = rest.find("] ");
-    rest.remove_prefix(end != std::string_view::npos ? end + 2 : rest.size());
+    take_structured_data(rest);
+    if (rest.starts_with(BYTE_ORDER_MARK))
+        rest.remove_prefix(BYTE_ORDER_MARK.size());
     return program;
 }
 
