@@ -13,10 +13,16 @@
 #include "results/reading/report_reader.h"
 #include "results/reading/rows/row_reader.h"
 #include "runtime/record.h"
+#include "runtime/record_letter.h"
 
 // Log periods are 5 to 600 s, rounded up to a multiple of 1 to 60 s, see hk_stress(8).
 constexpr int64_t SHORTEST_PERIOD_MS = 5000;
 constexpr int64_t LONGEST_PERIOD_MS = 660000;
+
+// Returns true if a test of this letter writes the record.
+inline bool is_of(const TestRecord &record, record_letter letter) {
+    return record.test_letter == static_cast<int32_t>(letter);
+}
 
 // One record of a run. Counters are words of 32 bits that start again at 0 after 2^32.
 struct record_history {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int64_t HOUR_MS = 3600 * int64_t{1000};
 
-[[noreturn]] void refuse(const std::string &rule, const std::string &why) {
+[[noreturn]] void refuse_rule(const std::string &rule, const std::string &why) {
     std::string text = "--allow '";
     throw std::invalid_argument(text.append(rule).append("': ").append(why));
 }
@@ -40,9 +40,9 @@ allowance read_allowance(const std::string &rule) {
     const size_t most = rule.find("<=");
     if (colon == std::string::npos || most != colon + 2 || rule[colon + 1] < '1' ||
         rule[colon + 1] > '3')
-        refuse(rule,
-               "a rule is TEST:COUNTER<=NUMBER or TEST:COUNTER<=NUMBER/h, with a counter from "
-               "1 to 3 as in 'consume:3<=10/h'");
+        refuse_rule(rule,
+                    "a rule is TEST:COUNTER<=NUMBER or TEST:COUNTER<=NUMBER/h, with a counter from "
+                    "1 to 3 as in 'consume:3<=10/h'");
     read.counter = static_cast<size_t>(rule[colon + 1] - '1');
     read.test = rule.substr(0, colon);
     if (const size_t blank = read.test.rfind(' '); blank != std::string::npos) {
@@ -50,12 +50,12 @@ allowance read_allowance(const std::string &rule) {
         read.test.erase(0, blank + 1);
     }
     if (!is_test(read.test) && !is_test(read.device))
-        refuse(rule, std::string("no line of a results list has the name ").append(read.test));
+        refuse_rule(rule, std::string("no line of a results list has the name ").append(read.test));
     const char *last = rule.data() + rule.size();
     const auto [after, fault] = std::from_chars(rule.data() + most + 2, last, read.count);
     const std::string_view unit(after, static_cast<size_t>(last - after));
     if (fault != std::errc{} || !(unit.empty() || unit == "/h"))
-        refuse(rule, "after <= comes a number, and /h for each hour");
+        refuse_rule(rule, "after <= comes a number, and /h for each hour");
     read.is_per_hour = !unit.empty();
     return read;
 }

@@ -18,7 +18,7 @@ namespace {
 constexpr int32_t FIO_PORT = 5;
 constexpr int32_t OTHER_SPI_DEVICE = 2;
 
-[[noreturn]] void refuse(const std::string &options, const std::string &why) {
+[[noreturn]] void refuse_options(const std::string &options, const std::string &why) {
     std::string text = "--expect \"";
     throw std::invalid_argument(text.append(options).append("\": ").append(why));
 }
@@ -45,7 +45,7 @@ std::vector<std::string> split_words(const std::string &text) {
             words.back() += letter;
     }
     if (quote != 0)
-        refuse(text, "a quote is not closed");
+        refuse_options(text, "a quote is not closed");
     return words;
 }
 
@@ -97,7 +97,7 @@ public:
             return static_cast<char>(each.letter) == letter;
         });
         if (row == rows.end())
-            refuse(text, "an option is unknown or lacks its argument");
+            refuse_options(text, "an option is unknown or lacks its argument");
         const int32_t before = record_count;
         apply_option(*row, 1, argument);
         for (int32_t i = before + 1; i <= record_count; ++i)

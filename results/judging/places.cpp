@@ -9,10 +9,6 @@
 
 namespace {
 
-bool is_of(const TestRecord &record, record_letter letter) {
-    return record.test_letter == static_cast<int32_t>(letter);
-}
-
 // What an error counter says of the place, by letter and number in the line. "%d" is the port.
 struct place_row {
     record_letter letter;

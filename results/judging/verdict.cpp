@@ -16,12 +16,7 @@ constexpr std::array VERDICT_NAMES = {
 };
 static_assert(VERDICT_NAMES.size() == static_cast<size_t>(verdict::FAIL) + 1);
 
-constexpr double MS_PER_S = 1000;
 constexpr double S_PER_HOUR = 3600;
-
-bool is_of(const TestRecord &record, record_letter letter) {
-    return record.test_letter == static_cast<int32_t>(letter);
-}
 
 constexpr std::array<const char *, 3> ERROR_FIELDS = {"errors", "errors2", "errors3"};
 

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int64_t MS_PER_S = 1000;
-
 struct map_row {
     const char *modules; // the types that have this harness
     const loop_step *steps;

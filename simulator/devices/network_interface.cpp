@@ -9,7 +9,7 @@ namespace simulator {
 
 namespace {
 
-constexpr const char *PART = "eth0";
+constexpr const char *INTERFACE = "eth0";
 constexpr unsigned GROUP_ADDRESS = 1; // bit of the first byte: a multicast address
 
 } // namespace
@@ -40,11 +40,11 @@ void network_interface::wake(int64_t time_us) {
 
 void network_interface::list_targets(std::string_view thing, std::set<std::string> &targets) const {
     if (thing == "removable part")
-        targets.insert(PART);
+        targets.insert(INTERFACE);
 }
 
 bool network_interface::take_fault(const fault &wanted) {
-    return absence.take(wanted, fault_id::gone, PART);
+    return absence.take(wanted, fault_id::gone, INTERFACE);
 }
 
 void add_network_interface(device_set &devices) {

@@ -17,7 +17,7 @@ namespace simulator {
 namespace {
 
 constexpr const char *NODE = "/dev/log";
-constexpr const char *PART = "log"; // its name in faults
+constexpr const char *LOG_PART = "log"; // its name in faults
 
 constexpr int MESSAGES_A_TURN = 64;
 constexpr size_t MESSAGE_BYTES = 8192; // the C library sends no longer messages
@@ -113,11 +113,11 @@ void system_log::wake(int64_t time_us) {
 
 void system_log::list_targets(std::string_view thing, std::set<std::string> &targets) const {
     if (thing == "removable part")
-        targets.insert(PART);
+        targets.insert(LOG_PART);
 }
 
 bool system_log::take_fault(const fault &wanted) {
-    return absence.take(wanted, fault_id::gone, PART);
+    return absence.take(wanted, fault_id::gone, LOG_PART);
 }
 
 void system_log::take_messages() {

@@ -3,7 +3,7 @@
 #include "simulator/time/clock.h"
 
 #include <algorithm>
-#include <asm/termios.h>
+#include <sys/ioctl.h>
 
 namespace simulator {
 

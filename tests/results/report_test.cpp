@@ -32,7 +32,7 @@ struct report_case {
     std::vector<const char *> said; // in the table
 };
 
-const report_case CASES[] = {
+const report_case REPORT_CASES[] = {
     {"lines that show all of their tests pass if nothing else was expected",
      "\n" + GOOD_PRODUCER + FILES,
      "-P4 -Y /r0/t",
@@ -113,7 +113,7 @@ const report_case CASES[] = {
 };
 
 TEST(Report, is_judged_as_far_as_its_lines_show) {
-    for (const report_case &each : CASES) {
+    for (const report_case &each : REPORT_CASES) {
         SCOPED_TRACE(each.claim);
         judge_rules rules;
         if (each.options != nullptr)

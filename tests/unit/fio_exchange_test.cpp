@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint8_t STATUS_MARKER = '1' + 0x80;
 
-using bytes = std::vector<uint8_t>;
+using frame_bytes = std::vector<uint8_t>;
 
 class Exchange : public testing::Test {
 protected:
@@ -27,13 +27,13 @@ protected:
         module.reset(ends[1]);
     }
 
-    void module_sends(const bytes &frame) {
+    void module_sends(const frame_bytes &frame) {
         ASSERT_EQ(write(module.get(), frame.data(), frame.size()),
                   static_cast<ssize_t>(frame.size()));
     }
 
-    bytes module_receives() {
-        bytes frame(64);
+    frame_bytes module_receives() {
+        frame_bytes frame(64);
         const ssize_t count = read(module.get(), frame.data(), frame.size());
         frame.resize(count > 0 ? static_cast<size_t>(count) : 0);
         return frame;
@@ -59,8 +59,8 @@ protected:
 };
 
 // `count` bytes, the marker at position `at`, the others showing their position.
-bytes frame_with_marker(size_t count, size_t at) {
-    bytes frame(count);
+frame_bytes frame_with_marker(size_t count, size_t at) {
+    frame_bytes frame(count);
     std::iota(frame.begin(), frame.end(), uint8_t{1});
     std::ranges::replace(frame, STATUS_MARKER, uint8_t{0});
     frame[at] = STATUS_MARKER;
@@ -86,10 +86,10 @@ TEST_F(Exchange, a_reply_is_taken_from_its_marker_and_reported_where_place_or_le
     for (const auto &c : cases) {
         SCOPED_TRACE(c.text);
         record = {};
-        const bytes answer = frame_with_marker(c.count, c.at);
+        const frame_bytes answer = frame_with_marker(c.count, c.at);
         module_sends(answer);
         EXPECT_EQ(ask_status(), 0);
-        EXPECT_EQ(module_receives(), (bytes{20, 0x83, '1', 0xFF}));
+        EXPECT_EQ(module_receives(), (frame_bytes{20, 0x83, '1', 0xFF}));
         EXPECT_EQ(reported, c.text);
         EXPECT_EQ(record.errors, c.errors);
         for (size_t i = 0; i < STATUS_REPLY_LENGTH; ++i) {
@@ -125,7 +125,7 @@ TEST_F(Exchange, frames_without_the_marker_are_reported_and_the_next_one_is_take
 
 TEST_F(Exchange, a_short_reply_is_followed_by_zeros_up_to_20_bytes_and_then_by_the_one_before) {
     constexpr uint16_t EXPECTED = 24;
-    const bytes longer = frame_with_marker(EXPECTED, COMMAND_AT);
+    const frame_bytes longer = frame_with_marker(EXPECTED, COMMAND_AT);
     module_sends(longer);
     ASSERT_EQ(ask_status(EXPECTED), 0);
     module_sends(frame_with_marker(4, COMMAND_AT));
@@ -156,8 +156,8 @@ TEST_F(Exchange, a_silent_module_is_asked_three_times_and_forgotten) {
     EXPECT_EQ(profile.map, nullptr);
     EXPECT_EQ(record.errors3, 3);
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(module_receives(), (bytes{20, 0x83, '<'}));
-    EXPECT_EQ(module_receives(), bytes{});
+        EXPECT_EQ(module_receives(), (frame_bytes{20, 0x83, '<'}));
+    EXPECT_EQ(module_receives(), frame_bytes{});
     EXPECT_EQ(fio_map_pass(port.get(), record, FIRST_MODULE, reply, request, profile_of(221)), 0);
 }
 

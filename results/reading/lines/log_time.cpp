@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int64_t MS_PER_S = 1000;
-
 // Takes "01:30:51" and a fraction.
 bool take_time_of_day(std::string_view &rest, int64_t &time_ms) {
     int32_t hour = 0;

@@ -7,6 +7,7 @@
 #include <string_view>
 
 constexpr int64_t NO_TIME = INT64_MIN;
+constexpr int64_t MS_PER_S = 1000;
 
 // The date in milliseconds since 1970.
 int64_t ms_of_date(int32_t year, int32_t month, int32_t day);

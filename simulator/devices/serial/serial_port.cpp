@@ -14,7 +14,7 @@ namespace simulator {
 
 namespace {
 
-constexpr uint32_t STOPPED_IOCTLS[] = {
+constexpr uint32_t STOPPED_PORT_IOCTLS[] = {
     TCGETS,
     TCGETS2,
     TCSETS,
@@ -109,7 +109,7 @@ bool serial_port::has_unsent() const {
 }
 
 std::span<const uint32_t> serial_port::stopped_ioctls() const {
-    return STOPPED_IOCTLS;
+    return STOPPED_PORT_IOCTLS;
 }
 
 // The node.

@@ -13,7 +13,7 @@ namespace simulator {
 
 namespace {
 
-constexpr uint32_t STOPPED_IOCTLS[] = {
+constexpr uint32_t STOPPED_SPI_IOCTLS[] = {
     SPI_IOC_RD_MODE,          SPI_IOC_WR_MODE,         SPI_IOC_RD_BITS_PER_WORD,
     SPI_IOC_WR_BITS_PER_WORD, SPI_IOC_RD_MAX_SPEED_HZ, SPI_IOC_WR_MAX_SPEED_HZ,
     SPI_IOC_MESSAGE(1),       SPI_IOC_MESSAGE(2),      SPI_IOC_MESSAGE(3),
@@ -24,7 +24,6 @@ constexpr int INVERTING_TYPE = 219; // see fio_module::read_inputs
 constexpr uint8_t WORD_BITS = 8;
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
 constexpr size_t MESSAGE_BYTES_MAX = 4096; // as spidev's own buffer
-constexpr int64_t BYTE_BITS = 8;
 
 template <typename Setting>
 void take_setting(const request &asked, Setting &setting) {
@@ -63,7 +62,7 @@ bool spi_device::open_nodes() {
 }
 
 std::span<const uint32_t> spi_device::stopped_ioctls() const {
-    return STOPPED_IOCTLS;
+    return STOPPED_SPI_IOCTLS;
 }
 
 bool spi_device::owns(const struct stat &node) const {
@@ -131,7 +130,7 @@ bool spi_device::read_transfer(message &wanted, uint64_t address, int &error) co
     how.speed_hz = given.speed_hz != 0 ? given.speed_hz : how.speed_hz;
     how.speed_hz = std::max(how.speed_hz, 1U);
     const int64_t time_us =
-        BYTE_BITS * given.len * US_PER_SECOND / how.speed_hz + given.delay_usecs;
+        SPI_BYTE_BITS * given.len * US_PER_SECOND / how.speed_hz + given.delay_usecs;
     wanted.transfers.push_back(
         {given.rx_buf, begin, given.len, how, time_us, given.cs_change != 0});
     return true;

@@ -11,7 +11,6 @@ namespace {
 constexpr size_t OUTPUT_BYTES = 32; // in a set-outputs request
 constexpr size_t STATUS_REQUEST_BYTES = 1;
 constexpr size_t REPLY_GAP_BYTES = 6; // between a request's end and its reply
-constexpr int64_t BYTE_BITS = 8;
 
 uint8_t exclusive_or(std::span<const uint8_t> bytes) {
     uint8_t result = 0xFF;
@@ -62,7 +61,7 @@ void spi_selection::answer_request(fio_module &module, size_t end, uint32_t cloc
     if (module.strikes(fault_id::check))
         reply.back() ^= 0x01;
     reply_begin = asked.size() + REPLY_GAP_BYTES;
-    reply_begin += static_cast<size_t>(module.delay_us() * clock_hz / (BYTE_BITS * US_PER_SECOND));
+    reply_begin += static_cast<size_t>(module.delay_us() * clock_hz / (SPI_BYTE_BITS * US_PER_SECOND));
     if (module.strikes(fault_id::late_reply))
         reply_begin = end - reply.size() / 2;
 }

@@ -12,6 +12,7 @@
 namespace simulator {
 
 constexpr size_t SPI_INPUT_BYTES = 18; // in a read-inputs reply
+constexpr int64_t SPI_BYTE_BITS = 8;
 
 using spi_bytes = std::vector<uint8_t>;
 

@@ -16,7 +16,7 @@ board_output output;
 
 namespace {
 
-constexpr size_t WAITING_BYTES = 1 << 20;
+constexpr size_t WAITING_OUTPUT_BYTES = 1 << 20;
 constexpr size_t STAMP_BYTES = 96; // room for seven numbers of any size
 constexpr size_t NOTE_BYTES = 512; // a longer note is cut
 
@@ -83,7 +83,7 @@ void board_output::show_display(std::span<const uint8_t> bytes) {
 void board_output::put(std::string_view text) {
     if (closed)
         return;
-    if (waiting.size() + text.size() > WAITING_BYTES) {
+    if (waiting.size() + text.size() > WAITING_OUTPUT_BYTES) {
         lost_lines++;
         return;
     }

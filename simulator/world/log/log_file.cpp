@@ -11,7 +11,7 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t WAITING_BYTES = 64 << 20; // some hours of lists
+constexpr size_t WAITING_LOG_BYTES = 64 << 20; // some hours of lists
 
 } // namespace
 
@@ -25,7 +25,7 @@ bool log_file::open(const std::string &wanted) {
 void log_file::keep(std::string_view line) {
     if (!file.is_open())
         return;
-    if (waiting.size() + line.size() > WAITING_BYTES)
+    if (waiting.size() + line.size() > WAITING_LOG_BYTES)
         lost_lines++;
     else
         waiting += line;
