@@ -70,7 +70,8 @@ def check_format():
 
 
 def build(preset, priority=LOWER):
-    return case_of_commands(f'build of {preset}', ['cmake', '--preset', preset],
+    # A unity build compiles in half the time; without one, a change compiles one file again.
+    return case_of_commands(f'build of {preset}', ['cmake', '--preset', preset, '-DCMAKE_UNITY_BUILD=ON'],
                             [*priority, 'cmake', '--build', '--preset', preset, '-j', str(PROCESSORS)])
 
 
