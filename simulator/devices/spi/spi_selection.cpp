@@ -61,7 +61,8 @@ void spi_selection::answer_request(fio_module &module, size_t end, uint32_t cloc
     if (module.strikes(fault_id::check))
         reply.back() ^= 0x01;
     reply_begin = asked.size() + REPLY_GAP_BYTES;
-    reply_begin += static_cast<size_t>(module.delay_us() * clock_hz / (SPI_BYTE_BITS * US_PER_SECOND));
+    reply_begin +=
+        static_cast<size_t>(module.delay_us() * clock_hz / (SPI_BYTE_BITS * US_PER_SECOND));
     if (module.strikes(fault_id::late_reply))
         reply_begin = end - reply.size() / 2;
 }
