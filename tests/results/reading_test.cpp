@@ -3,9 +3,11 @@
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/stat.h>
 #include <zlib.h>
 #include <zstd.h>
 
@@ -279,6 +281,40 @@ TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     EXPECT_EQ(history.boards[0].runs[0].lists, 3U);
     EXPECT_EQ(all.is, verdict::FAIL);
     (void)unlink(old.c_str());
+}
+
+// Both write in the same second, and each list of the first arrives in two parts.
+TEST(Reading, two_logs_that_are_followed_at_once_keep_their_boards) {
+    const std::string one = list(10, {producer(5), producer(6)}, "a oven");
+    const size_t half = one.find('\n', one.find("<LI>")) + 1;
+    const scratch_file first(one.substr(0, half));
+    const scratch_file second(list(10, {producer(7)}, "b oven"));
+    log_history history;
+    followed_log logs[] = {{first.path, history}, {second.path, history}};
+    const auto go_on = [](const board_history &) { return false; };
+    for (followed_log &log : logs)
+        EXPECT_TRUE(log.read(go_on));
+    std::ofstream(first.path, std::ios::app) << one.substr(half);
+    EXPECT_TRUE(logs[0].read(go_on));
+    history.finish();
+    ASSERT_EQ(history.boards.size(), 2U);
+    EXPECT_EQ(history.boards[0].host, "a");
+    EXPECT_EQ(history.boards[0].runs.at(0).records.size(), 2U);
+    EXPECT_EQ(history.boards[1].host, "b");
+    EXPECT_EQ(history.boards[1].runs.at(0).lists, 1U);
+}
+
+// The traditional time has no year.
+TEST(Reading, the_last_change_of_a_file_gives_the_year_of_its_first_line) {
+    const scratch_file log("Dec 31 23:59:59 rack7 oven: <OL>\n"
+                           "Jan  1 00:00:09 rack7 oven: </OL><P>\n");
+    constexpr time_t NEW_YEAR_2024 = 1704067200;
+    const timespec times[] = {{NEW_YEAR_2024 + 10, 0}, {NEW_YEAR_2024 + 10, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, log.path.c_str(), times, 0), 0);
+    log_history history;
+    read_files({log.path}, history);
+    history.finish();
+    EXPECT_EQ(history.boards.at(0).runs.at(0).first_ms, int64_t{NEW_YEAR_2024 - 1} * 1000);
 }
 
 // The target aborts when something does not hold.
