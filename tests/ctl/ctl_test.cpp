@@ -67,6 +67,9 @@ TEST(Table, is_read_in_either_byte_order) {
         EXPECT_EQ(copy.swapped, swapped);
         EXPECT_EQ(copy.table.records[1].read_count, 0x01020304U);
         EXPECT_EQ(copy.table.records[1].pid, 4000);
+        EXPECT_EQ(memory.found().owner, geteuid());
+        EXPECT_NEAR(static_cast<double>(memory.found().created), static_cast<double>(time(nullptr)),
+                    60);
         hold_words words(memory.found(), copy.swapped);
         words.set(1, HOLD_REQUESTED);
         EXPECT_EQ(words.get(1), HOLD_REQUESTED);
