@@ -304,17 +304,19 @@ TEST(Reading, two_logs_that_are_followed_at_once_keep_their_boards) {
     EXPECT_EQ(history.boards[1].runs.at(0).lists, 1U);
 }
 
-// The traditional time has no year.
+// The traditional time has no year. The list begins in one file and ends in the next.
 TEST(Reading, the_last_change_of_a_file_gives_the_year_of_its_first_line) {
-    const scratch_file log("Dec 31 23:59:59 rack7 oven: <OL>\n"
-                           "Jan  1 00:00:09 rack7 oven: </OL><P>\n");
+    const scratch_file first("Dec 31 23:59:59 rack7 oven: <OL>\n");
+    const scratch_file second("Jan  1 00:00:00 rack7 oven: </OL><P>\n");
     constexpr time_t NEW_YEAR_2024 = 1704067200;
-    const timespec times[] = {{NEW_YEAR_2024 + 10, 0}, {NEW_YEAR_2024 + 10, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, log.path.c_str(), times, 0), 0);
+    const timespec times[] = {{NEW_YEAR_2024, 0}, {NEW_YEAR_2024, 0}};
+    for (const scratch_file *file : {&first, &second})
+        ASSERT_EQ(utimensat(AT_FDCWD, file->path.c_str(), times, 0), 0);
     log_history history;
-    read_files({log.path}, history);
+    read_files({second.path, first.path}, history);
     history.finish();
     EXPECT_EQ(history.boards.at(0).runs.at(0).first_ms, int64_t{NEW_YEAR_2024 - 1} * 1000);
+    EXPECT_EQ(history.boards[0].runs[0].lists, 1U);
 }
 
 // The target aborts when something does not hold.
