@@ -89,7 +89,7 @@ const verdict_case CASES[] = {
     {"a list without its end is cut",
      good_run() + at(50, "<OL>") + at(50, producer(9)),
      SOMETHING_IS_WRONG,
-     {"CUT", "is not complete"}},
+     {"CUT", "is not complete", "wrong: run 1 ("}},
     {"a lost line in a list is noticed",
      list(10, {receiver(1, 1), producer(1)}) + list(20, {receiver(2, 2)}) +
          list(30, {receiver(3, 3), producer(3)}),
