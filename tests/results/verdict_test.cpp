@@ -81,6 +81,11 @@ const verdict_case CASES[] = {
          list(42, {producer(13)}),
      EVERYTHING_PASSES,
      {}},
+    {"a list that a signal added does not make the period shorter",
+     list(10, {producer(5)}) + list(17, {producer(7)}) + list(20, {producer(9)}) +
+         list(30, {producer(12)}) + list(36, {producer(12)}),
+     EVERYTHING_PASSES,
+     {}},
     {"a stall that begins with a list that a signal added",
      lists_of({producer(5), producer(9), producer(12)}) + list(32, {producer(13)}) +
          list(40, {producer(13)}) + list(50, {producer(13)}),
@@ -89,7 +94,7 @@ const verdict_case CASES[] = {
     {"a list without its end is cut",
      good_run() + at(50, "<OL>") + at(50, producer(9)),
      SOMETHING_IS_WRONG,
-     {"CUT", "is not complete", "wrong: run 1 ("}},
+     {"CUT", "is not complete", "wrong: run 2 (1 of 1 lists"}},
     {"a lost line in a list is noticed",
      list(10, {receiver(1, 1), producer(1)}) + list(20, {receiver(2, 2)}) +
          list(30, {receiver(3, 3), producer(3)}),
