@@ -76,7 +76,7 @@ CONCERNS = (
     Concern("ctl/*", f"^({'|'.join(CTL_ON_BOARD)})\\.|counter_meanings_in",
             programs=(f"ctl_tests --gtest_filter=-{':'.join(f'{name}.*' for name in CTL_ON_BOARD)}",),
             documents="README.md man/hk_ctl.8"),
-    Concern("results/*", "page_of_results_in_a_browser|followed_log", "--sample", ("results_tests",), documents="README.md man/hk_results.1"),
+    Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",), documents="README.md man/hk_results.1"),
     Concern("serial/*", "[Ss]erial|HungUp|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
             "receiver.none* crossover.none*"),
     Concern("fio/spi/*", "Spi|FullTable|Runs.spi_", "spi_loop.none* spi_device.none*"),
