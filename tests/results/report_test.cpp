@@ -78,7 +78,10 @@ const report_case CASES[] = {
      "\n" + FIO,
      nullptr,
      SOMETHING_IS_WRONG,
-     {"FAIL       FIOloop sp5s", "sample: step 24, byte read 0x09", "sample: step 26"}},
+     {"FAIL       FIOloop sp5s",
+      "sample: step 24, byte read 0x09: on module 1 or 221 output 3.1, input 3.1 reads 1, input "
+      "3.4 too\n",
+      "sample: step 26, byte read 0x00: on module 1 or 221 output 3.3, input 3.3 reads 0\n"}},
     {"a device that could not be opened",
      "\n" + UNOPENED_SPI,
      nullptr,
