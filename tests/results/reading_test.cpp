@@ -162,7 +162,10 @@ const form_case FORMS[] = {
 
 TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
     for (const form_case &form : FORMS)
-        for (const char *message : {"<OL>", "<LI> 5 sp8 loop", "</OL><P>", "Couldn't open SP8"}) {
+        for (const auto &[message, kind] : {std::pair{"<OL>", message_kind::LIST_BEGIN},
+                                            {"<LI> 5 sp8 loop", message_kind::ITEM},
+                                            {"</OL><P>", message_kind::LIST_END},
+                                            {"Couldn't open SP8", message_kind::COMPLAINT}}) {
             SCOPED_TRACE(form.line);
             line_parser parser(2026);
             const std::string text = std::string(form.line) + message;
@@ -172,6 +175,7 @@ TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
                 EXPECT_EQ(line.host, form.host);
                 EXPECT_EQ(line.ident, form.ident);
                 EXPECT_EQ(line.text, message);
+                EXPECT_EQ(line.kind, kind);
             }
         }
 }
