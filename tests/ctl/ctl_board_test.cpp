@@ -163,7 +163,8 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
                              "nobody='setpriv --reuid 65534 --regid 65534 --clear-groups'\n"
                              "$nobody $ctl runs; echo runs $?; $nobody $ctl stop; echo stop $?\n"
                              "setpriv --reuid 65534 --clear-groups $ctl stop; echo group $?\n"
-                             "$nobody $ctl clean 2>&1 | grep -c 'no right to read it'\n"
+                             "for command in runs clean\n"
+                             "do $nobody $ctl $command 2>&1 | grep -c 'no right to read it'; done\n"
                              "$ctl show | grep running\n"
                              "python3 -c \"import ctypes, struct, sys\n" // the group may only read
                              "c = ctypes.CDLL(None); id = int(sys.argv[1])\n"
@@ -174,7 +175,7 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
                              "sed 's/.*user/user/'; $ctl stop; wait $run");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_NE(run.errors.find("no right to read it"), std::string::npos) << run.errors;
-    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1\n1 sp2 loop: crossover (-E), running") &&
+    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1\n1\n1 sp2 loop: crossover (-E), running") &&
                 shows(run, "user 0: no right to write it\n"))
         << run.output << run.errors;
 }

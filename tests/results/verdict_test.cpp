@@ -81,6 +81,11 @@ const verdict_case CASES[] = {
          list(42, {producer(13)}),
      EVERYTHING_PASSES,
      {}},
+    {"the period is that of most lists, though some are lost at the end",
+     lists_of({producer(1), producer(2), producer(3), producer(3), producer(4), producer(5)}) +
+         list(80, {producer(6)}) + list(100, {producer(7)}),
+     SOMETHING_IS_WRONG,
+     {"STALLED", "no progress for 10 s"}},
     {"a list that a signal added does not make the period shorter",
      list(10, {producer(5)}) + list(17, {producer(7)}) + list(20, {producer(9)}) +
          list(30, {producer(12)}) + list(36, {producer(12)}),
