@@ -135,7 +135,8 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
 
 TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
     board_run run =
-        on_board({}, "$stress -d1 -D & run=$!\n"
+        on_board({}, "$stress -d1 -D -M /r0/a:/r0/b:0 & run=$!\n"
+                     "until [ \"$(wc -c </r0/a)\" = 512 ]; do sleep 0.05; done\n"
                      "until_shown ' running ' $ctl runs; kill -KILL $run; wait $run\n"
                      "for pid in $($ctl runs | sed -n 's/.*still run://p')\n"
                      "do kill -KILL $pid; done\n"
@@ -146,12 +147,12 @@ TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
                      "until grep -q attached /r0/log; do sleep 0.05; done\n"
                      "for i in $(seq 10 29)\n"
                      "do mkdir -m 700 /r0/$i; head -c 512 /dev/zero >/r0/$i/file-0000; done\n"
-                     "(ulimit -n 30; $ctl clean >/r0/log); echo clean $?\n"
+                     "(ulimit -n 20; $ctl clean >/r0/log); echo clean $?\n"
                      "grep -c 'remove segment' /r0/log; for what in file folder\n"
-                     "do grep \"remove $what\" /r0/log >/r0/one\n"
-                     "sort -c /r0/one && wc -l </r0/one; done; segments");
+                     "do grep \"remove $what /r0/[0-9]\" /r0/log >/r0/one\n"
+                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0; segments");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\n0\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\nb\nlog\none\n0\n")) << run.output << run.errors;
 }
 
 TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
@@ -215,9 +216,10 @@ TEST(Usage, that_is_wrong_gets_status_2_and_a_reason) {
         on_board({}, "for words in '' nothing 'runs x' 'show --every 1' 'hold' "
                      "'watch --every 0' 'stop --timeout x' 'show @' 'release --follow 1'\n"
                      "do $ctl $words >/dev/null; echo $?; done; $ctl runs; echo $?\n"
-                     "$ctl show 2>&1; echo $?; $ctl --help | grep -c dry-run");
+                     "$ctl show 2>&1; echo $?; $ctl --help | grep -c dry-run\n"
+                     "$ctl show --nonsense 2>&1 | grep -c 'hk_ctl: unrecognized'");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\nhk_ctl: there is no run\n3\n1\n")
+    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\nhk_ctl: there is no run\n3\n1\n1\n")
         << run.errors;
 }
 

@@ -6,6 +6,7 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include "ctl/run/processes.h"
 #include "ctl/run/segment.h"
 #include "ctl/run/tests.h"
 #include "ctl/text.h"
@@ -98,6 +99,23 @@ TEST(Table, is_none_where_a_word_cannot_be_a_record_s) {
         table_copy copy;
         EXPECT_EQ(read_table(memory.found(), copy), table_access::FOREIGN) << c.what;
     }
+}
+
+TEST(Process, of_the_same_number_that_started_at_another_time_is_another) {
+    const own_segment memory(good_table());
+    void *address = shmat(memory.found().id, nullptr, 0);
+    bool is_found = false;
+    uint32_t unseen = 0;
+    for (process each : processes_with_segments(unseen)) {
+        if (each.pid != getpid())
+            continue;
+        is_found = true;
+        EXPECT_TRUE(is_running(each));
+        ++each.started;
+        EXPECT_FALSE(is_running(each));
+    }
+    EXPECT_TRUE(is_found);
+    (void)shmdt(address);
 }
 
 TEST(Tests, of_two_records_are_told_from_two_of_one) {
