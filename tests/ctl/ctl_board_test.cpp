@@ -52,12 +52,13 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
                  "$ctl release E; echo released $?\n"
                  "while $ctl show | grep read_count | cmp -s - /r0/before; do :; done\n"
                  "$ctl hold 2 7; echo wrong $?\n"
-                 "$ctl stop; wait $run; $ctl stop; echo over $?");
+                 "$ctl stop; wait $run; $ctl log 2>&1; $ctl stop 2>&1; echo over $?");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "held: 2 sp8 loop\nheld 0\nidle\nreleased: 2 sp8 loop\nreleased 0\n"
                            "wrong 2\n"))
         << run.output << run.errors;
-    EXPECT_TRUE(shows(run, "over 3\n")) << run.output;
+    EXPECT_TRUE(shows(run, " is over\nhk_ctl: run @") && shows(run, " is over\nover 3\n"))
+        << run.output;
 }
 
 TEST(Release, reports_a_test_that_holds_itself_again) {
