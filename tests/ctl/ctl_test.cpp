@@ -1,9 +1,11 @@
 // What hk_ctl makes of a table: which segments it takes for one, which records belong together, and
 // counters that move while it looks.
 
+#include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/shm.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "ctl/run/processes.h"
@@ -104,10 +106,14 @@ TEST(Table, is_none_where_a_word_cannot_be_a_record_s) {
 TEST(Process, of_the_same_number_that_started_at_another_time_is_another) {
     const own_segment memory(good_table());
     void *address = shmat(memory.found().id, nullptr, 0);
+    const pid_t child = fork(); // it has the segment attached too
+    if (child == 0)
+        for (;;)
+            (void)pause();
     bool is_found = false;
     uint32_t unseen = 0;
     for (process each : processes_with_segments(unseen)) {
-        if (each.pid != getpid())
+        if (each.pid != child)
             continue;
         is_found = true;
         EXPECT_TRUE(is_running(each));
@@ -115,6 +121,8 @@ TEST(Process, of_the_same_number_that_started_at_another_time_is_another) {
         EXPECT_FALSE(is_running(each));
     }
     EXPECT_TRUE(is_found);
+    (void)kill(child, SIGKILL);
+    (void)waitpid(child, nullptr, 0);
     (void)shmdt(address);
 }
 
