@@ -76,16 +76,18 @@ CONCERNS = (
     Concern("ctl/*", f"^({'|'.join(CTL_ON_BOARD)})\\.|counter_meanings_in",
             programs=(f"ctl_tests --gtest_filter=-{':'.join(f'{name}.*' for name in CTL_ON_BOARD)}",),
             documents="README.md man/hk_ctl.8"),
-    Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",), documents="README.md man/hk_results.1"),
+    Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",),
+            documents="README.md man/hk_results.1"),
     Concern("serial/*", "[Ss]erial|HungUp|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
             "receiver.none* crossover.none*"),
     Concern("fio/spi/*", "Spi|FullTable|Runs.spi_", "spi_loop.none* spi_device.none*"),
     Concern("fio/*", "FioLoop|FullTable|Runs.(fio|spi)_loop", "fio_loop.none* spi_loop.none*"),
-    Concern("storage/*", "FileSystem|FailedSetUp|FullTable|Runs.(files|file_copy|dram)", "files.none* file_copy.store_full*"),
+    Concern("storage/*", "FileSystem|FailedSetUp|FullTable|Runs.(files|file_copy|dram)",
+            "files.none* file_copy.store_full*"),
     Concern("panel/*", "Panel|FullTable"),
     Concern("*", "KernelFacts|^Runs|StartUp|Timer|Stopping|FailedSetUp|Processes|StandardDescriptors"
-                 "|SharedMemory|SystemLog", "*.none*", slow_cases="FileSystem|[Ss]erial|HungUp|LineSpeeds|FioLoop|Spi|Panel"
-                 "|FullTable|Requests|ExpectedRuns"),
+                 "|SharedMemory|SystemLog", "*.none*",
+            slow_cases="FileSystem|[Ss]erial|HungUp|LineSpeeds|FioLoop|Spi|Panel|FullTable|Requests|ExpectedRuns"),
 )
 
 
