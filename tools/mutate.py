@@ -5,23 +5,31 @@
     tools/mutate.py --kind statements            deletes statements; see program_changes.py for the kinds
     tools/mutate.py --sample 300 --seed 2        more, others
     tools/mutate.py --files 'serial/*' --sample 0    every change in a folder
+    tools/mutate.py --kind statements --retry    those that were not noticed last time again
     tools/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
 
+The programs are changed, not the simulated board: it comes from the build of the host preset, which
+must be there. The tests of a change are in layers, the quick ones first; the first layer that notices
+it ends them. A change counts as noticed when tests fail or do not end, twice in a row. A change that
+does not build is no change.
+
 It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
-one runs at the same time. A changed program may kill every process it
-sees, map memory without end or leave files anywhere: its tests run in namespaces of their own, with
-limited memory and in a scratch folder. Needs root, or the right to make such namespaces.
+one runs at the same time. Each result goes to KIND.results there, and the next call goes on after it;
+delete the file to begin again. A changed program may kill every process it sees, map memory without end
+or leave files anywhere: its tests run in namespaces of their own, with limited memory and in a scratch
+folder. Needs root, or the right to make such namespaces.
 
 Changes that alter nothing anybody could see are listed in equivalent_changes.txt; they are made all the
-same, and counted apart when they are not noticed.
-
-A change counts as noticed when the tests fail or do not end, twice in a row. A change that does not
-build is no change. With --least the exit status is 1 when fewer per cent are noticed.
+same, and counted apart when they are not noticed. With --least the exit status is 1 when fewer per cent
+of the others are noticed.
 """
 
 import argparse
+import collections
+import dataclasses
 import filecmp
 import fnmatch
+import json
 import os
 import random
 import re
@@ -37,24 +45,92 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 WORK = os.path.join(ROOT, os.environ.get("HK_MUTATION_FOLDER", "build/mutation"))
 COPY = os.path.join(WORK, "source")
 BUILD = os.path.join(WORK, "build")
-FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel")
+BOARD = os.path.join(ROOT, "build/host/hk_board")
+FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel", "ctl", "results")
 MEMORY_MAX_KB = 8 << 20
+BUILD_LIMIT_S = 3600
 
 EQUIVALENT = os.path.join(ROOT, "tools", "equivalent_changes.txt")
+NO_BUILD, SURVIVED, IS_EQUIVALENT = "does not build", "SURVIVED", "equivalent"
+
 # Each is a program of a second or two.
-UNIT_TESTS = ("unit_tests", "call_trace_tests", "kernel_speed_tests", "option_walk_tests")
-NO_BUILD = "does not build"
-# Cases that run the whole program, by folder.
-WHOLE_RUNS = {
-    "serial": "ExpectedRuns.(receiver|crossover)|SerialLink|serial_cable_tests",
-    "fio": "ExpectedRuns.(fio_loop|spi_)|FioLoop|SpiMemory",
-    "storage": "ExpectedRuns.(files|file_copy|dram)|FailedSetUp|FileSystem",
-    "panel": "Panel",
-    "runtime": "KernelFacts|StartUp|ExpectedRuns|Stopping|Requests|FailedSetUp",
-    "supervisor": "KernelFacts|Runs|StartUp|Timer|Stopping|Requests|SerialLink|FioLoop|FailedSetUp|Processes"
-                  "|StandardDescriptors|SharedMemory|SystemLog|OptionWalk"
-                  "|ExpectedRuns",
-}
+UNIT_TESTS = ("call_trace_tests", "unit_tests", "option_walk_tests", "kernel_speed_tests")
+OTHER_TARGETS = ("hk_stress", "hk_ctl", "hk_results", "board_tests", "serial_cable_tests", "ctl_tests",
+                 "results_tests")
+# Cases of ctl_tests that need the board.
+CTL_ON_BOARD = ("Release", "Hold", "Stop", "Runs", "Clean", "Rights", "Watch", "Usage")
+
+
+@dataclasses.dataclass
+class Concern:
+    """The tests that can notice a change in some files, the quick ones first."""
+    files: str  # a pattern; the first that matches is taken
+    cases: str  # names of ctest
+    runs: str = ""  # entries of tests/matrix, run before the cases
+    programs: tuple = UNIT_TESTS
+    slow_cases: str = ""
+    documents: str = ""  # their commands
+
+
+CONCERNS = (
+    Concern("ctl/*", f"^({'|'.join(CTL_ON_BOARD)})\\.|counter_meanings_in",
+            programs=(f"ctl_tests --gtest_filter=-{':'.join(f'{name}.*' for name in CTL_ON_BOARD)}",),
+            documents="README.md man/hk_ctl.8"),
+    Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",),
+            documents="README.md man/hk_results.1"),
+    Concern("serial/*", "[Ss]erial|HungUp|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
+            "receiver.none* crossover.none*"),
+    Concern("fio/spi/*", "Spi|FullTable|Runs.spi_", "spi_loop.none* spi_device.none*"),
+    Concern("fio/*", "FioLoop|FullTable|Runs.(fio|spi)_loop", "fio_loop.none* spi_loop.none*"),
+    Concern("storage/*", "FileSystem|FailedSetUp|FullTable|Runs.(files|file_copy|dram)",
+            "files.none* file_copy.store_full*"),
+    Concern("panel/*", "Panel|FullTable"),
+    Concern("*", "KernelFacts|^Runs|StartUp|Timer|Stopping|FailedSetUp|Processes|StandardDescriptors"
+                 "|SharedMemory|SystemLog", "*.none*",
+            slow_cases="FileSystem|[Ss]erial|HungUp|LineSpeeds|FioLoop|Spi|Panel|FullTable|Requests|ExpectedRuns"),
+)
+
+
+@dataclasses.dataclass(eq=False)
+class Layer:
+    """Tests that run together: a shell command, what it needs, and how long it may take."""
+    name: str
+    targets: tuple
+    command: str
+    limit_s: float = 1200
+
+
+def expected_runs(names):
+    options = f"--board {BOARD} --program {BUILD}/hk_stress --results {BUILD}/hk_results --jobs 2"
+    return f"set -f; {COPY}/tests/matrix/expected_runs.py {options} {names}"
+
+
+def ctest(names):
+    # dram.limits has a limit of memory that fits the optimised program; a browser reserves terabytes.
+    memory = "ulimit -S -v unlimited; " if "browser" in names else ""
+    return f"{memory}ctest --test-dir {BUILD} -j2 --stop-on-failure --no-tests=error -R '{names}' -E dram.limits"
+
+
+def layers_of(concern):
+    """The layers of tests, the quickest first."""
+    programs = tuple(program.split()[0] for program in concern.programs)
+    targets = (*UNIT_TESTS, *OTHER_TARGETS)
+    yield Layer("unit tests", programs, " && ".join(f"{BUILD}/{each}" for each in concern.programs))
+    if concern.runs:
+        yield Layer("runs without a fault", targets, expected_runs(concern.runs))
+    yield Layer("cases", targets, ctest(concern.cases))
+    if concern.slow_cases:
+        yield Layer("slow cases", targets, ctest(concern.slow_cases))
+    if concern.documents:
+        yield Layer("documents", targets, f"cd {COPY}; tools/document_commands.py {BUILD} {concern.documents}")
+
+
+LAYERS = {concern.files: tuple(layers_of(concern)) for concern in CONCERNS}
+
+
+def layers_for(path):
+    return next(layers for files, layers in LAYERS.items() if fnmatch.fnmatch(path, files))
+
 
 def read(path, folder=ROOT):
     with open(os.path.join(folder, path)) as source:
@@ -74,10 +150,12 @@ def all_changes(pattern, kind):
             for change in changes_of(path, read(path), kind)]
 
 
-def run(command, limit_s, cwd):
+# Running
+
+def run(command, limit_s):
     """Exit status, None when it had to be ended."""
     with open(os.path.join(WORK, "last_output"), "w") as output:
-        process = subprocess.Popen(command, cwd=cwd, stdout=output, stderr=subprocess.STDOUT,
+        process = subprocess.Popen(command, cwd=WORK, stdout=output, stderr=subprocess.STDOUT,
                                    stdin=subprocess.DEVNULL, start_new_session=True,
                                    env={**os.environ, "HK_WAIT_SECONDS": "20"})
         try:
@@ -93,81 +171,100 @@ def run_apart(command, limit_s):
     scratch = os.path.join(WORK, "scratch")
     subprocess.run(["rm", "-rf", scratch], check=True)
     os.makedirs(scratch)
-    guard = (f"ulimit -v {MEMORY_MAX_KB}; [ ! -e /sbin/reboot ] || mount --bind /bin/true /sbin/reboot; "
+    guard = (f"ulimit -S -v {MEMORY_MAX_KB}; [ ! -e /sbin/reboot ] || mount --bind /bin/true /sbin/reboot; "
              f"cd {scratch}; {command}")
     return run(["unshare", "--pid", "--fork", "--kill-child", "--mount", "--mount-proc", "--ipc",
-                "sh", "-c", guard], limit_s, WORK)
+                "sh", "-c", guard], limit_s)
 
 
-def build(targets, options):
-    return run(["cmake", "--build", BUILD, "--target", *targets, "--", f"-j{options.jobs}"],
-               options.limit, WORK)
+def build(targets):
+    status = run(["cmake", "--build", BUILD, "--target", *targets, "--", "-j2"], BUILD_LIMIT_S)
+    if status is None:
+        sys.exit(f"the build did not end within {BUILD_LIMIT_S} s")
+    return status == 0
 
 
 def failed_test():
     with open(os.path.join(WORK, "last_output"), errors="replace") as output:
-        found = re.search(r"Test +#\d+: (\S+).*\*\*\*|\[  FAILED  \] (\S+)", output.read())
-    return (found[1] or found[2]) if found else "a crash"
+        text = output.read()
+    found = re.search(r"Test +#\d+: (\S+).*\*\*\*|\[  FAILED  \] (\S+)|^(\w+\.\w+): ", text, re.MULTILINE)
+    started = re.findall(r"\[ RUN      \] (\S+)|Start +\d+: (\S+)", text)
+    return next(filter(None, found.groups())) if found else "in ".join(filter(None, started[-1])) if started else "?"
 
 
-def tests_notice(command, options):
-    """What noticed the change; None when nothing did. A busy machine alone must not: once again."""
+def what_notices(layer):
+    """None when nothing does. A busy machine alone must not: once again."""
     for _ in range(2):
-        status = run_apart(command, options.limit)
+        status = run_apart(layer.command, layer.limit_s)
         if status == 0:
             return None
-    return failed_test() if status is not None else "does not end"
+    return f"{layer.name}: {'' if status is not None else 'does not end in '}{failed_test()}"
 
 
-def verdict_on(folder, options):
-    """None, what noticed the change in the copy, or NO_BUILD."""
-    whole_runs = (f"ctest --test-dir {BUILD} -j{options.tests_at_once} --stop-on-failure --no-tests=error "
-                  f"-R '{WHOLE_RUNS[folder]}'")
-    unit_tests = " && ".join(f"{BUILD}/{name} --gtest_brief=1" for name in UNIT_TESTS)
-    for targets, command in ((UNIT_TESTS, unit_tests), (("all",), whole_runs)):
-        status = build(targets, options)
-        if status is None:
-            sys.exit(f"the build did not end within {options.limit} s")
-        if status != 0:
+def verdict_on(layers):
+    """What noticed the change in the copy, NO_BUILD or SURVIVED."""
+    for layer in layers:
+        if not build(layer.targets):
             return NO_BUILD
-        noticed = tests_notice(command, options)
+        noticed = what_notices(layer)
         if noticed:
             return noticed
-    return None
+    return SURVIVED
 
 
-def judge(change, options):
+def judge(change):
     original = read(change.path, COPY)
     write(change.path, change.applied_to(original))
     try:
-        return verdict_on(change.path.split("/")[0], options)
+        verdict = verdict_on(layers_for(change.path))
     finally:
         write(change.path, original)
+    return IS_EQUIVALENT if verdict == SURVIVED and is_equivalent(change) else verdict
 
+
+# The unchanged program
 
 def copy_project():
+    """Whether the copy was another one."""
     listed = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, text=True,
                             stdout=subprocess.PIPE).stdout.split("\n")
+    is_other = False
     for path in filter(None, listed):
         source, target = os.path.join(ROOT, path), os.path.join(COPY, path)
         os.makedirs(os.path.dirname(target), exist_ok=True)
         if not os.path.exists(target) or not filecmp.cmp(source, target, shallow=False):
             shutil.copy(source, target)
+            is_other = True
+    return is_other
 
 
-def prepare(options):
-    copy_project()
-    subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", "-DHK_TESTS=ON",
-                    "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0"], check=True,
-                   stdout=subprocess.DEVNULL)
-    # The first build is the whole project's.
-    if run(["cmake", "--build", BUILD, "--", f"-j{options.jobs}"], 3600, WORK) != 0:
+def build_copy():
+    subprocess.run(["cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", "-DHK_TESTS=ON", "-DHK_SIMULATOR=OFF",
+                    f"-DHK_BOARD={BOARD}", "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0",
+                    "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"], check=True, stdout=subprocess.DEVNULL)
+    if not os.path.lexists(f"{BUILD}/hk_board"):
+        os.symlink(BOARD, f"{BUILD}/hk_board")
+    if not build((*UNIT_TESTS, *OTHER_TARGETS)):
         sys.exit(f"the unchanged program does not build, see {WORK}/last_output")
-    for folder in sorted({change.path.split("/")[0] for change in options.changes}):
-        verdict = verdict_on(folder, options)
-        if verdict:
-            sys.exit(f"the unchanged program fails: {verdict}, see {WORK}/last_output")
 
+
+def prepare(changes):
+    """Builds the copy. Each layer passes with the unchanged program, and gets its time limit."""
+    path = os.path.join(WORK, "limits.json")
+    if copy_project() or not os.path.exists(path):
+        write(path, "{}")
+    build_copy()
+    limits = json.loads(read(path))
+    for layer in (layer for layers in {layers_for(change.path) for change in changes} for layer in layers):
+        start = time.monotonic()
+        noticed = layer.command not in limits and what_notices(layer)
+        if noticed:
+            sys.exit(f"the unchanged program fails: {noticed}, see {WORK}/last_output")
+        layer.limit_s = limits.setdefault(layer.command, 20 + 5 * (time.monotonic() - start))
+        write(path, json.dumps(limits))
+
+
+# The changes
 
 def describe(change):
     return f"{change.path}:{change.line}: {change}"
@@ -179,12 +276,13 @@ def is_equivalent(change):
 
 
 def sample(changes, chance, count):
-    """One change in each of `count` lines, so that a table of bytes is not most of the sample."""
+    """One change in each of `count` lines, so that a table of bytes is not most of the sample. In no order:
+    the first half is a sample too."""
     lines = {}
     for change in changes:
         lines.setdefault((change.path, change.line), []).append(change)
     chosen = chance.sample(sorted(lines), min(count, len(lines)))
-    return [chance.choice(lines[line]) for line in sorted(chosen)]
+    return [chance.choice(lines[line]) for line in chosen]
 
 
 def read_options():
@@ -195,12 +293,8 @@ def read_options():
     parser.add_argument("--seed", type=int, default=1, metavar="S", help="of the random choice")
     parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
     parser.add_argument("--replay", metavar="FILE:LINE", action="append", default=[],
-                        help="the changes of one line; may be repeated")
-    parser.add_argument("--part", default="1/1", metavar="K/N",
-                        help="the Kth of N parts, for several at a time; see HK_MUTATION_FOLDER")
-    parser.add_argument("--limit", type=int, default=180, metavar="SECONDS", help="for each step of a change")
-    parser.add_argument("--jobs", type=int, default=2, metavar="N", help="of a build")
-    parser.add_argument("--tests-at-once", type=int, default=4, metavar="N")
+                        help="the changes of one line, also if they have a result; may be repeated")
+    parser.add_argument("--retry", action="store_true", help="make those again that were not noticed")
     parser.add_argument("--least", type=float, default=0, metavar="PERCENT", help="of the changes must be noticed")
     parser.add_argument("--list", action="store_true", help="only show the changes")
     options = parser.parse_args()
@@ -209,40 +303,52 @@ def read_options():
         options.changes = [c for c in options.changes if f"{c.path}:{c.line}" in options.replay]
     elif 0 < options.sample < len(options.changes):
         options.changes = sample(options.changes, random.Random(options.seed), options.sample)
-    part, parts = map(int, options.part.split("/"))
-    length = -(-len(options.changes) // parts)
-    options.changes = options.changes[(part - 1) * length:part * length]
     return options
+
+
+def read_results(path):
+    if not os.path.exists(path):
+        return {}
+    with open(path) as results:
+        return dict(line.rstrip("\n").split("\t")[::-1] for line in results)
+
+
+def report(changes, results, least):
+    """Prints the figures; the exit status."""
+    verdicts = [results[describe(change)] for change in changes]
+    counts = collections.Counter(verdict.partition(":")[0] for verdict in verdicts)
+    survivors, equivalent, unbuilt = counts.pop(SURVIVED, 0), counts.pop(IS_EQUIVALENT, 0), counts.pop(NO_BUILD, 0)
+    noticed = counts.total()
+    tried = noticed + survivors
+    print(f"\n{noticed} of {tried} changes noticed ({100 * noticed / max(tried, 1):.1f} %), "
+          f"{equivalent} more are equivalent, {unbuilt} do not build.")
+    for layer, count in counts.most_common():
+        print(f"  {count} by {layer}")
+    print("Not noticed:", *(f"\n  {describe(c)}" for c, verdict in zip(changes, verdicts) if verdict == SURVIVED))
+    return 100 * noticed < least * tried
 
 
 def main():
     options = read_options()
     if options.list:
         print("\n".join(map(describe, options.changes)))
-        return
-    prepare(options)
-    survivors, noticed, equivalent, unbuilt = [], 0, 0, 0
-    for index, change in enumerate(options.changes, 1):
+        return 0
+    os.makedirs(WORK, exist_ok=True)
+    path = os.path.join(WORK, f"{options.kind}.results")
+    results = read_results(path)
+    left = [change for change in options.changes
+            if options.replay or describe(change) not in results
+            or options.retry and results[describe(change)] in (SURVIVED, IS_EQUIVALENT)]
+    if left:
+        prepare(left)
+    for index, change in enumerate(left, 1):
         start = time.monotonic()
-        verdict = judge(change, options)
-        if verdict is None and is_equivalent(change):
-            verdict = "equivalent"
-            equivalent += 1
-        elif verdict is None:
-            survivors.append(change)
-        elif verdict == NO_BUILD:
-            unbuilt += 1
-        else:
-            noticed += 1
-        print(f"{index}/{len(options.changes)} {time.monotonic() - start:.0f} s "
-              f"{verdict or 'SURVIVED'}: {describe(change)}", flush=True)
-    tried = noticed + len(survivors)
-    print(f"\n{noticed} of {tried} changes noticed ({100 * noticed / max(tried, 1):.1f} %), "
-          f"{equivalent} more are equivalent, {unbuilt} do not build. Not noticed:")
-    for change in survivors:
-        print("  " + describe(change))
-    sys.exit(100 * noticed < options.least * tried)
+        results[describe(change)] = verdict = judge(change)
+        with open(path, "a") as file:
+            file.write(f"{verdict}\t{describe(change)}\n")
+        print(f"{index}/{len(left)} {time.monotonic() - start:.0f} s {verdict}: {describe(change)}", flush=True)
+    return report(options.changes, results, options.least)
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())

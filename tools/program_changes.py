@@ -23,6 +23,7 @@ STATEMENT = re.compile(
     r"^ {4,}(?P<statement>(?:\(void\)!?)?(?:\+\+|--)?[\w*][\w:*&.>\[\]-]*"
     r"(?:\(|\+\+;|--;| [-+|&^*/]?= | <<= | >>= )"
     r"|break;|continue;|return;)", re.MULTILINE)
+JUMPS = ('break', 'continue', 'return')  # shown with the line before them: a file has many
 NO_STATEMENT = re.compile(r"(?:if|for|while|switch|return|static_assert|case|else|do|sizeof)\b")
 SYSTEM_CALL = re.compile(
     r"(?<![\w.>:])(?:::)?(?P<name>open|close|read|write|ioctl|fcntl|poll|dup2|fsync|unlink|mkdir|fstat|lseek"
@@ -42,14 +43,16 @@ class Change:
     old: str
     new: str
     shown: str  # the line that it is in
+    before: str  # the line before that
 
     def applied_to(self, text):
         return text[:self.offset] + self.new + text[self.offset + len(self.old):]
 
     def __str__(self):
         old, new = (' '.join(part.split()) for part in (self.old, self.new))
-        what = f'{old} -> {new} at column {self.column}' if new else f'deleted: {old}'
-        return f'{what}: {self.shown}' if new else what
+        if new:
+            return f'{old} -> {new} at column {self.column}: {self.shown}'
+        return f'deleted: {old} after {self.before}' if old in JUMPS else f'deleted: {old}'
 
 
 def changed_token(match):
@@ -147,5 +150,5 @@ def changes_of(path, text, kind):
     starts = [0, *(match.end() for match in re.finditer('\n', text))]
     for offset, old, new in globals()[kind](text, plain):
         line = bisect.bisect_right(starts, offset)
-        shown = text[starts[line - 1]:].split('\n', 1)[0].strip()
-        yield Change(path, line, offset - starts[line - 1] + 1, offset, old, new, shown)
+        before, shown = (text[starts[max(each, 0)]:].split('\n', 1)[0].strip() for each in (line - 2, line - 1))
+        yield Change(path, line, offset - starts[line - 1] + 1, offset, old, new, shown, before)

@@ -4,8 +4,7 @@
 #include "results/reading/rows/row_reader.h"
 
 board_history &log_history::board_of(const parsed_line &line) {
-    if (last_board != nullptr &&
-        (line.is_from_same || (last_board->ident == line.ident && last_board->host == line.host)))
+    if (last_board != nullptr && last_board->ident == line.ident && last_board->host == line.host)
         return *last_board;
     key.assign(line.host).append(1, '\0').append(line.ident);
     const auto [found, is_new] = by_name.try_emplace(key, nullptr);

@@ -52,19 +52,21 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
                  "$ctl release E; echo released $?\n"
                  "while $ctl show | grep read_count | cmp -s - /r0/before; do :; done\n"
                  "$ctl hold 2 7; echo wrong $?\n"
-                 "$ctl stop; wait $run; $ctl stop; echo over $?");
+                 "$ctl stop; wait $run; $ctl log 2>&1; $ctl stop 2>&1; echo over $?");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "held: 2 sp8 loop\nheld 0\nidle\nreleased: 2 sp8 loop\nreleased 0\n"
                            "wrong 2\n"))
         << run.output << run.errors;
-    EXPECT_TRUE(shows(run, "over 3\n")) << run.output;
+    EXPECT_TRUE(shows(run, " is over\nhk_ctl: run @") && shows(run, " is over\nover 3\n"))
+        << run.output;
 }
 
 TEST(Release, reports_a_test_that_holds_itself_again) {
-    board_run run = on_board({}, "$stress -d1 -F & run=$!\n" // no port 5s
-                                 "until_shown 'held, pid' $ctl show\n"
-                                 "$ctl release all; echo released $?; $ctl stop; wait $run");
+    board_run run = on_board({}, "$stress -d1 -D -F & run=$!\n" // no port 5s
+                                 "until [ $($ctl show | grep -c 'held, pid') = 3 ]; do :; done\n"
+                                 "$ctl release all 2>&1; echo released $?; $ctl stop; wait $run");
     EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "released: 1 dram user\nhk_ctl: 2 FIOloop")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "released 1\n")) << run.output << run.errors;
 }
 
@@ -86,13 +88,17 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
                  "$stress -I \"$name\" -E22 & one=$!; $stress -d1 -E33 & two=$!\n"
                  "until [ $($ctl runs | grep -c ' running ') = 2 ]; do :; done\n"
                  "until_shown 'sp2 loop' $ctl show @$one; until_shown 'sp3 loop' $ctl show $two\n"
-                 "$ctl show; echo which $?\n"
+                 "$ctl show; echo which $?; $ctl runs | head -n1\n"
                  "$ctl show $one --json | python3 -c 'import json, sys\n"
                  "print(ascii(json.loads(sys.stdin.buffer.read().decode())[\"options\"][-2]))'\n"
                  "$ctl stop $one; $ctl runs | grep -c ' running '; $ctl log; echo log $?\n"
                  "$ctl stop; wait; $ctl show 99; echo none $?");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_TRUE(shows(run, "which 2\n'a\"\\\\\\ufffd\\x01\\xe9'\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "which 2\n"
+                           "RUN      STATE    SINCE (UTC)         RECORDS HELD ENDED ERRORS   "
+                           "SEGMENT  OPTIONS\n"
+                           "'a\"\\\\\\ufffd\\x01\\xe9'\n"))
+        << run.output << run.errors;
     EXPECT_TRUE(shows(run, "\n1\nlog 0\n")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "none 2\n")) << run.output;
 }
@@ -128,6 +134,28 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
     EXPECT_TRUE(shows(run, "18\ndead\nfile-0001\n1\n")) << run.output << run.errors;
 }
 
+TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
+    board_run run =
+        on_board({}, "$stress -d1 -D -M /r0/a:/r0/b:0 & run=$!\n"
+                     "until [ \"$(wc -c </r0/a)\" = 512 ]; do sleep 0.05; done\n"
+                     "until_shown ' running ' $ctl runs; kill -KILL $run; wait $run\n"
+                     "for pid in $($ctl runs | sed -n 's/.*still run://p')\n"
+                     "do kill -KILL $pid; done\n"
+                     "python3 -c \"import ctypes, sys, time\n"
+                     "c = ctypes.CDLL(None); c.shmat(int(sys.argv[1]), None, 0o10000)\n"
+                     "print('attached', flush=True); time.sleep(1)\" "
+                     "$(awk 'END { print $2 }' /proc/sysvipc/shm) >/r0/log &\n"
+                     "until grep -q attached /r0/log; do sleep 0.05; done\n"
+                     "for i in $(seq 10 29)\n"
+                     "do mkdir -m 700 /r0/$i; head -c 512 /dev/zero >/r0/$i/file-0000; done\n"
+                     "(ulimit -n 20; $ctl clean >/r0/log); echo clean $?\n"
+                     "grep -c 'remove segment' /r0/log; for what in file folder\n"
+                     "do grep \"remove $what /r0/[0-9]\" /r0/log >/r0/one\n"
+                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\nb\nlog\none\n0\n")) << run.output << run.errors;
+}
+
 TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can become another user";
@@ -137,10 +165,20 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
                              "nobody='setpriv --reuid 65534 --regid 65534 --clear-groups'\n"
                              "$nobody $ctl runs; echo runs $?; $nobody $ctl stop; echo stop $?\n"
                              "setpriv --reuid 65534 --clear-groups $ctl stop; echo group $?\n"
-                             "$ctl show | grep running; $ctl stop; wait $run");
+                             "for command in runs clean\n"
+                             "do $nobody $ctl $command 2>&1 | grep -c 'no right to read it'; done\n"
+                             "$ctl show | grep running\n"
+                             "python3 -c \"import ctypes, struct, sys\n" // the group may only read
+                             "c = ctypes.CDLL(None); id = int(sys.argv[1])\n"
+                             "about = ctypes.create_string_buffer(256); c.shmctl(id, 2, about)\n"
+                             "struct.pack_into('=H', about, 20, 0o640); c.shmctl(id, 1, about)\" "
+                             "$(awk 'END { print $2 }' /proc/sysvipc/shm)\n"
+                             "setpriv --reuid 65534 --clear-groups $ctl hold all 2>&1 | "
+                             "sed 's/.*user/user/'; $ctl stop; wait $run");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_NE(run.errors.find("no right to read it"), std::string::npos) << run.errors;
-    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1 sp2 loop: crossover (-E), running"))
+    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1\n1\n1 sp2 loop: crossover (-E), running") &&
+                shows(run, "user 0: no right to write it\n"))
         << run.output << run.errors;
 }
 
@@ -153,6 +191,8 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
                                                    "do :; done; setsid -w " HK_EMULATOR
                                                    " " HK_CTL_PATH " watch --every 0.1; "
                                                    "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
+                                                   " watch & read line; kill $!; wait $!; "
+                                                   "echo killed $?; " HK_EMULATOR " " HK_CTL_PATH
                                                    " stop'"),
                          columns, rows);
         ASSERT_TRUE(run.wait_for("filesys opt     held")) << run.screen;
@@ -165,7 +205,9 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
         run.resize(30, 5);
         EXPECT_TRUE(run.wait_for("hold asked of 2   up/down sele\033[K\033[J")) << run.screen;
         run.type("q");
-        EXPECT_TRUE(run.wait_for("left 0")) << run.screen;
+        EXPECT_TRUE(run.wait_for("left 0\r\n\033[?1049h")) << run.screen;
+        run.type("\n");
+        EXPECT_TRUE(run.wait_for("\033[?1049lkilled 0")) << run.screen;
         EXPECT_TRUE(run.wait_for("restored.")) << run.screen;
     }
 }
@@ -175,9 +217,11 @@ TEST(Usage, that_is_wrong_gets_status_2_and_a_reason) {
         on_board({}, "for words in '' nothing 'runs x' 'show --every 1' 'hold' "
                      "'watch --every 0' 'stop --timeout x' 'show @' 'release --follow 1'\n"
                      "do $ctl $words >/dev/null; echo $?; done; $ctl runs; echo $?\n"
-                     "$ctl show; echo $?; $ctl --help | grep -c dry-run");
+                     "$ctl show 2>&1; echo $?; $ctl --help | grep -c dry-run\n"
+                     "$ctl show --nonsense 2>&1 | grep -c 'hk_ctl: unrecognized'");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\n3\n1\n") << run.errors;
+    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\nhk_ctl: there is no run\n3\n1\n1\n")
+        << run.errors;
 }
 
 } // namespace

@@ -1,11 +1,14 @@
 // What hk_ctl makes of a table: which segments it takes for one, which records belong together, and
 // counters that move while it looks.
 
+#include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/shm.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include "ctl/run/processes.h"
 #include "ctl/run/segment.h"
 #include "ctl/run/tests.h"
 #include "ctl/text.h"
@@ -68,6 +71,9 @@ TEST(Table, is_read_in_either_byte_order) {
         EXPECT_EQ(copy.swapped, swapped);
         EXPECT_EQ(copy.table.records[1].read_count, 0x01020304U);
         EXPECT_EQ(copy.table.records[1].pid, 4000);
+        EXPECT_EQ(memory.found().owner, geteuid());
+        EXPECT_NEAR(static_cast<double>(memory.found().created), static_cast<double>(time(nullptr)),
+                    60);
         hold_words words(memory.found(), copy.swapped);
         words.set(1, HOLD_REQUESTED);
         EXPECT_EQ(words.get(1), HOLD_REQUESTED);
@@ -96,6 +102,29 @@ TEST(Table, is_none_where_a_word_cannot_be_a_record_s) {
         table_copy copy;
         EXPECT_EQ(read_table(memory.found(), copy), table_access::FOREIGN) << c.what;
     }
+}
+
+TEST(Process, of_the_same_number_that_started_at_another_time_is_another) {
+    const own_segment memory(good_table());
+    void *address = shmat(memory.found().id, nullptr, 0);
+    const pid_t child = fork(); // it has the segment attached too
+    if (child == 0)
+        for (;;)
+            (void)pause();
+    bool is_found = false;
+    uint32_t unseen = 0;
+    for (process each : processes_with_segments(unseen)) {
+        if (each.pid != child)
+            continue;
+        is_found = each.started > 0;
+        EXPECT_TRUE(is_running(each));
+        ++each.started;
+        EXPECT_FALSE(is_running(each));
+    }
+    EXPECT_TRUE(is_found);
+    (void)kill(child, SIGKILL);
+    (void)waitpid(child, nullptr, 0);
+    (void)shmdt(address);
 }
 
 TEST(Tests, of_two_records_are_told_from_two_of_one) {

@@ -3,9 +3,11 @@
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/stat.h>
 #include <zlib.h>
 #include <zstd.h>
 
@@ -164,16 +166,22 @@ const form_case FORMS[] = {
 
 TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
     for (const form_case &form : FORMS)
-        for (const char *message : {"<OL>", "<LI> 5 sp8 loop", "</OL><P>", "Couldn't open SP8"}) {
+        for (const auto &[message, kind] : {std::pair{"<OL>", message_kind::LIST_BEGIN},
+                                            {"<LI> 5 sp8 loop", message_kind::ITEM},
+                                            {"</OL><P>", message_kind::LIST_END},
+                                            {"Couldn't open SP8", message_kind::COMPLAINT}}) {
             SCOPED_TRACE(form.line);
             line_parser parser(2026);
             const std::string text = std::string(form.line) + message;
-            for (int again = 0; again < 2; ++again) {
-                const parsed_line line = parser.parse(text);
+            std::array buffers = {text, text};
+            for (std::string &bytes : buffers) {
+                const parsed_line line = parser.parse(bytes);
                 EXPECT_EQ(line.time_ms, form.time_ms);
                 EXPECT_EQ(line.host, form.host);
                 EXPECT_EQ(line.ident, form.ident);
                 EXPECT_EQ(line.text, message);
+                EXPECT_EQ(line.kind, kind);
+                bytes.assign(bytes.size(), '?'); // the next read of a file does so
             }
         }
 }
@@ -197,12 +205,13 @@ TEST(Reading, the_journals_export_gives_the_same_verdict) {
     for (; second <= 30; second += 10) {
         entry("Stress 020000001234 : <OL>");
         entry("Stress 020000001234 : " + producer(second) + "\n");
+        text += "__CURSOR=s=2\n_HOSTNAME=rack7\n\n"; // an entry without a message
         entry("Stress 020000001234 : </OL><P>");
     }
     const outcome seen = judge_text(text);
     EXPECT_EQ(seen.status, EVERYTHING_PASSES);
     EXPECT_TRUE(seen.says("Stress 020000001234 on rack7")) << seen.report;
-    EXPECT_TRUE(seen.says("3 lists")) << seen.report;
+    EXPECT_TRUE(seen.says("3 lists") && seen.says("PASS: 1 of 1")) << seen.report;
 }
 
 class scratch_file {
@@ -241,13 +250,15 @@ std::string zstd_packed(const std::string &text) {
     return packed;
 }
 
-// The run is split over three files, packed in three ways, and within a list.
+// The run is split over three files, packed in three ways, and within a list. `cat` has put one
+// together from two.
 TEST(Reading, files_in_any_order_and_any_packing_are_one_log) {
     const std::string text = good_run();
     const size_t first = text.size() / 3;
     const size_t second = text.find('\n', 2 * first) + 1;
     const std::string line_end = text.substr(text.find('\n', first) + 1);
-    const scratch_file oldest(gzipped(text.substr(0, text.size() - line_end.size())));
+    const std::string begin = text.substr(0, text.size() - line_end.size());
+    const scratch_file oldest(gzipped(begin.substr(0, 50)) + gzipped(begin.substr(50)));
     const scratch_file middle(
         zstd_packed(line_end.substr(0, line_end.size() - (text.size() - second))));
     const scratch_file newest(text.substr(second));
@@ -287,6 +298,42 @@ TEST(Reading, a_followed_log_is_read_on_after_a_rotation) {
     EXPECT_EQ(history.boards[0].runs[0].lists, 3U);
     EXPECT_EQ(all.is, verdict::FAIL);
     (void)unlink(old.c_str());
+}
+
+// Both write in the same second, and each list of the first arrives in two parts.
+TEST(Reading, two_logs_that_are_followed_at_once_keep_their_boards) {
+    const std::string one = list(10, {producer(5), producer(6)}, "a oven");
+    const size_t half = one.find('\n', one.find("<LI>")) + 1;
+    const scratch_file first(one.substr(0, half));
+    const scratch_file second(list(10, {producer(7)}, "b oven"));
+    log_history history;
+    followed_log logs[] = {{first.path, history}, {second.path, history}};
+    const auto go_on = [](const board_history &) { return false; };
+    for (followed_log &log : logs)
+        EXPECT_TRUE(log.read(go_on));
+    std::ofstream(first.path, std::ios::app) << one.substr(half);
+    EXPECT_TRUE(logs[0].read(go_on));
+    history.finish();
+    ASSERT_EQ(history.boards.size(), 2U);
+    EXPECT_EQ(history.boards[0].host, "a");
+    EXPECT_EQ(history.boards[0].runs.at(0).records.size(), 2U);
+    EXPECT_EQ(history.boards[1].host, "b");
+    EXPECT_EQ(history.boards[1].runs.at(0).lists, 1U);
+}
+
+// The traditional time has no year. The list begins in one file and ends in the next.
+TEST(Reading, the_last_change_of_a_file_gives_the_year_of_its_first_line) {
+    const scratch_file first("Dec 31 23:59:59 rack7 oven: <OL>\n");
+    const scratch_file second("Jan  1 00:00:00 rack7 oven: </OL><P>\n");
+    constexpr time_t NEW_YEAR_2024 = 1704067200;
+    const timespec times[] = {{NEW_YEAR_2024, 0}, {NEW_YEAR_2024, 0}};
+    for (const scratch_file *file : {&first, &second})
+        ASSERT_EQ(utimensat(AT_FDCWD, file->path.c_str(), times, 0), 0);
+    log_history history;
+    read_files({second.path, first.path}, history);
+    history.finish();
+    EXPECT_EQ(history.boards.at(0).runs.at(0).first_ms, int64_t{NEW_YEAR_2024 - 1} * 1000);
+    EXPECT_EQ(history.boards[0].runs[0].lists, 1U);
 }
 
 // The target aborts when something does not hold.

@@ -160,7 +160,6 @@ void line_parser::keep_start(std::string_view line, const parsed_line &parsed) {
     known_line = parsed;
     known_line.host = kept(parsed.host);
     known_line.ident = kept(parsed.ident);
-    known_line.is_from_same = true;
 }
 
 // Most lines differ from the one before in the message alone.

@@ -17,7 +17,6 @@ struct parsed_line {
     std::string_view ident;    // without the blanks around it
     std::string_view text;     // the message
     int32_t pid = 0;           // 0 if the line has none
-    bool is_from_same = false; // the line before had the same time, host and ident
 };
 
 // What has to be remembered from line to line: a traditional time has no year.
