@@ -43,7 +43,16 @@ void port::close(int64_t now) {
     if (--open_count > 0)
         return;
     closing_until = now + CLOSING_WAIT;
+    if (output.is_held(HELD_BY_XOFF) || output.is_held(HELD_BY_CALL))
+        flush_output(); // the driver does not wait for a stopped line
     if (drain_time() <= now || is_hung_up)
+        finish_close();
+    advance_cable(now);
+}
+
+void port::end_close(int64_t now) {
+    advance_cable(now);
+    if (is_closing())
         finish_close();
     advance_cable(now);
 }

@@ -72,14 +72,20 @@ public:
     // while the last close still sends output. EIO if the port is gone.
     outcome open(int64_t now, open_call &call);
     // Call it also for an interrupted open that `is_counted`. The last close waits up to 30 s for
-    // the output to leave. Then it lowers DTR and RTS (HUPCL) and drops the unread input. Settings
-    // stay. close(2) waits while `is_closing`.
+    // the output to leave, unless flow control has stopped it. Then it lowers DTR and RTS (HUPCL)
+    // and drops the unread input. Settings stay. close(2) waits while `is_closing`.
     void close(int64_t now);
     bool is_open() const {
         return open_count > 0;
     }
     bool is_closing() const {
         return closing_until != NEVER;
+    }
+    // Ends the last close now: what has not left the queue is lost.
+    void end_close(int64_t now);
+    // True while something has not left the port.
+    bool has_output(int64_t now) const {
+        return drain_time() > now;
     }
 
     outcome read(int64_t now, read_call &call);

@@ -171,8 +171,16 @@ void serial_port::give_to_node() {
 }
 
 void serial_port::close_if_abandoned() {
-    if (descriptors == 0 || !node.is_abandoned())
-        return;
+    if (descriptors > 0 && node.is_abandoned())
+        close();
+}
+
+bool serial_port::close_waits() {
+    joint->advance(line_now());
+    return !is_terminal_served && model.has_output(line_now());
+}
+
+void serial_port::close() {
     is_terminal_served = has_one_way = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());
