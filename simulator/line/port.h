@@ -135,7 +135,7 @@ private:
     void take_lines(int64_t now, uint32_t arriving_lines);
     void flush_input(int64_t now);
     void flush_output();
-    void finish_close();
+    void finish_close(int64_t now);
     int64_t drain_time() const;
     outcome read_bytes(int64_t now, read_call &call);
     outcome read_frame(read_call &call);
@@ -150,6 +150,11 @@ private:
 
     uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set
     uint32_t inputs = 0;  // TIOCM_CTS, TIOCM_CAR, TIOCM_DSR as they arrive
+    struct line_changes {
+        int cts = 0;
+        int dsr = 0;
+        int dcd = 0;
+    } changes_seen; // of the inputs, while the port is open
     int open_count = 0;
     int64_t closing_until = NEVER;
     bool is_throttled = false;

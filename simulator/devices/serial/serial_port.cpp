@@ -15,25 +15,17 @@ namespace simulator {
 namespace {
 
 constexpr uint32_t STOPPED_IOCTLS[] = {
-    TCGETS,
-    TCGETS2,
-    TCSETS,
-    TCSETSW,
-    TCSETSF,
-    TCSETS2,
-    TCSETSW2,
-    TCSETSF2,
-    TCFLSH,
-    TCXONC,
-    TCSBRK,
-    TCSBRKP,
-    TIOCMGET,
-    TIOCMSET,
-    TIOCMBIS,
-    TIOCMBIC,
-    FIONREAD,
-    TIOCOUTQ,
-    line::SYNC_MODE_REQUEST,
+    TCGETS,      TCGETS2,
+    TCSETS,      TCSETSW,
+    TCSETSF,     TCSETS2,
+    TCSETSW2,    TCSETSF2,
+    TCFLSH,      TCXONC,
+    TCSBRK,      TCSBRKP,
+    TIOCSBRK,    TIOCCBRK,
+    TIOCMGET,    TIOCMSET,
+    TIOCMBIS,    TIOCMBIC,
+    FIONREAD,    TIOCOUTQ,
+    TIOCGICOUNT, line::SYNC_MODE_REQUEST,
 };
 
 constexpr size_t GIVEN_BYTES = 4096;

@@ -12,6 +12,7 @@
 #include "simulator/faults/direction_faults.h"
 #include "simulator/line/cable.h"
 #include "simulator/line/port.h"
+#include "simulator/line/requests.h"
 
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ namespace simulator {
 int64_t line_now();
 int64_t board_time_us(int64_t line_time);
 
-constexpr size_t REQUEST_BYTES = sizeof(line::tty_settings); // the longest argument
+using line::REQUEST_BYTES;
 
 struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
