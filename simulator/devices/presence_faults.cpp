@@ -30,4 +30,9 @@ bool presence_faults::has_changed(int64_t now) {
     return present != active;
 }
 
+void presence_faults::count_present() const {
+    for (const fault *each : present)
+        each->count_strike();
+}
+
 } // namespace simulator

@@ -17,7 +17,9 @@ public:
 
     // True if presence has changed since the last call. Counts each beginning as a strike.
     bool has_changed(int64_t now);
-    bool counts = true; // false for all but one of the nodes of one part
+    // False for all but one of the nodes of one part, and for a device that counts itself.
+    bool counts = true;
+    void count_present() const;
     // True if a fault was present at the last call of `has_changed`.
     bool is_present() const {
         return !present.empty();

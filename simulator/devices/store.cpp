@@ -31,6 +31,7 @@ room room_in_store() {
 
 bool store::open_nodes() {
     whole_bytes = room_in_store().whole_bytes;
+    protection.counts = false; // it may never succeed
     wake(now_us());
     return true;
 }
@@ -83,10 +84,13 @@ void store::follow_protection(int64_t time_us) {
     retry_us = NEVER;
     if (is_protected == protection.is_present())
         return;
-    if (mount(nullptr, DIRECTORY, nullptr, flags | (is_protected ? 0 : MS_RDONLY), nullptr) == 0)
-        is_protected = !is_protected;
-    else
+    if (mount(nullptr, DIRECTORY, nullptr, flags | (is_protected ? 0 : MS_RDONLY), nullptr) != 0) {
         retry_us = time_us + RETRY_US;
+        return;
+    }
+    is_protected = !is_protected;
+    if (is_protected)
+        protection.count_present();
 }
 
 void store::list_targets(std::string_view thing, std::set<std::string> &targets) const {

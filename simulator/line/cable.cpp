@@ -8,13 +8,17 @@ namespace simulator::line {
 namespace {
 
 void pass(const character &sent, line_faults &faults, sampler &input) {
-    passing_character passing{.time = sent.start, .end = sent.end, .data = sent.data};
+    const bool is_open_break = sent.end == NEVER;
+    passing_character passing{
+        .time = sent.start, .end = is_open_break ? sent.start : sent.end, .data = sent.data};
     faults.strike(passing);
     character arriving = sent;
     arriving.data = passing.data;
     arriving.low_stop = passing.framing_error;
     if (!passing.lost)
         input.add(arriving);
+    if (is_open_break) // nothing can follow it yet
+        return;
     for (const uint8_t byte : passing.inserted)
         input.add({.start = sent.end, .end = sent.end, .format = sent.format, .data = byte});
 }
@@ -36,6 +40,11 @@ void line_end::change_format(int64_t now, const line_format &wanted) {
     frames.set_bps(wanted.bps);
     if (plugged != nullptr)
         plugged->reload_fifo(now, *this);
+}
+
+void line_end::end_break(int64_t now) {
+    if (output.end_break(now) && plugged != nullptr)
+        plugged->raise_wire(now, *this);
 }
 
 int64_t line_end::cable_event_time() const {
@@ -153,6 +162,12 @@ void cable::reload_fifo(int64_t now, line_end &sender) {
     for (const direction &way : ways)
         if (way.from == &sender && way.to != nullptr)
             sender.output.reload(now, way.to->input.wire_end().take_back(now));
+}
+
+void cable::raise_wire(int64_t now, const line_end &sender) {
+    for (const direction &way : ways)
+        if (way.from == &sender && way.to != nullptr)
+            way.to->input.wire_end().end_break(now);
 }
 
 } // namespace simulator::line

@@ -49,6 +49,8 @@ protected:
     void advance_cable(int64_t now);
     // Sets a new format, also for characters in the FIFO that have not begun.
     void change_format(int64_t now, const line_format &wanted);
+    // Ends a break of the output, see `transmitter::begin_break`.
+    void end_break(int64_t now);
     int64_t cable_event_time() const;
 
 private:
@@ -89,6 +91,7 @@ private:
     static void pass_frames(direction &way);
     void update_lines(direction &way) const;
     void reload_fifo(int64_t now, line_end &sender);
+    void raise_wire(int64_t now, const line_end &sender);
 
     line_faults no_faults;
     std::vector<direction> ways;

@@ -43,13 +43,23 @@ void port::close(int64_t now) {
     if (--open_count > 0)
         return;
     closing_until = now + CLOSING_WAIT;
+    if (output.is_held(HELD_BY_XOFF) || output.is_held(HELD_BY_CALL))
+        flush_output(); // the driver does not wait for a stopped line
     if (drain_time() <= now || is_hung_up)
-        finish_close();
+        finish_close(now);
     advance_cable(now);
 }
 
-void port::finish_close() {
+void port::end_close(int64_t now) {
+    advance_cable(now);
+    if (is_closing())
+        finish_close(now);
+    advance_cable(now);
+}
+
+void port::finish_close(int64_t now) {
     closing_until = NEVER;
+    end_break(now);
     is_hung_up = is_gone;
     flush_output();
     for (const hold_reason reason : {HELD_BY_XOFF, HELD_BY_CALL})
@@ -67,6 +77,7 @@ void port::hang_up(int64_t now, bool for_good) {
     advance_cable(now);
     is_hung_up = true;
     is_gone = is_gone || for_good;
+    end_break(now);
     flush_output();
     tty.close();
     received_frames.clear();
@@ -104,6 +115,10 @@ void port::take_lines(int64_t now, uint32_t arriving_lines) {
     if (inputs == before)
         return;
     change_count++;
+    const uint32_t changed = is_open() ? before ^ inputs : 0; // a closed port has no interrupts
+    changes_seen.cts += (changed & TIOCM_CTS) != 0 ? 1 : 0;
+    changes_seen.dsr += (changed & TIOCM_DSR) != 0 ? 1 : 0;
+    changes_seen.dcd += (changed & TIOCM_CAR) != 0 ? 1 : 0;
     hold_for_cts(now);
     const bool carrier_lost = (before & TIOCM_CAR) != 0 && (inputs & TIOCM_CAR) == 0;
     if (carrier_lost && is_open() && !sees_carrier())
@@ -164,7 +179,7 @@ void port::settle(int64_t now, uint32_t arriving_lines) {
     if (drain_time() <= now)
         drained_before = drain_time();
     if (is_closing() && (drain_time() <= now || closing_until <= now))
-        finish_close();
+        finish_close(now);
 }
 
 void port::take_frame(int64_t, const line_frame &frame) {

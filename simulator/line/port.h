@@ -72,14 +72,20 @@ public:
     // while the last close still sends output. EIO if the port is gone.
     outcome open(int64_t now, open_call &call);
     // Call it also for an interrupted open that `is_counted`. The last close waits up to 30 s for
-    // the output to leave. Then it lowers DTR and RTS (HUPCL) and drops the unread input. Settings
-    // stay. close(2) waits while `is_closing`.
+    // the output to leave, unless flow control has stopped it. Then it lowers DTR and RTS (HUPCL)
+    // and drops the unread input. Settings stay. close(2) waits while `is_closing`.
     void close(int64_t now);
     bool is_open() const {
         return open_count > 0;
     }
     bool is_closing() const {
         return closing_until != NEVER;
+    }
+    // Ends the last close now: what has not left the queue is lost.
+    void end_close(int64_t now);
+    // True while something has not left the port.
+    bool has_output(int64_t now) const {
+        return drain_time() > now;
     }
 
     outcome read(int64_t now, read_call &call);
@@ -129,7 +135,7 @@ private:
     void take_lines(int64_t now, uint32_t arriving_lines);
     void flush_input(int64_t now);
     void flush_output();
-    void finish_close();
+    void finish_close(int64_t now);
     int64_t drain_time() const;
     outcome read_bytes(int64_t now, read_call &call);
     outcome read_frame(read_call &call);
@@ -144,6 +150,11 @@ private:
 
     uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set
     uint32_t inputs = 0;  // TIOCM_CTS, TIOCM_CAR, TIOCM_DSR as they arrive
+    struct line_changes {
+        int cts = 0;
+        int dsr = 0;
+        int dcd = 0;
+    } changes_seen; // of the inputs, while the port is open
     int open_count = 0;
     int64_t closing_until = NEVER;
     bool is_throttled = false;

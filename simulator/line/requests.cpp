@@ -19,10 +19,12 @@ struct port_requests {
     static outcome flush(port &asked, int64_t now, request_call &call);
     static outcome control_flow(port &asked, int64_t now, request_call &call);
     static outcome send_break(port &asked, int64_t now, request_call &call);
+    static outcome switch_break(port &asked, int64_t now, request_call &call);
     static outcome get_lines(port &asked, int64_t now, request_call &call);
     static outcome set_lines(port &asked, int64_t now, request_call &call);
     static outcome count_input(port &asked, int64_t now, request_call &call);
     static outcome count_output(port &asked, int64_t now, request_call &call);
+    static outcome count_interrupts(port &asked, int64_t now, request_call &call);
     static outcome set_sync_mode(port &asked, int64_t now, request_call &call);
 
 private:
@@ -36,6 +38,7 @@ constexpr size_t OLD_BYTES = sizeof(::termios);
 constexpr size_t NEW_BYTES = sizeof(::termios2);
 constexpr size_t INT_BYTES = sizeof(int32_t);
 static_assert(offsetof(::termios2, c_cc) == offsetof(::termios, c_cc) && NEW_BYTES >= OLD_BYTES);
+static_assert(NEW_BYTES <= REQUEST_BYTES);
 
 constexpr uint32_t OUTPUT_LINES = TIOCM_DTR | TIOCM_RTS | TIOCM_OUT1 | TIOCM_OUT2;
 constexpr int64_t BREAK = 250 * MILLISECOND;
@@ -59,12 +62,16 @@ constexpr known_request REQUESTS[] = {
     {{TCXONC, "TCXONC", 0, false, false}, port_requests::control_flow},
     {{TCSBRK, "TCSBRK", 0, false, false}, port_requests::send_break},
     {{TCSBRKP, "TCSBRKP", 0, false, false}, port_requests::send_break},
+    {{TIOCSBRK, "TIOCSBRK", 0, false, false}, port_requests::switch_break},
+    {{TIOCCBRK, "TIOCCBRK", 0, false, false}, port_requests::switch_break},
     {{TIOCMGET, "TIOCMGET", INT_BYTES, false, true}, port_requests::get_lines},
     {{TIOCMSET, "TIOCMSET", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIS, "TIOCMBIS", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIC, "TIOCMBIC", INT_BYTES, true, false}, port_requests::set_lines},
     {{FIONREAD, "FIONREAD", INT_BYTES, false, true}, port_requests::count_input},
     {{TIOCOUTQ, "TIOCOUTQ", INT_BYTES, false, true}, port_requests::count_output},
+    {{TIOCGICOUNT, "TIOCGICOUNT", sizeof(serial_icounter_struct), false, true},
+     port_requests::count_interrupts},
     {{SYNC_MODE_REQUEST, "SP_SYNC_CONFIG", sizeof SYNC_MODE, true, false},
      port_requests::set_sync_mode},
 };
@@ -175,6 +182,15 @@ outcome port_requests::send_break(port &asked, int64_t now, request_call &call) 
     return {};
 }
 
+// TIOCSBRK does not wait; a break that never ends lasts until the last close.
+outcome port_requests::switch_break(port &asked, int64_t now, request_call &call) {
+    if (call.number == TIOCSBRK)
+        asked.output.begin_break(now);
+    else
+        asked.end_break(now);
+    return {};
+}
+
 outcome port_requests::get_lines(port &asked, int64_t, request_call &call) {
     return answer_int(call, asked.outputs | asked.inputs);
 }
@@ -201,6 +217,24 @@ outcome port_requests::count_input(port &asked, int64_t, request_call &call) {
 
 outcome port_requests::count_output(port &asked, int64_t, request_call &call) {
     return answer_int(call, asked.output.queued() + asked.frames.queued());
+}
+
+// Since the board was switched on, see ioctl_tty(2). The FIFO never overruns here: the driver is as
+// fast as the line.
+outcome port_requests::count_interrupts(port &asked, int64_t, request_call &call) {
+    const receive_counts &received = asked.input.counts;
+    serial_icounter_struct counts{};
+    counts.cts = asked.changes_seen.cts;
+    counts.dsr = asked.changes_seen.dsr;
+    counts.dcd = asked.changes_seen.dcd;
+    counts.rx = received.received;
+    counts.tx = asked.output.sent_count();
+    counts.frame = received.framing_errors;
+    counts.parity = received.parity_errors;
+    counts.brk = received.breaks;
+    counts.buf_overrun = received.lost;
+    memcpy(call.argument.data(), &counts, sizeof counts);
+    return {};
 }
 
 outcome port_requests::set_sync_mode(port &asked, int64_t, request_call &call) {

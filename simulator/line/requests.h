@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <linux/serial.h>
 #include <span>
 
 namespace simulator::line {
@@ -12,6 +13,8 @@ namespace simulator::line {
 // argument bytes are SYNC_MODE.
 constexpr uint32_t SYNC_MODE_REQUEST = 0x40047300;
 constexpr uint8_t SYNC_MODE[4] = {1, 10, 0, 0};
+
+constexpr size_t REQUEST_BYTES = sizeof(serial_icounter_struct); // the longest argument
 
 struct request_shape {
     uint32_t number;

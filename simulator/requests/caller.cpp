@@ -2,14 +2,18 @@
 
 #include "simulator/requests/notification.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <vector>
 
 namespace simulator {
 
@@ -67,7 +71,33 @@ pid_t process_of(const request &asked) {
     return static_cast<pid_t>(field(status, "Tgid", 10));
 }
 
+// The entries of a directory of /proc; none if the process has ended.
+std::vector<std::filesystem::path> entries_of(const std::filesystem::path &directory) {
+    std::vector<std::filesystem::path> entries;
+    std::error_code gone;
+    for (std::filesystem::directory_iterator each(directory, gone), end; each != end;
+         each.increment(gone)) // an error is the end
+        entries.push_back(each->path());
+    return entries;
+}
+
+bool refers_to(const std::filesystem::path &descriptor, const struct stat &node) {
+    struct stat found {};
+    return stat(descriptor.c_str(), &found) == 0 && found.st_dev == node.st_dev &&
+           found.st_ino == node.st_ino;
+}
+
 } // namespace
+
+bool is_last_descriptor(const struct stat &node) {
+    ptrdiff_t count = 0;
+    for (const auto &process : entries_of("/proc"))
+        if (isdigit(process.filename().native().front()) != 0)
+            count += std::ranges::count_if(entries_of(process / "fd"), [&](const auto &descriptor) {
+                return refers_to(descriptor, node);
+            });
+    return count <= 1;
+}
 
 std::optional<struct stat> status_of(const request &asked, int descriptor) {
     struct stat found {};

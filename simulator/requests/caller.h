@@ -20,6 +20,10 @@ struct descriptor_access {
 };
 descriptor_access access_of(const request &asked, int descriptor);
 
+// True if no other descriptor of a process on the board refers to the same node. Looks at all of
+// them, which takes some milliseconds.
+bool is_last_descriptor(const struct stat &node);
+
 // True if O_NONBLOCK is set now.
 bool is_nonblocking(const request &asked, int descriptor);
 

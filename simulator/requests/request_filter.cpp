@@ -2,6 +2,7 @@
 
 #include "simulator/requests/timed_calls.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <endian.h>
@@ -35,6 +36,17 @@ constexpr uint32_t NATIVE_CALLS = AUDIT_ARCH_RISCV64;
 #else
 #error "give this processor's AUDIT_ARCH_ number, see linux/audit.h"
 #endif
+
+#ifndef SYS_open_tree_attr // Linux 6.15; the same number on all processors
+#define SYS_open_tree_attr 467
+#endif
+
+// The calls that change what is mounted: they fail with EPERM. A program without the right to mount
+// has this right in a user namespace that it makes, where only the filter stops it.
+constexpr uint32_t MOUNTING_CALLS[] = {
+    SYS_mount,  SYS_umount2,  SYS_pivot_root, SYS_open_tree, SYS_open_tree_attr, SYS_move_mount,
+    SYS_fsopen, SYS_fsconfig, SYS_fsmount,    SYS_fspick,    SYS_mount_setattr,
+};
 
 constexpr uint32_t LOW_WORD = __BYTE_ORDER == __BIG_ENDIAN ? 4 : 0;
 
@@ -150,6 +162,8 @@ steps filter_steps(const filter_rules &rules) {
         for (const uint32_t number : STARTING_CALLS)
             add_rule(all, number, {give(SECCOMP_RET_USER_NOTIF)});
     add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
+    for (const uint32_t number : MOUNTING_CALLS)
+        add_rule(all, number, {give(SECCOMP_RET_ERRNO | EPERM)});
     all.push_back(give(SECCOMP_RET_ALLOW));
     return all;
 }

@@ -1,4 +1,4 @@
-// Makes the kernel stop the calls that the board answers, and no other call.
+// Makes the kernel stop the calls that the board answers, and refuse those that mount.
 #pragma once
 
 #include "simulator/base/unique_fd.h"

@@ -33,6 +33,7 @@ enum class call_kind {
     dup,
     dup2, // dup3(2) too
     fcntl,
+    close,
     poll,
     ppoll,
     select,
@@ -65,6 +66,7 @@ constexpr call_row STOPPED_CALLS[] = {
     {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
     {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_port_descriptor},
     {SYS_fcntl, "fcntl", call_kind::fcntl, stopped_when::copying_port_descriptor},
+    {SYS_close, "close", call_kind::close, stopped_when::on_port_descriptor},
 #ifdef SYS_open
     {SYS_poll, "poll", call_kind::poll, stopped_when::always},
     {SYS_select, "select", call_kind::select, stopped_when::always},

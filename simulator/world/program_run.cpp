@@ -42,9 +42,11 @@ void enter_directory(const char *directory) {
 }
 
 // Rights over the machine itself. Even a board that root runs must not restart it, set its clock,
-// load modules, make device nodes or reach its hardware.
-constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT, CAP_SYS_TIME, CAP_SYS_MODULE,
-                                            CAP_SYS_RAWIO, CAP_MKNOD};
+// load modules, make device nodes, reach its hardware, or administer its swap and file systems. The
+// board itself keeps its rights, so the program must not trace it.
+constexpr unsigned long MACHINE_RIGHTS[] = {CAP_SYS_BOOT,  CAP_SYS_TIME, CAP_SYS_MODULE,
+                                            CAP_SYS_RAWIO, CAP_MKNOD,    CAP_SYS_ADMIN,
+                                            CAP_SYS_PTRACE};
 
 void drop_machine_rights() {
     for (const unsigned long right : MACHINE_RIGHTS)

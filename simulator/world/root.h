@@ -23,8 +23,8 @@ constexpr const char *HOST_ROOT = "/.host";
 bool build_root(const std::string &stand_in);
 
 // Makes /sys and the kernel's settings below /proc read-only: they act on the machine itself, and
-// root needs no further right for some of them, such as suspending it. Call it last: the board
-// itself sets limits there. False after a message.
+// root needs no further right for some of them, such as suspending it. The program cannot take this
+// back: it cannot mount. Call it last: the board itself sets limits there. False after a message.
 bool protect_machine();
 
 // Builds the board's /dev. False after a message.

@@ -113,14 +113,10 @@ TEST(Processes, that_cannot_be_forked_count_as_ended_with_one_error_each) {
     }
 }
 
-// The remount is repeated: the file system refuses it while a file is open for writing.
 TEST(ReadOnlyFileSystem, that_becomes_so_in_mid_run_is_an_error_for_each_file_and_pass) {
-    board_run run = stress_from("mkdir /r0/files && mount -t tmpfs none /r0/files || exit; "
-                                "(until [ -s /r0/files/file-000F ] && mount -o remount,ro "
-                                "/r0/files 2>/dev/null; do :; done; "
-                                "echo read-only) & exec \"$@\"",
-                                {"--release"}, {"-d1", "-Y", "/r0/files"});
-    ASSERT_TRUE(run.wait_for_output("read-only"));
+    board_run run =
+        stress_from("mkdir /r0/files && exec \"$@\"", {"--release", "--fault", "readonly:r0@1-"},
+                    {"-d1", "-Y", "/r0/files"});
     const Results before = lists_until(
         run, [](const Results &now) { return now.at(0).errors[0] >= 16; });
     const Results items = lists_until(
@@ -140,15 +136,13 @@ TEST(FailedSetUp, is_one_error_and_makes_a_second_supervisor_and_both_can_be_end
         int kind;
     } const cases[] = {
         {{"-Y", "/r0/missing/files"}, "filesys, wrote 00000000, read 00000000, errors 0001", 11},
-        {{"-h", "-E55", "-Y", "/r0/fixed"}, "", 11},
+        {{"-h", "-E55", "-Y", "/r0"}, "", 11},
         {{"-M", "/r0/missing/a:/r0/b:0"}, "file copy,  read 00000000, errors 0001", 5},
-        {{"-h", "-E55", "-M", "/r0/fixed/a:/r0/fixed/b:0"}, "", 5},
+        {{"-h", "-E55", "-M", "/r0/a:/r0/b:0"}, "", 5},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.arguments.back());
-        board_run run = stress_from("mkdir /r0/fixed && mount -t tmpfs -o ro none /r0/fixed && "
-                                    "exec \"$@\"",
-                                    {"--loop", "5s"}, c.arguments);
+        board_run run = board_run::stress({"--loop", "5s", "--fault", "readonly:r0"}, c.arguments);
         EXPECT_TRUE(run.wait_for_output(c.report));
         EXPECT_TRUE(run.wait_until([&] { return occurrences(run.errors, "numproc ") == 2; }));
         const Results items = lists_until(run, [](const Results &now) {

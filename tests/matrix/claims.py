@@ -127,6 +127,29 @@ def fault_complaints(entry, result):
     return []
 
 
+def window_complaints(entry, lists):
+    """Of the lists at the two times of the window, and the last one."""
+    if not entry.window:
+        return []
+    if len(lists) < 3:
+        return [f'the run has {len(lists)} lists instead of 3']
+    return [text for items in zip(*map(items_of, (lists[0], lists[1], lists[-1]))) if items[-1].moved() & set(ERRORS)
+            for text in outside_complaints(*items)]
+
+
+def outside_complaints(before, after, last):
+    """Of one item whose errors move."""
+    errors_before, errors_after = (sorted(name for name in ERRORS if one.numbers[name] != other.numbers[name])
+                                   for one, other in ((Item('', dict.fromkeys(ERRORS, 0), []), before), (after, last)))
+    texts = [f'{name} moves before the window' for name in errors_before]
+    texts += [f'{name} moves after the window' for name in errors_after]
+    if not before.moved():
+        texts.append('the test does nothing before the window')
+    if after.numbers == last.numbers:
+        texts.append('the test does nothing after the window')
+    return [f'{last.name}: {text}' for text in texts]
+
+
 def message_complaints(parts, result):
     messages = messages_of(result)
     if messages and not parts:

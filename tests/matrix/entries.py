@@ -10,7 +10,9 @@
     > 00:00:03.000 Stress 020000001234 : <LI> 0 sp2 loop wrote 842 read 757 errors 84,0,0 hist ...
 
 There is one claim for each item of the list, in order; claims.py reads them. Other keys: `logs`, a part of a
-line that the tests log; `before`, a shell command on the board; `status`, the exit status if it is not 0;
+line that the tests log; `window`, two times of a run whose fault comes and goes, as "1 2.5": no error of the
+claims has moved before the first, none moves after the second, and the tests go on at both ends;
+`before`, a shell command on the board; `status`, the exit status if it is not 0;
 `skip`, why neither the emulator nor the sanitizers can run the entry; `inexact`, why the sanitizers get
 another result, which only has to agree with the claims. The lines after > are the result: --write replaces
 them and nothing else.
@@ -21,7 +23,8 @@ import pathlib
 import re
 import shlex
 
-KEYS = ('board', 'program', 'before', 'seconds', 'status', 'skip', 'inexact', 'claim', 'samples', 'holds', 'logs')
+KEYS = ('board', 'program', 'before', 'seconds', 'window', 'status', 'skip', 'inexact', 'claim', 'samples', 'holds',
+        'logs')
 RESULT = '> '
 FOLDER = pathlib.Path(__file__).resolve().parent
 # In the order of the table's columns.
@@ -57,6 +60,11 @@ class Entry:
     def group(self):
         """The entries that ctest runs as one test: what can be skipped is apart."""
         return self.file + ('.limits' if self.value('skip') else '.requests' if self.needs_spi else '')
+
+    @property
+    def window(self):
+        """The times between which errors move; empty if they may move at any time."""
+        return [float(time) for time in self.words('window')]
 
     def words(self, key):
         return shlex.split(' '.join(self.values[key]))

@@ -47,9 +47,17 @@ def command_of(entry, options, log):
     board += ['--emulated'] if options.emulator else []
     board += ['--for', entry.value('seconds')] if entry.value('seconds') else []
     program = [*options.emulator, options.program, '-d1', *entry.words('program')]
-    if entry.value('before'):
-        program = ['/bin/sh', '-c', f'{entry.value("before")}; exec "$0" "$@"', *program]
+    before = [f'{command};' for command in entry.values['before']] + requests_for_lists(entry)
+    if before:
+        program = ['/bin/sh', '-c', ' '.join([*before, 'exec "$0" "$@"']), *program]
     return [*board, *entry.words('board'), '--', *program]
+
+
+def requests_for_lists(entry):
+    """A shell command that sends the program a signal at each time of the window."""
+    pauses = [later - earlier for earlier, later in zip([0, *entry.window], entry.window)]
+    signals = '; '.join(f'sleep {pause:g}; kill -USR1 $$' for pause in pauses)
+    return [f'({signals}) &'] if signals else []
 
 
 def run_board(entry, options, log):
@@ -91,6 +99,17 @@ def result_of(log, output):
     return shorten(messages) + items + report + strikes
 
 
+def lists_of(log):
+    """The items of each list."""
+    lists = []
+    for line in log.replace('\0', '').splitlines():
+        if line.endswith('<OL>'):
+            lists.append([])
+        elif ' : <LI> ' in line:
+            lists[-1].append(line)
+    return lists
+
+
 # hk_results on the log of a run
 
 def verdict_complaints(entry, result, log, hk_results):
@@ -127,8 +146,9 @@ def run_entry(entry, options):
     with tempfile.TemporaryDirectory() as folder:
         log = os.path.join(folder, 'run.log')
         output = run_board(entry, options, log)
-        result = result_of(pathlib.Path(log).read_text(errors='replace'), output)
-        complaints = claims.complaints(entry, result)
+        text = pathlib.Path(log).read_text(errors='replace')
+        result = result_of(text, output)
+        complaints = claims.complaints(entry, result) + claims.window_complaints(entry, lists_of(text))
         if options.results and not complaints and not any(line.startswith('report: ') for line in result):
             complaints = verdict_complaints(entry, result, log, options.results)
     return result, complaints

@@ -102,6 +102,20 @@ class ExpectedRuns(unittest.TestCase):
         self.assert_refused(HEAD + RESULT, log_of(MESSAGE, ITEM, STRIKE), 'no line should be logged')
         self.assert_refused(HEAD + 'logs     <20 set 3 3>\n' + RESULT, log_of(ITEM, STRIKE), 'no line is logged')
 
+    def test_errors_may_move_only_between_the_times_of_the_window(self):
+        def log_of_lists(*counts):
+            items = [ITEM.replace('read 20', f'read {read}').replace(' 2,0,0', f' {errors},0,0')
+                     for read, errors in counts]
+            lines = [line for item in items for line in ('Stress 1 : <OL>', item, 'Stress 1 : </OL><P>')]
+            return ''.join(f'2026-01-01 {TIME}{line}\n' for line in [*lines, STRIKE])
+        entry = HEAD + 'window   1 2\n' + RESULT
+        self.assertEqual(self.outcome(entry, log_of_lists((5, 0), (15, 2), (20, 2)))[0], 0)
+        for lists, part in ((((5, 1), (15, 2), (20, 2)), 'error1 moves before the window'),
+                            (((5, 0), (15, 1), (20, 2)), 'error1 moves after the window'),
+                            (((5, 0), (20, 2), (20, 2)), 'does nothing after the window'),
+                            (((5, 0), (20, 2)), 'has 2 lists instead of 3')):
+            self.assert_refused(entry, log_of_lists(*lists), part)
+
     def test_another_exit_status_fails(self):
         self.assert_refused(HEAD + RESULT, log_of(ITEM, STRIKE), 'exit status 124 instead of 0', status=124)
 

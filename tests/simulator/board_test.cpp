@@ -156,16 +156,29 @@ TEST(Board, the_name_and_the_kernels_settings_of_the_machine_cannot_be_changed) 
     char before[HOST_NAME_MAX + 1];
     char after[HOST_NAME_MAX + 1];
     ASSERT_EQ(gethostname(before, sizeof before), 0);
-    board_run run = shell({}, "hostname hk-board-case; hostname; "
+    board_run run = shell({}, "hostname hk-board-case; mount -o remount,rw /sys; umount /proc/sys; "
+                              "mount -o remount,bind,rw /proc/sys; mount -t sysfs none /r0; "
+                              "unshare -m true; true 3<>/proc/1/mem; "
                               "touch /proc/sys/kernel/panic /proc/sys/vm/swappiness; "
-                              "for d in $(awk '$9 == \"sysfs\" || $5 ~ \"^/sys\" "
+                              "for d in $(awk '$9 == \"sysfs\" || $5 ~ \"^/(sys|proc/sys)\" "
                               "{ print $6 }' /proc/self/mountinfo); do echo $d | cut -c1-2; done "
-                              "| sort -u");
+                              "| sort -u; grep -c ' /r0 ' /proc/self/mountinfo");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "hk-board-case\nro\n");
-    EXPECT_NE(run.errors.find("swappiness': Read-only file system"), std::string::npos);
+    EXPECT_EQ(run.output, "ro\n1\n");
+    for (const char *refused :
+         {"hostname: ", "mount: /sys: ", "umount: /proc/sys: ", "mount: /proc/sys: ",
+          "mount: /r0: ", "unshare failed: ", "/proc/1/mem: Permission denied",
+          "swappiness': Read-only file system"})
+        EXPECT_NE(run.errors.find(refused), std::string::npos) << refused << run.errors;
     ASSERT_EQ(gethostname(after, sizeof after), 0);
     EXPECT_STREQ(after, before);
+}
+
+// There a program has all rights again, but none of the calls that mount. The numbers are those of
+// all processors.
+TEST(Board, a_namespace_of_the_programs_own_does_not_let_it_mount) {
+    board_run run = board_run::program({}, {MOUNT_PROBE_PATH});
+    EXPECT_EQ(run.finish(), 0) << run.output << run.errors;
 }
 
 TEST(Board, a_program_finds_what_it_has_open_below_dev_and_closed_output_stays_closed) {

@@ -1,7 +1,9 @@
 // Devices of the simulated board that fail, and SPI nodes that are not used as the hardware needs
 // it, as small programs on the board see them.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <utility>
 
 #include "tests/support/board_run.h"
 
@@ -117,6 +119,23 @@ TEST(Devices, memories_fail_at_the_openings_that_are_named) {
     EXPECT_EQ(output_of({"--eeprom", "good", "--fault", "slow:eeprom:300"},
                         "timeout 0.2 head -c1 /dev/eeprom; echo $?"),
               "124\n");
+}
+
+// The kernel keeps a file system writable while a file is open for writing.
+TEST(Devices, a_store_that_cannot_be_protected_was_not_struck) {
+    constexpr std::pair<const char *, const char *> CASES[] = {
+        {"exec 3>/r0/a; sleep 2", "fault readonly:r0 never struck"},
+        {"sleep 2", "fault readonly:r0 struck 1 time"},
+    };
+    for (const auto &each : CASES) {
+        board_run run = board_run::program({"--clock", "virtual", "--fault", "readonly:r0@0.5-1"},
+                                           {"/bin/sh", "-c", each.first});
+        EXPECT_EQ(run.finish(), 0);
+        EXPECT_EQ(std::count_if(run.log.begin(), run.log.end(),
+                                [&](const log_line &line) { return line.text == each.second; }),
+                  1)
+            << each.first;
+    }
 }
 
 TEST(Devices, a_fault_that_never_struck_is_said_to_be_so_and_random_ones_tell_their_seed) {

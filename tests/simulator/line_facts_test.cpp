@@ -221,6 +221,18 @@ TEST_F(line_facts, the_last_close_lets_the_output_leave) {
     EXPECT_EQ(read_all(two).size(), 96U);
 }
 
+// As tty_port_close_start of the kernel, which does not wait for a line that XOFF or tcflow(3) has
+// stopped.
+TEST_F(line_facts, the_last_close_drops_the_output_of_a_stopped_line) {
+    open_raw(9600);
+    request(one, TCXONC, TCOOFF);
+    write(one, "abc");
+    one.close(now);
+    EXPECT_FALSE(one.is_closing());
+    run(SECOND);
+    EXPECT_EQ(read_all(two), "");
+}
+
 TEST_F(line_facts, tcsaflush_discards_input_and_tcsanow_keeps_it) {
     open_raw(9600);
     write(one, "abc");

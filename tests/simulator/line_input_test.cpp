@@ -14,6 +14,14 @@ struct line_input : testing::Test, line_bench {
     void SetUp() override {
         open_raw(9600);
     }
+    serial_icounter_struct counts_of(port &asked) {
+        uint8_t memory[REQUEST_BYTES];
+        request_call call{.number = TIOCGICOUNT, .argument = memory};
+        EXPECT_EQ(asked.request(now, call).result, 0);
+        serial_icounter_struct counts{};
+        memcpy(&counts, memory, sizeof counts);
+        return counts;
+    }
     void set_flags(tcflag_t input, tcflag_t local = 0, tcflag_t output = 0) {
         (void)set(
             two,
@@ -59,6 +67,42 @@ TEST_F(line_input, errors_become_what_c_iflag_says) {
         run(SECOND);
         EXPECT_EQ(read_all(two), std::string(each.broken, each.broken_bytes)) << each.input;
     }
+}
+
+// The line is low until the break is ended, by a request or by the last close.
+TEST_F(line_input, a_break_is_one_zero_and_what_is_written_meanwhile_is_lost) {
+    write(one, "a");
+    request(one, TIOCSBRK);
+    run(SECOND);
+    EXPECT_EQ(read_all(two), std::string("a\0", 2));
+    EXPECT_EQ(two.counts().breaks, 1);
+    EXPECT_EQ(sent_across(*this, "lost"), "");
+    request(one, TIOCCBRK);
+    EXPECT_EQ(sent_across(*this, "b"), "b");
+    request(one, TIOCSBRK);
+    run(SECOND);
+    one.close(now);
+    open(one);
+    EXPECT_EQ(sent_across(*this, "c"), std::string("\0c", 2));
+}
+
+TEST_F(line_input, the_driver_counts_characters_errors_breaks_and_changes_of_modem_lines) {
+    const serial_icounter_struct before = counts_of(two);
+    EXPECT_EQ(sent_across(*this, "abc"), "abc");
+    request(one, TCSBRK, 0);
+    request(one, TIOCMBIC, TIOCM_RTS);
+    set(
+        one, [](tty_settings &wanted) { wanted.c_cflag |= PARENB; });
+    set(two, [](tty_settings &wanted) { wanted.c_cflag |= PARENB | PARODD; });
+    (void)sent_across(*this, "a");
+    const serial_icounter_struct after = counts_of(two);
+    EXPECT_EQ(counts_of(one).tx, 4);
+    EXPECT_EQ(after.rx - before.rx, 5) << "a break is one character";
+    EXPECT_EQ(after.brk - before.brk, 1);
+    EXPECT_EQ(after.parity - before.parity, 1);
+    EXPECT_EQ(after.cts - before.cts, 1);
+    EXPECT_EQ(after.dcd - before.dcd, 1);
+    EXPECT_EQ(after.dsr - before.dsr, 0);
 }
 
 struct mapping_case {

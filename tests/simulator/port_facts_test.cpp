@@ -1,6 +1,7 @@
 // The ports of the board as a program sees them by its system calls, compared with what was
 // measured on the kernel's 8250 driver and n_tty (Linux 6.1, two ports cabled): see
-// port_observer.cpp.
+// port_observer.cpp. The last closes are those of tty_port_close_start in the kernel's
+// drivers/tty/tty_port.c.
 
 #include <csignal>
 #include <gtest/gtest.h>
@@ -28,7 +29,8 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
                                  "after XOFF: 0 3\n"
                                  "input after TCSANOW: 8\n"
                                  "input after TCSAFLUSH: 0\n"
-                                 "input after the last close: 0\n";
+                                 "input after the last close: 0\n"
+                                 "close of a copy, of the last: 0 10 96\n";
 
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
     board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
@@ -51,7 +53,9 @@ TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_
                           "read, restarted: 1 -\n"
                           "poll, interrupted: -1 EINTR\n"
                           "write, interrupted: 4095 -\n"
-                          "tcdrain, interrupted: -1 EINTR\n");
+                          "tcdrain, interrupted: -1 EINTR\n"
+                          "close, interrupted: 0 -\n"
+                          "after the signal, before the output has left: 1 1\n");
 }
 
 TEST(ForeignPrograms, are_ended_with_a_message) {

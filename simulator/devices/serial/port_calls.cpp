@@ -188,12 +188,22 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
         if (!numbers.has(static_cast<int>(asked.arguments[1])))
             port->serve_terminal();
         return false;
+    case call_kind::close:
+        return take_close(asked, *port);
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
         held.take(make_transfer(asked, kind, *port));
         return true;
     }
+}
+
+bool port_calls::take_close(const request &asked, serial_port &port) {
+    const auto node = port.close_waits() ? status_of(asked, asked.descriptor()) : std::nullopt;
+    if (!node || !is_last_descriptor(*node))
+        return false;
+    held.take(make_last_close(asked, port));
+    return true;
 }
 
 bool port_calls::copy(const request &asked, int least, bool close_on_exec) {

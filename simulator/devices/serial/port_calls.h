@@ -9,6 +9,10 @@
 // is closed, all bytes of the port go through the terminal, at the speed of the line and with the
 // queues of a terminal.
 //
+// The last close(2) of a port waits for its output as in the kernel, unless the terminal serves the
+// port. The ends of processes, dup2(2) and close_range(2) do not wait; the port then sends the rest
+// while it counts as closing.
+//
 // At each call the board looks up again which port a descriptor refers to and whether it blocks.
 // The kernel keeps the flags of a descriptor, its inheritance and its last close, which the node
 // reports.
@@ -75,6 +79,7 @@ private:
     bool take_open(const request &asked, const opening &wanted);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
+    bool take_close(const request &asked, serial_port &port);
     // Null if the descriptor is not a port's.
     serial_port *find_opened(const request &asked, int descriptor) const;
     bool copy(const request &asked, int least, bool close_on_exec);

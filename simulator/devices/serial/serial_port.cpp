@@ -15,25 +15,17 @@ namespace simulator {
 namespace {
 
 constexpr uint32_t STOPPED_PORT_IOCTLS[] = {
-    TCGETS,
-    TCGETS2,
-    TCSETS,
-    TCSETSW,
-    TCSETSF,
-    TCSETS2,
-    TCSETSW2,
-    TCSETSF2,
-    TCFLSH,
-    TCXONC,
-    TCSBRK,
-    TCSBRKP,
-    TIOCMGET,
-    TIOCMSET,
-    TIOCMBIS,
-    TIOCMBIC,
-    FIONREAD,
-    TIOCOUTQ,
-    line::SYNC_MODE_REQUEST,
+    TCGETS,      TCGETS2,
+    TCSETS,      TCSETSW,
+    TCSETSF,     TCSETS2,
+    TCSETSW2,    TCSETSF2,
+    TCFLSH,      TCXONC,
+    TCSBRK,      TCSBRKP,
+    TIOCSBRK,    TIOCCBRK,
+    TIOCMGET,    TIOCMSET,
+    TIOCMBIS,    TIOCMBIC,
+    FIONREAD,    TIOCOUTQ,
+    TIOCGICOUNT, line::SYNC_MODE_REQUEST,
 };
 
 constexpr size_t GIVEN_BYTES = 4096;
@@ -171,8 +163,16 @@ void serial_port::give_to_node() {
 }
 
 void serial_port::close_if_abandoned() {
-    if (descriptors == 0 || !node.is_abandoned())
-        return;
+    if (descriptors > 0 && node.is_abandoned())
+        close();
+}
+
+bool serial_port::close_waits() {
+    joint->advance(line_now());
+    return !is_terminal_served && model.has_output(line_now());
+}
+
+void serial_port::close() {
     is_terminal_served = has_one_way = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());

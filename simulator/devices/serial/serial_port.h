@@ -12,6 +12,7 @@
 #include "simulator/faults/direction_faults.h"
 #include "simulator/line/cable.h"
 #include "simulator/line/port.h"
+#include "simulator/line/requests.h"
 
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ namespace simulator {
 int64_t line_now();
 int64_t board_time_us(int64_t line_time);
 
-constexpr size_t REQUEST_BYTES = sizeof(line::tty_settings); // the longest argument
+using line::REQUEST_BYTES;
 
 struct serial_port final : device {
     explicit serial_port(std::string port_name); // "2" or "5s"
@@ -68,6 +69,10 @@ struct serial_port final : device {
     // Takes what was written to the terminal, and closes the port if no process has it open any
     // more.
     void look_at_node();
+    // True if the last close would have to wait for output. The terminal's does not wait.
+    bool close_waits();
+    // The last descriptor is about to be closed.
+    void close();
     // Corrects requests that a user-mode emulator changes: a speed without a code on the host
     // arrives as 0, and the request for the synchronous mode does not arrive. With --emulated the
     // port takes the speed and mode of its node. Without it the board reports why the port stays

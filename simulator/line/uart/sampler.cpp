@@ -12,6 +12,11 @@ std::vector<character> sampler::take_back(int64_t now) {
     return taken;
 }
 
+void sampler::end_break(int64_t now) {
+    if (!wave.empty() && wave.back().end == NEVER)
+        wave.back().end = std::max(now, wave.back().start);
+}
+
 bool sampler::samples_as_sent(const character &passing) const {
     return !passing.is_break && !awaiting_high && passing.start >= looking_from &&
            agree(passing.format, format);

@@ -37,6 +37,8 @@ public:
     void add(const character &passing) {
         wave.push_back(passing);
     }
+    // Ends a break that was added without an end.
+    void end_break(int64_t now);
     // Takes back the characters that start after `now`.
     std::vector<character> take_back(int64_t now);
 

@@ -20,11 +20,27 @@ void transmitter::put_first(int64_t now, uint8_t byte) {
 }
 
 void transmitter::send_break(int64_t now, int64_t duration_ns) {
+    if (is_breaking)
+        return;
     character low{.start = std::max(now, idle_at), .format = actual, .is_break = true};
     low.end = low.start + duration_ns;
     loaded.push_back(low);
     fifo_empty_at = low.start;
     idle_at = low.end;
+}
+
+void transmitter::begin_break(int64_t now) {
+    if (std::exchange(is_breaking, true))
+        return;
+    idle_at = std::max(now, idle_at);
+    loaded.push_back({.start = idle_at, .end = NEVER, .format = actual, .is_break = true});
+}
+
+bool transmitter::end_break(int64_t now) {
+    if (!std::exchange(is_breaking, false))
+        return false;
+    idle_at = std::max(now, idle_at);
+    return true;
 }
 
 void transmitter::flush() {
@@ -75,10 +91,12 @@ void transmitter::advance(int64_t now) {
 
 void transmitter::load(int64_t at) {
     if (urgent) {
+        sent++;
         shift_out(*std::exchange(urgent, std::nullopt), at);
         return;
     }
     load_bytes = std::min(FIFO_BYTES, queue.size());
+    sent += static_cast<int>(load_bytes);
     for (size_t i = 0; i < load_bytes; i++)
         shift_out(queue[i], at);
 }
@@ -88,7 +106,8 @@ void transmitter::shift_out(uint8_t byte, int64_t not_before) {
     next.end = next.start + one_character;
     fifo_empty_at = next.start;
     idle_at = next.end;
-    loaded.push_back(next);
+    if (!is_breaking)
+        loaded.push_back(next);
 }
 
 void transmitter::reload(int64_t now, std::vector<character> not_started) {
@@ -104,6 +123,8 @@ int64_t transmitter::drain_time() const {
 }
 
 int64_t transmitter::next_event_time() const {
+    if (!loaded.empty())
+        return advanced_to;
     if (load_bytes > 0)
         return fifo_empty_at;
     const int64_t load = load_time();

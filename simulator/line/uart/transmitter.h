@@ -47,6 +47,11 @@ public:
     void put_first(int64_t now, uint8_t byte);
     // Holds the wire low. Everything must have left before.
     void send_break(int64_t now, int64_t duration_ns);
+    // Holds the wire low until it is ended, from when the FIFO is empty. The characters that are
+    // loaded meanwhile take their time and are lost.
+    void begin_break(int64_t now);
+    // Returns false if there was no break.
+    bool end_break(int64_t now);
     // Drops the queue. Bytes in the FIFO still leave.
     void flush();
 
@@ -65,6 +70,10 @@ public:
 
     // Loads the FIFO whenever that is due up to `now`.
     void advance(int64_t now);
+    // Characters loaded since the board was switched on.
+    int sent_count() const {
+        return sent;
+    }
     // The characters of the new loads, in order. The cable passes them on and clears them.
     std::vector<character> loaded;
 
@@ -79,7 +88,7 @@ public:
         return drain_time() <= now;
     }
 
-    // The next load, or the end of the last stop bit.
+    // The next load, or the end of the last stop bit; now if characters wait for the cable.
     int64_t next_event_time() const;
 
 private:
@@ -97,6 +106,8 @@ private:
     std::optional<uint8_t> urgent;
     size_t load_bytes = 0; // at the front of the queue, now in the FIFO
     unsigned holds = 0;
+    bool is_breaking = false;
+    int sent = 0;
     int64_t ready_since = 0;   // when something to send last came
     int64_t fifo_empty_at = 0; // the last loaded byte moves to the shift register
     int64_t idle_at = 0;       // its last stop bit ends

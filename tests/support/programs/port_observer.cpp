@@ -184,6 +184,19 @@ void observe_closing(int one, int two) {
     (void)close(again);
 }
 
+// The last close waits for the output, also with O_NONBLOCK; that of a copy does not.
+void observe_last_close(int one) {
+    const int two = open_port("/dev/sp2");
+    set_raw(one, B9600);
+    set_raw(two, B9600);
+    write_text(one, std::string(96, 'x'));
+    const int copy = dup(one);
+    const long of_copy = centiseconds([&] { (void)close(copy); });
+    const long of_last = centiseconds([&] { (void)close(one); });
+    printf("close of a copy, of the last: %ld %ld %zu\n", of_copy, of_last,
+           read_all(two, 50).size());
+}
+
 // What is ready of a pipe and a port, after a byte into those of them that are named.
 void observe_poll(const char *fact, const int (&pipe_ends)[2], int one, int two) {
     pollfd both[] = {{pipe_ends[0], POLLIN, 0}, {two, POLLIN, 0}};
@@ -261,6 +274,13 @@ void observe_signals(int one, int two) {
     prepare_signal(nothing, false);
     show_result("tcdrain, interrupted", tcdrain(one));
     (void)tcflush(one, TCOFLUSH);
+    set_blocking(one, false);
+    write_text(one, std::string(4000, 'x')); // 4 s
+    prepare_signal(nothing, false);
+    ssize_t result = 0;
+    const long duration = centiseconds([&] { result = close(one); });
+    show_result("close, interrupted", result);
+    printf("after the signal, before the output has left: %d %d\n", duration >= 3, duration < 300);
 }
 
 void observe_waits() {
@@ -286,5 +306,6 @@ int main(int argc, char **) {
     observe_queue(one, two);
     observe_input(one, two);
     observe_closing(one, two);
+    observe_last_close(one);
     return 0;
 }
