@@ -52,8 +52,7 @@ bool open_nodes(const device_set &devices) {
 bool set_up(board &built, const machine_paths &paths) {
     if (built.settings.own_time)
         start_own_time(built.settings);
-    else
-        raise_priority();
+    raise_priority();
     built.devices.find<network_interface>()->bring_up(); // every board has one
     if (!build_root(paths.own_program))
         return false;

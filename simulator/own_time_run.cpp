@@ -21,9 +21,7 @@ namespace simulator {
 
 namespace {
 
-// The program and the board share one processor, which makes a stopped call much cheaper. They have
-// the same priority: the program then goes on as soon as its call is answered, and the board, which
-// has not begun to wait for the next call, need not be woken for it.
+// The program and the board share one processor, which makes a stopped call much cheaper.
 void share_one_processor() {
     cpu_set_t one;
     CPU_ZERO(&one);
