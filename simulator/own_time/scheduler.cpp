@@ -73,7 +73,9 @@ void scheduler::add_program(pid_t id, int listener) {
 }
 
 void scheduler::step() {
-    if (has_signal || timers.has_sent)
+    if (timers.has_sent)
+        note_signal();
+    if (has_signal)
         look_for_signals();
     if (queue.empty()) {
         advance();

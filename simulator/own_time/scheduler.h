@@ -85,10 +85,9 @@ struct scheduler final : event_source, response_keeper {
     void add_program(pid_t id, int listener);
     // One step: a thread has its turn, or the clock moves.
     void step();
-    // Somebody but a thread has sent a signal to one.
-    void note_signal() {
-        has_signal = true;
-    }
+    // Somebody but a thread has sent a signal to one. Waits for the end of those that it has
+    // killed: ending takes the machine's time, and the board's own clock must not jump meanwhile.
+    void note_signal();
     // Sleeping calls and timers that the board does not model, and how often each was seen.
     const std::map<std::string, int> &unknown_sleeps() const {
         return unknown;

@@ -206,6 +206,12 @@ void scheduler::drop_gone() {
     std::erase_if(delayed, [&](const auto &each) { return is_gone(each.second); });
 }
 
+void scheduler::note_signal() {
+    has_signal = true;
+    look_at_left();
+    bury_killed();
+}
+
 void scheduler::bury_killed() {
     std::vector<process *> killed;
     for (const auto &[id, each] : processes.threads) {

@@ -231,6 +231,23 @@ TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_
     unlink(calls.c_str());
 }
 
+// Ending takes the machine's time, in which the five seconds of the board's own could pass.
+TEST(OwnTime, stands_still_while_a_program_that_the_end_of_the_run_has_killed_is_ending) {
+    board_run run = board_run::program(in_own_time({"--for", "1"}), {"sleep", "9"});
+    EXPECT_EQ(run.finish(), 128 + SIGTERM) << run.errors;
+}
+
+// Five runs: without the wait some of them end with the right time.
+TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_ending) {
+    for (int i = 0; i < 5; i++) {
+        board_run run =
+            board_run::program(in_own_time({"--for", "3"}), {"perl", "-e", "alarm 2; sleep 100"});
+        EXPECT_EQ(run.finish(), 128 + SIGALRM) << run.errors;
+        ASSERT_FALSE(run.log.empty());
+        EXPECT_EQ(run.log.back().time_ms, 2000);
+    }
+}
+
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
     board_run run = board_run::program(in_own_time({"--start", "2030-02-03 04:05:06"}),
                                        {"/bin/sh", "-c", "sleep 3600; date +%F.%T"});
