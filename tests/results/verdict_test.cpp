@@ -220,6 +220,14 @@ const verdict_case CASES[] = {
      at(5, "eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
      SOMETHING_IS_WRONG,
      {"STALLED    eeprom spi"}},
+    {"an eeprom whose pass ends before it begins",
+     at(5, "a eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
+     SOMETHING_IS_WRONG,
+     {"STALLED    eeprom spi"}},
+    {"an eeprom whose pass takes more than a second",
+     at(5, "an eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
+     SOMETHING_IS_WRONG,
+     {"STALLED    eeprom spi"}},
 };
 
 TEST(Verdict, each_log_gets_its_verdict) {

@@ -63,8 +63,8 @@ message_kind kind_of(std::string_view message) {
     case 'e':
     case 'a':
         return complaint_if(message.starts_with("eeprom too long ") ||
-                            message.starts_with("a too long ") ||
-                            message.starts_with("an too long "));
+                            message.starts_with("a eeprom too long ") ||
+                            message.starts_with("an eeprom too long "));
     case '[':
         return complaint_if(message.ends_with(']') && is_bracketed(message, 2));
     case ' ':
