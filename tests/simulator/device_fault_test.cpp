@@ -109,12 +109,15 @@ TEST(Devices, a_protected_led_shows_its_state_and_takes_no_other) {
               "Read-only file system\n 00\n");
 }
 
+// In the machine's time the board may see an opening late, and count two as one.
 TEST(Devices, memories_fail_at_the_openings_that_are_named) {
     const std::string read_four = "for i in 1 2 3 4; do head -c3 /dev/eeprom | od -An -tx1; "
                                   "sleep 0.2; done";
-    EXPECT_EQ(output_of({"--eeprom", "good", "--fault", "fail:eeprom:3"}, read_four),
+    EXPECT_EQ(output_of({"--clock", "virtual", "--eeprom", "good", "--fault", "fail:eeprom:3"},
+                        read_four),
               " a5 a5 a5\n a5 a5 a5\n a5 a5 a5\n");
-    EXPECT_EQ(output_of({"--eeprom", "good", "--fault", "weak:eeprom:1.8"}, read_four),
+    EXPECT_EQ(output_of({"--clock", "virtual", "--eeprom", "good", "--fault", "weak:eeprom:1.8"},
+                        read_four),
               " a5 a5 a5\n a5 25 a5\n a5 a5 a5\n a5 25 a5\n");
     EXPECT_EQ(output_of({"--eeprom", "good", "--fault", "slow:eeprom:300"},
                         "timeout 0.2 head -c1 /dev/eeprom; echo $?"),
