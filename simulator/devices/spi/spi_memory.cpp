@@ -15,6 +15,9 @@ namespace {
 
 constexpr const char *KEY_PART = "datakey"; // the key's name in faults
 constexpr size_t EVENT_BYTES = 4096;
+// The kernel reports a close shortly before it is complete: longer than any takes.
+constexpr int64_t HOLD_AGAIN_US = 1000;
+constexpr int HOLD_TRIES = 5;
 
 // Each memory has its own signal, which reports an opening of its file.
 int next_signal() {
@@ -71,8 +74,10 @@ void spi_memory::ready(const pollfd &event) {
     while (read(closings.get(), events.data(), events.size()) > 0) {
     }
     put(present_contents());
+    // In the board's own time the close is complete when the board looks.
+    hold_tries_left = has_own_clock() ? 1 : HOLD_TRIES;
     if (opening_due_us == NEVER)
-        (void)hold();
+        hold_soon();
 }
 
 void spi_memory::begin_opening() {
@@ -97,6 +102,11 @@ void spi_memory::finish_opening() {
 bool spi_memory::hold() {
     return fcntl(node.get(), F_SETSIG, opening_signal) == 0 &&
            fcntl(node.get(), F_SETLEASE, F_WRLCK) == 0;
+}
+
+void spi_memory::hold_soon() {
+    hold_tries_left--;
+    hold_due_us = !hold() && hold_tries_left > 0 ? now_us() + HOLD_AGAIN_US : NEVER;
 }
 
 const std::vector<uint8_t> &spi_memory::present_contents() const {
@@ -127,7 +137,7 @@ void spi_memory::put(const std::vector<uint8_t> &wanted) {
 }
 
 int64_t spi_memory::wake_time_us() const {
-    return std::min(opening_due_us, absence.next_look_us());
+    return std::min({opening_due_us, hold_due_us, absence.next_look_us()});
 }
 
 void spi_memory::wake(int64_t time_us) {
@@ -135,6 +145,8 @@ void spi_memory::wake(int64_t time_us) {
         put(present_contents());
     if (opening_due_us <= time_us)
         finish_opening();
+    if (hold_due_us <= time_us)
+        hold_soon();
 }
 
 void spi_memory::list_targets(std::string_view thing, std::set<std::string> &targets) const {

@@ -45,6 +45,7 @@ private:
     void begin_opening();
     void finish_opening();
     bool hold();
+    void hold_soon();
     void put(const std::vector<uint8_t> &wanted);
     const std::vector<uint8_t> &present_contents() const;
     std::vector<uint8_t> contents_this_time() const;
@@ -58,6 +59,8 @@ private:
     int opening_signal = 0;
     uint32_t openings = 0;
     int64_t opening_due_us = NEVER; // an opening waits until then
+    int64_t hold_due_us = NEVER;    // the next try to hold the file
+    int hold_tries_left = 0;
 };
 
 } // namespace simulator
