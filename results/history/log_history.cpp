@@ -3,6 +3,28 @@
 #include "results/history/run_choice.h"
 #include "results/reading/rows/row_reader.h"
 
+namespace {
+
+// rsyslog can send a line twice, the second time late, with the time that it had.
+bool is_repeated(const board_history &board, const parsed_line &line) {
+    const run_history *run = board.last_run();
+    return run != nullptr && line.time_ms != NO_TIME && line.time_ms <= run->last_ms &&
+           line.time_ms >= run->first_ms;
+}
+
+// A list has the same lines as the one before, if nothing is lost.
+bool read_item(const board_history &board, std::string_view line, TestRecord &record) {
+    const run_history *run = board.last_run();
+    const size_t index = board.list != nullptr ? board.list->records.size() : 0;
+    if (run == nullptr || index >= run->records.size())
+        return read_results_line(line, record);
+    const record_history &before = run->records[index];
+    return read_next_line(line, before.start, *before.layout, before.newest, record) ||
+           read_results_line(line, record);
+}
+
+} // namespace
+
 board_history &log_history::board_of(const parsed_line &line) {
     if (last_board != nullptr && last_board->ident == line.ident && last_board->host == line.host)
         return *last_board;
@@ -32,13 +54,6 @@ void log_history::open(board_history &board, const parsed_line &line, bool has_s
     board.list->is_damaged = false;
 }
 
-// rsyslog can send a line twice, the second time late, with the time that it had.
-bool is_repeated(const board_history &board, const parsed_line &line) {
-    const run_history *run = board.last_run();
-    return run != nullptr && line.time_ms != NO_TIME && line.time_ms <= run->last_ms &&
-           line.time_ms >= run->first_ms;
-}
-
 void log_history::begin_list(board_history &board, const parsed_line &line) {
     board.was_interrupted = false;
     if (board.list != nullptr) {
@@ -47,17 +62,6 @@ void log_history::begin_list(board_history &board, const parsed_line &line) {
         close_list(board, false);
     }
     open(board, line, true);
-}
-
-// A list has the same lines as the one before, if nothing is lost.
-bool read_item(const board_history &board, std::string_view line, TestRecord &record) {
-    const run_history *run = board.last_run();
-    const size_t index = board.list != nullptr ? board.list->records.size() : 0;
-    if (run == nullptr || index >= run->records.size())
-        return read_results_line(line, record);
-    const record_history &before = run->records[index];
-    return read_next_line(line, before.start, *before.layout, before.newest, record) ||
-           read_results_line(line, record);
 }
 
 void log_history::take_item(board_history &board, const parsed_line &line) {

@@ -161,7 +161,7 @@ bool hesitates_again(run_history &run, const open_list &list) {
     const int64_t before_ms = run.pauses.interval_ms;
     const int64_t pause_ms = run.pauses.last_ms == NO_TIME ? NO_TIME : now_ms - run.pauses.last_ms;
     run.pauses = {now_ms, pause_ms};
-    // Where it is at a stand, one such interval follows another.
+    // In a run that makes no progress one such interval follows another.
     return before_ms != NO_TIME && pause_ms > interval_ms &&
            std::abs(pause_ms - before_ms) <= SAME_MS;
 }

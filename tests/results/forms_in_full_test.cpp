@@ -3,7 +3,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 
-#include "results/output/series.h"
 #include "tests/support/log_text.h"
 
 namespace {
@@ -46,21 +45,11 @@ TEST(FormsInFull, have_every_fact_of_a_log_in_its_place) {
 }
 
 TEST(FormsInFull, rows_and_page_have_every_list) {
-    log_history history;
-    std::ostringstream cells;
-    series_keeper series;
-    const auto rows = csv_rows(cells);
-    history.observers = {rows.get(), &series};
-    read_text(history, log_of_two_boards());
-    std::string lines = cells.str();
-    std::erase(lines, '\r');
-    expect_form("rows.csv", lines);
-    std::ostringstream page;
-    const judge_rules rules = rules_of_two_boards();
-    write_report(*page_report(page, series), history, rules, judge_all(history, rules));
-    const std::string text = page.str();
-    const size_t begin = text.find("<body>");
-    expect_form("page.html", text.substr(begin, text.find("<p class=\"hint\">") - begin));
+    auto [rows, page] = forms_of(log_of_two_boards(), rules_of_two_boards());
+    std::erase(rows, '\r');
+    expect_form("rows.csv", rows);
+    const size_t begin = page.find("<body>");
+    expect_form("page.html", page.substr(begin, page.find("<p class=\"hint\">") - begin));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include "results/history/log_reader.h"
 #include "results/output/report.h"
+#include "results/output/series.h"
 
 class text_source : public byte_source {
 public:
@@ -49,6 +50,24 @@ inline outcome judge_text(std::string_view text, const judge_rules &rules = {},
     std::ostringstream out;
     write_report(form != nullptr ? *form(out) : *table_report(out, false), history, rules, all);
     return {exit_code_of(all), out.str(), all};
+}
+
+// The forms that have every list: the rows of --format csv, and the page.
+struct list_forms {
+    std::string rows;
+    std::string page;
+};
+
+inline list_forms forms_of(std::string_view text, const judge_rules &rules = {}) {
+    log_history history;
+    std::ostringstream rows;
+    std::ostringstream page;
+    series_keeper series;
+    const auto observer = csv_rows(rows);
+    history.observers = {observer.get(), &series};
+    read_text(history, text);
+    write_report(*page_report(page, series), history, rules, judge_all(history, rules));
+    return {rows.str(), page.str()};
 }
 
 // The rules of --expect.
