@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <csignal>
 #include <poll.h>
-#include <sched.h>
 #include <sys/syscall.h>
 #include <utility>
 
@@ -179,7 +178,7 @@ void scheduler::bury(process &ended) {
     while (poll(&look, 1, -1) < 0) { // the board's own tick interrupts it
     }
     while (ignores_children(ended.parent) && kill(ended.id, 0) == 0)
-        (void)sched_yield(); // the kernel is reaping it
+        (void)poll(nullptr, 0, 1); // the kernel is reaping it, at a lower priority than the board's
     processes.remember_end(ended);
     timers.forget(ended.id);
     calls.note_changed_descriptors();
