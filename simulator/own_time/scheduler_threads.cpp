@@ -15,6 +15,12 @@ namespace {
 
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
+// Lets a thread run that is ending. Its priority is lower than the board's: sched_yield(2) is not
+// enough.
+void give_way() {
+    (void)poll(nullptr, 0, 1);
+}
+
 } // namespace
 
 // Waiting until threads are stopped again.
@@ -168,7 +174,7 @@ void scheduler::end(thread &of) {
         return;
     }
     while (state_of_task(of.id) != task_state::gone)
-        (void)sched_yield();
+        give_way();
     of.now = thread::state::gone;
     processes.changes++;
 }
@@ -178,7 +184,7 @@ void scheduler::bury(process &ended) {
     while (poll(&look, 1, -1) < 0) { // the board's own tick interrupts it
     }
     while (ignores_children(ended.parent) && kill(ended.id, 0) == 0)
-        (void)poll(nullptr, 0, 1); // the kernel is reaping it, at a lower priority than the board's
+        give_way(); // the kernel is reaping it
     processes.remember_end(ended);
     timers.forget(ended.id);
     calls.note_changed_descriptors();
