@@ -6,11 +6,9 @@ devices, the next preset is built at a lower priority.
 """
 import concurrent.futures
 import dataclasses
-import json
 import os
 import pathlib
 import re
-import shlex
 import subprocess
 import sys
 import time
@@ -18,8 +16,9 @@ import xml.etree.ElementTree
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 TESTED_PRESETS = ('host', 'sanitize', 'powerpc')  # powerpc runs on the board that host builds
-TIDY_FILES = r'/(runtime|supervisor|serial|fio|storage|panel|ctl)/.*\.cpp$'  # what goes onto a board
-TIDY_TARGETS = r'/(stress|ctl|hk_stress|hk_ctl)\.dir/'  # where these are compiled
+TIDY_PRESET = 'sanitize'  # clang compiles it
+# What goes onto a board: the sources, and the files of a unity build that include them.
+TIDY_FILES = r'/(runtime|supervisor|serial|fio|storage|panel|ctl)/.*\.cpp$|/(stress|ctl|hk_stress|hk_ctl)\.dir/'
 SLOW_SECONDS = 5
 PROCESSORS = len(os.sched_getaffinity(0))
 LOWER = ('nice', '-n10')
@@ -101,28 +100,9 @@ def read_case(element):
     return Case(name, 'failed', seconds, why + printed)
 
 
-def check_second_compiler():
-    """A case for each piece of a unity build that clang-tidy does not read: clang has no warning for it."""
-    configured = case_of_commands('clang', ['cmake', '--preset', 'clang'],
-                                  ['cmake', '--preset', 'clang', '-B', 'build/clang_unity', UNITY])
-    if configured.outcome == 'failed':
-        return [configured]
-    entries = json.loads((TOP / 'build/clang_unity/compile_commands.json').read_text())
-    with concurrent.futures.ThreadPoolExecutor(PROCESSORS) as pool:
-        return list(pool.map(check_syntax, (entry for entry in entries
-                                            if not re.search(TIDY_TARGETS, entry['command']))))
-
-
-def check_syntax(entry):
-    command = shlex.split(entry['command'])
-    place = command.index('-o')
-    del command[place:place + 2]
-    return case_of_commands(os.path.relpath(entry['file'], TOP), [*LOWER, *command, '-fsyntax-only'])
-
-
 def run_clang_tidy():
     return [case_of_commands('clang-tidy', [*LOWER, 'run-clang-tidy', '-quiet', '-j', str(PROCESSORS),
-                                            '-p', 'build/clang', TIDY_FILES])]
+                                            '-p', f'build/{TIDY_PRESET}', TIDY_FILES])]
 
 
 def row_of(step, run):
@@ -132,19 +112,18 @@ def row_of(step, run):
 
 
 def check_presets(presets, test_options, read_the_code):
-    """Rows of the presets, each as soon as it is complete, and then of the readers of the code."""
+    """Rows of the presets, each as soon as it is complete, and then of clang-tidy."""
     with concurrent.futures.ThreadPoolExecutor(1) as builder:
         builds = [builder.submit(build, presets[0], priority=()),
                   *(builder.submit(build, preset) for preset in presets[1:])]
-        readers = [builder.submit(row_of, 'clang', check_second_compiler),
-                   builder.submit(row_of, 'clang-tidy', run_clang_tidy)] if read_the_code else []
+        reader = builder.submit(row_of, 'clang-tidy', run_clang_tidy) if read_the_code else None
         for preset, built in zip(presets, builds):
             cases = [built.result()]
             start = time.monotonic()
             if cases[0].outcome == 'passed':
                 cases += run_tests(preset, test_options)
             yield Row(preset, cases, cases[0].seconds + time.monotonic() - start)
-        for reader in readers:
+        if reader:
             yield reader.result()
 
 

@@ -139,19 +139,19 @@ std::vector<std::string> CallTrace::trace_of(const std::function<void()> &work) 
 }
 
 void CallTrace::stop_it() {
-    for (const size_t index : {1, 2}) {
+    for (const size_t index : {1U, 2U}) {
         set_shared_word(status_table->records[index].pid, PID_STOP);
         set_shared_word(status_table->records[index].hold, HOLD_REQUESTED);
     }
 }
 
 void CallTrace::hold_it() {
-    for (const size_t index : {1, 2})
+    for (const size_t index : {1U, 2U})
         set_shared_word(status_table->records[index].hold, HOLD_REQUESTED);
 }
 
 void CallTrace::release_it() {
-    for (const size_t index : {1, 2})
+    for (const size_t index : {1U, 2U})
         set_shared_word(status_table->records[index].hold, HOLD_NONE);
 }
 

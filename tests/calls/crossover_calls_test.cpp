@@ -172,7 +172,7 @@ TEST_F(CrossoverCalls, count_runs_of_silence_and_samples_by_direction) {
         (void)run(start, {{"write sp2", c.hold_turn, hold_it},
                           {"nap 50000", 1, release_it},
                           {"write sp2", c.stop_turn, stop_it}});
-        for (const size_t index : {0, 1}) {
+        for (const size_t index : {0U, 1U}) {
             EXPECT_EQ(record(static_cast<int>(index) + 1).errors2, c.errors2[index]) << index;
             EXPECT_EQ(record(static_cast<int>(index) + 1).hist_next, c.hist_next[index]) << index;
         }

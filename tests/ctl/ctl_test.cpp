@@ -216,7 +216,7 @@ TEST(Frame, fits_every_size_and_shows_the_selected_record) {
 }
 
 TEST(Text, of_any_length_is_whole) {
-    for (const size_t length : {0, 1023, 1024, 5000}) {
+    for (const size_t length : {0U, 1023U, 1024U, 5000U}) {
         const std::string given(length, 'x');
         EXPECT_EQ(text_of("%s-%d", given.c_str(), 7), given + "-7");
     }

@@ -24,7 +24,8 @@ struct spi_bench : testing::Test {
         return selection.shift(sent, &module, CLOCK_HZ);
     }
     static bool has_identity(const spi_bytes &received) {
-        return !std::ranges::search(received, IDENTITY).empty();
+        return std::search(received.begin(), received.end(), IDENTITY.begin(), IDENTITY.end()) !=
+               received.end();
     }
     bool replies_with(const char *text) {
         std::vector<fault> rows;
