@@ -91,6 +91,9 @@ public:
     outcome read(int64_t now, read_call &call);
     outcome write(int64_t now, write_call &call);
     outcome request(int64_t now, request_call &call);
+    // A signal ends a waiting request, and with it the break of tcsendbreak(3). Returns true if the
+    // kernel makes the call again for a handler with SA_RESTART, false if it always returns EINTR.
+    bool interrupt_request(int64_t now, const request_call &call);
     short poll(int64_t now); // events, see poll(2)
 
     // Changes whenever a waiting call may have become due.

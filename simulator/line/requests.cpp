@@ -19,7 +19,8 @@ struct port_requests {
     static outcome flush(port &asked, int64_t now, request_call &call);
     static outcome control_flow(port &asked, int64_t now, request_call &call);
     static outcome send_break(port &asked, int64_t now, request_call &call);
-    static outcome switch_break(port &asked, int64_t now, request_call &call);
+    static outcome begin_break(port &asked, int64_t now, request_call &call);
+    static outcome end_break(port &asked, int64_t now, request_call &call);
     static outcome get_lines(port &asked, int64_t now, request_call &call);
     static outcome set_lines(port &asked, int64_t now, request_call &call);
     static outcome count_input(port &asked, int64_t now, request_call &call);
@@ -62,8 +63,8 @@ constexpr known_request REQUESTS[] = {
     {{TCXONC, "TCXONC", 0, false, false}, port_requests::control_flow},
     {{TCSBRK, "TCSBRK", 0, false, false}, port_requests::send_break},
     {{TCSBRKP, "TCSBRKP", 0, false, false}, port_requests::send_break},
-    {{TIOCSBRK, "TIOCSBRK", 0, false, false}, port_requests::switch_break},
-    {{TIOCCBRK, "TIOCCBRK", 0, false, false}, port_requests::switch_break},
+    {{TIOCSBRK, "TIOCSBRK", 0, false, false}, port_requests::begin_break},
+    {{TIOCCBRK, "TIOCCBRK", 0, false, false}, port_requests::end_break},
     {{TIOCMGET, "TIOCMGET", INT_BYTES, false, true}, port_requests::get_lines},
     {{TIOCMSET, "TIOCMSET", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIS, "TIOCMBIS", INT_BYTES, true, false}, port_requests::set_lines},
@@ -111,6 +112,14 @@ outcome port::request(int64_t now, request_call &call) {
     const outcome answer = known->handler(*this, now, call);
     advance_cable(now);
     return answer;
+}
+
+bool port::interrupt_request(int64_t now, const request_call &call) {
+    advance_cable(now);
+    if (call.break_end != NEVER)
+        end_break(now);
+    advance_cable(now);
+    return !is_one_of(call.number, {TCSBRK, TCSBRKP, TIOCSBRK});
 }
 
 outcome port_requests::wait_for_drain(port &asked, int64_t now) {
@@ -165,29 +174,34 @@ outcome port_requests::control_flow(port &asked, int64_t now, request_call &call
     }
 }
 
-// All three wait for the output. TCSBRK with a value is only tcdrain(3); TCSBRKP counts in tenths
-// of a second. The others hold the line low and return when it is high again.
+// As tty_ioctl of the kernel's drivers/tty/tty_io.c: all but TIOCCBRK first wait for the output.
+// TCSBRK with a value is then over (tcdrain(3)); TCSBRKP counts in tenths of a second. Both hold
+// the line low and return when it is high again.
 outcome port_requests::send_break(port &asked, int64_t now, request_call &call) {
     if (call.break_end == NEVER) {
         const outcome drain = wait_for_drain(asked, now);
         if (drain.is_waiting || (call.number == TCSBRK && call.value != 0))
             return drain;
         const auto tenths = static_cast<int64_t>(call.value);
-        const int64_t duration = tenths > 0 ? tenths * SECOND / 10 : BREAK;
-        call.break_end = now + duration;
-        asked.output.send_break(now, duration);
+        call.break_end = now + (tenths > 0 ? tenths * SECOND / 10 : BREAK);
+        asked.begin_break(now);
     }
     if (now < call.break_end)
         return {.is_waiting = true, .until = call.break_end};
+    asked.end_break(now);
     return {};
 }
 
-// TIOCSBRK does not wait; a break that never ends lasts until the last close.
-outcome port_requests::switch_break(port &asked, int64_t now, request_call &call) {
-    if (call.number == TIOCSBRK)
-        asked.output.begin_break(now);
-    else
-        asked.end_break(now);
+// A break that is not ended lasts until the last close.
+outcome port_requests::begin_break(port &asked, int64_t now, request_call &) {
+    const outcome drain = wait_for_drain(asked, now);
+    if (!drain.is_waiting)
+        asked.begin_break(now);
+    return drain;
+}
+
+outcome port_requests::end_break(port &asked, int64_t now, request_call &) {
+    asked.end_break(now);
     return {};
 }
 

@@ -168,6 +168,13 @@ struct request_of_port final : port_call {
             return verdict::done(-EFAULT);
         return verdict_of(outcome);
     }
+    verdict interrupt() override {
+        const bool is_restarted = port.model.interrupt_request(line_now(), call);
+        return verdict::done(is_restarted ? -RESTARTED_OR_EINTR : -EINTR);
+    }
+    void abandon() override {
+        (void)port.model.interrupt_request(line_now(), call);
+    }
 
 private:
     const line::request_shape *shape;
