@@ -10,8 +10,7 @@ namespace simulator::line {
 
 namespace {
 
-constexpr int64_t CLOSING_WAIT = 30 * SECOND; // the kernel's default closing_wait
-constexpr size_t FRAMES_KEPT = 64;            // received and unread; more are lost
+constexpr size_t FRAMES_KEPT = 64; // received and unread; more are lost
 
 } // namespace
 
@@ -42,10 +41,11 @@ void port::close(int64_t now) {
     advance_cable(now);
     if (--open_count > 0)
         return;
-    closing_until = now + CLOSING_WAIT;
-    if (output.is_held(HELD_BY_XOFF) || output.is_held(HELD_BY_CALL))
-        flush_output(); // the driver does not wait for a stopped line
-    if (drain_time() <= now || is_hung_up)
+    is_draining = true;
+    closing_until = closing_time(now);
+    if (output.is_held(HELD_BY_CALL))
+        flush_output(); // the driver does not wait for it, but it does for XON and CTS
+    if (drain_time() <= now || closing_wait == 0 || is_hung_up)
         finish_close(now);
     advance_cable(now);
 }
@@ -58,6 +58,7 @@ void port::end_close(int64_t now) {
 }
 
 void port::finish_close(int64_t now) {
+    is_draining = false;
     closing_until = NEVER;
     end_break(now);
     is_hung_up = is_gone;

@@ -71,15 +71,20 @@ public:
     // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier. Every open waits
     // while the last close still sends output. EIO if the port is gone.
     outcome open(int64_t now, open_call &call);
-    // Call it also for an interrupted open that `is_counted`. The last close waits up to 30 s for
-    // the output to leave, unless flow control has stopped it. Then it lowers DTR and RTS (HUPCL)
-    // and drops the unread input. Settings stay. close(2) waits while `is_closing`.
+    // Call it also for an interrupted open that `is_counted`. The last close waits for the output
+    // to leave, for at most the closing_wait of the driver, unless tcflow(3) has stopped it. Then
+    // it lowers DTR and RTS (HUPCL) and drops the unread input. Settings stay. close(2) waits while
+    // `is_closing`.
     void close(int64_t now);
+    // The end of the wait if the last close is now.
+    int64_t closing_time(int64_t now) const {
+        return closing_wait == NEVER ? NEVER : now + closing_wait;
+    }
     bool is_open() const {
         return open_count > 0;
     }
     bool is_closing() const {
-        return closing_until != NEVER;
+        return is_draining;
     }
     // Ends the last close now: what has not left the queue is lost.
     void end_close(int64_t now);
@@ -159,6 +164,8 @@ private:
         int dcd = 0;
     } changes_seen; // of the inputs, while the port is open
     int open_count = 0;
+    int64_t closing_wait = 30 * SECOND; // the kernel's default; NEVER: without an end
+    bool is_draining = false;           // the last close waits
     int64_t closing_until = NEVER;
     bool is_throttled = false;
     bool is_hung_up = false;
