@@ -134,11 +134,17 @@ void port::throttle(int64_t now) {
         return;
     is_throttled = wanted;
     if ((settings.c_iflag & IXOFF) != 0)
-        output.put_first(now, settings.c_cc[wanted ? VSTOP : VSTART]);
+        send_flow_control(now, wanted ? VSTOP : VSTART);
     if ((settings.c_cflag & CRTSCTS) != 0 && wanted)
         lower_lines(TIOCM_RTS);
     else if ((settings.c_cflag & CRTSCTS) != 0)
         raise_lines(TIOCM_RTS);
+}
+
+// A character that is disabled is not sent.
+void port::send_flow_control(int64_t now, int character) {
+    if (settings.c_cc[character] != 0)
+        output.put_first(now, settings.c_cc[character]);
 }
 
 // Settings.
@@ -203,8 +209,8 @@ int64_t port::drain_time() const {
     return std::max(output.drain_time(), frames.drain_time());
 }
 
-void port::flush_input(int64_t now) {
-    tty.flush_input(now);
+void port::flush_input(int64_t now, bool with_flip_buffers) {
+    tty.flush_input(now, with_flip_buffers);
     received_frames.clear();
     throttle(now);
 }

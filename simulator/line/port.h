@@ -50,6 +50,13 @@ struct write_call {
     bool is_waiting = false;
 };
 
+// How often modem lines have changed while the port was open.
+struct line_changes {
+    int cts = 0;
+    int dsr = 0;
+    int dcd = 0;
+};
+
 // See requests.h for the numbers and the sizes of the arguments.
 struct request_call {
     uint32_t number;
@@ -57,6 +64,7 @@ struct request_call {
     std::span<uint8_t> argument = {}; // what the argument points to, changed in place
     bool is_begun = false;
     int64_t break_end = NEVER;
+    line_changes lines_before = {};
 };
 
 struct port_kind {
@@ -141,7 +149,9 @@ private:
     void hold_for_cts(int64_t now);
     void throttle(int64_t now);
     void take_lines(int64_t now, uint32_t arriving_lines);
-    void flush_input(int64_t now);
+    void send_flow_control(int64_t now, int character);
+    // With the flip buffers, or only what a read would return.
+    void flush_input(int64_t now, bool with_flip_buffers);
     void flush_output();
     void finish_close(int64_t now);
     int64_t drain_time() const;
@@ -158,11 +168,7 @@ private:
 
     uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set
     uint32_t inputs = 0;  // TIOCM_CTS, TIOCM_CAR, TIOCM_DSR as they arrive
-    struct line_changes {
-        int cts = 0;
-        int dsr = 0;
-        int dcd = 0;
-    } changes_seen; // of the inputs, while the port is open
+    line_changes changes_seen;
     int open_count = 0;
     int64_t closing_wait = 30 * SECOND; // the kernel's default; NEVER: without an end
     bool is_draining = false;           // the last close waits

@@ -7,6 +7,7 @@
 #include <asm/termios.h>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace simulator::line {
 
@@ -23,6 +24,9 @@ struct port_requests {
     static outcome end_break(port &asked, int64_t now, request_call &call);
     static outcome get_lines(port &asked, int64_t now, request_call &call);
     static outcome set_lines(port &asked, int64_t now, request_call &call);
+    static outcome wait_for_lines(port &asked, int64_t now, request_call &call);
+    static outcome get_driver_settings(port &asked, int64_t now, request_call &call);
+    static outcome set_driver_settings(port &asked, int64_t now, request_call &call);
     static outcome count_input(port &asked, int64_t now, request_call &call);
     static outcome count_output(port &asked, int64_t now, request_call &call);
     static outcome count_interrupts(port &asked, int64_t now, request_call &call);
@@ -39,10 +43,12 @@ constexpr size_t OLD_BYTES = sizeof(::termios);
 constexpr size_t NEW_BYTES = sizeof(::termios2);
 constexpr size_t INT_BYTES = sizeof(int32_t);
 static_assert(offsetof(::termios2, c_cc) == offsetof(::termios, c_cc) && NEW_BYTES >= OLD_BYTES);
-static_assert(NEW_BYTES <= REQUEST_BYTES);
+static_assert(NEW_BYTES <= REQUEST_BYTES && sizeof(serial_struct) <= REQUEST_BYTES);
 
 constexpr uint32_t OUTPUT_LINES = TIOCM_DTR | TIOCM_RTS | TIOCM_OUT1 | TIOCM_OUT2;
 constexpr int64_t BREAK = 250 * MILLISECOND;
+// The kernel's default, in hundredths of a second: of a port that waits for a carrier.
+constexpr unsigned short CLOSE_DELAY = 50;
 
 struct known_request {
     request_shape shape;
@@ -69,6 +75,11 @@ constexpr known_request REQUESTS[] = {
     {{TIOCMSET, "TIOCMSET", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIS, "TIOCMBIS", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIC, "TIOCMBIC", INT_BYTES, true, false}, port_requests::set_lines},
+    {{TIOCMIWAIT, "TIOCMIWAIT", 0, false, false}, port_requests::wait_for_lines},
+    {{TIOCGSERIAL, "TIOCGSERIAL", sizeof(serial_struct), false, true},
+     port_requests::get_driver_settings},
+    {{TIOCSSERIAL, "TIOCSSERIAL", sizeof(serial_struct), true, false},
+     port_requests::set_driver_settings},
     {{FIONREAD, "FIONREAD", INT_BYTES, false, true}, port_requests::count_input},
     {{TIOCOUTQ, "TIOCOUTQ", INT_BYTES, false, true}, port_requests::count_output},
     {{TIOCGICOUNT, "TIOCGICOUNT", sizeof(serial_icounter_struct), false, true},
@@ -138,7 +149,7 @@ outcome port_requests::set_settings(port &asked, int64_t now, request_call &call
     const bool flushes = is_one_of(call.number, {TCSETSF, TCSETSF2});
     const bool waits = flushes || is_one_of(call.number, {TCSETSW, TCSETSW2});
     if (flushes && !call.is_begun)
-        asked.flush_input(now);
+        asked.flush_input(now, false);
     call.is_begun = true;
     if (const outcome drain = wait_for_drain(asked, now); waits && drain.is_waiting)
         return drain;
@@ -153,21 +164,27 @@ outcome port_requests::flush(port &asked, int64_t now, request_call &call) {
     if (call.value > TCIOFLUSH)
         return {-EINVAL};
     if (call.value != TCOFLUSH)
-        asked.flush_input(now);
+        asked.flush_input(now, true);
     if (call.value != TCIFLUSH)
         asked.flush_output();
     return {};
 }
 
+// TCOON after TCOOFF also lets go what XOFF has stopped; without TCOOFF it does nothing
+// (n_tty_ioctl_helper in drivers/tty/tty_ioctl.c).
 outcome port_requests::control_flow(port &asked, int64_t now, request_call &call) {
     switch (call.value) {
     case TCOOFF:
+        asked.output.hold(now, HELD_BY_CALL, true);
+        return {};
     case TCOON:
-        asked.output.hold(now, HELD_BY_CALL, call.value == TCOOFF);
+        if (asked.output.is_held(HELD_BY_CALL))
+            for (const hold_reason reason : {HELD_BY_CALL, HELD_BY_XOFF})
+                asked.output.hold(now, reason, false);
         return {};
     case TCIOFF:
     case TCION:
-        asked.output.put_first(now, asked.settings.c_cc[call.value == TCIOFF ? VSTOP : VSTART]);
+        asked.send_flow_control(now, call.value == TCIOFF ? VSTOP : VSTART);
         return {};
     default:
         return {-EINVAL};
@@ -219,6 +236,48 @@ outcome port_requests::set_lines(port &asked, int64_t, request_call &call) {
         asked.lower_lines(lines);
     else
         asked.raise_lines(lines);
+    return {};
+}
+
+// uart_wait_modem_status in drivers/tty/serial/serial_core.c: until one of the lines has changed.
+outcome port_requests::wait_for_lines(port &asked, int64_t, request_call &call) {
+    const line_changes now_seen = asked.changes_seen;
+    if (!std::exchange(call.is_begun, true))
+        call.lines_before = now_seen;
+    const line_changes &before = call.lines_before;
+    const auto changed = [&](uint32_t line, int seen_before, int seen) {
+        return (call.value & line) != 0 && seen_before != seen;
+    };
+    const bool is_over = changed(TIOCM_CTS, before.cts, now_seen.cts) ||
+                         changed(TIOCM_DSR, before.dsr, now_seen.dsr) ||
+                         changed(TIOCM_CAR, before.dcd, now_seen.dcd);
+    return {.is_waiting = !is_over};
+}
+
+// In hundredths of a second, see serial_struct in linux/serial.h.
+outcome port_requests::get_driver_settings(port &asked, int64_t, request_call &call) {
+    serial_struct told{};
+    told.type = PORT_16550A;
+    told.xmit_fifo_size = FIFO_BYTES;
+    told.close_delay = CLOSE_DELAY;
+    if (asked.closing_wait == 0)
+        told.closing_wait = ASYNC_CLOSING_WAIT_NONE;
+    else if (asked.closing_wait != NEVER)
+        told.closing_wait = static_cast<unsigned short>(asked.closing_wait / (SECOND / 100));
+    memcpy(call.argument.data(), &told, sizeof told);
+    return {};
+}
+
+// Of all members only closing_wait has an effect here.
+outcome port_requests::set_driver_settings(port &asked, int64_t, request_call &call) {
+    serial_struct wanted{};
+    memcpy(&wanted, call.argument.data(), sizeof wanted);
+    if (wanted.closing_wait == ASYNC_CLOSING_WAIT_NONE)
+        asked.closing_wait = 0;
+    else if (wanted.closing_wait == ASYNC_CLOSING_WAIT_INF)
+        asked.closing_wait = NEVER;
+    else
+        asked.closing_wait = wanted.closing_wait * (SECOND / 100);
     return {};
 }
 

@@ -315,7 +315,7 @@ void observe_signals(int one, int two) {
     set_blocking(one, true);
     prepare_signal(nothing, false);
     show_result("write, interrupted", write(one, std::string(8000, 'x').data(), 8000));
-    prepare_signal(nothing, false);
+    prepare_signal(nothing, true);
     show_result("tcdrain, interrupted", tcdrain(one));
     (void)tcflush(one, TCOFLUSH);
     set_blocking(one, false);
