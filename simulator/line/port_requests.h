@@ -12,6 +12,7 @@ struct port_requests {
     static outcome get_settings(port &asked, int64_t now, request_call &call);
     static outcome set_settings(port &asked, int64_t now, request_call &call);
     static outcome flush(port &asked, int64_t now, request_call &call);
+    static outcome insert_input(port &asked, int64_t now, request_call &call);
     static outcome control_flow(port &asked, int64_t now, request_call &call);
     static outcome send_break(port &asked, int64_t now, request_call &call);
     static outcome begin_break(port &asked, int64_t now, request_call &call);

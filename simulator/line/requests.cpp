@@ -37,6 +37,7 @@ constexpr known_request REQUESTS[] = {
     {{TCSETSW2, "TCSETSW2", NEW_BYTES, true, false}, port_requests::set_settings},
     {{TCSETSF2, "TCSETSF2", NEW_BYTES, true, false}, port_requests::set_settings},
     {{TCFLSH, "TCFLSH", 0, false, false}, port_requests::flush},
+    {{TIOCSTI, "TIOCSTI", 1, true, false}, port_requests::insert_input},
     {{TCXONC, "TCXONC", 0, false, false}, port_requests::control_flow},
     {{TCSBRK, "TCSBRK", 0, false, false}, port_requests::send_break},
     {{TCSBRKP, "TCSBRKP", 0, false, false}, port_requests::send_break},
@@ -132,6 +133,15 @@ outcome port_requests::flush(port &asked, int64_t now, request_call &call) {
         asked.flush_input(now, true);
     if (call.value != TCIFLUSH)
         asked.flush_output();
+    return {};
+}
+
+// A process with CAP_SYS_ADMIN, as the board's are, may do that on any terminal, see ioctl_tty(2).
+outcome port_requests::insert_input(port &asked, int64_t now, request_call &call) {
+    const received_byte inserted = {call.argument[0], character_mark::normal};
+    (void)asked.tty.receive(now, std::span(&inserted, 1)); // lost if the buffers are full
+    asked.throttle(now);
+    asked.change_count++;
     return {};
 }
 

@@ -115,6 +115,11 @@ TEST_F(line_requests, tcioff_and_tcion_send_the_characters_of_the_settings) {
     EXPECT_EQ(read_all(two), "\x13\x11");
 }
 
+TEST_F(line_requests, tiocsti_puts_a_character_into_the_input) {
+    request(one, TIOCSTI, __BYTE_ORDER == __BIG_ENDIAN ? 'a' << 24 : 'a');
+    EXPECT_EQ(read_all(one), "a");
+}
+
 // uart_wait_modem_status in serial_core.c.
 TEST_F(line_requests, tiocmiwait_returns_when_one_of_its_lines_has_changed) {
     request_call dsr{.number = TIOCMIWAIT, .value = TIOCM_DSR};
