@@ -2,23 +2,20 @@
 
 #include <algorithm>
 #include <asm/termios.h>
+#include <utility>
 
 namespace simulator::line {
 
 namespace {
 
 void pass(const character &sent, line_faults &faults, sampler &input) {
-    const bool is_open_break = sent.end == NEVER;
-    passing_character passing{
-        .time = sent.start, .end = is_open_break ? sent.start : sent.end, .data = sent.data};
+    passing_character passing{.time = sent.start, .end = sent.end, .data = sent.data};
     faults.strike(passing);
     character arriving = sent;
     arriving.data = passing.data;
     arriving.low_stop = passing.framing_error;
     if (!passing.lost)
         input.add(arriving);
-    if (is_open_break) // nothing can follow it yet
-        return;
     for (const uint8_t byte : passing.inserted)
         input.add({.start = sent.end, .end = sent.end, .format = sent.format, .data = byte});
 }
@@ -42,9 +39,14 @@ void line_end::change_format(int64_t now, const line_format &wanted) {
         plugged->reload_fifo(now, *this);
 }
 
+void line_end::begin_break(int64_t now) {
+    if (!std::exchange(is_breaking, true) && plugged != nullptr)
+        plugged->pass_break(now, *this);
+}
+
 void line_end::end_break(int64_t now) {
-    if (output.end_break(now) && plugged != nullptr)
-        plugged->raise_wire(now, *this);
+    if (std::exchange(is_breaking, false) && plugged != nullptr)
+        plugged->pass_break(now, *this);
 }
 
 int64_t line_end::cable_event_time() const {
@@ -132,10 +134,13 @@ void cable::apply_faults(int64_t now) {
 }
 
 // A synchronous receiver ignores single characters.
+bool cable::passes_characters(const direction &way) {
+    return way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;
+}
+
 void cable::pass_characters(direction &way) {
     std::vector<character> &loaded = way.from->output.loaded;
-    const bool is_received =
-        way.to != nullptr && !way.to->is_synchronous && !way.from->is_synchronous;
+    const bool is_received = passes_characters(way);
     for (const character &sent : loaded)
         if (is_received)
             pass(sent, *way.faults, way.to->input.wire_end());
@@ -164,10 +169,18 @@ void cable::reload_fifo(int64_t now, line_end &sender) {
             sender.output.reload(now, way.to->input.wire_end().take_back(now));
 }
 
-void cable::raise_wire(int64_t now, const line_end &sender) {
-    for (const direction &way : ways)
-        if (way.from == &sender && way.to != nullptr)
-            way.to->input.wire_end().end_break(now);
+// For the faults a break is one character when it begins.
+void cable::pass_break(int64_t now, const line_end &sender) {
+    for (const direction &way : ways) {
+        if (way.from != &sender || !passes_characters(way))
+            continue;
+        sampler &input = way.to->input.wire_end();
+        passing_character passing{.time = now, .end = now, .data = 0};
+        if (!sender.is_breaking)
+            input.end_break(now);
+        else if (way.faults->strike(passing); !passing.lost)
+            input.begin_break(now);
+    }
 }
 
 } // namespace simulator::line

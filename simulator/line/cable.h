@@ -49,13 +49,16 @@ protected:
     void advance_cable(int64_t now);
     // Sets a new format, also for characters in the FIFO that have not begun.
     void change_format(int64_t now, const line_format &wanted);
-    // Ends a break of the output, see `transmitter::begin_break`.
+    // A break: the wire is low at once and until the end of the break. The chip goes on shifting
+    // characters out meanwhile; those are lost (16550 data sheet, set break control).
+    void begin_break(int64_t now);
     void end_break(int64_t now);
     int64_t cable_event_time() const;
 
 private:
     friend class cable;
     cable *plugged = nullptr;
+    bool is_breaking = false;
 };
 
 class cable {
@@ -87,11 +90,12 @@ private:
     bool has_changed_lines() const;
     void step(int64_t now);
     void apply_faults(int64_t now);
+    static bool passes_characters(const direction &way);
     static void pass_characters(direction &way);
     static void pass_frames(direction &way);
     void update_lines(direction &way) const;
     void reload_fifo(int64_t now, line_end &sender);
-    void raise_wire(int64_t now, const line_end &sender);
+    void pass_break(int64_t now, const line_end &sender);
 
     line_faults no_faults;
     std::vector<direction> ways;

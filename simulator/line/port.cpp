@@ -10,8 +10,7 @@ namespace simulator::line {
 
 namespace {
 
-constexpr int64_t CLOSING_WAIT = 30 * SECOND; // the kernel's default closing_wait
-constexpr size_t FRAMES_KEPT = 64;            // received and unread; more are lost
+constexpr size_t FRAMES_KEPT = 64; // received and unread; more are lost
 
 } // namespace
 
@@ -42,10 +41,11 @@ void port::close(int64_t now) {
     advance_cable(now);
     if (--open_count > 0)
         return;
-    closing_until = now + CLOSING_WAIT;
-    if (output.is_held(HELD_BY_XOFF) || output.is_held(HELD_BY_CALL))
-        flush_output(); // the driver does not wait for a stopped line
-    if (drain_time() <= now || is_hung_up)
+    is_draining = true;
+    closing_until = closing_time(now);
+    if (output.is_held(HELD_BY_CALL))
+        flush_output(); // the driver does not wait for it, but it does for XON and CTS
+    if (drain_time() <= now || closing_wait == 0 || is_hung_up)
         finish_close(now);
     advance_cable(now);
 }
@@ -58,6 +58,7 @@ void port::end_close(int64_t now) {
 }
 
 void port::finish_close(int64_t now) {
+    is_draining = false;
     closing_until = NEVER;
     end_break(now);
     is_hung_up = is_gone;
@@ -133,11 +134,17 @@ void port::throttle(int64_t now) {
         return;
     is_throttled = wanted;
     if ((settings.c_iflag & IXOFF) != 0)
-        output.put_first(now, settings.c_cc[wanted ? VSTOP : VSTART]);
+        send_flow_control(now, wanted ? VSTOP : VSTART);
     if ((settings.c_cflag & CRTSCTS) != 0 && wanted)
         lower_lines(TIOCM_RTS);
     else if ((settings.c_cflag & CRTSCTS) != 0)
         raise_lines(TIOCM_RTS);
+}
+
+// A character that is disabled is not sent.
+void port::send_flow_control(int64_t now, int character) {
+    if (settings.c_cc[character] != 0)
+        output.put_first(now, settings.c_cc[character]);
 }
 
 // Settings.
@@ -202,8 +209,8 @@ int64_t port::drain_time() const {
     return std::max(output.drain_time(), frames.drain_time());
 }
 
-void port::flush_input(int64_t now) {
-    tty.flush_input(now);
+void port::flush_input(int64_t now, bool with_flip_buffers) {
+    tty.flush_input(now, with_flip_buffers);
     received_frames.clear();
     throttle(now);
 }

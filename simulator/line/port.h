@@ -50,6 +50,13 @@ struct write_call {
     bool is_waiting = false;
 };
 
+// How often modem lines have changed while the port was open.
+struct line_changes {
+    int cts = 0;
+    int dsr = 0;
+    int dcd = 0;
+};
+
 // See requests.h for the numbers and the sizes of the arguments.
 struct request_call {
     uint32_t number;
@@ -57,6 +64,7 @@ struct request_call {
     std::span<uint8_t> argument = {}; // what the argument points to, changed in place
     bool is_begun = false;
     int64_t break_end = NEVER;
+    line_changes lines_before = {};
 };
 
 struct port_kind {
@@ -71,15 +79,20 @@ public:
     // Raises DTR and RTS. Without CLOCAL a blocking open waits for the carrier. Every open waits
     // while the last close still sends output. EIO if the port is gone.
     outcome open(int64_t now, open_call &call);
-    // Call it also for an interrupted open that `is_counted`. The last close waits up to 30 s for
-    // the output to leave, unless flow control has stopped it. Then it lowers DTR and RTS (HUPCL)
-    // and drops the unread input. Settings stay. close(2) waits while `is_closing`.
+    // Call it also for an interrupted open that `is_counted`. The last close waits for the output
+    // to leave, for at most the closing_wait of the driver, unless tcflow(3) has stopped it. Then
+    // it lowers DTR and RTS (HUPCL) and drops the unread input. Settings stay. close(2) waits while
+    // `is_closing`.
     void close(int64_t now);
+    // The end of the wait if the last close is now.
+    int64_t closing_time(int64_t now) const {
+        return closing_wait == NEVER ? NEVER : now + closing_wait;
+    }
     bool is_open() const {
         return open_count > 0;
     }
     bool is_closing() const {
-        return closing_until != NEVER;
+        return is_draining;
     }
     // Ends the last close now: what has not left the queue is lost.
     void end_close(int64_t now);
@@ -91,6 +104,9 @@ public:
     outcome read(int64_t now, read_call &call);
     outcome write(int64_t now, write_call &call);
     outcome request(int64_t now, request_call &call);
+    // A signal ends a waiting request, and with it the break of tcsendbreak(3). Returns true if the
+    // kernel makes the call again for a handler with SA_RESTART, false if it always returns EINTR.
+    bool interrupt_request(int64_t now, const request_call &call);
     short poll(int64_t now); // events, see poll(2)
 
     // Changes whenever a waiting call may have become due.
@@ -133,7 +149,9 @@ private:
     void hold_for_cts(int64_t now);
     void throttle(int64_t now);
     void take_lines(int64_t now, uint32_t arriving_lines);
-    void flush_input(int64_t now);
+    void send_flow_control(int64_t now, int character);
+    // With the flip buffers, or only what a read would return.
+    void flush_input(int64_t now, bool with_flip_buffers);
     void flush_output();
     void finish_close(int64_t now);
     int64_t drain_time() const;
@@ -150,12 +168,10 @@ private:
 
     uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set
     uint32_t inputs = 0;  // TIOCM_CTS, TIOCM_CAR, TIOCM_DSR as they arrive
-    struct line_changes {
-        int cts = 0;
-        int dsr = 0;
-        int dcd = 0;
-    } changes_seen; // of the inputs, while the port is open
+    line_changes changes_seen;
     int open_count = 0;
+    int64_t closing_wait = 30 * SECOND; // the kernel's default; NEVER: without an end
+    bool is_draining = false;           // the last close waits
     int64_t closing_until = NEVER;
     bool is_throttled = false;
     bool is_hung_up = false;

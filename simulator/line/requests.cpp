@@ -1,6 +1,6 @@
 #include "simulator/line/requests.h"
 
-#include "simulator/line/port.h"
+#include "simulator/line/port_requests.h"
 
 #include <algorithm>
 #include <asm/ioctls.h>
@@ -10,27 +10,6 @@
 
 namespace simulator::line {
 
-// The handlers, one a request or a family of requests.
-struct port_requests {
-    using handler = outcome (*)(port &, int64_t, request_call &);
-
-    static outcome get_settings(port &asked, int64_t now, request_call &call);
-    static outcome set_settings(port &asked, int64_t now, request_call &call);
-    static outcome flush(port &asked, int64_t now, request_call &call);
-    static outcome control_flow(port &asked, int64_t now, request_call &call);
-    static outcome send_break(port &asked, int64_t now, request_call &call);
-    static outcome switch_break(port &asked, int64_t now, request_call &call);
-    static outcome get_lines(port &asked, int64_t now, request_call &call);
-    static outcome set_lines(port &asked, int64_t now, request_call &call);
-    static outcome count_input(port &asked, int64_t now, request_call &call);
-    static outcome count_output(port &asked, int64_t now, request_call &call);
-    static outcome count_interrupts(port &asked, int64_t now, request_call &call);
-    static outcome set_sync_mode(port &asked, int64_t now, request_call &call);
-
-private:
-    static outcome wait_for_drain(port &asked, int64_t now);
-};
-
 namespace {
 
 // The structures differ only in the speeds at the end.
@@ -38,9 +17,8 @@ constexpr size_t OLD_BYTES = sizeof(::termios);
 constexpr size_t NEW_BYTES = sizeof(::termios2);
 constexpr size_t INT_BYTES = sizeof(int32_t);
 static_assert(offsetof(::termios2, c_cc) == offsetof(::termios, c_cc) && NEW_BYTES >= OLD_BYTES);
-static_assert(NEW_BYTES <= REQUEST_BYTES);
+static_assert(NEW_BYTES <= REQUEST_BYTES && sizeof(serial_struct) <= REQUEST_BYTES);
 
-constexpr uint32_t OUTPUT_LINES = TIOCM_DTR | TIOCM_RTS | TIOCM_OUT1 | TIOCM_OUT2;
 constexpr int64_t BREAK = 250 * MILLISECOND;
 
 struct known_request {
@@ -59,15 +37,21 @@ constexpr known_request REQUESTS[] = {
     {{TCSETSW2, "TCSETSW2", NEW_BYTES, true, false}, port_requests::set_settings},
     {{TCSETSF2, "TCSETSF2", NEW_BYTES, true, false}, port_requests::set_settings},
     {{TCFLSH, "TCFLSH", 0, false, false}, port_requests::flush},
+    {{TIOCSTI, "TIOCSTI", 1, true, false}, port_requests::insert_input},
     {{TCXONC, "TCXONC", 0, false, false}, port_requests::control_flow},
     {{TCSBRK, "TCSBRK", 0, false, false}, port_requests::send_break},
     {{TCSBRKP, "TCSBRKP", 0, false, false}, port_requests::send_break},
-    {{TIOCSBRK, "TIOCSBRK", 0, false, false}, port_requests::switch_break},
-    {{TIOCCBRK, "TIOCCBRK", 0, false, false}, port_requests::switch_break},
+    {{TIOCSBRK, "TIOCSBRK", 0, false, false}, port_requests::begin_break},
+    {{TIOCCBRK, "TIOCCBRK", 0, false, false}, port_requests::end_break},
     {{TIOCMGET, "TIOCMGET", INT_BYTES, false, true}, port_requests::get_lines},
     {{TIOCMSET, "TIOCMSET", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIS, "TIOCMBIS", INT_BYTES, true, false}, port_requests::set_lines},
     {{TIOCMBIC, "TIOCMBIC", INT_BYTES, true, false}, port_requests::set_lines},
+    {{TIOCMIWAIT, "TIOCMIWAIT", 0, false, false}, port_requests::wait_for_lines},
+    {{TIOCGSERIAL, "TIOCGSERIAL", sizeof(serial_struct), false, true},
+     port_requests::get_driver_settings},
+    {{TIOCSSERIAL, "TIOCSSERIAL", sizeof(serial_struct), true, false},
+     port_requests::set_driver_settings},
     {{FIONREAD, "FIONREAD", INT_BYTES, false, true}, port_requests::count_input},
     {{TIOCOUTQ, "TIOCOUTQ", INT_BYTES, false, true}, port_requests::count_output},
     {{TIOCGICOUNT, "TIOCGICOUNT", sizeof(serial_icounter_struct), false, true},
@@ -84,12 +68,6 @@ const known_request *find(uint32_t number) {
 
 bool is_one_of(uint32_t number, std::initializer_list<uint32_t> numbers) {
     return std::ranges::find(numbers, number) != numbers.end();
-}
-
-outcome answer_int(request_call &call, size_t value) {
-    const auto number = static_cast<int32_t>(value);
-    memcpy(call.argument.data(), &number, sizeof number);
-    return {};
 }
 
 } // namespace
@@ -113,6 +91,14 @@ outcome port::request(int64_t now, request_call &call) {
     return answer;
 }
 
+bool port::interrupt_request(int64_t now, const request_call &call) {
+    advance_cable(now);
+    if (call.break_end != NEVER)
+        end_break(now);
+    advance_cable(now);
+    return !is_one_of(call.number, {TCSBRK, TCSBRKP, TIOCSBRK});
+}
+
 outcome port_requests::wait_for_drain(port &asked, int64_t now) {
     const int64_t drained = asked.drain_time();
     return drained <= now ? outcome{} : outcome{.is_waiting = true, .until = drained};
@@ -129,7 +115,7 @@ outcome port_requests::set_settings(port &asked, int64_t now, request_call &call
     const bool flushes = is_one_of(call.number, {TCSETSF, TCSETSF2});
     const bool waits = flushes || is_one_of(call.number, {TCSETSW, TCSETSW2});
     if (flushes && !call.is_begun)
-        asked.flush_input(now);
+        asked.flush_input(now, false);
     call.is_begun = true;
     if (const outcome drain = wait_for_drain(asked, now); waits && drain.is_waiting)
         return drain;
@@ -144,103 +130,70 @@ outcome port_requests::flush(port &asked, int64_t now, request_call &call) {
     if (call.value > TCIOFLUSH)
         return {-EINVAL};
     if (call.value != TCOFLUSH)
-        asked.flush_input(now);
+        asked.flush_input(now, true);
     if (call.value != TCIFLUSH)
         asked.flush_output();
     return {};
 }
 
+// A process with CAP_SYS_ADMIN, as the board's are, may do that on any terminal, see ioctl_tty(2).
+outcome port_requests::insert_input(port &asked, int64_t now, request_call &call) {
+    const received_byte inserted = {call.argument[0], character_mark::normal};
+    (void)asked.tty.receive(now, std::span(&inserted, 1)); // lost if the buffers are full
+    asked.throttle(now);
+    asked.change_count++;
+    return {};
+}
+
+// TCOON after TCOOFF also lets go what XOFF has stopped; without TCOOFF it does nothing
+// (n_tty_ioctl_helper in drivers/tty/tty_ioctl.c).
 outcome port_requests::control_flow(port &asked, int64_t now, request_call &call) {
     switch (call.value) {
     case TCOOFF:
+        asked.output.hold(now, HELD_BY_CALL, true);
+        return {};
     case TCOON:
-        asked.output.hold(now, HELD_BY_CALL, call.value == TCOOFF);
+        if (asked.output.is_held(HELD_BY_CALL))
+            for (const hold_reason reason : {HELD_BY_CALL, HELD_BY_XOFF})
+                asked.output.hold(now, reason, false);
         return {};
     case TCIOFF:
     case TCION:
-        asked.output.put_first(now, asked.settings.c_cc[call.value == TCIOFF ? VSTOP : VSTART]);
+        asked.send_flow_control(now, call.value == TCIOFF ? VSTOP : VSTART);
         return {};
     default:
         return {-EINVAL};
     }
 }
 
-// All three wait for the output. TCSBRK with a value is only tcdrain(3); TCSBRKP counts in tenths
-// of a second. The others hold the line low and return when it is high again.
+// As tty_ioctl of the kernel's drivers/tty/tty_io.c: all but TIOCCBRK first wait for the output.
+// TCSBRK with a value is then over (tcdrain(3)); TCSBRKP counts in tenths of a second. Both hold
+// the line low and return when it is high again.
 outcome port_requests::send_break(port &asked, int64_t now, request_call &call) {
     if (call.break_end == NEVER) {
         const outcome drain = wait_for_drain(asked, now);
         if (drain.is_waiting || (call.number == TCSBRK && call.value != 0))
             return drain;
         const auto tenths = static_cast<int64_t>(call.value);
-        const int64_t duration = tenths > 0 ? tenths * SECOND / 10 : BREAK;
-        call.break_end = now + duration;
-        asked.output.send_break(now, duration);
+        call.break_end = now + (tenths > 0 ? tenths * SECOND / 10 : BREAK);
+        asked.begin_break(now);
     }
     if (now < call.break_end)
         return {.is_waiting = true, .until = call.break_end};
+    asked.end_break(now);
     return {};
 }
 
-// TIOCSBRK does not wait; a break that never ends lasts until the last close.
-outcome port_requests::switch_break(port &asked, int64_t now, request_call &call) {
-    if (call.number == TIOCSBRK)
-        asked.output.begin_break(now);
-    else
-        asked.end_break(now);
-    return {};
+// A break that is not ended lasts until the last close.
+outcome port_requests::begin_break(port &asked, int64_t now, request_call &) {
+    const outcome drain = wait_for_drain(asked, now);
+    if (!drain.is_waiting)
+        asked.begin_break(now);
+    return drain;
 }
 
-outcome port_requests::get_lines(port &asked, int64_t, request_call &call) {
-    return answer_int(call, asked.outputs | asked.inputs);
-}
-
-outcome port_requests::set_lines(port &asked, int64_t, request_call &call) {
-    uint32_t lines = 0;
-    memcpy(&lines, call.argument.data(), sizeof lines);
-    lines &= OUTPUT_LINES;
-    if (call.number == TIOCMSET)
-        asked.lower_lines(OUTPUT_LINES & ~lines);
-    if (call.number == TIOCMBIC)
-        asked.lower_lines(lines);
-    else
-        asked.raise_lines(lines);
-    return {};
-}
-
-outcome port_requests::count_input(port &asked, int64_t, request_call &call) {
-    if (!asked.carries_frames())
-        return answer_int(call, asked.tty.readable());
-    return answer_int(call,
-                      asked.received_frames.empty() ? 0 : asked.received_frames.front().size());
-}
-
-outcome port_requests::count_output(port &asked, int64_t, request_call &call) {
-    return answer_int(call, asked.output.queued() + asked.frames.queued());
-}
-
-// Since the board was switched on, see ioctl_tty(2). The FIFO never overruns here: the driver is as
-// fast as the line.
-outcome port_requests::count_interrupts(port &asked, int64_t, request_call &call) {
-    const receive_counts &received = asked.input.counts;
-    serial_icounter_struct counts{};
-    counts.cts = asked.changes_seen.cts;
-    counts.dsr = asked.changes_seen.dsr;
-    counts.dcd = asked.changes_seen.dcd;
-    counts.rx = received.received;
-    counts.tx = asked.output.sent_count();
-    counts.frame = received.framing_errors;
-    counts.parity = received.parity_errors;
-    counts.brk = received.breaks;
-    counts.buf_overrun = received.lost;
-    memcpy(call.argument.data(), &counts, sizeof counts);
-    return {};
-}
-
-outcome port_requests::set_sync_mode(port &asked, int64_t, request_call &call) {
-    if (!asked.is_synchronous)
-        return {-ENOTTY};
-    std::copy_n(call.argument.begin(), asked.sync_mode.size(), asked.sync_mode.begin());
+outcome port_requests::end_break(port &asked, int64_t now, request_call &) {
+    asked.end_break(now);
     return {};
 }
 

@@ -213,6 +213,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
+    case timed_kind::execute:
+    case timed_kind::end:
         return requests.hand_over(of.asked);
     case timed_kind::futex:
         if (!futex_waits.take(of.asked, of, processes, calls.held))

@@ -15,12 +15,6 @@ namespace {
 
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
 
-// Lets a thread run that is ending. Its priority is lower than the board's: sched_yield(2) is not
-// enough.
-void give_way() {
-    (void)poll(nullptr, 0, 1);
-}
-
 } // namespace
 
 // Waiting until threads are stopped again.

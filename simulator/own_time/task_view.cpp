@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sched.h>
+#include <poll.h>
 #include <sstream>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -165,10 +165,14 @@ std::string program_of_task(pid_t thread) {
     return length > 0 ? path.data() : "?";
 }
 
+void give_way() {
+    (void)poll(nullptr, 0, 1);
+}
+
 std::string place_of_task(pid_t thread) {
     (void)kill(thread, SIGSTOP);
     while (state_of_task(thread) == task_state::working)
-        (void)sched_yield();
+        give_way();
     unsigned long long address = 0;
     (void)sscanf(text_of(thread, "syscall").c_str(), "%*s %*s %llx", &address);
     std::array<char, 32> hex{};

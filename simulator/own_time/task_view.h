@@ -18,6 +18,10 @@ enum class task_state {
 
 task_state state_of_task(pid_t thread);
 
+// Lets a thread run whose state is about to change. Its priority is lower than the board's:
+// sched_yield(2) is not enough.
+void give_way();
+
 // The name of the call in which a thread sleeps in the kernel. Empty if the call can only be ended
 // by another thread or the operator: then the board's clock has no part in it.
 std::string unknown_sleep_of_task(pid_t thread);

@@ -2,18 +2,14 @@
 
 #include "simulator/requests/notification.h"
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <vector>
 
 namespace simulator {
 
@@ -66,38 +62,13 @@ constexpr uint64_t mask_of(int number) {
 constexpr uint64_t NOT_ACTED_ON =
     mask_of(SIGCHLD) | mask_of(SIGCONT) | mask_of(SIGURG) | mask_of(SIGWINCH);
 
-pid_t process_of(const request &asked) {
-    const std::string status = small_file(proc_path(asked, "status"));
-    return static_cast<pid_t>(field(status, "Tgid", 10));
-}
-
-// The entries of a directory of /proc; none if the process has ended.
-std::vector<std::filesystem::path> entries_of(const std::filesystem::path &directory) {
-    std::vector<std::filesystem::path> entries;
-    std::error_code gone;
-    for (std::filesystem::directory_iterator each(directory, gone), end; each != end;
-         each.increment(gone)) // an error is the end
-        entries.push_back(each->path());
-    return entries;
-}
-
-bool refers_to(const std::filesystem::path &descriptor, const struct stat &node) {
-    struct stat found {};
-    return stat(descriptor.c_str(), &found) == 0 && found.st_dev == node.st_dev &&
-           found.st_ino == node.st_ino;
+// The flags of open(2) that a descriptor has.
+uint64_t flags_of(const request &asked, int descriptor) {
+    const std::string about = small_file(proc_path(asked, "fdinfo/") + std::to_string(descriptor));
+    return field(about, "flags", 8);
 }
 
 } // namespace
-
-bool is_last_descriptor(const struct stat &node) {
-    ptrdiff_t count = 0;
-    for (const auto &process : entries_of("/proc"))
-        if (isdigit(process.filename().native().front()) != 0)
-            count += std::ranges::count_if(entries_of(process / "fd"), [&](const auto &descriptor) {
-                return refers_to(descriptor, node);
-            });
-    return count <= 1;
-}
 
 std::optional<struct stat> status_of(const request &asked, int descriptor) {
     struct stat found {};
@@ -114,8 +85,20 @@ descriptor_access access_of(const request &asked, int descriptor) {
 }
 
 bool is_nonblocking(const request &asked, int descriptor) {
-    const std::string about = small_file(proc_path(asked, "fdinfo/") + std::to_string(descriptor));
-    return (field(about, "flags", 8) & O_NONBLOCK) != 0;
+    return (flags_of(asked, descriptor) & O_NONBLOCK) != 0;
+}
+
+bool is_closed_on_execute(const request &asked, int descriptor) {
+    return (flags_of(asked, descriptor) & O_CLOEXEC) != 0;
+}
+
+pid_t process_of(const request &asked) {
+    const std::string status = small_file(proc_path(asked, "status"));
+    return static_cast<pid_t>(field(status, "Tgid", 10));
+}
+
+bool has_other_threads(const request &asked) {
+    return field(small_file(proc_path(asked, "status")), "Threads", 10) > 1;
 }
 
 std::optional<struct stat> status_of_path(const request &asked, int directory, uint64_t path) {

@@ -20,12 +20,15 @@ struct descriptor_access {
 };
 descriptor_access access_of(const request &asked, int descriptor);
 
-// True if no other descriptor of a process on the board refers to the same node. Looks at all of
-// them, which takes some milliseconds.
-bool is_last_descriptor(const struct stat &node);
-
 // True if O_NONBLOCK is set now.
 bool is_nonblocking(const request &asked, int descriptor);
+
+// True if execve(2) closes it.
+bool is_closed_on_execute(const request &asked, int descriptor);
+
+// The caller's process, and whether it has other threads.
+pid_t process_of(const request &asked);
+bool has_other_threads(const request &asked);
 
 // What a path of the caller refers to. `directory` is one of its descriptors or AT_FDCWD. None if
 // nothing exists there.

@@ -86,6 +86,19 @@ steps decide_by_descriptor(const port_descriptors &ports) {
     };
 }
 
+steps decide_by_either_descriptor(const port_descriptors &ports) {
+    steps all = {
+        load(argument(1)),
+        unless_at_least(static_cast<uint32_t>(ports.first), 1),
+        give(SECCOMP_RET_USER_NOTIF),
+        BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, port_descriptors::STOPPED, 1, 0),
+        give(SECCOMP_RET_USER_NOTIF),
+    };
+    const steps rest = decide_by_descriptor(ports);
+    all.insert(all.end(), rest.begin(), rest.end());
+    return all;
+}
+
 // Ends the filter for fcntl: only calls that copy a port's descriptor are stopped.
 steps decide_by_copy(const port_descriptors &ports) {
     steps all = {
@@ -125,6 +138,8 @@ steps decide(stopped_when when, const port_descriptors &ports) {
     switch (when) {
     case stopped_when::on_port_descriptor:
         return decide_by_descriptor(ports);
+    case stopped_when::on_either_port_descriptor:
+        return decide_by_either_descriptor(ports);
     case stopped_when::copying_port_descriptor:
         return decide_by_copy(ports);
     case stopped_when::with_null_argument:

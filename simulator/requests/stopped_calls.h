@@ -34,6 +34,9 @@ enum class call_kind {
     dup2, // dup3(2) too
     fcntl,
     close,
+    close_range,
+    end,     // exit(2), exit_group(2)
+    execute, // execve(2), execveat(2)
     poll,
     ppoll,
     select,
@@ -43,6 +46,7 @@ enum class call_kind {
 enum class stopped_when {
     always,
     on_port_descriptor,
+    on_either_port_descriptor, // the first or the second argument
     copying_port_descriptor,
     with_null_argument, // the first one
 };
@@ -64,15 +68,20 @@ constexpr call_row STOPPED_CALLS[] = {
     {SYS_pselect6, "pselect6", call_kind::pselect, stopped_when::always},
     {SYS_openat, "openat", call_kind::openat, stopped_when::always},
     {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
-    {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_either_port_descriptor},
     {SYS_fcntl, "fcntl", call_kind::fcntl, stopped_when::copying_port_descriptor},
     {SYS_close, "close", call_kind::close, stopped_when::on_port_descriptor},
+    {SYS_close_range, "close_range", call_kind::close_range, stopped_when::always},
+    {SYS_exit, "exit", call_kind::end, stopped_when::always},
+    {SYS_exit_group, "exit_group", call_kind::end, stopped_when::always},
+    {SYS_execve, "execve", call_kind::execute, stopped_when::always},
+    {SYS_execveat, "execveat", call_kind::execute, stopped_when::always},
 #ifdef SYS_open
     {SYS_poll, "poll", call_kind::poll, stopped_when::always},
     {SYS_select, "select", call_kind::select, stopped_when::always},
     {SYS_open, "open", call_kind::open, stopped_when::always},
     {SYS_creat, "creat", call_kind::creat, stopped_when::always},
-    {SYS_dup2, "dup2", call_kind::dup2, stopped_when::on_port_descriptor},
+    {SYS_dup2, "dup2", call_kind::dup2, stopped_when::on_either_port_descriptor},
 #endif
 };
 

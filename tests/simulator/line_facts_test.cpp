@@ -221,8 +221,8 @@ TEST_F(line_facts, the_last_close_lets_the_output_leave) {
     EXPECT_EQ(read_all(two).size(), 96U);
 }
 
-// As tty_port_close_start of the kernel, which does not wait for a line that XOFF or tcflow(3) has
-// stopped.
+// As tty_port_close_start of the kernel: it does not wait for a line that tcflow(3) has stopped,
+// but for one that the far end has stopped.
 TEST_F(line_facts, the_last_close_drops_the_output_of_a_stopped_line) {
     open_raw(9600);
     request(one, TCXONC, TCOOFF);
@@ -230,6 +230,20 @@ TEST_F(line_facts, the_last_close_drops_the_output_of_a_stopped_line) {
     one.close(now);
     EXPECT_FALSE(one.is_closing());
     run(SECOND);
+    EXPECT_EQ(read_all(two), "");
+}
+
+TEST_F(line_facts, the_last_close_waits_30_s_for_a_line_that_xoff_has_stopped) {
+    open_raw(9600);
+    set(one, [](tty_settings &wanted) { wanted.c_iflag |= IXON; });
+    write(two, "\023");
+    run(SECOND);
+    write(one, "abc");
+    const int64_t begin = now;
+    one.close(now);
+    while (one.is_closing() && now < begin + 100 * SECOND)
+        run(SECOND);
+    EXPECT_EQ(now - begin, 30 * SECOND);
     EXPECT_EQ(read_all(two), "");
 }
 

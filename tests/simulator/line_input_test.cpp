@@ -86,6 +86,28 @@ TEST_F(line_input, a_break_is_one_zero_and_what_is_written_meanwhile_is_lost) {
     EXPECT_EQ(sent_across(*this, "c"), std::string("\0c", 2));
 }
 
+// The chip goes on shifting during a break. Only what begins after the break is received.
+TEST_F(line_input, a_break_hides_what_is_shifted_out_until_it_ends) {
+    set_raw(one, 1000); // 1 ms a bit, 10 ms a character
+    set_raw(two, 1000);
+    request(one, TIOCSBRK);
+    write(one, "\xff\xff"
+               "b");
+    run(15 * MILLISECOND + MILLISECOND / 2); // in the middle of a bit of the second one
+    request(one, TIOCCBRK);
+    run(SECOND);
+    EXPECT_EQ(read_all(two), std::string("\0b", 2));
+}
+
+// The line is high again when a signal interrupts tcsendbreak(3), which then fails with EINTR.
+TEST_F(line_input, an_interrupted_break_ends_at_once) {
+    request_call call{.number = TCSBRK};
+    EXPECT_TRUE(one.request(now, call).is_waiting);
+    run(100 * MILLISECOND);
+    EXPECT_FALSE(one.interrupt_request(now, call));
+    EXPECT_EQ(sent_across(*this, "a"), std::string("\0a", 2));
+}
+
 TEST_F(line_input, the_driver_counts_characters_errors_breaks_and_changes_of_modem_lines) {
     const serial_icounter_struct before = counts_of(two);
     EXPECT_EQ(sent_across(*this, "abc"), "abc");

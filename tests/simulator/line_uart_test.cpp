@@ -83,6 +83,27 @@ TEST_F(line_uart, a_receiver_at_a_third_of_the_speed_samples_every_third_bit) {
     EXPECT_EQ(two.counts().framing_errors, 0);
 }
 
+// Set break control of the 16550 forces the output low whatever the shift register holds.
+TEST(Sampler, hears_a_break_at_once_in_the_middle_of_a_character) {
+    const line_format format{.bps = 1000}; // 1 ms a bit
+    sampler input;
+    input.set_format(format);
+    input.add({.start = 0, .end = 10 * MILLISECOND, .format = format, .data = 0xff});
+    input.begin_break(4 * MILLISECOND);
+    const auto cut = input.next(SECOND);
+    ASSERT_TRUE(cut);
+    EXPECT_EQ(cut->data, 0x07);
+    EXPECT_TRUE(cut->framing_error && !cut->is_break);
+    const auto low = input.next(SECOND);
+    EXPECT_TRUE(low && low->is_break);
+    EXPECT_FALSE(input.next(SECOND));
+    EXPECT_EQ(input.time_of(1), NEVER) << "until the break ends";
+    input.end_break(2 * SECOND);
+    input.add({.start = 3 * SECOND, .end = 4 * SECOND, .format = format, .data = 'a'});
+    const auto after = input.next(4 * SECOND);
+    EXPECT_TRUE(after && after->data == 'a');
+}
+
 // Start bit and the low data bits of 0x00 last 9 bit times: at twice the speed 18, so the first
 // character is a break, and nothing more is heard until the line is high.
 TEST_F(line_uart, a_receiver_at_twice_the_speed_hears_a_break_in_a_zero) {

@@ -30,7 +30,15 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
                                  "input after TCSANOW: 8\n"
                                  "input after TCSAFLUSH: 0\n"
                                  "input after the last close: 0\n"
-                                 "close of a copy, of the last: 0 10 96\n";
+                                 "close of a copy, of the last: 0 10 96\n"
+                                 "last close by close: 10 1\n"
+                                 "last close by dup2: 10 1\n"
+                                 "last close by dup3: 10 1\n"
+                                 "last close by close_range: 10 1\n"
+                                 "last close by exit: 10 1\n"
+                                 "last close by execve: 10 1\n"
+                                 "last close by SIGKILL: 0 0\n"
+                                 "last close by SIGTERM: 0 0\n";
 
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
     board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},

@@ -140,6 +140,13 @@ bool port_calls::take(const request &asked) {
     case call_kind::select:
     case call_kind::pselect:
         return take_poll(asked, kind);
+    case call_kind::close:
+    case call_kind::close_range:
+    case call_kind::end:
+    case call_kind::execute:
+        return take_closing(asked, kind);
+    case call_kind::dup2:
+        return take_closing(asked, kind) || take_on_descriptor(asked, kind);
     case call_kind::other:
         return false;
     default:
@@ -188,8 +195,6 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
         if (!numbers.has(static_cast<int>(asked.arguments[1])))
             port->serve_terminal();
         return false;
-    case call_kind::close:
-        return take_close(asked, *port);
     default:
         if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
             return false;
@@ -198,11 +203,11 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     }
 }
 
-bool port_calls::take_close(const request &asked, serial_port &port) {
-    const auto node = port.close_waits() ? status_of(asked, asked.descriptor()) : std::nullopt;
-    if (!node || !is_last_descriptor(*node))
+bool port_calls::take_closing(const request &asked, call_kind kind) {
+    auto call = closing.make(asked, kind, ports);
+    if (call == nullptr)
         return false;
-    held.take(make_last_close(asked, port));
+    held.take(std::move(call));
     return true;
 }
 

@@ -9,15 +9,15 @@
 // is closed, all bytes of the port go through the terminal, at the speed of the line and with the
 // queues of a terminal.
 //
-// The last close(2) of a port waits for its output as in the kernel, unless the terminal serves the
-// port. The ends of processes, dup2(2) and close_range(2) do not wait; the port then sends the rest
-// while it counts as closing.
+// The last close of a port waits for its output, see last_close.h, unless the terminal serves the
+// port, which then sends the rest while it counts as closing.
 //
 // At each call the board looks up again which port a descriptor refers to and whether it blocks.
 // The kernel keeps the flags of a descriptor, its inheritance and its last close, which the node
 // reports.
 #pragma once
 
+#include "simulator/devices/serial/last_close.h"
 #include "simulator/devices/serial/serial_port.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/held_calls.h"
@@ -79,7 +79,7 @@ private:
     bool take_open(const request &asked, const opening &wanted);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);
-    bool take_close(const request &asked, serial_port &port);
+    bool take_closing(const request &asked, call_kind kind);
     // Null if the descriptor is not a port's.
     serial_port *find_opened(const request &asked, int descriptor) const;
     bool copy(const request &asked, int least, bool close_on_exec);
@@ -88,6 +88,7 @@ private:
     mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
     mutable bool may_have_changed = true;
     unique_fd node_events; // of all ports
+    last_closes closing;
 };
 
 } // namespace simulator

@@ -168,29 +168,19 @@ struct request_of_port final : port_call {
             return verdict::done(-EFAULT);
         return verdict_of(outcome);
     }
+    verdict interrupt() override {
+        const bool is_restarted = port.model.interrupt_request(line_now(), call);
+        return verdict::done(is_restarted ? -RESTARTED_OR_EINTR : -EINTR);
+    }
+    void abandon() override {
+        (void)port.model.interrupt_request(line_now(), call);
+    }
 
 private:
     const line::request_shape *shape;
     std::array<uint8_t, REQUEST_BYTES> memory{};
     line::request_call call{.number = 0};
     bool is_good = true;
-};
-
-// The last close, which waits for the output; the kernel then closes the descriptor. A signal ends
-// the wait but not the close, and what has not left is lost (tty_port_close_start of the kernel). A
-// killed caller does not wait.
-struct last_close_of_port final : port_call {
-    last_close_of_port(const request &of, serial_port &called) : port_call(of, called) {
-        port.close();
-    }
-
-    verdict attempt() override {
-        return port.model.is_closing() ? verdict::blocked(NEVER) : verdict::passed_on();
-    }
-    verdict interrupt() override {
-        port.model.end_close(line_now());
-        return verdict::passed_on();
-    }
 };
 
 // Most ports are opened for both directions, and need no look at the descriptor.
@@ -227,10 +217,6 @@ std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind
     if (reads)
         return std::make_unique<read_of_port>(asked, port, std::move(areas));
     return std::make_unique<write_of_port>(asked, port, areas);
-}
-
-std::unique_ptr<stopped_call> make_last_close(const request &asked, serial_port &port) {
-    return std::make_unique<last_close_of_port>(asked, port);
 }
 
 } // namespace simulator

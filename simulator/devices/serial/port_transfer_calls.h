@@ -1,4 +1,4 @@
-// Reads, writes, requests and the last close of a port, as calls that may wait.
+// Reads, writes and requests on a port, as calls that may wait.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
@@ -11,6 +11,5 @@ namespace simulator {
 
 std::unique_ptr<stopped_call> make_transfer(const request &asked, call_kind kind,
                                             serial_port &port);
-std::unique_ptr<stopped_call> make_last_close(const request &asked, serial_port &port);
 
 } // namespace simulator

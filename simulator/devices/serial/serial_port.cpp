@@ -25,7 +25,9 @@ constexpr uint32_t STOPPED_PORT_IOCTLS[] = {
     TIOCMGET,    TIOCMSET,
     TIOCMBIS,    TIOCMBIC,
     FIONREAD,    TIOCOUTQ,
-    TIOCGICOUNT, line::SYNC_MODE_REQUEST,
+    TIOCGICOUNT, TIOCSTI,
+    TIOCMIWAIT,  TIOCGSERIAL,
+    TIOCSSERIAL, line::SYNC_MODE_REQUEST,
 };
 
 constexpr size_t GIVEN_BYTES = 4096;
@@ -163,13 +165,19 @@ void serial_port::give_to_node() {
 }
 
 void serial_port::close_if_abandoned() {
-    if (descriptors > 0 && node.is_abandoned())
-        close();
+    if (descriptors == 0 || !node.is_abandoned())
+        return;
+    const bool sends_rest = is_terminal_served;
+    close();
+    if (!sends_rest) // no call has closed it: a signal has killed the process
+        model.end_close(line_now());
 }
 
 bool serial_port::close_waits() {
+    if (descriptors == 0 || is_terminal_served)
+        return false;
     joint->advance(line_now());
-    return !is_terminal_served && model.has_output(line_now());
+    return model.has_output(line_now());
 }
 
 void serial_port::close() {

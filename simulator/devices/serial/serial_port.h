@@ -69,9 +69,10 @@ struct serial_port final : device {
     // Takes what was written to the terminal, and closes the port if no process has it open any
     // more.
     void look_at_node();
-    // True if the last close would have to wait for output. The terminal's does not wait.
+    // True if the port is open and its last close would have to wait for output. The terminal's
+    // does not wait.
     bool close_waits();
-    // The last descriptor is about to be closed.
+    // The last descriptor is about to be closed by a call.
     void close();
     // Corrects requests that a user-mode emulator changes: a speed without a code on the host
     // arrives as 0, and the request for the synchronous mode does not arrive. With --emulated the

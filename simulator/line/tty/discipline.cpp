@@ -231,7 +231,9 @@ size_t discipline::read(int64_t now, std::span<uint8_t> bytes) {
     return count;
 }
 
-void discipline::flush_input(int64_t now) {
+void discipline::flush_input(int64_t now, bool with_flip_buffers) {
+    if (with_flip_buffers)
+        flip.clear();
     buffer.clear();
     complete = 0;
     fill_read_buffer(now);

@@ -3,8 +3,9 @@
 //
 // There are two queues, as in the kernel. The driver puts bytes into its flip buffers (64 KiB).
 // These fill the read buffer of 4095 bytes, which read, poll and FIONREAD see. If nobody reads, the
-// read buffer fills, then the flip buffers, and then bytes are lost. A flush of the input empties
-// only the read buffer; the flip buffers fill it again.
+// read buffer fills, then the flip buffers, and then bytes are lost. tcflush(3) empties both
+// (tty_ioctl in drivers/tty/tty_io.c); TCSAFLUSH only the read buffer, which the flip buffers fill
+// again (set_termios in drivers/tty/tty_ioctl.c).
 //
 // Modelled: ISTRIP, IGNCR, ICRNL, INLCR, IXON, IXANY, BRKINT, PARMRK, INPCK; canonical mode with
 // erase, kill, end of file and the two other line ends; echo; the flushing of the queues by ISIG.
@@ -40,7 +41,7 @@ public:
     // Moves bytes to the reader, at most one line in canonical mode.
     size_t read(int64_t now, std::span<uint8_t> bytes);
 
-    void flush_input(int64_t now);
+    void flush_input(int64_t now, bool with_flip_buffers);
     // The last close: empties both queues and clears the flow control.
     void close();
 

@@ -1,5 +1,6 @@
-// What the line discipline does to output on its way to the driver's queue: OPOST with ONLCR and
-// OCRNL, and the echo of input. The other c_oflag bits (delays, tabs, columns) do nothing here.
+// What the line discipline does to output on its way to the driver's queue, and the echo of input.
+// As do_output_char of the kernel's drivers/tty/n_tty.c: OPOST with ONLCR, OCRNL, ONOCR, ONLRET,
+// OLCUC and XTABS. The delays do nothing, as there.
 #pragma once
 
 #include "simulator/line/tty/settings.h"
@@ -32,12 +33,18 @@ public:
     int echo_columns(uint8_t byte) const;
 
 private:
+    bool put_text(int64_t now, std::string_view text);
     bool put_processed(int64_t now, uint8_t byte);
+    bool put_line_feed(int64_t now);
+    bool put_carriage_return(int64_t now);
+    bool put_tab(int64_t now);
+    bool put_visible(int64_t now, uint8_t byte);
     bool shows_control(uint8_t byte) const;
 
     transmitter &out;
-    tcflag_t flags = 0;
+    tcflag_t flags = 0; // of c_oflag
     tcflag_t local_flags = 0;
+    unsigned column = 0;
 };
 
 } // namespace simulator::line

@@ -13,21 +13,22 @@ std::vector<character> sampler::take_back(int64_t now) {
 }
 
 void sampler::end_break(int64_t now) {
-    if (!wave.empty() && wave.back().end == NEVER)
-        wave.back().end = std::max(now, wave.back().start);
+    if (!breaks.empty() && breaks.back().until == NEVER)
+        breaks.back().until = now;
 }
 
+// Until a break begins.
 bool sampler::samples_as_sent(const character &passing) const {
-    return !passing.is_break && !awaiting_high && passing.start >= looking_from &&
-           agree(passing.format, format);
+    return !awaiting_high && passing.start >= looking_from && agree(passing.format, format) &&
+           (breaks.empty() || passing.end <= breaks.front().from);
 }
 
 std::optional<received_character> sampler::next(int64_t now) {
-    if (wave.empty())
+    if (wave.empty() && breaks.empty())
         return std::nullopt;
-    const character first = wave.front();
-    if (!samples_as_sent(first))
+    if (wave.empty() || !samples_as_sent(wave.front()))
         return sample(now);
+    const character first = wave.front();
     if (first.end > now)
         return std::nullopt;
     wave.pop_front();
@@ -39,13 +40,20 @@ std::optional<received_character> sampler::next(int64_t now) {
 }
 
 int64_t sampler::time_of(size_t count) const {
-    if (wave.empty())
+    if (wave.empty() && breaks.empty())
         return NEVER;
-    if (samples_as_sent(wave.front()))
-        return wave[std::min(count, wave.size()) - 1].end;
+    if (!wave.empty() && samples_as_sent(wave.front()))
+        return wave[breaks.empty() ? std::min(count, wave.size()) - 1 : 0].end;
     const int64_t from = awaiting_high ? first_at_level(true, looking_from) : looking_from;
+    if (from == NEVER) // a break without an end yet
+        return NEVER;
     const int64_t start = first_at_level(false, from);
-    return start == NEVER ? wave.back().end : start + stop_sample_ns();
+    return start == NEVER ? end_of_wave() : start + stop_sample_ns();
+}
+
+int64_t sampler::end_of_wave() const {
+    const int64_t end = wave.empty() ? 0 : wave.back().end;
+    return breaks.empty() ? end : std::max(end, breaks.back().until);
 }
 
 // The time from the beginning of the start bit to the middle of the first stop bit.
@@ -56,8 +64,10 @@ int64_t sampler::stop_sample_ns() const {
 std::optional<received_character> sampler::sample(int64_t now) {
     if (awaiting_high) {
         const int64_t high = first_at_level(true, looking_from);
-        if (high > now)
+        if (high > now) {
+            forget_until(now);
             return std::nullopt;
+        }
         awaiting_high = false;
         looking_from = high;
     }
@@ -98,6 +108,17 @@ received_character sampler::read_bits(int64_t start) const {
 
 // The first time, from `from` on, at which the wire has the level. Between characters it is high.
 int64_t sampler::first_at_level(bool level, int64_t from) const {
+    int64_t at = first_sent_at_level(level, from);
+    for (const low_time &each : breaks)
+        if (!level && from < each.until)
+            at = std::min(at, std::max(from, each.from));
+        else if (level && each.from <= at && at < each.until)
+            at = each.until == NEVER ? NEVER : first_sent_at_level(true, each.until);
+    return at;
+}
+
+// Without the breaks.
+int64_t sampler::first_sent_at_level(bool level, int64_t from) const {
     int64_t at = from;
     for (const character &passing : wave) {
         if (passing.end <= at || passing.start == passing.end)
@@ -113,6 +134,9 @@ int64_t sampler::first_at_level(bool level, int64_t from) const {
 }
 
 bool sampler::level_at(int64_t time) const {
+    for (const low_time &each : breaks)
+        if (each.from <= time && time < each.until)
+            return false;
     for (const character &passing : wave) {
         if (time < passing.start)
             return true;
@@ -126,6 +150,8 @@ bool sampler::level_at(int64_t time) const {
 void sampler::forget_until(int64_t time) {
     while (!wave.empty() && wave.front().end <= time)
         wave.pop_front();
+    while (!breaks.empty() && breaks.front().until <= time)
+        breaks.pop_front();
 }
 
 } // namespace simulator::line

@@ -37,7 +37,10 @@ public:
     void add(const character &passing) {
         wave.push_back(passing);
     }
-    // Ends a break that was added without an end.
+    // The sender holds the wire low, whatever characters pass meanwhile.
+    void begin_break(int64_t now) {
+        breaks.push_back({now, NEVER});
+    }
     void end_break(int64_t now);
     // Takes back the characters that start after `now`.
     std::vector<character> take_back(int64_t now);
@@ -55,14 +58,22 @@ private:
     std::optional<received_character> sample(int64_t now);
     received_character read_bits(int64_t start) const;
     int64_t first_at_level(bool level, int64_t from) const;
+    int64_t first_sent_at_level(bool level, int64_t from) const;
     bool level_at(int64_t time) const;
     int64_t stop_sample_ns() const;
+    int64_t end_of_wave() const;
     void forget_until(int64_t time);
 
+    struct low_time {
+        int64_t from;
+        int64_t until; // NEVER while the break lasts
+    };
+
     line_format format;
-    std::deque<character> wave; // characters still needed for samples
-    int64_t looking_from = 0;   // searches for a start bit from this time on
-    bool awaiting_high = false; // after a break
+    std::deque<character> wave;  // characters still needed for samples
+    std::deque<low_time> breaks; // likewise
+    int64_t looking_from = 0;    // searches for a start bit from this time on
+    bool awaiting_high = false;  // after a break
 };
 
 } // namespace simulator::line

@@ -19,30 +19,6 @@ void transmitter::put_first(int64_t now, uint8_t byte) {
     urgent = byte;
 }
 
-void transmitter::send_break(int64_t now, int64_t duration_ns) {
-    if (is_breaking)
-        return;
-    character low{.start = std::max(now, idle_at), .format = actual, .is_break = true};
-    low.end = low.start + duration_ns;
-    loaded.push_back(low);
-    fifo_empty_at = low.start;
-    idle_at = low.end;
-}
-
-void transmitter::begin_break(int64_t now) {
-    if (std::exchange(is_breaking, true))
-        return;
-    idle_at = std::max(now, idle_at);
-    loaded.push_back({.start = idle_at, .end = NEVER, .format = actual, .is_break = true});
-}
-
-bool transmitter::end_break(int64_t now) {
-    if (!std::exchange(is_breaking, false))
-        return false;
-    idle_at = std::max(now, idle_at);
-    return true;
-}
-
 void transmitter::flush() {
     queue.clear();
     load_bytes = 0;
@@ -106,8 +82,7 @@ void transmitter::shift_out(uint8_t byte, int64_t not_before) {
     next.end = next.start + one_character;
     fifo_empty_at = next.start;
     idle_at = next.end;
-    if (!is_breaking)
-        loaded.push_back(next);
+    loaded.push_back(next);
 }
 
 void transmitter::reload(int64_t now, std::vector<character> not_started) {

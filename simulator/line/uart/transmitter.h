@@ -45,13 +45,6 @@ public:
     size_t put(int64_t now, std::span<const uint8_t> bytes);
     // Sends one character (XON or XOFF) before all others, even while output is held.
     void put_first(int64_t now, uint8_t byte);
-    // Holds the wire low. Everything must have left before.
-    void send_break(int64_t now, int64_t duration_ns);
-    // Holds the wire low until it is ended, from when the FIFO is empty. The characters that are
-    // loaded meanwhile take their time and are lost.
-    void begin_break(int64_t now);
-    // Returns false if there was no break.
-    bool end_break(int64_t now);
     // Drops the queue. Bytes in the FIFO still leave.
     void flush();
 
@@ -106,7 +99,6 @@ private:
     std::optional<uint8_t> urgent;
     size_t load_bytes = 0; // at the front of the queue, now in the FIFO
     unsigned holds = 0;
-    bool is_breaking = false;
     int sent = 0;
     int64_t ready_since = 0;   // when something to send last came
     int64_t fifo_empty_at = 0; // the last loaded byte moves to the shift register

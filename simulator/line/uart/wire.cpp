@@ -33,7 +33,7 @@ bool parity_bit(const line_format &format, uint8_t data) {
 }
 
 bool character::bit(int index) const {
-    if (is_break || index == 0)
+    if (index == 0)
         return false;
     if (index <= format.data_bits)
         return (data >> (index - 1) & 1) != 0;
@@ -45,7 +45,7 @@ bool character::bit(int index) const {
 int64_t character::bit_start(int index) const {
     if (index == 0)
         return start;
-    if (is_break || index >= bits())
+    if (index >= bits())
         return end;
     return start + half_bits_ns(format, int64_t{2} * index);
 }

@@ -53,7 +53,6 @@ struct character {
     line_format format;
     uint8_t data = 0;
     bool low_stop = false; // a fault: the stop bit is low
-    bool is_break = false; // the wire is low from start to end
 
     int64_t bit_ns() const {
         return half_bits_ns(format, 2);

@@ -14,6 +14,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -197,6 +198,49 @@ void observe_last_close(int one) {
            read_all(two, 50).size());
 }
 
+// The ways in which a process can close a port that has just been given a tenth of a second of
+// output.
+struct closing_way {
+    const char *name;
+    void (*close_it)(int port);
+};
+constexpr closing_way CLOSING_WAYS[] = {
+    {"close", [](int port) { (void)close(port); }},
+    {"dup2", [](int port) { (void)dup2(STDERR_FILENO, port); }},
+    {"dup3", [](int port) { (void)dup3(STDERR_FILENO, port, O_CLOEXEC); }},
+    {"close_range", [](int port) { (void)close_range(static_cast<unsigned>(port), ~0U, 0); }},
+    {"exit", [](int) {}},
+    {"execve",
+     [](int port) {
+         (void)fcntl(port, F_SETFD, FD_CLOEXEC);
+         (void)execl("/bin/true", "true", nullptr);
+     }},
+    {"SIGKILL", [](int) { (void)raise(SIGKILL); }},
+    {"SIGTERM", [](int) { (void)raise(SIGTERM); }},
+};
+
+// In a process of its own: how long it takes, and whether all that was written arrives.
+void observe_ways_of_closing() {
+    for (const closing_way &way : CLOSING_WAYS) {
+        const int far_end = open_port("/dev/sp2");
+        set_raw(far_end, B9600);
+        const long duration = centiseconds([&] {
+            const pid_t child = fork();
+            if (child == 0) {
+                const int port = open_port("/dev/sp1");
+                set_raw(port, B9600);
+                write_text(port, std::string(96, 'x'));
+                way.close_it(port);
+                _exit(0);
+            }
+            (void)waitpid(child, nullptr, 0);
+        });
+        const size_t arrived = read_all(far_end, 200).size();
+        printf("last close by %s: %ld %d\n", way.name, duration, arrived == 96);
+        (void)close(far_end);
+    }
+}
+
 // What is ready of a pipe and a port, after a byte into those of them that are named.
 void observe_poll(const char *fact, const int (&pipe_ends)[2], int one, int two) {
     pollfd both[] = {{pipe_ends[0], POLLIN, 0}, {two, POLLIN, 0}};
@@ -271,7 +315,7 @@ void observe_signals(int one, int two) {
     set_blocking(one, true);
     prepare_signal(nothing, false);
     show_result("write, interrupted", write(one, std::string(8000, 'x').data(), 8000));
-    prepare_signal(nothing, false);
+    prepare_signal(nothing, true);
     show_result("tcdrain, interrupted", tcdrain(one));
     (void)tcflush(one, TCOFLUSH);
     set_blocking(one, false);
@@ -307,5 +351,6 @@ int main(int argc, char **) {
     observe_input(one, two);
     observe_closing(one, two);
     observe_last_close(one);
+    observe_ways_of_closing();
     return 0;
 }
