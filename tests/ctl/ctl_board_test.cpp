@@ -182,21 +182,64 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
         << run.output << run.errors;
 }
 
+TEST(Rights, of_a_user_who_may_not_end_the_run_or_remove_its_files_are_reported) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    if (*HK_EMULATOR != '\0')
+        GTEST_SKIP() << "the emulator needs the signals";
+    board_run run = on_board(
+        {"--clock", "virtual"},
+        "$stress -d1 -M /r0/a:/r0/b:0 >/dev/null & run=$!\n"
+        "until_shown held $ctl show; "
+        "test=$($ctl show | sed -n 's/.* pid \\([0-9]*\\),.*/\\1/p')\n"
+        "try() { \"$@\" >/r0/out 2>&1; echo \"status $?\" >>/r0/out\n"
+        "sed \"s/\\<$run\\>/RUN/; s/\\<$test\\>/TEST/; s/segment [0-9]*/segment/\" /r0/out; }\n"
+        "user='setpriv --reuid 65534 --clear-groups'\n"
+        "try $user $ctl stop; try $user $ctl clean\n"
+        "try " WITHOUT_SIGNALS_PATH " $ctl log\n"
+        "try " WITHOUT_SIGNALS_PATH " $ctl stop --timeout 0.1\n"
+        "kill -KILL $run; wait $run; try " WITHOUT_SIGNALS_PATH " $ctl clean\n"
+        "kill -KILL $test; until [ $($ctl runs | grep -c over) = 1 ]; do sleep 0.05; done\n"
+        "mkdir -m 700 /r0/y; head -c 512 /dev/zero >/r0/y/file-0000; chown -R 65534 /r0/a /r0/y\n"
+        "try $user $ctl clean; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output,
+              "hk_ctl: run @RUN: its processes are another user's\nstatus 1\n"
+              "hk_ctl: /r0: skipped, a run of another user may work there\nstatus 1\n"
+              "hk_ctl: cannot signal supervisor RUN: Operation not permitted\nstatus 1\n"
+              "hk_ctl: cannot signal supervisor RUN: Operation not permitted\n"
+              "run @RUN has not ended within 0.1 s\n"
+              "end test TEST\nhk_ctl: cannot end process TEST: Operation not permitted\n"
+              "end supervisor RUN\nhk_ctl: cannot end process RUN: Operation not permitted\n"
+              "hk_ctl: run @RUN: not all of it has ended\nstatus 1\n"
+              "end test TEST\nhk_ctl: cannot end process TEST: Operation not permitted\n"
+              "hk_ctl: run @RUN: not all of it has ended\nstatus 1\n"
+              "remove segment of run @RUN\n"
+              "hk_ctl: cannot remove segment: Operation not permitted\n"
+              "remove file /r0/a\nhk_ctl: cannot remove /r0/a: Permission denied\n"
+              "remove file /r0/y/file-0000\n"
+              "remove folder /r0/y\nhk_ctl: cannot remove /r0/y: Permission denied\n"
+              "status 1\n1\n")
+        << run.errors;
+}
+
 TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
     for (const auto &[columns, rows] : {std::pair<uint16_t, uint16_t>{80, 24}, {40, 10}}) {
-        terminal_run run(std::string(HK_BOARD_PATH " --quiet --loop 2 -- sh -c '" HK_EMULATOR
-                                                   " " HK_STRESS_PATH " -d1 -Y /r0/y -E22 & "
-                                                   "until " HK_EMULATOR " " HK_CTL_PATH
-                                                   " show 2>/dev/null | grep -q \"sp2.*running\"; "
-                                                   "do :; done; setsid -w " HK_EMULATOR
-                                                   " " HK_CTL_PATH " watch --every 0.1; "
-                                                   "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
-                                                   " watch & read line; kill $!; wait $!; "
-                                                   "echo killed $?; " HK_EMULATOR " " HK_CTL_PATH
-                                                   " stop'"),
+        terminal_run run(std::string(HK_BOARD_PATH
+                                     " --quiet --loop 2 -- sh -c '" HK_EMULATOR " " HK_STRESS_PATH
+                                     " -d1 -Y /r0/y -E22 & "
+                                     "until " HK_EMULATOR " " HK_CTL_PATH
+                                     " show 2>/dev/null | grep -q \"sp2.*running\"; "
+                                     "do :; done; exec 3<&0; (until stty -a <&3 | "
+                                     "grep susp.*undef; do :; done) & "
+                                     "setsid -w " HK_EMULATOR " " HK_CTL_PATH " watch --every 0.1; "
+                                     "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
+                                     " watch & read line; kill $!; wait $!; "
+                                     "echo killed $?; " HK_EMULATOR " " HK_CTL_PATH " stop'"),
                          columns, rows);
         ASSERT_TRUE(run.wait_for("filesys opt     held")) << run.screen;
         ASSERT_TRUE(run.wait_for("2 sp2 loop        running")) << run.screen;
+        EXPECT_TRUE(run.wait_for("susp = <undef>")) << run.screen; // else ^Z leaves this screen
         run.type("r");
         EXPECT_TRUE(run.wait_for("filesys opt     running")) << run.screen;
         run.type("\033[Bh");
@@ -212,15 +255,35 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
     }
 }
 
-TEST(Usage, that_is_wrong_gets_status_2_and_a_reason) {
-    board_run run =
-        on_board({}, "for words in '' nothing 'runs x' 'show --every 1' 'hold' "
-                     "'watch --every 0' 'stop --timeout x' 'show @' 'release --follow 1'\n"
-                     "do $ctl $words >/dev/null; echo $?; done; $ctl runs; echo $?\n"
-                     "$ctl show 2>&1; echo $?; $ctl --help | grep -c dry-run\n"
-                     "$ctl show --nonsense 2>&1 | grep -c 'hk_ctl: unrecognized'");
+TEST(Usage, that_is_wrong_gets_status_2_and_its_reason) {
+    board_run run = on_board(
+        {}, "while read words\n"
+            "do $ctl $words >/r0/out 2>&1; status=$?; sed 's|^/.*/hk_ctl|hk_ctl|' /r0/out\n"
+            "echo $status; done <<END\n\n"
+            "nothing\nruns x\nshow --every 1\nshow --nonsense\nwatch --every 0\n"
+            "watch --times 0\nstop --timeout x\nrelease --follow 1\nshow\nruns\nEND\n"
+            "$stress -d1 -D >/dev/null & run=$!\n"
+            "until_shown held $ctl show\n"
+            "for words in 'show @' 'log @1' 'hold' 'release' 'hold E'\n"
+            "do $ctl $words 2>&1 | sed s/@$run/@N/; $ctl $words 2>/dev/null; echo $?; done\n"
+            "$ctl stop >&2; wait $run >/dev/null; $ctl --help | grep -c dry-run");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\nhk_ctl: there is no run\n3\n1\n1\n")
+    EXPECT_EQ(run.output,
+              "hk_ctl: a command is missing; hk_ctl --help lists them\n2\n"
+              "hk_ctl: nothing: no such command; hk_ctl --help lists them\n2\n"
+              "hk_ctl: usage: hk_ctl runs \n2\n"
+              "hk_ctl: show takes no such option; hk_ctl --help shows them\n2\n"
+              "hk_ctl: unrecognized option '--nonsense'\n2\n"
+              "hk_ctl: --every 0: seconds are 0.01 to 86400\n2\n"
+              "hk_ctl: --times 0: a number of 1 or more is needed\n2\n"
+              "hk_ctl: --timeout x: seconds are 0.01 to 86400\n2\n"
+              "hk_ctl: release --follow releases all tests of all runs and takes no names\n2\n"
+              "hk_ctl: there is no run\n3\nhk_ctl: there is no run\n3\n"
+              "hk_ctl: @: a run is named by its supervisor's process, as in @12\n2\n"
+              "hk_ctl: @1: no such run; hk_ctl runs lists them\n2\n"
+              "hk_ctl: usage: hk_ctl hold [RUN] TEST...\n2\n"
+              "hk_ctl: name the tests: numbers of records, options, names, or all\n2\n"
+              "hk_ctl: E: the run @N has no such record or test\n2\n1\n")
         << run.errors;
 }
 
