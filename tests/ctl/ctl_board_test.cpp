@@ -231,7 +231,7 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
                                      "until " HK_EMULATOR " " HK_CTL_PATH
                                      " show 2>/dev/null | grep -q \"sp2.*running\"; "
                                      "do :; done; exec 3<&0; (until stty -a <&3 | "
-                                     "grep susp.*undef; do :; done) & "
+                                     "grep susp.*undef; do sleep 0.05; done) & "
                                      "setsid -w " HK_EMULATOR " " HK_CTL_PATH " watch --every 0.1; "
                                      "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
                                      " watch & read line; kill $!; wait $!; "
@@ -253,6 +253,23 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
         EXPECT_TRUE(run.wait_for("\033[?1049lkilled 0")) << run.screen;
         EXPECT_TRUE(run.wait_for("restored.")) << run.screen;
     }
+}
+
+TEST(Watch, to_a_pipe_shows_each_look_until_its_times_or_the_run_are_over) {
+    board_run run = on_board(
+        {"--clock", "virtual"},
+        "ms() { echo $(($(date +%s%N) / 1000000)); }\n"
+        "for end in '$ctl stop --clean' 'kill -KILL $run $test'\n"
+        "do $stress -d1 -D >/dev/null & run=$!; until_shown held $ctl show\n"
+        "test=$($ctl show | sed -n 's/.* pid \\([0-9]*\\),.*/\\1/p')\n"
+        "start=$(ms); $ctl watch --every 2.5 --times 3 >/r0/looks; echo $? $(($(ms) - start))\n"
+        "grep -c held, /r0/looks; rm /r0/looks; $ctl watch --every 2 >/r0/looks & watch=$!\n"
+        "until [ -s /r0/looks ]; do sleep 0.05; done; eval $end >&2; wait $run; wait $watch\n"
+        "echo $?; sed -n 's/.*user: \\([a-z]*\\),.*/\\1/p; s/@[0-9]* //p' /r0/looks\n"
+        "$ctl clean >&2; done");
+    EXPECT_EQ(run.finish(), 0);
+    const std::string each = "0 5000\n3\n0\nheld\ngone\nrun is over\n";
+    EXPECT_EQ(run.output, each + each) << run.errors;
 }
 
 TEST(Usage, that_is_wrong_gets_status_2_and_its_reason) {
