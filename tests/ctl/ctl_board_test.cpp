@@ -81,6 +81,25 @@ TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
     EXPECT_TRUE(shows(run, "status 137\n0\n0\n")) << run.output << run.errors;
 }
 
+// A run takes signals only after it has started its tests, one each 50 ms.
+// A run takes signals only after it has started its tests, one each 50 ms.
+TEST(Stop, and_log_wait_for_a_run_that_still_starts_its_tests) {
+    board_run run =
+        on_board({"--clock", "virtual"},
+                 "ms() { echo $(($(date +%s%N) / 1000000)); }\n"
+                 "starting() { $stress -d1 $(printf ' -D%.0s' $(seq 20)) >/dev/null & run=$!\n"
+                 "until $ctl runs >/r0/runs 2>&1; do sleep 0.01; done; start=$(ms); }\n"
+                 "starting; $ctl log; echo log $? $(($(ms) - start)); $ctl stop >&2; wait $run\n"
+                 "$ctl clean >&2\n"
+                 "starting; $ctl stop --timeout 0.1 2>&1 | sed \"s/$run/RUN/; /^end test/d\"\n"
+                 "echo $(($(ms) - start)); left; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "log 0 1000\nhk_ctl: supervisor RUN takes no signals\n"
+                          "run @RUN has not ended within 0.1 s\nend supervisor RUN\n"
+                          "run @RUN has ended\n200\n0\n1\n")
+        << run.errors;
+}
+
 TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
     board_run run =
         on_board({"--loop", "2", "--loop", "3"},
