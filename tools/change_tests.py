@@ -34,7 +34,7 @@ CONCERNS = (
             documents="README.md man/hk_ctl.8"),
     Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",),
             documents="README.md man/hk_results.1"),
-    Concern("serial/*", "[Ss]erial|HungUp|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
+    Concern("serial/*", "[Ss]erial|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
             "receiver.none* crossover.none*"),
     Concern("fio/spi/*", "Spi|FullTable|Runs.spi_", "spi_loop.none* spi_device.none*"),
     Concern("fio/*", "FioLoop|FullTable|Runs.(fio|spi)_loop", "fio_loop.none* spi_loop.none*"),
@@ -43,7 +43,7 @@ CONCERNS = (
     Concern("panel/*", "Panel|FullTable"),
     Concern("*", "KernelFacts|^Runs|StartUp|Timer|Stopping|FailedSetUp|Processes|StandardDescriptors"
                  "|SharedMemory|SystemLog", "*.none*",
-            slow_cases="FileSystem|[Ss]erial|HungUp|LineSpeeds|FioLoop|Spi|Panel|FullTable|Requests|ExpectedRuns"),
+            slow_cases="FileSystem|[Ss]erial|LineSpeeds|FioLoop|Spi|Panel|FullTable|Requests|ExpectedRuns"),
 )
 
 

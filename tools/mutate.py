@@ -187,9 +187,20 @@ def describe(change):
     return f"{change.path}:{change.line}: {change}"
 
 
+def equivalent_changes():
+    return [line for line in read(EQUIVALENT).split("\n") if line and not line.startswith("#")]
+
+
 def is_equivalent(change):
-    with open(EQUIVALENT) as listed:
-        return f"{change.path}: {change}" in listed.read().split("\n")
+    return f"{change.path}: {change}" in equivalent_changes()
+
+
+def warn_of_stale_entries():
+    """The program has changed since these were listed."""
+    known = {f"{change.path}: {change}" for kind in KINDS for change in all_changes("*", kind)}
+    for line in equivalent_changes():
+        if line not in known:
+            print(f"{os.path.basename(EQUIVALENT)}: no such change: {line}", file=sys.stderr)
 
 
 def sample(changes, chance, count):
@@ -247,6 +258,7 @@ def report(changes, results, least):
 
 def main():
     options = read_options()
+    warn_of_stale_entries()
     if options.list:
         print("\n".join(map(describe, options.changes)))
         return 0

@@ -2,28 +2,11 @@
 // script on the board; it waits for what hk_ctl shows, never for a time.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "tests/support/board_run.h"
+#include "tests/ctl/ctl_on_board.h"
 #include "tests/support/terminal_run.h"
 
 namespace {
-
-constexpr char SCRIPT_START[] =
-    "stress='" HK_EMULATOR " " HK_STRESS_PATH "'; ctl='" HK_EMULATOR " " HK_CTL_PATH "'\n"
-    // Waits until a command shows a text: until_shown TEXT COMMAND...
-    "until_shown() { text=$1; shift; until \"$@\" 2>/dev/null | grep -q \"$text\"; do sleep 0.05; "
-    "done; }\n"
-    "segments() { tail -n +2 /proc/sysvipc/shm | wc -l; }\n"
-    "left() { cat /proc/[0-9]*/maps 2>/dev/null | grep -c SYSV; }\n";
-
-board_run on_board(std::vector<std::string> options, const std::string &script) {
-    return board_run::program(std::move(options), {"/bin/sh", "-c", SCRIPT_START + script});
-}
-
-bool shows(const board_run &run, const std::string &text) {
-    return run.output.find(text) != std::string::npos;
-}
 
 TEST(Release, lets_each_held_test_count) {
     board_run run = on_board({}, "$stress -d1 -D -Y /r0/y -M /r0/a:/r0/b:0 & run=$!\n"
@@ -79,6 +62,26 @@ TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "has not ended within 1.0 s\nend supervisor ")) << run.output;
     EXPECT_TRUE(shows(run, "status 137\n0\n0\n")) << run.output << run.errors;
+}
+
+// A run takes signals only after it has started its tests, one each 50 ms.
+TEST(Stop, and_log_wait_for_a_run_that_still_starts_its_tests) {
+    if (*HK_EMULATOR != '\0')
+        GTEST_SKIP() << "the emulator handles signals from its own start";
+    board_run run =
+        on_board({"--clock", "virtual"},
+                 "ms() { date +%s%3N; }; tenths() { echo $((($(ms) - start + 50) / 100)); }\n"
+                 "starting() { $stress -d1 $(printf ' -D%.0s' $(seq 20)) >/dev/null & run=$!\n"
+                 "until $ctl runs >/r0/runs 2>&1; do sleep 0.01; done; start=$(ms); }\n"
+                 "starting; $ctl log; echo log $? $(tenths); $ctl stop >&2; wait $run\n"
+                 "$ctl clean >&2\n"
+                 "starting; $ctl stop --timeout 0.1 2>&1 | sed \"s/$run/RUN/; /^end test/d\"\n"
+                 "tenths; left; segments");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "log 0 10\nhk_ctl: supervisor RUN takes no signals\n"
+                          "run @RUN has not ended within 0.1 s\nend supervisor RUN\n"
+                          "run @RUN has ended\n2\n0\n1\n")
+        << run.errors;
 }
 
 TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
@@ -156,47 +159,23 @@ TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
     EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\nb\nlog\none\n0\n")) << run.output << run.errors;
 }
 
-TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "only root can become another user";
-    board_run run = on_board({"--loop", "2"},
-                             "$stress -d1 -E22 & run=$!\n"
-                             "until_shown 'sp2 loop.*running' $ctl show\n"
-                             "nobody='setpriv --reuid 65534 --regid 65534 --clear-groups'\n"
-                             "$nobody $ctl runs; echo runs $?; $nobody $ctl stop; echo stop $?\n"
-                             "setpriv --reuid 65534 --clear-groups $ctl stop; echo group $?\n"
-                             "for command in runs clean\n"
-                             "do $nobody $ctl $command 2>&1 | grep -c 'no right to read it'; done\n"
-                             "$ctl show | grep running\n"
-                             "python3 -c \"import ctypes, struct, sys\n" // the group may only read
-                             "c = ctypes.CDLL(None); id = int(sys.argv[1])\n"
-                             "about = ctypes.create_string_buffer(256); c.shmctl(id, 2, about)\n"
-                             "struct.pack_into('=H', about, 20, 0o640); c.shmctl(id, 1, about)\" "
-                             "$(awk 'END { print $2 }' /proc/sysvipc/shm)\n"
-                             "setpriv --reuid 65534 --clear-groups $ctl hold all 2>&1 | "
-                             "sed 's/.*user/user/'; $ctl stop; wait $run");
-    EXPECT_EQ(run.finish(), 0);
-    EXPECT_NE(run.errors.find("no right to read it"), std::string::npos) << run.errors;
-    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1\n1\n1 sp2 loop: crossover (-E), running") &&
-                shows(run, "user 0: no right to write it\n"))
-        << run.output << run.errors;
-}
-
 TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
     for (const auto &[columns, rows] : {std::pair<uint16_t, uint16_t>{80, 24}, {40, 10}}) {
-        terminal_run run(std::string(HK_BOARD_PATH " --quiet --loop 2 -- sh -c '" HK_EMULATOR
-                                                   " " HK_STRESS_PATH " -d1 -Y /r0/y -E22 & "
-                                                   "until " HK_EMULATOR " " HK_CTL_PATH
-                                                   " show 2>/dev/null | grep -q \"sp2.*running\"; "
-                                                   "do :; done; setsid -w " HK_EMULATOR
-                                                   " " HK_CTL_PATH " watch --every 0.1; "
-                                                   "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
-                                                   " watch & read line; kill $!; wait $!; "
-                                                   "echo killed $?; " HK_EMULATOR " " HK_CTL_PATH
-                                                   " stop'"),
+        terminal_run run(std::string(HK_BOARD_PATH
+                                     " --quiet --loop 2 -- sh -c '" HK_EMULATOR " " HK_STRESS_PATH
+                                     " -d1 -Y /r0/y -E22 & "
+                                     "until " HK_EMULATOR " " HK_CTL_PATH
+                                     " show 2>/dev/null | grep -q \"sp2.*running\"; "
+                                     "do :; done; exec 3<&0; (until stty -a <&3 | "
+                                     "grep susp.*undef; do sleep 0.05; done) & "
+                                     "setsid -w " HK_EMULATOR " " HK_CTL_PATH " watch --every 0.1; "
+                                     "echo left $?; " HK_EMULATOR " " HK_CTL_PATH
+                                     " watch & read line; kill $!; wait $!; "
+                                     "echo killed $?; " HK_EMULATOR " " HK_CTL_PATH " stop'"),
                          columns, rows);
         ASSERT_TRUE(run.wait_for("filesys opt     held")) << run.screen;
         ASSERT_TRUE(run.wait_for("2 sp2 loop        running")) << run.screen;
+        EXPECT_TRUE(run.wait_for("susp = <undef>")) << run.screen; // else ^Z leaves this screen
         run.type("r");
         EXPECT_TRUE(run.wait_for("filesys opt     running")) << run.screen;
         run.type("\033[Bh");
@@ -212,16 +191,21 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
     }
 }
 
-TEST(Usage, that_is_wrong_gets_status_2_and_a_reason) {
-    board_run run =
-        on_board({}, "for words in '' nothing 'runs x' 'show --every 1' 'hold' "
-                     "'watch --every 0' 'stop --timeout x' 'show @' 'release --follow 1'\n"
-                     "do $ctl $words >/dev/null; echo $?; done; $ctl runs; echo $?\n"
-                     "$ctl show 2>&1; echo $?; $ctl --help | grep -c dry-run\n"
-                     "$ctl show --nonsense 2>&1 | grep -c 'hk_ctl: unrecognized'");
+TEST(Watch, to_a_pipe_shows_each_look_until_its_times_or_the_run_are_over) {
+    board_run run = on_board(
+        {"--clock", "virtual"},
+        "ms() { date +%s%3N; }; tenths() { echo $((($(ms) - start + 50) / 100)); }\n"
+        "for end in '$ctl stop --clean' 'kill -KILL $run $test'\n"
+        "do $stress -d1 -D >/dev/null & run=$!; until_shown held $ctl show\n"
+        "test=$($ctl show | sed -n 's/.* pid \\([0-9]*\\),.*/\\1/p')\n"
+        "start=$(ms); $ctl watch --every 2.5 --times 3 >/r0/looks; echo $? $(tenths)\n"
+        "grep -c held, /r0/looks; rm /r0/looks; $ctl watch --every 2 >/r0/looks & watch=$!\n"
+        "until [ -s /r0/looks ]; do sleep 0.05; done; eval $end >&2; wait $run; wait $watch\n"
+        "echo $?; sed -n 's/.*user: \\([a-z]*\\),.*/\\1/p; s/@[0-9]* //p' /r0/looks\n"
+        "$ctl clean >&2; done");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "2\n2\n2\n2\n2\n2\n2\n2\n2\n3\nhk_ctl: there is no run\n3\n1\n1\n")
-        << run.errors;
+    const std::string each = "0 50\n3\n0\nheld\ngone\nrun is over\n";
+    EXPECT_EQ(run.output, each + each) << run.errors;
 }
 
 } // namespace

@@ -8,6 +8,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 LIMIT_S = int(os.environ.get('HK_WAIT_SECONDS', 60))
@@ -67,11 +68,23 @@ class Command(unittest.TestCase):
             self.assertTrue(ready, seen)
             seen += os.read(terminal, 4096).decode()
 
+    def wait_for_sleeps(self, process, count):
+        status = pathlib.Path('/proc', str(process.pid), 'status')
+
+        def sleeps():
+            return int(status.read_text().split('\nvoluntary_ctxt_switches:')[1].split()[0])
+
+        enough, latest = sleeps() + count, time.monotonic() + LIMIT_S
+        while sleeps() < enough:
+            self.assertLess(time.monotonic(), latest, 'it uses a processor while nothing happens')
+            time.sleep(0.05)
+
     def test_each_new_list_of_a_followed_log_shows_the_table_again(self):
         terminal, other_end = pty.openpty()
         self.log.write_text(one_list(10, 0))
         program = self.start('--follow', stdout=other_end)
         self.wait_for(terminal, 'PASS: 1 of 1')
+        self.wait_for_sleeps(program, 5)
         with open(self.log, 'a') as log:
             log.write(one_list(20, 1))
         self.wait_for(terminal, 'FAIL: 0 of 1')

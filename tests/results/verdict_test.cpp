@@ -265,6 +265,7 @@ TEST(Expectation, what_is_missing_more_or_idle_decides) {
     const outcome more = judge_text(good_run(), expecting("-P2"));
     EXPECT_TRUE(more.status == SOMETHING_IS_WRONG && more.says("UNEXPECTED sp1 consume"))
         << more.report;
+    EXPECT_TRUE(more.says("pass       sp2 produce") && !more.says("MISSING")) << more.report;
     const std::string idle = list(10, {producer(5), item("8 dram user alloc 0 test 0")});
     EXPECT_EQ(judge_text(idle).status, EVERYTHING_PASSES);
     const outcome expected = judge_text(idle, expecting("-P2 -D"));
