@@ -116,6 +116,7 @@ void run_in_own_time(run_parts &parts) {
         time.step();
     }
     take_last_events(time.sources);
+    time.log.finish();
     parts.requests.lamp = nullptr;
     if (report_unknown_sleeps(time) && parts.built.settings.strict && run.status == 0)
         run.status = STATUS_NOT_MODELLED;

@@ -184,7 +184,7 @@ void run_judge::note_lists(run_verdict &result) const {
     if (run.is_report)
         return note_report(result);
     if (run.records.empty())
-        result.remarks.emplace_back("its lists are empty: no test was started");
+        result.remarks.emplace_back("its lists are empty: no test was started, or only -K");
     if (run.cut_lists > 0) {
         result.is = std::max(result.is, verdict::CUT);
         result.remarks.push_back(

@@ -2,8 +2,10 @@
 
 #include "simulator/base/message.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
+#include <iterator>
 
 namespace simulator {
 
@@ -57,7 +59,8 @@ bool set_hardware_address(device_set &devices, const char *text) {
     int length = 0;
     const int found = sscanf(text, "%2x:%2x:%2x:%2x:%2x:%2x%n", &bytes[0], &bytes[1], &bytes[2],
                              &bytes[3], &bytes[4], &bytes[5], &length);
-    if (found != static_cast<int>(bytes.size()) || text[length] != '\0' ||
+    const bool is_zero = std::ranges::count(bytes, 0U) == std::ssize(bytes);
+    if (found != static_cast<int>(bytes.size()) || text[length] != '\0' || is_zero ||
         (bytes[0] & GROUP_ADDRESS) != 0)
         return complain("--mac %s: not a unicast hardware address, such as 02:00:00:00:12:34",
                         text);

@@ -104,7 +104,8 @@ std::string result_of(const response &given) {
 
 } // namespace
 
-bool call_log::open(const std::string &path) {
+bool call_log::open(const std::string &wanted) {
+    path = wanted;
     out.reset(fopen(path.c_str(), "we"));
     return out != nullptr || cannot("write", path);
 }
@@ -121,6 +122,11 @@ void call_log::note(const request &asked, int64_t asked_at_us, const response &g
     if (now_us() > asked_at_us)
         (void)fprintf(out.get(), " <%.6f>", seconds(now_us() - asked_at_us));
     (void)fputc('\n', out.get());
+}
+
+void call_log::finish() {
+    if (out != nullptr && (fflush(out.get()) != 0 || ferror(out.get()) != 0))
+        report("%s lacks lines: it could not be written", path.c_str());
 }
 
 } // namespace simulator

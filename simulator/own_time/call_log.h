@@ -19,12 +19,14 @@ namespace simulator {
 class call_log {
 public:
     // Creates the file, or empties it. False after a message.
-    bool open(const std::string &path);
+    bool open(const std::string &wanted);
     bool is_open() const {
         return out != nullptr;
     }
     // Notes a call whose caller is about to go on.
     void note(const request &asked, int64_t asked_at_us, const response &given);
+    // Reports at the end of the run if the file lacks lines, because the disk is full for instance.
+    void finish();
 
 private:
     struct closer {
@@ -33,6 +35,7 @@ private:
         }
     };
     std::unique_ptr<FILE, closer> out;
+    std::string path;
 };
 
 } // namespace simulator

@@ -231,6 +231,12 @@ TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_
     unlink(calls.c_str());
 }
 
+TEST(OwnTime, reports_a_file_of_calls_that_could_not_be_written) {
+    board_run run = board_run::program(in_own_time({"--calls", "/dev/full"}), {"sleep", "1"});
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_NE(run.errors.find("/dev/full lacks lines"), std::string::npos) << run.errors;
+}
+
 // Ending takes the machine's time, in which the five seconds of the board's own could pass.
 TEST(OwnTime, stands_still_while_a_program_that_the_end_of_the_run_has_killed_is_ending) {
     board_run run = board_run::program(in_own_time({"--for", "1"}), {"sleep", "9"});

@@ -55,6 +55,7 @@ const struct {
     {{"--spi", "loop", "--spi", "219"}, "/dev/manufacturer has a device already"},
     {{"--loop", "5s", "--fio", "20=221"}, "plugged into port 5s already"},
     {{"--mac", "02:00:00"}, "--mac 02:00:00: not a unicast hardware address"},
+    {{"--mac", "00:00:00:00:00:00"}, "not a unicast hardware address"},
     {{"--for", "soon"}, "--for soon: --for takes seconds"},
     {{"--keys", "a \\q"}, "\"\\q\""},
     {{"--keys", "a\\"}, "\"a\\\""},
