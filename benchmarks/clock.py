@@ -3,7 +3,8 @@
 
 An hour on the board of a crossover alone, of the demo's job, and of the crossover under the emulator if
 the PowerPC program is built. On a busy machine look at the processor seconds, of board and program
-together: the real ones then say how busy it is.
+together: the real ones then say how busy it is. On a virtual machine the hypervisor takes processors away
+for a time: each line has these seconds too, for each processor.
 """
 import argparse
 import os
@@ -13,6 +14,7 @@ import subprocess
 import time
 
 HOUR = 3600
+STEAL = 8  # field of a line of /proc/stat
 EMULATOR = 'qemu-ppc'
 POWERPC_PROGRAM = 'build/powerpc/hk_stress'
 
@@ -27,14 +29,22 @@ JOBS = (
 )
 
 
+def stolen():
+    """Seconds that the hypervisor has taken from each processor, see the column steal in proc(5)."""
+    with open('/proc/stat', encoding='ascii') as lines:
+        rows = [line.split() for line in lines if line.startswith('cpu') and line[3].isdigit()]
+    return [int(row[STEAL]) / os.sysconf('SC_CLK_TCK') for row in rows]
+
+
 def run(command):
-    """Real and processor seconds of a command and everything that it started."""
-    began = time.monotonic()
+    """Real and processor seconds of a command and everything that it started; seconds stolen meanwhile."""
+    began, stolen_before = time.monotonic(), stolen()
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     used = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
-    return time.monotonic() - began, used
+    taken = [after - before for before, after in zip(stolen_before, stolen())]
+    return time.monotonic() - began, used, taken
 
 
 def measure(build, job, seconds):
@@ -42,8 +52,9 @@ def measure(build, job, seconds):
     name, (board_options, plan), is_emulated, goal = job
     program = [EMULATOR, POWERPC_PROGRAM] if is_emulated else [f'{build}/hk_stress']
     board = [f'{build}/hk_board', '--quiet', '--clock', 'virtual', '--for', str(seconds)]
-    real, used = run([*board, *board_options, '--', *program, *plan])
-    print(f'{name:16}{real:8.1f} s real, {used:6.1f} s of processor time, {seconds / real:6.1f} times real time; '
+    real, used, taken = run([*board, *board_options, '--', *program, *plan])
+    print(f'{name:16}{real:8.1f} s real, {used:6.1f} s of processor time, '
+          f'{"+".join(f"{each:.1f}" for each in taken)} s stolen, {seconds / real:6.1f} times real time; '
           f'goal {goal * seconds / HOUR:.1f} s, {HOUR / goal:.1f} times', flush=True)
 
 

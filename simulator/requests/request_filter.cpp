@@ -48,6 +48,12 @@ constexpr uint32_t MOUNTING_CALLS[] = {
     SYS_fsopen, SYS_fsconfig, SYS_fsmount,    SYS_fspick,    SYS_mount_setattr,
 };
 
+// Restartable sequences, see <sys/rseq.h>: the kernel writes to the thread's memory after each
+// switch to it, and the C library uses them only to find its processor. In the board's own time
+// threads switch at each stopped call, so the program gets a kernel without them, which is some
+// per cent faster.
+constexpr uint32_t SEQUENCES_CALL = SYS_rseq;
+
 constexpr uint32_t LOW_WORD = __BYTE_ORDER == __BIG_ENDIAN ? 4 : 0;
 
 sock_filter load(size_t offset) {
@@ -179,6 +185,8 @@ steps filter_steps(const filter_rules &rules) {
     add_rule(all, SYS_ioctl, decide_by_request(rules.ioctls));
     for (const uint32_t number : MOUNTING_CALLS)
         add_rule(all, number, {give(SECCOMP_RET_ERRNO | EPERM)});
+    if (rules.own_time)
+        add_rule(all, SEQUENCES_CALL, {give(SECCOMP_RET_ERRNO | ENOSYS)});
     all.push_back(give(SECCOMP_RET_ALLOW));
     return all;
 }
