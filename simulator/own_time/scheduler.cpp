@@ -58,6 +58,7 @@ scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
     keep_responses(this);
     calls.held.look_when_told();
     calls.takes_all_polls = calls.remembers = true;
+    calls.expect_exits();
 }
 
 scheduler::~scheduler() {

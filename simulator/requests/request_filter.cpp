@@ -178,7 +178,8 @@ steps filter_steps(const filter_rules &rules) {
             add_rule(all, row.number, decide(row.when, ports));
     if (rules.ports)
         for (const call_row &row : STOPPED_CALLS)
-            add_rule(all, row.number, decide(row.when, ports));
+            if (rules.own_time || may_fail_with_eintr(row.kind))
+                add_rule(all, row.number, decide(row.when, ports));
     if (rules.process_starts && !rules.own_time) // which has those calls already
         for (const uint32_t number : STARTING_CALLS)
             add_rule(all, number, {give(SECCOMP_RET_USER_NOTIF)});

@@ -7,7 +7,8 @@
 //
 // The kernel answers calls on descriptor 2. A signal before the board has received a stopped call
 // makes the call fail with EINTR. A file never does that, so a message of the program would be
-// lost.
+// lost. Nor may an exit or a start of a program fail so (a C library faults after an exit that
+// returns): these are stopped in the board's own time alone, in which no signal comes then.
 #pragma once
 
 #include <algorithm>
@@ -98,6 +99,10 @@ constexpr uint32_t STARTING_CALLS[] = {
 constexpr bool starts_process(int number) {
     return std::ranges::find(STARTING_CALLS, static_cast<uint32_t>(number)) !=
            std::end(STARTING_CALLS);
+}
+
+constexpr bool may_fail_with_eintr(call_kind kind) {
+    return kind != call_kind::end && kind != call_kind::execute;
 }
 
 // The row of a system call by its number; null if the table has none.

@@ -138,7 +138,7 @@ TEST_F(line_requests, tiocmiwait_returns_when_one_of_its_lines_has_changed) {
 
 // tcdrain(3) and tcsendbreak(3) are not (tty_ioctl in tty_io.c); a change of the settings is.
 TEST_F(line_requests, an_interrupted_drain_is_not_made_again) {
-    for (const uint32_t number : {TCSBRK, TCSBRKP, TIOCSBRK})
+    for (const uint32_t number : {uint32_t{TCSBRK}, uint32_t{TCSBRKP}, uint32_t{TIOCSBRK}})
         EXPECT_FALSE(one.interrupt_request(now, {.number = number, .value = 1}));
     EXPECT_TRUE(one.interrupt_request(now, {.number = TCSETSW}));
 }

@@ -52,7 +52,8 @@ TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_
     board_run run =
         board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {"waits"}));
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, "nothing comes: poll 0 0 0, select 0 0 0\n"
+    EXPECT_EQ(run.output, "written before an exit: 96\n"
+                          "nothing comes: poll 0 0 0, select 0 0 0\n"
                           "a byte in the pipe: poll 1 1 0, select 1 1 0\n"
                           "a byte in both: poll 2 1 1, select 2 1 1\n"
                           "a byte on the line: poll 1 0 1, select 1 0 1\n"

@@ -118,6 +118,11 @@ void port_calls::ready(const pollfd &) {
     look_at_nodes(true);
 }
 
+void port_calls::expect_exits() const {
+    for (serial_port *port : ports)
+        port->sees_exits = true;
+}
+
 // Handles the last close of a port before a call that follows it.
 void port_calls::look_at_nodes(bool always) const {
     if (remembers && !always && !std::exchange(may_have_changed, false))

@@ -59,6 +59,8 @@ struct port_calls final : call_taker, event_source {
         may_have_changed = true;
         remembered.clear();
     }
+    // Exits are stopped too: where no call has closed a port, its process was killed.
+    void expect_exits() const;
     // Notices the last close of a port. `always`: also what a program outside the board's own time
     // has done.
     void look_at_nodes(bool always) const;

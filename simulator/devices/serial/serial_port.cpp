@@ -167,9 +167,9 @@ void serial_port::give_to_node() {
 void serial_port::close_if_abandoned() {
     if (descriptors == 0 || !node.is_abandoned())
         return;
-    const bool sends_rest = is_terminal_served;
+    const bool was_killed = sees_exits && !is_terminal_served;
     close();
-    if (!sends_rest) // no call has closed it: a signal has killed the process
+    if (was_killed) // its output is lost
         model.end_close(line_now());
 }
 

@@ -37,6 +37,7 @@ struct serial_port final : device {
     line::cable *joint = nullptr;         // none: nothing is plugged in
     std::string partner_name;             // of the port at the other end, for the fault "lines"
     bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
+    bool sees_exits = false; // in the board's own time: what closes without a call was killed
 
     bool is_synchronous() const {
         return name.back() == 's';

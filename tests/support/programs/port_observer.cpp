@@ -204,12 +204,13 @@ struct closing_way {
     const char *name;
     void (*close_it)(int port);
 };
+constexpr closing_way EXIT = {"exit", [](int) {}};
 constexpr closing_way CLOSING_WAYS[] = {
     {"close", [](int port) { (void)close(port); }},
     {"dup2", [](int port) { (void)dup2(STDERR_FILENO, port); }},
     {"dup3", [](int port) { (void)dup3(STDERR_FILENO, port, O_CLOEXEC); }},
     {"close_range", [](int port) { (void)close_range(static_cast<unsigned>(port), ~0U, 0); }},
-    {"exit", [](int) {}},
+    EXIT,
     {"execve",
      [](int port) {
          (void)fcntl(port, F_SETFD, FD_CLOEXEC);
@@ -219,22 +220,27 @@ constexpr closing_way CLOSING_WAYS[] = {
     {"SIGTERM", [](int) { (void)raise(SIGTERM); }},
 };
 
-// In a process of its own: how long it takes, and whether all that was written arrives.
+// In a process of its own. Its duration in hundredths of a second.
+long write_and_close(const closing_way &way) {
+    return centiseconds([&] {
+        const pid_t child = fork();
+        if (child == 0) {
+            const int port = open_port("/dev/sp1");
+            set_raw(port, B9600);
+            write_text(port, std::string(96, 'x'));
+            way.close_it(port);
+            _exit(0);
+        }
+        (void)waitpid(child, nullptr, 0);
+    });
+}
+
+// How long each takes, and whether all that was written arrives.
 void observe_ways_of_closing() {
     for (const closing_way &way : CLOSING_WAYS) {
         const int far_end = open_port("/dev/sp2");
         set_raw(far_end, B9600);
-        const long duration = centiseconds([&] {
-            const pid_t child = fork();
-            if (child == 0) {
-                const int port = open_port("/dev/sp1");
-                set_raw(port, B9600);
-                write_text(port, std::string(96, 'x'));
-                way.close_it(port);
-                _exit(0);
-            }
-            (void)waitpid(child, nullptr, 0);
-        });
+        const long duration = write_and_close(way);
         const size_t arrived = read_all(far_end, 200).size();
         printf("last close by %s: %ld %d\n", way.name, duration, arrived == 96);
         (void)close(far_end);
@@ -328,8 +334,11 @@ void observe_signals(int one, int two) {
 }
 
 void observe_waits() {
-    const int one = open_port("/dev/sp1");
     const int two = open_port("/dev/sp2");
+    set_raw(two, B9600);
+    (void)write_and_close(EXIT);
+    printf("written before an exit: %zu\n", read_all(two, 1000).size());
+    const int one = open_port("/dev/sp1");
     set_raw(one, B115200);
     set_raw(two, B115200);
     observe_mixed_waits(one, two);
