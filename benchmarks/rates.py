@@ -2,7 +2,7 @@
 """How fast a producer sends (-C1 -P4) on the simulated board, against what the line and its pauses give.
 
 A turn of the producer is a block of 16 characters of 10 bits and a pause of 2 ms. The blocks are counted
-between the second list and the last one, so that the start and the end of the run do not count. Steal is
+between the second list and the last one, so that the start of the run does not count. Steal is
 the share of time in which another guest had this machine's processors: with --clock real it makes every
 pause longer.
 """

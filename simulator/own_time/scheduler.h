@@ -28,7 +28,7 @@
 // looks at it after every turn, and when it has been woken waits until it is stopped again. Both
 // are certain without a guess: what wakes it happens before the waker's next call. If such a call
 // can also be ended by time, the board's clock has no part in it: those calls are counted and named
-// at the end.
+// at the end, if they sleep for longer than two ticks.
 //
 // Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
 // somebody has sent one, the board looks which threads would notice it and ends their calls as the
