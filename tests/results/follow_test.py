@@ -4,6 +4,7 @@
 The end of a run of --follow is the first failure with --fail-fast, or a signal. A list that has no end by
 then is cut.
 """
+import contextlib
 import os
 import pathlib
 import signal
@@ -27,18 +28,30 @@ def append(log, lines):
         file.writelines(lines)
 
 
+def path_of(descriptor):
+    """The file of a descriptor in /proc; none if it has been closed meanwhile."""
+    with contextlib.suppress(OSError):
+        return os.readlink(descriptor)
+    return None
+
+
 def has_open(process, log):
     names = f'/proc/{process.pid}/fd'
-    return any(os.path.realpath(f'{names}/{each}') == str(log) for each in os.listdir(names))
+    return any(path_of(f'{names}/{each}') == str(log) for each in os.listdir(names))
 
 
-def follow(program, log, *options):
-    process = subprocess.Popen([program, '--follow', *options, log], stdout=subprocess.PIPE, text=True)
-    end = time.monotonic() + LIMIT_S
-    while not has_open(process, log):
-        assert time.monotonic() < end, 'the log is not opened'
-        time.sleep(0.01)
-    return process
+@contextlib.contextmanager
+def following(program, log, *options):
+    """The process, once it has opened the log; it is killed if the test fails."""
+    with subprocess.Popen([program, '--follow', *options, log], stdout=subprocess.PIPE, text=True) as process:
+        try:
+            end = time.monotonic() + LIMIT_S
+            while not has_open(process, log):
+                assert time.monotonic() < end, 'the log is not opened'
+                time.sleep(0.01)
+            yield process
+        finally:
+            process.kill()
 
 
 def expect_end(process, status, said):
@@ -51,21 +64,21 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         log = pathlib.Path(name).resolve() / 'oven.log'
         append(log, results_list(10))
-        process = follow(program, log)
-        append(log, results_list(11))
-        process.send_signal(signal.SIGTERM)
-        expect_end(process, 0, '2 lists')
+        with following(program, log) as process:
+            append(log, results_list(11))
+            process.send_signal(signal.SIGTERM)
+            expect_end(process, 0, '2 lists')
 
-        process = follow(program, log)
-        append(log, results_list(12)[:2])
-        process.send_signal(signal.SIGINT)
-        expect_end(process, 1, '1 of 3 lists is not complete')
+        with following(program, log) as process:
+            append(log, results_list(12)[:2])
+            process.send_signal(signal.SIGINT)
+            expect_end(process, 1, '1 of 3 lists is not complete')
 
-        process = follow(program, log, '--fail-fast')
-        append(log, results_list(12)[2:])
-        log.rename(log.with_suffix('.1'))
-        append(log, results_list(13, errors=1) + results_list(14, errors=2))
-        expect_end(process, 1, '4 lists')
+        with following(program, log, '--fail-fast') as process:
+            append(log, results_list(12)[2:])
+            log.rename(log.with_suffix('.1'))
+            append(log, results_list(13, errors=1) + results_list(14, errors=2))
+            expect_end(process, 1, '4 lists')
 
     wrong = subprocess.run([program, '--follow'], stdin=subprocess.DEVNULL, capture_output=True, check=False, text=True)
     assert wrong.returncode == 2 and wrong.stderr.startswith('hk_results: --follow'), wrong
