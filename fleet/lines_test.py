@@ -79,6 +79,18 @@ class Lines(ChainCase):
         self.wait_until_read()
         self.assertIsNone(self.value('stress_unchanged_seconds'))
 
+    def test_a_held_file_test_that_has_created_its_files_is_idle(self):
+        self.start('mtail')
+        held = [f'<LI> 11 {name} wrote 16 read 0 errors 0,0,0 hist 0,0 0,0 0,0 0,0 0,0'
+                for name in ('filesys opt', 'bbsram file_copy')]
+        self.write_list(*held)
+        self.wait_until_read()
+        time.sleep(1.1)  # mtail counts whole seconds
+        self.write_list(*held)
+        self.wait_until_read()
+        self.assertEqual(self.value('stress_records_working'), 0)
+        self.assertIsNone(self.value('stress_unchanged_seconds'))
+
     def test_an_hour_of_skew_changes_no_age_and_stops_no_list(self):
         self.start('mtail')
         for number, step_s in enumerate((3600, 120, -7200, 120), 1):
