@@ -180,13 +180,27 @@ bool is_crossover_pair(const run_history &run, size_t first) {
            is_of(run.records[first + 1].newest, record_letter::CROSSOVER);
 }
 
+// Only the tests of ports and of the module on SPI write what they opened.
+bool has_device(const TestRecord &record) {
+    switch (static_cast<record_letter>(record.test_letter)) {
+    case record_letter::RECEIVER:
+    case record_letter::PRODUCER:
+    case record_letter::CROSSOVER:
+    case record_letter::FIO:
+    case record_letter::SPI_FIO:
+        return record.unit != 0;
+    default:
+        return true;
+    }
+}
+
 std::vector<std::string> places_of_crossover(const run_history &run, size_t index) {
     const bool is_second = index > 0 && is_crossover_pair(run, index - 1);
     if (!is_second && !is_crossover_pair(run, index))
         return places_of_loop(run, run.records[index]);
     const record_history &own = run.records[index];
     const record_history &other = run.records[is_second ? index - 1 : index + 1];
-    if (!is_opened(other.newest))
+    if (!has_device(other.newest))
         return {not_opened(run, own.newest)};
     const direction way = {run, own, own.newest.unit, other.newest.unit, is_second};
     const direction back = {run, other, other.newest.unit, own.newest.unit, !is_second};
@@ -203,18 +217,11 @@ constexpr std::array<const char *, COMPLAINTS> COMPLAINT_WORDS = {
 
 } // namespace
 
-// Only the tests of ports and of the module on SPI write what they opened.
-bool is_opened(const TestRecord &record) {
-    switch (static_cast<record_letter>(record.test_letter)) {
-    case record_letter::RECEIVER:
-    case record_letter::PRODUCER:
-    case record_letter::CROSSOVER:
-    case record_letter::FIO:
-    case record_letter::SPI_FIO:
-        return record.unit != 0;
-    default:
-        return true;
-    }
+bool is_opened(const run_history &run, size_t index) {
+    // The second line of -F has no port either until its module is asked for the first time.
+    return has_device(run.records[index].newest) ||
+           (index > 0 && is_of(run.records[index - 1].newest, record_letter::FIO) &&
+            has_device(run.records[index - 1].newest));
 }
 
 bool has_complaint(const run_history &run, size_t index) {
@@ -229,7 +236,7 @@ bool has_given_up(const run_history &run, const TestRecord &record) {
 
 std::vector<std::string> places_of(const run_history &run, size_t index) {
     const record_history &record = run.records[index];
-    if (!is_opened(record.newest))
+    if (!is_opened(run, index))
         return {not_opened(run, record.newest)};
     if (is_of(record.newest, record_letter::CROSSOVER))
         return places_of_crossover(run, index);

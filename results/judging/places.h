@@ -7,8 +7,8 @@
 
 #include "results/history/log_history.h"
 
-// Returns false if the test could not open its device.
-bool is_opened(const TestRecord &record);
+// Returns false if the test of a record could not open its device.
+bool is_opened(const run_history &run, size_t index);
 
 // Returns true if the tests complained of something that no counter shows: the first record of -F
 // then fails.

@@ -133,7 +133,7 @@ record_verdict run_judge::judge_record(size_t index) const {
         record.has_bad_blocks || std::ranges::any_of(judged.errors, [](const moved_error &error) {
             return error.allowed_by.empty();
         });
-    if (has_errors || !is_opened(record.newest) || has_complaint(run, index))
+    if (has_errors || !is_opened(run, index) || has_complaint(run, index))
         name_errors(judged, index);
     else if (record.count(1) == 0)
         judged.is = verdict::IDLE;
