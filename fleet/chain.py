@@ -199,7 +199,9 @@ class Chain:
     # What they know
 
     def kept_lines(self):
-        return self.kept.read_text(errors='replace').splitlines() if self.kept.exists() else []
+        """The whole lines of the collector's file; the last one may still be in the making."""
+        text = self.kept.read_text(errors='replace') if self.kept.exists() else ''
+        return text[:text.rfind('\n') + 1].splitlines()
 
     def series(self, name, port=3903):
         """The series of a metric in mtail, or in Prometheus at 9090: labels and value."""
