@@ -8,7 +8,8 @@
 // The kernel answers calls on descriptor 2. A signal before the board has received a stopped call
 // makes the call fail with EINTR. A file never does that, so a message of the program would be
 // lost. Nor may an exit or a start of a program fail so (a C library faults after an exit that
-// returns): these are stopped in the board's own time alone, in which no signal comes then.
+// returns): these are stopped in the board's own time alone, in which no other process of the
+// program runs then and could send a signal.
 #pragma once
 
 #include <algorithm>

@@ -6,6 +6,9 @@
 // has set another one. A signal ends the wait but not the close, and what has not left is lost; a
 // process that is ending takes no signals. A process that a signal kills does not wait: that close
 // is seen at the port's node alone, see serial_port.h.
+//
+// In the machine's time the end of a process and execve(2) are not stopped, see stopped_calls.h:
+// these closes do not wait, and the port sends the rest.
 #pragma once
 
 #include "simulator/devices/serial/serial_port.h"
