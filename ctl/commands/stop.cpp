@@ -16,9 +16,9 @@ namespace {
 
 constexpr int32_t LOOK_US = 20000;
 
-// Waits until the supervisor handles the signal: an earlier one would end only the supervisor.
-bool signal_supervisor(const stress_run &run, int number, int64_t limit_ms) {
-    const int64_t latest = now_ms() + limit_ms;
+// Waits until the supervisor handles the signal, for an earlier one would end only the supervisor;
+// until `latest` on the clock of now_ms at most.
+bool signal_supervisor(const stress_run &run, int number, int64_t latest) {
     while (!handles_signal(run.supervisor, number)) {
         if (!is_running(run.supervisor) || now_ms() >= latest) {
             complain("supervisor %d takes no signals", static_cast<int>(run.supervisor_id()));
@@ -42,8 +42,9 @@ bool is_own_to_signal(const stress_run &run) {
 
 bool end_run(stress_run &run, int64_t timeout_ms) {
     if (!run.is_over()) {
-        (void)signal_supervisor(run, SIGTERM, timeout_ms); // what remains is ended below
-        if (await_end(run, timeout_ms))
+        const int64_t latest = now_ms() + timeout_ms;
+        (void)signal_supervisor(run, SIGTERM, latest); // what remains is ended below
+        if (await_end(run, latest - now_ms()))
             return true;
         printf("run @%d has not ended within %.1f s\n", static_cast<int>(run.supervisor_id()),
                static_cast<double>(timeout_ms) / 1000);
@@ -64,7 +65,7 @@ int ask_for_list(const command_options &options, command_words words) {
         complain("run @%d is over", static_cast<int>(run->supervisor_id()));
         return NOTHING_THERE;
     }
-    return signal_supervisor(*run, SIGUSR1, options.timeout_ms) ? DONE : SOMETHING_WRONG;
+    return signal_supervisor(*run, SIGUSR1, now_ms() + options.timeout_ms) ? DONE : SOMETHING_WRONG;
 }
 
 int stop_run(const command_options &options, command_words words) {
