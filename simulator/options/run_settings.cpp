@@ -89,9 +89,11 @@ bool take_start(run_settings &settings, const char *text) {
     const char *rest = strptime(text, "%Y-%m-%d", &start);
     if (rest != nullptr && *rest != '\0')
         rest = strptime(rest, " %H:%M:%S", &start);
-    const time_t seconds = timegm(&start);
+    const tm read = start;
+    const time_t seconds = timegm(&start); // makes a day beyond its month one of the next
+    const bool is_date = start.tm_mday == read.tm_mday && start.tm_sec == read.tm_sec;
     settings.start_us = int64_t{seconds} * US_PER_SECOND;
-    return (rest != nullptr && *rest == '\0' && seconds > 0) ||
+    return (rest != nullptr && *rest == '\0' && is_date && seconds > 0) ||
            complain("--start %s: a start is a date, as 2026-01-01 or '2026-01-01 08:30:00'", text);
 }
 

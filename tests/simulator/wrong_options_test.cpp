@@ -40,6 +40,7 @@ const struct {
     {{"--feed", "1s=9600:/proc/version"}, "a synchronous port has one speed"},
     {{"--clock", "real", "--speed", "4"}, "--speed: it needs --clock virtual"},
     {{"--clock", "real", "--start", "2026-01-01"}, "--start: it needs --clock virtual"},
+    {{"--clock", "virtual", "--start", "2026-02-30"}, "--start 2026-02-30: a start is a date"},
     {{"--clock", "real", "--calls", "/dev/null"}, "--calls: it needs --clock virtual"},
     {{"--clock", "real", "--strict"}, "--strict: it needs --clock virtual"},
     {{"--seed", "7", "--replay", "run.log"}, "--replay takes no other option and no program"},
