@@ -80,7 +80,7 @@ TEST(Stop, and_log_wait_for_a_run_that_still_starts_its_tests) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "log 0 10\nhk_ctl: supervisor RUN takes no signals\n"
                           "run @RUN has not ended within 0.1 s\nend supervisor RUN\n"
-                          "run @RUN has ended\n2\n0\n1\n")
+                          "run @RUN has ended\n1\n0\n1\n")
         << run.errors;
 }
 
@@ -176,6 +176,7 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
         ASSERT_TRUE(run.wait_for("filesys opt     held")) << run.screen;
         ASSERT_TRUE(run.wait_for("2 sp2 loop        running")) << run.screen;
         EXPECT_TRUE(run.wait_for("susp = <undef>")) << run.screen; // else ^Z leaves this screen
+        EXPECT_TRUE(run.never_waits_for_a_key()) << "Ctrl-C can take a key away before it is read";
         run.type("r");
         EXPECT_TRUE(run.wait_for("filesys opt     running")) << run.screen;
         run.type("\033[Bh");
