@@ -17,7 +17,7 @@ constexpr char LEAVE_SCREEN[] = "\033[?25h\033[?1049l";
 constexpr char HOME[] = "\033[H";
 constexpr char CLEAR_REST[] = "\033[J";
 constexpr char CLEAR_LINE_REST[] = "\033[K";
-constexpr int END_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGWINCH};
 constexpr uint16_t SIZE_MAX_SHOWN = 500;
 constexpr int ESCAPE_MS = 20;
 
@@ -31,12 +31,20 @@ void take_signal(int number) {
         end_asked = 1;
 }
 
-void handle_signals() {
+// From here on they come only while wait_for_key waits, with the mask that this returns: one that
+// came just before would not end the wait.
+sigset_t handle_signals() {
     struct sigaction action = {};
     action.sa_handler = take_signal;
-    (void)sigaction(SIGWINCH, &action, nullptr);
-    for (const int number : END_SIGNALS)
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (const int number : SIGNALS) {
         (void)sigaction(number, &action, nullptr);
+        sigaddset(&handled, number);
+    }
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, &handled, &before);
+    return before;
 }
 
 void put(const std::string &text) {
@@ -92,24 +100,24 @@ key signalled() {
     return key::RESIZED;
 }
 
-key read_key() {
+// `events` is what poll(2) reports for standard input.
+key read_key(int events) {
     char byte = 0;
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
-    if (count == 0 || (count < 0 && errno != EINTR))
-        return key::LEAVE; // the terminal is gone
-    if (count < 0)
-        return signalled();
-    return byte == '\033' ? read_arrow() : key_of(byte);
+    if (count > 0)
+        return byte == '\033' ? read_arrow() : key_of(byte);
+    const bool is_gone = count < 0 || (events & (POLLHUP | POLLERR)) != 0;
+    return is_gone ? key::LEAVE : key::NONE;
 }
 
 } // namespace
 
-terminal::terminal() : has_keys(tcgetattr(STDIN_FILENO, &before) == 0) {
-    handle_signals();
+terminal::terminal()
+    : signals_before(handle_signals()), has_keys(tcgetattr(STDIN_FILENO, &before) == 0) {
     if (has_keys) {
         termios raw = before;
         raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VMIN] = 0; // Ctrl-C takes keys away that poll(2) has reported
         raw.c_cc[VTIME] = 0;
         raw.c_cc[VSUSP] = _POSIX_VDISABLE; // a stopped watch would leave its screen
         (void)tcsetattr(STDIN_FILENO, TCSANOW, &raw);
@@ -121,6 +129,7 @@ terminal::~terminal() {
     put(LEAVE_SCREEN);
     if (has_keys)
         (void)tcsetattr(STDIN_FILENO, TCSANOW, &before);
+    sigprocmask(SIG_SETMASK, &signals_before, nullptr);
 }
 
 screen_size terminal::size() const {
@@ -140,10 +149,9 @@ void terminal::show(const std::vector<std::string> &lines) const {
 
 key terminal::wait_for_key(int64_t limit_ms) const {
     pollfd input = {has_keys ? STDIN_FILENO : -1, POLLIN, 0};
-    if (const key pending = signalled(); pending != key::NONE)
-        return pending;
-    const int ready = poll(&input, 1, static_cast<int>(std::max<int64_t>(limit_ms, 0)));
-    return ready > 0 ? read_key() : signalled();
+    const timespec limit = {limit_ms / 1000, limit_ms % 1000 * 1000000};
+    const int ready = ppoll(&input, 1, &limit, &signals_before);
+    return ready > 0 ? read_key(input.revents) : signalled();
 }
 
 bool takes_utf8() {

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 #include <string>
 #include <termios.h>
@@ -21,10 +22,11 @@ public:
 
     screen_size size() const;
     void show(const std::vector<std::string> &lines) const;
-    // Waits for a key or a new size. NONE if the time is up first.
+    // Waits for a key or a new size, at most `limit_ms`, 0 or more. NONE if neither comes.
     key wait_for_key(int64_t limit_ms) const;
 
 private:
+    sigset_t signals_before; // the mask
     termios before = {};
     bool has_keys; // standard input is a terminal too; its initializer fills `before`
 };

@@ -143,7 +143,7 @@ int wait_outside(pid_t inside, operator_terminal &keys, const foreground &termin
         // The outer process has no devices and no timers: it waits only for these two.
         (void)poll(polls.data(), polls.size(), -1);
         if (polls[1].revents != 0)
-            keys.pass_keys();
+            keys.pass_keys(polls[1].revents);
         pass_signals(signals, inside);
     }
     keys.restore();

@@ -24,6 +24,7 @@ constexpr const char *PANEL_COMMAND =
 TEST(PanelTerminal, is_keyboard_and_display_until_ctrl_c_and_gets_its_settings_back) {
     terminal_run run(PANEL_COMMAND);
     ASSERT_TRUE(run.wait_for(std::string(40, 'A')));
+    EXPECT_TRUE(run.never_waits_for_a_key()) << "Ctrl-C can take a key away before it is read";
     run.type("\033[A");
     ASSERT_TRUE(run.wait_for("\033[2J3 UA\r"));
     run.type("\r");

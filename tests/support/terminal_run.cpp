@@ -5,6 +5,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "tests/support/board_run.h"
@@ -48,4 +49,10 @@ void terminal_run::type(const std::string &keys) const {
 void terminal_run::resize(uint16_t columns, uint16_t rows) const {
     const winsize size = {rows, columns, 0, 0};
     EXPECT_EQ(ioctl(terminal, TIOCSWINSZ, &size), 0);
+}
+
+bool terminal_run::never_waits_for_a_key() const {
+    termios settings{};
+    return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ICANON) == 0 &&
+           settings.c_cc[VMIN] == 0 && settings.c_cc[VTIME] == 0;
 }

@@ -18,6 +18,8 @@ public:
     bool wait_for(const std::string &part);
     void type(const std::string &keys) const;
     void resize(uint16_t columns, uint16_t rows) const;
+    // Whether a read of the terminal returns at once though there is no key.
+    bool never_waits_for_a_key() const;
 
     std::string screen; // everything shown so far
     pid_t shell = -1;

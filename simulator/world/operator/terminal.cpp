@@ -3,6 +3,7 @@
 #include "simulator/base/message.h"
 
 #include <array>
+#include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -36,6 +37,7 @@ void operator_terminal::make_raw() {
     cfmakeraw(&wanted);
     wanted.c_oflag = settings->c_oflag; // keeps "\n" moving to the start of the next line
     wanted.c_lflag |= ISIG;             // Ctrl-C is the only signal key
+    wanted.c_cc[VMIN] = 0;              // Ctrl-C takes keys away that poll(2) has reported
     wanted.c_cc[VQUIT] = _POSIX_VDISABLE;
     wanted.c_cc[VSUSP] = _POSIX_VDISABLE;
     raw = tcsetattr(STDIN_FILENO, TCSADRAIN, &wanted) == 0;
@@ -47,13 +49,13 @@ void operator_terminal::restore() {
         (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, settings.get()); // the terminal may be gone
 }
 
-void operator_terminal::pass_keys() {
+void operator_terminal::pass_keys(int events) {
     std::array<char, STROKE_BYTES> stroke{};
     const ssize_t length = read(STDIN_FILENO, stroke.data(), stroke.size());
-    if (length <= 0) {
+    if (length < 0 || (events & (POLLHUP | POLLERR)) != 0)
         raw = false; // gone: nothing to read or restore
+    if (length <= 0)
         return;
-    }
     // A board that does not keep up, or is ending, loses keys.
     (void)send(sender.get(), stroke.data(), static_cast<size_t>(length), MSG_DONTWAIT);
 }

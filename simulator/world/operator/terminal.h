@@ -33,7 +33,8 @@ struct operator_terminal {
     int keys() const {
         return raw ? STDIN_FILENO : -1;
     }
-    void pass_keys();
+    // Passes on what has been typed; `events` is what poll(2) reports for keys().
+    void pass_keys(int events);
 
 private:
     unique_fd sender;
