@@ -9,8 +9,8 @@ set(CPACK_PACKAGE_CONTACT "${HK_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "hardware stress test of the controller board")
 set(CPACK_PACKAGE_DESCRIPTION
     "Exercises the serial ports, field I/O modules, SPI memories, files, DRAM
-and front panel of a controller board for as long as it is let, and counts
-every fault into the system log. hk_ctl shows, releases and stops its runs.")
+and front panel of a controller board for as long as it is let, and writes
+the errors that it counts to the system log. hk_ctl shows, releases and stops its runs.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
