@@ -28,13 +28,13 @@ struct command {
 constexpr command COMMANDS[] = {
     {"runs", list_runs, 0, 0, "", "", "the runs on this machine, a line each"},
     {"show", show_run, 0, 1, "j", "[RUN] [--json]", "every record of a run, its counters in words"},
-    {"watch", watch_run, 0, 1, "en", "[RUN] [--every S] [--times N]", "the same, live; q quits"},
+    {"watch", watch_run, 0, 1, "en", "[RUN] [--every S] [--times N]", "a run as it goes on; q quits"},
     {"release", release_tests, 0, MORE, "f", "[RUN] TEST... | --follow", "let held tests run"},
     {"hold", hold_tests, 1, MORE, "", "[RUN] TEST...", "let tests idle"},
     {"log", ask_for_list, 0, 1, "", "[RUN]", "request a results list now"},
     {"stop", stop_run, 0, 1, "tc", "[RUN] [--timeout S] [--clean]", "end a run, by force if needed"},
     {"clean", clean_up, 0, MORE, "d", "[--dry-run] [FOLDER...]", "remove what ended runs left"},
-    {"meanings", show_meanings, 0, 0, "", "", "what each counter of each test counts"},
+    {"meanings", show_meanings, 0, 0, "", "", "what the counters of the tests count"},
 };
 // clang-format on
 
@@ -60,8 +60,8 @@ void print_help() {
            "\nomit it if there is only one. TEST is the number of a record, the option or"
            "\nthe name of a test, as in D or dram, or all.\n"
            "\nExit status: 0 done; 1 something in the run is wrong: errors counted, a test that"
-           "\ngave up or did not obey, or something that could not be signalled or removed;"
-           "\n2 wrong use or no such run; 3 nothing to judge.\n");
+           "\nhas ended or did not obey, or something that could not be signalled or removed;"
+           "\n2 wrong use, or no such run or test; 3 nothing to judge or to stop.\n");
 }
 
 bool take_time(const char *name, int64_t &time_ms) {

@@ -34,7 +34,7 @@ std::optional<stress_run> find_named(const run_list &found, int64_t number, cons
 std::optional<stress_run> find_only(const run_list &found, int &status) {
     std::vector<const stress_run *> candidates;
     for (const stress_run &run : found.runs)
-        if (!run.is_over() || !run.test_processes.empty())
+        if (!run.is_over())
             candidates.push_back(&run);
     if (candidates.empty() && found.runs.size() == 1)
         candidates.push_back(&found.runs[0]);

@@ -63,7 +63,7 @@ int clean_up(const command_options &options, command_words words) {
     report_denied(found);
     bool done = true;
     for (const stress_run &run : found.runs)
-        if (run.is_over())
+        if (run.has_lost_supervisor())
             done = clean_run(run, options.dry_run) && done;
     std::vector<std::string> folders(words.begin(), words.end());
     if (folders.empty())

@@ -28,25 +28,13 @@ run_counts count(const stress_run &run) {
     return counts;
 }
 
-const char *supervisor_text(const stress_run &run) {
-    switch (run.supervisor_is) {
-    case supervisor_state::RUNNING:
-        return "running";
-    case supervisor_state::UNSEEN:
-        return "unseen";
-    case supervisor_state::GONE:
-        return run.test_processes.empty() ? "over" : "killed";
-    }
-    return "";
-}
-
 void print_run(const stress_run &run) {
     const run_counts counts = count(run);
     printf("@%-7d %-8s %-19s %7zu %4d %5d %6d %9d  %s\n", static_cast<int>(run.supervisor_id()),
-           supervisor_text(run), date_text(run.memory.created).c_str(), run.records_used - 1,
+           name_of_state(run), date_text(run.memory.created).c_str(), run.records_used - 1,
            counts.held, counts.ended, counts.in_error, run.memory.id,
            run.options.empty() ? "-" : printable(joined(run.options)).c_str());
-    if (!run.is_over() || run.test_processes.empty())
+    if (!run.is_killed())
         return;
     printf("         its supervisor is gone; these tests still run:");
     for (const process &test : run.test_processes)

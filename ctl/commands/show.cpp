@@ -38,12 +38,13 @@ void print_record(const stress_run &run, size_t index) {
 }
 
 void print_run(const stress_run &run) {
-    const char *note = run.is_over() ? ", over" : "";
+    std::string note = run.has_lost_supervisor() ? text_of(", %s", name_of_state(run)) : "";
     if (run.supervisor_is == supervisor_state::UNSEEN)
         note = ", its processes are another user's";
     printf("run @%d%s, since %s UTC, segment %d, options %s\n",
-           static_cast<int>(run.supervisor_id()), note, date_text(run.memory.created).c_str(),
-           run.memory.id, run.options.empty() ? "-" : printable(joined(run.options)).c_str());
+           static_cast<int>(run.supervisor_id()), note.c_str(),
+           date_text(run.memory.created).c_str(), run.memory.id,
+           run.options.empty() ? "-" : printable(joined(run.options)).c_str());
     for (size_t index = 1; index < run.records_used; ++index)
         print_record(run, index);
 }

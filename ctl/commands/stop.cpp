@@ -41,7 +41,7 @@ bool is_own_to_signal(const stress_run &run) {
 }
 
 bool end_run(stress_run &run, int64_t timeout_ms) {
-    if (!run.is_over()) {
+    if (!run.has_lost_supervisor()) {
         const int64_t latest = now_ms() + timeout_ms;
         (void)signal_supervisor(run, SIGTERM, latest); // what remains is ended below
         if (await_end(run, latest - now_ms()))
@@ -61,8 +61,8 @@ int ask_for_list(const command_options &options, command_words words) {
         return status;
     if (!is_own_to_signal(*run))
         return SOMETHING_WRONG;
-    if (run->is_over()) {
-        complain("run @%d is over", static_cast<int>(run->supervisor_id()));
+    if (run->has_lost_supervisor()) {
+        complain("run @%d is %s", static_cast<int>(run->supervisor_id()), name_of_state(*run));
         return NOTHING_THERE;
     }
     return signal_supervisor(*run, SIGUSR1, now_ms() + options.timeout_ms) ? DONE : SOMETHING_WRONG;
@@ -75,7 +75,7 @@ int stop_run(const command_options &options, command_words words) {
         return status;
     if (!is_own_to_signal(*run))
         return SOMETHING_WRONG;
-    if (run->is_over() && run->test_processes.empty() && !options.clean) {
+    if (run->is_over() && !options.clean) {
         complain("run @%d is over", static_cast<int>(run->supervisor_id()));
         return NOTHING_THERE;
     }

@@ -92,7 +92,7 @@ test_state stress_run::state_of(const test_group &test) const {
                     [pid](const process &candidate) { return candidate.pid == pid; });
     const bool is_hidden = supervisor_is == supervisor_state::UNSEEN && pid > 0 && exists(pid);
     const test_state state = ::state_of(table(), test, is_seen || is_hidden);
-    return state == test_state::STARTING && is_over() ? test_state::GONE : state;
+    return state == test_state::STARTING && has_lost_supervisor() ? test_state::GONE : state;
 }
 
 const test_group &stress_run::test_of(size_t record) const {
@@ -105,6 +105,18 @@ const counter_meaning &stress_run::meaning_of(size_t record) const {
     const bool is_fio =
         table().records[test.first].test_letter == static_cast<int32_t>(record_letter::FIO);
     return ::meaning_of(table().records[record], is_fio && record != test.first);
+}
+
+const char *name_of_state(const stress_run &run) {
+    switch (run.supervisor_is) {
+    case supervisor_state::RUNNING:
+        return "running";
+    case supervisor_state::UNSEEN:
+        return "unseen";
+    case supervisor_state::GONE:
+        return run.is_killed() ? "killed" : "over";
+    }
+    return "";
 }
 
 // Reads the tables first: a process that ends meanwhile is then missing, but no ended process
@@ -141,8 +153,8 @@ bool has_counted_errors(const stress_run &run) {
 }
 
 bool has_lost_tests(const stress_run &run) {
-    if (run.is_over())
-        return !run.test_processes.empty();
+    if (run.has_lost_supervisor())
+        return run.is_killed();
     return std::any_of(run.tests.begin(), run.tests.end(),
                        [&run](const test_group &test) { return !is_at_work(run.state_of(test)); });
 }

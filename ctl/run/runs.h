@@ -32,8 +32,14 @@ struct stress_run {
     pid_t supervisor_id() const {
         return copy.table.records[0].pid;
     }
-    bool is_over() const {
+    bool has_lost_supervisor() const {
         return supervisor_is == supervisor_state::GONE;
+    }
+    bool is_killed() const {
+        return has_lost_supervisor() && !test_processes.empty();
+    }
+    bool is_over() const {
+        return has_lost_supervisor() && test_processes.empty();
     }
     test_state state_of(const test_group &test) const;
     const test_group &test_of(size_t record) const;
@@ -44,6 +50,9 @@ struct run_list {
     std::vector<stress_run> runs;
     std::vector<segment> denied; // of a table's size, which this user may not read
 };
+
+// "running", "killed", "over" or "unseen".
+const char *name_of_state(const stress_run &run);
 
 run_list find_runs();
 

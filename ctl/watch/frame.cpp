@@ -114,8 +114,9 @@ size_t first_shown(const picture &what, size_t room) {
 std::vector<std::string> draw(const picture &what, screen_size size) {
     std::vector<std::string> lines;
     const size_t width = size.columns;
-    lines.push_back(fit(text_of("run @%d%s  ", static_cast<int>(what.run.supervisor_id()),
-                                what.run.is_over() ? ", over" : "") +
+    const char *state = what.run.has_lost_supervisor() ? name_of_state(what.run) : nullptr;
+    lines.push_back(fit(text_of("run @%d%s%s  ", static_cast<int>(what.run.supervisor_id()),
+                                state != nullptr ? ", " : "", state != nullptr ? state : "") +
                             printable(joined(what.run.options)),
                         width));
     lines.push_back(head_line(width));

@@ -24,8 +24,7 @@ struct watched {
 
 // False at the end: the run is over, or --times updates were shown.
 bool goes_on(const watched &state, const command_options &options) {
-    return !(state.run.is_over() && state.run.test_processes.empty()) &&
-           (options.times == 0 || state.looks < options.times);
+    return !state.run.is_over() && (options.times == 0 || state.looks < options.times);
 }
 
 void look(watched &state) {

@@ -102,7 +102,7 @@ TEST(Screen, shows_the_state_the_rate_and_every_counter_of_a_record) {
 held   up/down select  h hold  r release  q quit
 )");
     run.supervisor_is = supervisor_state::GONE;
-    EXPECT_EQ(screen_of({run, past, 2, "", false}, {60, 24}), R"(run @400, over  -d1 a"b
+    EXPECT_EQ(screen_of({run, past, 2, "", false}, {60, 24}), R"(run @400, killed  -d1 a"b
 ^[1m    RECORD          STATE         RATE/S ERRORS 1,2,3       ^[0m
 ^[1;31m! 1 sp2 loop        running         15.0 22,22,23           ^[0m
 ^[7m  2 filesys opt     held             0.0 0,0,0              ^[0m
