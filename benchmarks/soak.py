@@ -4,7 +4,9 @@ random faults, and judges the run by what hk_results reads from the log.
 
     ./bench soak 24 --seed 3
 
-The seed determines the faults, and so the whole log. Each fault has a window of seconds. The run is good if
+The seed determines the faults, and so the whole log. Each fault has a window of seconds. With --work SECONDS
+the tests work the last seconds of each half hour and are held before, which makes a day cheap; faults strike
+while they work. The run is good if
 
   - the counters that a fault moves have moved between the start of its window and the grace after its end;
   - no error counter of any record has moved at any other time;
@@ -26,13 +28,23 @@ import subprocess
 import sys
 import time
 
-from soak_faults import BOARD, LEAST_S, LINES, PLAN, RECORDS, SETTLE_S, drawn_faults
+from soak_faults import (BOARD, LEAST_S, LEAST_WORK_S, LINES, PERIOD_S, PLAN, RECORDS, SETTLE_S, drawn_faults,
+                         is_at_work)
 
 HOUR = 3600
 # The tests that load the machine most work 10 s in 100, for an hour of them costs ten minutes each: -D,
 # -Y, and the loopback -S4. -M works all the time.
 WORKLOAD = ('(sleep 5; "$HK_CTL" hold 7; "$HK_CTL" release M; while sleep 85; do "$HK_CTL" release Y D 7; '
             'sleep 10; "$HK_CTL" hold Y D 7; done) >/dev/null 2>&1 & exec "$@"')
+# With --work all of them but the panel work at the end of each period, those that load the machine most for 10 s.
+OTHERS = ' '.join(str(number) for number, name in enumerate(RECORDS, 1) if name != 'K')
+SHORT_WORKLOAD = f'''(
+until_work() {{ sleep $((({2 * PERIOD_S} - WORK - $(date +%s) % {PERIOD_S}) % {PERIOD_S})); }}
+sleep 5; "$HK_CTL" hold {OTHERS}
+while until_work; do
+    "$HK_CTL" release {OTHERS}; sleep 10; "$HK_CTL" hold Y D 7
+    sleep $(({PERIOD_S} - $(date +%s) % {PERIOD_S})); "$HK_CTL" hold {OTHERS}
+done) >/dev/null 2>&1 & exec "$@"'''
 HELD = ('S4', 'Y', 'D')  # most of the time, by this workload
 # Keys of the panel: the fourth ESC restarts the board's software, which here is a line in the log.
 KEYS = 's q p @50 s s s s @540 r'
@@ -41,14 +53,15 @@ KEYS_S = 600
 
 # The run.
 
-def run(build, log, seconds, faults):
+def run(build, log, seconds, work, faults):
     keys = ' '.join([KEYS] * (1 + seconds // KEYS_S))
     command = [f'{build}/hk_board', '--quiet', '--clock', 'virtual', '--for', str(seconds), '--log', log, *BOARD,
                '--keys', keys]
     for fault in faults:
         command += ['--fault', f'{fault.text}@{fault.begin}-{fault.end}']
-    command += ['--', 'sh', '-c', WORKLOAD, 'sh', f'{build}/hk_stress', *PLAN]
-    environment = {**os.environ, 'HK_CTL': os.path.abspath(f'{build}/hk_ctl')}
+    workload = WORKLOAD if work == PERIOD_S else SHORT_WORKLOAD
+    command += ['--', 'sh', '-c', workload, 'sh', f'{build}/hk_stress', *PLAN]
+    environment = {**os.environ, 'HK_CTL': os.path.abspath(f'{build}/hk_ctl'), 'WORK': str(work)}
     done = subprocess.run(command, env=environment, capture_output=True, text=True, check=False)
     # Two tests with two records: the supervisor waits for ever, and the board ends it.
     if done.returncode != 124 or 'within 5 s of SIGTERM' not in done.stderr:
@@ -92,11 +105,11 @@ def findings_of_counters(lists, faults):
     return findings
 
 
-def findings_of_progress(lists, faults):
+def findings_of_progress(lists, work, faults):
     findings = []
     for record in set(LINES) - set(HELD):
         for (before, old, _), (after, new, _) in zip(lists[record], lists[record][1:]):
-            is_idle = new <= old and before > SETTLE_S
+            is_idle = new <= old and before > SETTLE_S and is_at_work(before, after, work)
             if is_idle and not any(record in fault.records and fault.is_there(before, after + 1) for fault in faults):
                 findings.append(f'{record} makes no progress between {before:.0f} and {after:.0f} s')
     return findings
@@ -156,23 +169,27 @@ def arguments():
     given.add_argument('--seed', type=int, default=1, help='of the faults (1)')
     given.add_argument('--every', type=float, default=60,
                        help='mean seconds without a fault at one place, beside the gap (60)')
+    given.add_argument('--work', type=int, default=PERIOD_S,
+                       help=f'seconds of each {PERIOD_S} that the tests work, {LEAST_WORK_S} at least ({PERIOD_S})')
     return given.parse_args()
 
 
 def main():
     given = arguments()
+    if not LEAST_WORK_S <= given.work <= PERIOD_S:
+        sys.exit(f'soak.py: --work {given.work}: between {LEAST_WORK_S} and {PERIOD_S}')
     seconds = int(given.hours * HOUR)
     if seconds < LEAST_S:
         sys.exit(f'soak.py: {given.hours:g} hours: a run has at least {LEAST_S} s, 0.03 hours')
     log = f'{given.build}/soak-{given.seed}.log'
-    faults = drawn_faults(seconds, given.every, given.seed)
+    faults = drawn_faults(seconds, given.every, given.work, given.seed)
     began = time.monotonic()
-    run(given.build, log, seconds, faults)
+    run(given.build, log, seconds, given.work, faults)
     real = time.monotonic() - began
     with open(log, encoding='utf-8') as lines:
         text = lines.read()
     lists = lists_of(given.build, log)
-    findings = findings_of_counters(lists, faults) + findings_of_progress(lists, faults)
+    findings = findings_of_counters(lists, faults) + findings_of_progress(lists, given.work, faults)
     findings += findings_of_results(given.build, log, faults) + findings_of_panel(text)
     verdicts = print_table(faults, strikes_of(text))
     for finding in findings:
@@ -182,7 +199,7 @@ def main():
           f'log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
     print(f'{"PASS" if is_good else "FAIL"}: {len(faults)} faults; '
           + ', '.join(f'{number} {verdict}' for verdict, number in sorted(verdicts.items()))
-          + f'. Again: ./bench soak {given.hours:g} --seed {given.seed} --every {given.every:g}')
+          + f'. Again: ./bench soak {given.hours:g} --seed {given.seed} --every {given.every:g} --work {given.work}')
     sys.exit(0 if is_good else 1)
 
 

@@ -9,6 +9,9 @@ SETTLE_S = 30  # at the start and before the end
 GAP_S = GRACE_S + 3 * LIST_S  # at least, between faults at one place: a list can be lost in between
 LAST_S = 5  # the last fault, until the end
 LEAST_S = 105  # of a run: until then every test has worked
+PERIOD_S = 1800  # all tests work the last seconds of each of these: all of them unless ./bench soak --work says less
+WAKE_S = 10  # until a test that goes on after a hold works
+LEAST_WORK_S = 60  # of a period: the longest window with WAKE_S, GRACE_S and a choice of moments
 
 BOARD = ('--cable 2-8 --cable 1-4 --loop 3 --loop 7s --fio 20=221,16=2 --spi 219 --spi reserved=loop '
          '--datakey present --eeprom good').split()
@@ -164,24 +167,43 @@ def drawn_text(form, rng):
     return re.sub(r'\{(.*?)\}', one, form)
 
 
-def faults_of_place(records, rows, seconds, every, rng):
+def is_at_work(begin, end, work):
+    """Whether the tests work from begin to end, in seconds since the start."""
+    start = begin - begin % PERIOD_S + PERIOD_S - work
+    return work == PERIOD_S or start + WAKE_S <= begin and end <= start + work
+
+
+def moment_at_work(begin, length, work, rng):
+    """When a window of this length begins that is due at `begin`: at a random moment while the tests work."""
+    if work == PERIOD_S:
+        return begin
+    start = begin - begin % PERIOD_S + PERIOD_S - work
+    last = start + work - GRACE_S - length
+    if begin > last:
+        start, last = start + PERIOD_S, last + PERIOD_S
+    return rng.randint(max(begin, start + WAKE_S), last)
+
+
+def faults_of_place(records, rows, seconds, every, work, rng):
     """Each kind once before any comes again. `every` is the mean time that is added to the gap."""
     begin, deck, faults = SETTLE_S, [], []
     while True:
         begin += int(rng.expovariate(1 / every))
         deck = deck or rng.sample(rows, len(rows))
         row = deck.pop()
-        end = begin + rng.randint(row.least, row.most)
+        length = rng.randint(row.least, row.most)
+        begin = moment_at_work(begin, length, work, rng)
+        end = begin + length
         if end > seconds - LAST_S - SETTLE_S:
             return faults
         faults.append(Fault(drawn_text(row.form, rng), begin, end, row, records))
         begin = end + GAP_S
 
 
-def drawn_faults(seconds, every, seed):
+def drawn_faults(seconds, every, work, seed):
     rng = random.Random(seed)
     faults = [fault for records, rows in PLACES.items()
-              for fault in faults_of_place(records, rows, seconds, every, rng)]
+              for fault in faults_of_place(records, rows, seconds, every, work, rng)]
     last = rng.choice(LAST)
     faults.append(Fault(last.form, seconds - LAST_S, seconds, last, ' '.join(LINES)))
     return sorted(faults, key=lambda fault: (fault.begin, fault.text))
