@@ -87,8 +87,7 @@ void scheduler::leave_in_kernel(thread &of, task_state state) {
     of.now = thread::state::waits_in_kernel;
     left.push_back(&of);
     if (state == task_state::stopped) {
-        of.owner->is_stop_unreported = true;
-        processes.changes++;
+        processes.note_stop(*of.owner);
         has_signal = true; // SIGCHLD
     } else if (state == task_state::sleeping) {
         if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
@@ -106,7 +105,10 @@ void scheduler::look_at_left() {
             left.push_back(each);
             continue;
         }
-        each->owner->is_stop_unreported = false;
+        if (each->owner->is_stopped) {
+            processes.note_continuation(*each->owner);
+            has_signal = true; // SIGCHLD
+        }
         if (each->now == thread::state::held || await(*each))
             make_ready(*each);
     }

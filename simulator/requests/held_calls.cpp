@@ -87,7 +87,7 @@ bool held_calls::is_cut_short(held &each) {
         each.call->abandon();
         return true;
     }
-    if (!is_interrupted(asked, each.call->blocked_signals()))
+    if (!is_interrupted(asked, each.call->blocked_signals(), each.call->awaited_signals()))
         return false;
     return settle(*each.call, each.call->interrupt());
 }

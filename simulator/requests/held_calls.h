@@ -58,6 +58,10 @@ struct stopped_call {
     virtual std::optional<uint64_t> blocked_signals() const {
         return std::nullopt;
     }
+    // The signals that end it though its caller blocks them.
+    virtual uint64_t awaited_signals() const {
+        return 0;
+    }
     // The caller has been killed.
     virtual void abandon() {}
     // Appends descriptors whose events may also end the wait.

@@ -281,6 +281,11 @@ int main(int argc, char **arguments) {
     show_children();
     show_threads();
     show_ports();
+    show_calendar_waits();
+    show_refusals();
+    show_signal_waits();
+    show_reports();
+    show_adoption();
     show_stopped_polls();
     return 0;
 }
