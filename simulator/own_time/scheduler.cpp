@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/own_time/calls/clock_calls.h"
+#include "simulator/own_time/calls/epoll_calls.h"
 #include "simulator/own_time/calls/waiting_calls.h"
 #include "simulator/own_time/clock_stub.h"
 #include "simulator/requests/caller.h"
@@ -74,7 +75,7 @@ void scheduler::add_program(pid_t id, int listener) {
 }
 
 void scheduler::step() {
-    if (timers.has_sent)
+    if (timers.has_sent || more_timers.has_sent)
         note_signal();
     if (has_signal)
         look_for_signals();
@@ -180,7 +181,14 @@ void scheduler::take_call(thread &of) {
 void scheduler::begin_program(const thread &of) {
     if (!clock.replace_functions(of.id))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
+    more_timers.forget(of.owner->id);
     free_vfork_parent(*of.owner);
+}
+
+// A run that waits for it may never end: so it is reported at once, too.
+void scheduler::note_unknown(const std::string &name) {
+    if (unknown[name]++ == 0)
+        report("%s waits in the machine's time, not the board's own", name.c_str());
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
@@ -201,6 +209,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return calls.held.take(make_wait_for_child(of.asked, of, processes));
     case timed_kind::set_timer:
         return timers.take(of.asked, of.owner->id);
+    case timed_kind::posix_timer:
+        return more_timers.take(of.asked, of.owner->id);
     case timed_kind::yield:
         return yield(of);
     case timed_kind::work:
@@ -211,6 +221,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         if (gives_mask(of.asked))
             has_signal = true; // one that only the mask lets through may be there already
         return requests.hand_over(of.asked);
+    case timed_kind::epoll:
+        has_signal = true; // one that only its mask lets through may be there already
+        return calls.held.take(make_epoll_wait(of.asked));
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
@@ -222,7 +235,7 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             pass_on(of.asked);
         return;
     case timed_kind::not_modelled:
-        unknown[row.name]++;
+        note_unknown(row.name);
         return pass_on(of.asked);
     case timed_kind::break_after_execute:
         if (of.has_executed)
@@ -269,7 +282,7 @@ void scheduler::keep(const request &asked, const response &given) {
 // The signals that threads in held calls would notice. Of one process a single thread has a signal:
 // the others are looked at when that one has taken it.
 void scheduler::look_for_signals() {
-    has_signal = timers.has_sent = false;
+    has_signal = timers.has_sent = more_timers.has_sent = false;
     const process *last = nullptr;
     for (const auto &[id, each] : processes.threads) {
         if (each->now != thread::state::held || each->is_untaken)

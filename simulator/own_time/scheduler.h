@@ -44,6 +44,7 @@
 #include "simulator/own_time/call_log.h"
 #include "simulator/own_time/calls/futex_calls.h"
 #include "simulator/own_time/calls/interval_timers.h"
+#include "simulator/own_time/calls/posix_timers.h"
 #include "simulator/own_time/calls/work_costs.h"
 #include "simulator/own_time/clock_stub.h"
 #include "simulator/own_time/processes.h"
@@ -74,6 +75,7 @@ struct scheduler final : event_source, response_keeper {
     std::vector<event_source *> watched;  // those of them that are looked at before each jump
     std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
+    posix_timers more_timers;
     call_log log; // not open without --calls
     work_costs costs;
     double speed = 0;                 // times the machine's; 0: as fast as it can
@@ -134,6 +136,7 @@ private:
     void forget_gone();
 
     void look_for_signals();
+    void note_unknown(const std::string &name);
 
     // The clock.
     void start_tick();

@@ -91,7 +91,7 @@ void scheduler::leave_in_kernel(thread &of, task_state state) {
         has_signal = true; // SIGCHLD
     } else if (state == task_state::sleeping) {
         if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
-            unknown[name]++;
+            note_unknown(name);
     }
 }
 
@@ -183,6 +183,7 @@ void scheduler::bury(process &ended) {
         give_way(); // the kernel is reaping it
     processes.remember_end(ended);
     timers.forget(ended.id);
+    more_timers.forget(ended.id);
     calls.note_changed_descriptors();
     looks_everywhere = true; // the board's own children are reaped
     has_signal = true;       // SIGCHLD

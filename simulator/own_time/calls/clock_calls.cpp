@@ -74,6 +74,11 @@ board_clock find_clock(clockid_t clock) {
     }
 }
 
+bool has_timers(clockid_t clock) {
+    return clock != CLOCK_REALTIME_COARSE && clock != CLOCK_MONOTONIC_COARSE &&
+           clock != CLOCK_MONOTONIC_RAW;
+}
+
 void answer_clock(const request &asked) {
     switch (asked.call) {
     case SYS_clock_gettime:

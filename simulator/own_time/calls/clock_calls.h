@@ -11,6 +11,8 @@ namespace simulator {
 // nothing: a spin on it ends.
 enum class board_clock { none, calendar, since_start };
 board_clock find_clock(clockid_t clock);
+// False for those that can only be read.
+bool has_timers(clockid_t clock);
 
 // clock_gettime(2), gettimeofday(2), time(2), times(2).
 void answer_clock(const request &asked);

@@ -27,7 +27,8 @@ struct sleep_call final : stopped_call {
         const auto wanted = read_timespec(of, of.arguments[first]);
         const auto id = has_clock ? static_cast<clockid_t>(of.arguments[0]) : CLOCK_MONOTONIC;
         const board_clock clock = find_clock(id);
-        error = clock == board_clock::none ? EINVAL : is_only_read(id) ? EOPNOTSUPP : wanted.error;
+        const bool can_sleep = has_timers(id) && id != CLOCK_THREAD_CPUTIME_ID;
+        error = clock == board_clock::none ? EINVAL : can_sleep ? wanted.error : EOPNOTSUPP;
         if (error != 0)
             return;
         end_us = is_moment ? end_of_wait_us(wanted.us, clock == board_clock::calendar)
@@ -57,12 +58,6 @@ struct sleep_call final : stopped_call {
     }
 
 private:
-    // The kernel has no timer of these.
-    static bool is_only_read(clockid_t clock) {
-        return clock == CLOCK_REALTIME_COARSE || clock == CLOCK_MONOTONIC_COARSE ||
-               clock == CLOCK_MONOTONIC_RAW || clock == CLOCK_THREAD_CPUTIME_ID;
-    }
-
     thread &caller;
     uint64_t rest_at;
     bool is_moment;

@@ -94,6 +94,11 @@ inline int stop_and_wait_for(pid_t child) {
 void show_calendar_waits();
 void show_refusals();
 
+// In timer_waits.cpp.
+void show_posix_timers();
+void show_epolls();
+void show_priority_lock();
+
 // In signal_waits.cpp.
 void show_signal_waits();
 void show_reports();
