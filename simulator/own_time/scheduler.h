@@ -120,6 +120,7 @@ private:
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);
     void leave_in_kernel(thread &of, task_state state);
+    void note_stop(const thread &of);
     void look_at_left();
     void make_ready(thread &of);
     void adopt_strangers();

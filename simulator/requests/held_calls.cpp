@@ -98,6 +98,14 @@ void held_calls::look_for_signal(pid_t caller) {
         [&](held &each) { return each.call->asked.caller == caller && is_cut_short(each); });
 }
 
+void held_calls::interrupt(pid_t caller) {
+    std::erase_if(
+        waiting,
+        [&](held &each) {
+            return each.call->asked.caller == caller && settle(*each.call, each.call->interrupt());
+        });
+}
+
 void held_calls::drop_gone() {
     std::erase_if(
         waiting,

@@ -89,6 +89,9 @@ struct held_calls final : event_source {
     }
     // Ends the caller's call if a signal that waits for the caller does so.
     void look_for_signal(pid_t caller);
+    // Ends the caller's call as a signal would: another thread has taken the signal that stops the
+    // whole process.
+    void interrupt(pid_t caller);
     void drop_gone();
 
 private:

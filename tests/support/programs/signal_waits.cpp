@@ -2,6 +2,7 @@
 // adopted.
 
 #include <sys/prctl.h>
+#include <thread>
 
 #include "tests/support/programs/observation.h"
 
@@ -26,6 +27,16 @@ int wait_for(pid_t child, int options, bool (*is_wanted)(int status)) {
     const pid_t found = waitpid(child, &status, options);
     errno = found == child ? status : errno;
     return found == child && is_wanted(status) ? 0 : -1;
+}
+
+pid_t child_with_thread_that_sleeps(int ms) {
+    const pid_t child = fork();
+    if (child == 0) {
+        std::thread(pause).detach();
+        sleep_ms(ms);
+        _exit(0);
+    }
+    return child;
 }
 
 pid_t child_that_continues(pid_t stopped, int ms) {
@@ -60,7 +71,7 @@ void show_reports() {
     const auto has_stopped = [](int status) -> bool { return WIFSTOPPED(status); };
     const auto has_continued = [](int status) -> bool { return WIFCONTINUED(status); };
     const auto has_ended = [](int status) -> bool { return WIFEXITED(status); };
-    const pid_t child = child_that_sleeps(200);
+    const pid_t child = child_with_thread_that_sleeps(200);
     sleep_ms(50);
     (void)kill(child, SIGSTOP);
     show("wait for a stop", [&] { return wait_for(child, CHANGES, has_stopped); });
