@@ -14,6 +14,7 @@
 #include <linux/sched.h>
 #include <sched.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <utility>
 
 namespace simulator {
@@ -43,9 +44,19 @@ timed_kind kind_left_to_kernel(const thread &of) {
     return row != nullptr ? row->kind : timed_kind::none;
 }
 
-// Of ppoll(2) or pselect(2).
+// A mask of signals for the time of the wait.
 bool gives_mask(const request &asked) {
-    return asked.arguments[asked.call == SYS_ppoll ? 3 : 5] != 0;
+    switch (asked.call) {
+    case SYS_ppoll:
+        return asked.arguments[3] != 0;
+    case SYS_epoll_pwait:
+    case SYS_epoll_pwait2:
+        return asked.arguments[4] != 0;
+    case SYS_pselect6:
+        return asked.arguments[5] != 0;
+    default:
+        return false;
+    }
 }
 
 } // namespace
@@ -208,6 +219,8 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::wait_for_child:
         return calls.held.take(make_wait_for_child(of.asked, of, processes));
     case timed_kind::set_timer:
+        if (row.number == SYS_setitimer && of.asked.arguments[0] != ITIMER_REAL)
+            note_unknown("setitimer of processor time");
         return timers.take(of.asked, of.owner->id);
     case timed_kind::posix_timer:
         return more_timers.take(of.asked, of.owner->id);
@@ -222,7 +235,7 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             has_signal = true; // one that only the mask lets through may be there already
         return requests.hand_over(of.asked);
     case timed_kind::epoll:
-        has_signal = true; // one that only its mask lets through may be there already
+        has_signal = has_signal || gives_mask(of.asked); // as for poll_with_mask
         return calls.held.take(make_epoll_wait(of.asked));
     case timed_kind::poll:
     case timed_kind::birth:

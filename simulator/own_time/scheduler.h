@@ -32,7 +32,7 @@
 //
 // Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
 // somebody has sent one, the board looks which threads would notice it and ends their calls as the
-// kernel would.
+// kernel would. A signal that stops a process ends the calls of all its threads.
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
 // after a thousand calls at one moment each further one lasts a microsecond. So does a read of the

@@ -254,6 +254,7 @@ TEST(OwnTime, has_a_memory_fail_at_each_opening_beside_ports) {
 TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
     const std::pair<const char *, const char *> sleeps[] = {
         {"semaphore", "semtimedop waited 1 time "},
+        {"profile", "setitimer of processor time waited 1 time "},
         {"timerfd", "timerfd_settime waited 1 time "},
     };
     for (const auto &[how, says] : sleeps) {

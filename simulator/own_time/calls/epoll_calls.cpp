@@ -50,7 +50,8 @@ private:
     }
     void read_mask() {
         uint64_t read = 0;
-        const uint64_t address = asked.call == SYS_epoll_wait ? 0 : asked.arguments[4];
+        const bool takes_mask = asked.call == SYS_epoll_pwait || asked.call == SYS_epoll_pwait2;
+        const uint64_t address = takes_mask ? asked.arguments[4] : 0;
         if (address == 0)
             return;
         is_good = read_memory(asked, address, &read, sizeof read) && is_good;

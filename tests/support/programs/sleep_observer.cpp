@@ -1,6 +1,6 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
-// one line a fact. Times are in hundredths of a second, rounded. With the argument "semaphore" or
-// "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
+// one line a fact. Times are in hundredths of a second, rounded. With the argument "semaphore",
+// "profile" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
 // reads the time until two milliseconds have passed, itself and in a child, and prints how often.
 // With "kernel" it waits in ways that an emulator does not hand to the kernel.
 
@@ -252,6 +252,10 @@ int sleep_unknown(std::string_view how) {
         const int semaphore = semget(IPC_PRIVATE, 1, 0600);
         sembuf take{0, -1, 0};
         return semtimedop(semaphore, &take, 1, &span) != 0 && errno == EAGAIN ? 0 : 1;
+    }
+    if (how == "profile") {
+        const itimerval timer{{}, {9, 0}};
+        return setitimer(ITIMER_PROF, &timer, nullptr);
     }
     const itimerspec soon = {{}, span};
     const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
