@@ -142,12 +142,13 @@ unique_fd copy_descriptor(const request &asked, int descriptor) {
     return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
 }
 
-bool is_interrupted(const request &asked, std::optional<uint64_t> blocked) {
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked, uint64_t awaited) {
     const std::string status = small_file(proc_path(asked, "status"));
     const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
     const uint64_t ignored = field(status, "SigIgn", 16) | NOT_ACTED_ON;
     const uint64_t acted_on = field(status, "SigCgt", 16) | ~ignored;
-    return (waiting & ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on) != 0;
+    const uint64_t let_through = ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on;
+    return (waiting & (let_through | awaited)) != 0;
 }
 
 bool has_handled_signal(const request &asked) {
