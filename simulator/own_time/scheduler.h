@@ -129,6 +129,7 @@ private:
     void bury(process &ended);
     void bury_killed();
     void drop_ended_siblings(const thread &of);
+    void follow_execute(const thread &of);
     void drop_gone();
     void free_vfork_parent(process &child);
     void forget_gone();

@@ -95,6 +95,7 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "condition with a limit: 9\n"
                                "join: 8\n"
                                "program started beside a thread: ok 10\n"
+                               "program started by a second thread: ok 10\n"
                                "tcdrain: ok 50\n"
                                "read of a byte: ok 3\n"
                                "read with an alarm: EINTR 8\n";
@@ -217,6 +218,15 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
         EXPECT_EQ(run.finish(), NOT_MODELLED);
         EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
     }
+}
+
+TEST(OwnTime, begins_a_program_without_a_c_library_at_its_first_call) {
+    if (IS_EMULATED || sizeof(BARE_PROGRAM_PATH) == 1)
+        GTEST_SKIP() << "the program is an x86-64 one";
+    board_run run = board_run::program(
+        in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"spawn", BARE_PROGRAM_PATH}));
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "start: ok 0\nits end: ok 20\n");
 }
 
 TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_call) {
