@@ -32,7 +32,8 @@
 //
 // Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
 // somebody has sent one, the board looks which threads would notice it and ends their calls as the
-// kernel would.
+// kernel would. The signals of a terminal and of a visitor are sent by no call that the board
+// stops: it also looks before each long jump, and every 20 ms while time is paced.
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
 // after a thousand calls at one moment each further one lasts a microsecond. So does a read of the
@@ -140,8 +141,13 @@ private:
     void start_tick();
     void delay(thread &of, int64_t until_us);
     void advance();
-    bool take_all_events(int64_t wait_us);
+    bool pass_time(int64_t next_us);
+    void await_events(int64_t wait_us, int64_t next_us);
+    bool must_look_for_signals(int64_t next_us);
+    bool has_taken_events(bool has_waited);
+    bool take_all_events(bool has_waited);
     int64_t pace_us(int64_t next_us) const;
+    int64_t present_us() const;
 
     request_channel &requests;
     port_calls &calls;
@@ -164,6 +170,7 @@ private:
     timer_t tick{};
     std::map<std::string, int> unknown;
     int64_t machine_start_us;
+    int64_t next_look_us = 0; // for signals while time is paced, in the machine's time
 };
 
 } // namespace simulator

@@ -2,7 +2,9 @@
 // and a command has one log, whatever else the machine does.
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -262,6 +264,25 @@ TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_endi
         ASSERT_FALSE(run.log.empty());
         EXPECT_EQ(run.log.back().time_ms, 2000);
     }
+}
+
+TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
+    using clock = std::chrono::steady_clock;
+    constexpr int SPEED = 1000;
+    board_run run =
+        board_run::program({"--clock", "virtual", "--speed", std::to_string(SPEED)},
+                           {"/bin/sh", "-c",
+                            "begin=$(date +%s); sleep 100000 & child=$!; "
+                            "trap 'echo $(($(date +%s) - begin)); kill $child; exit 0' USR1; "
+                            "echo ready; wait"});
+    ASSERT_TRUE(run.wait_for_output("ready\n"));
+    const auto begin = clock::now();
+    usleep(10'000);
+    const std::chrono::duration<double> passed = clock::now() - begin;
+    run.signal(SIGUSR1);
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_GE(atof(run.output.substr(run.output.find('\n')).c_str()) + 1, passed.count() * SPEED)
+        << run.output;
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
