@@ -144,8 +144,8 @@ bool scheduler::release(thread &of) {
 
 // `kind` is none if the kernel does not carry out the call.
 bool scheduler::come_back(thread &of, timed_kind kind) {
-    of.has_executed = kind == timed_kind::execute;
-    if (of.has_executed || kind == timed_kind::close)
+    const bool executes = kind == timed_kind::execute;
+    if (executes || kind == timed_kind::close)
         calls.note_changed_descriptors();
     if (kind == timed_kind::end) {
         end(of);
@@ -157,8 +157,11 @@ bool scheduler::come_back(thread &of, timed_kind kind) {
     const bool is_back = await(of);
     of.clock_reads = clock.take_reads();
     vforking = nullptr;
-    if (of.has_executed)
+    of.has_executed = executes;
+    if (executes) {
         drop_ended_siblings(of);
+        follow_execute(of);
+    }
     if (kind == timed_kind::birth)
         find_children(of);
     if (kind == timed_kind::send_log)
@@ -180,6 +183,9 @@ void scheduler::take_call(thread &of) {
     const timed_call *row = find_timed_call(of.asked.call);
     if (row == nullptr || row->kind != timed_kind::work) // which has its own cost
         of.calls_at_once++;
+    if (std::exchange(of.has_executed, false) &&
+        is_native_call(of.asked.architecture, of.asked.call))
+        begin_program(of);
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
         carry_out(of, *row);
     else
@@ -188,8 +194,11 @@ void scheduler::take_call(thread &of) {
         delay(of, now_us() + SPIN_COST_US);
 }
 
-// The first call after execve(2).
+// The first call after execve(2), whichever it is. The C library's is brk(0). An execve that has
+// failed began nothing: the program's clock is replaced already.
 void scheduler::begin_program(const thread &of) {
+    if (clock.has_replaced(of.id))
+        return;
     if (!clock.replace_functions(of.id))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
     more_timers.forget(of.owner->id);
@@ -249,10 +258,6 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         return;
     case timed_kind::not_modelled:
         note_unknown(row.name);
-        return pass_on(of.asked);
-    case timed_kind::break_after_execute:
-        if (of.has_executed)
-            begin_program(of);
         return pass_on(of.asked);
     default:
         return pass_on(of.asked);

@@ -32,7 +32,9 @@
 //
 // Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
 // somebody has sent one, the board looks which threads would notice it and ends their calls as the
-// kernel would. A signal that stops a process ends the calls of all its threads.
+// kernel would. A signal that stops a process ends the calls of all its threads. The signals of a
+// terminal and of a visitor are sent by no call that the board stops: it also looks before each
+// long jump, and every 20 ms while time is paced.
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
 // after a thousand calls at one moment each further one lasts a microsecond. So does a read of the
@@ -132,6 +134,7 @@ private:
     void bury(process &ended);
     void bury_killed();
     void drop_ended_siblings(const thread &of);
+    void follow_execute(const thread &of);
     void drop_gone();
     void free_vfork_parent(process &child);
     void forget_gone();
@@ -143,8 +146,13 @@ private:
     void start_tick();
     void delay(thread &of, int64_t until_us);
     void advance();
-    bool take_all_events(int64_t wait_us);
+    bool pass_time(int64_t next_us);
+    void await_events(int64_t wait_us, int64_t next_us);
+    bool must_look_for_signals(int64_t next_us);
+    bool has_taken_events(bool has_waited);
+    bool take_all_events(bool has_waited);
     int64_t pace_us(int64_t next_us) const;
+    int64_t present_us() const;
 
     request_channel &requests;
     port_calls &calls;
@@ -167,6 +175,7 @@ private:
     timer_t tick{};
     std::map<std::string, int> unknown;
     int64_t machine_start_us;
+    int64_t next_look_us = 0; // for signals while time is paced, in the machine's time
 };
 
 } // namespace simulator

@@ -143,7 +143,9 @@ void scheduler::adopt_strangers() {
         const family of = family_of_task(asked.caller);
         (void)processes.add(asked.caller, asked.listener, of.process, of.parent);
         arrive(asked, nullptr);
-        make_ready(*processes.find(asked.caller));
+        thread &arrived = *processes.find(asked.caller);
+        arrived.has_executed = true; // its program may be new
+        make_ready(arrived);
     }
 }
 
@@ -215,6 +217,22 @@ void scheduler::drop_ended_siblings(const thread &of) {
             each->now = thread::state::gone;
     processes.changes++;
     drop_gone();
+}
+
+// The new program goes on under the number of the process's first thread, whichever thread has
+// started it.
+void scheduler::follow_execute(const thread &of) {
+    thread *first = processes.find(of.owner->id);
+    if (first == nullptr || first == &of || of.now != thread::state::gone)
+        return;
+    std::erase(queue, first);
+    std::erase(left, first);
+    std::erase_if(delayed, [&](const auto &each) { return each.second == first; });
+    const bool is_back = first->is_untaken && is_waiting(first->asked);
+    if (is_back || await(*first)) {
+        first->has_executed = true;
+        make_ready(*first);
+    }
 }
 
 void scheduler::drop_gone() {

@@ -35,7 +35,7 @@ enum class timed_kind {
     send_signal,
     birth,
     execute,
-    break_after_execute,
+    early_after_execute, // a C library's first call: the program's clock is replaced in time
     end,
     first_of_child,
     close,
@@ -102,7 +102,7 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_vfork, "vfork", timed_kind::birth},
     {SYS_execve, "execve", timed_kind::execute},
     {SYS_execveat, "execveat", timed_kind::execute},
-    {SYS_brk, "brk", timed_kind::break_after_execute, stopped_when::with_null_argument},
+    {SYS_brk, "brk", timed_kind::early_after_execute, stopped_when::with_null_argument},
     {SYS_exit, "exit", timed_kind::end},
     {SYS_exit_group, "exit_group", timed_kind::end},
     {SYS_set_robust_list, "set_robust_list", timed_kind::first_of_child},

@@ -2,7 +2,9 @@
 // and a command has one log, whatever else the machine does.
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -95,6 +97,7 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "condition with a limit: 9\n"
                                "join: 8\n"
                                "program started beside a thread: ok 10\n"
+                               "program started by a second thread: ok 10\n"
                                "tcdrain: ok 50\n"
                                "read of a byte: ok 3\n"
                                "read with an alarm: EINTR 8\n"
@@ -265,6 +268,15 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
     }
 }
 
+TEST(OwnTime, begins_a_program_without_a_c_library_at_its_first_call) {
+    if (IS_EMULATED || sizeof(BARE_PROGRAM_PATH) == 1)
+        GTEST_SKIP() << "the program is an x86-64 one";
+    board_run run = board_run::program(
+        in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"spawn", BARE_PROGRAM_PATH}));
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "start: ok 0\nits end: ok 20\n");
+}
+
 TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_call) {
     const std::string calls = "/tmp/hk_spin_" + std::to_string(getpid());
     for (const std::vector<std::string> &options :
@@ -298,6 +310,25 @@ TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_endi
         ASSERT_FALSE(run.log.empty());
         EXPECT_EQ(run.log.back().time_ms, 2000);
     }
+}
+
+TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
+    using clock = std::chrono::steady_clock;
+    constexpr int SPEED = 1000;
+    board_run run =
+        board_run::program({"--clock", "virtual", "--speed", std::to_string(SPEED)},
+                           {"/bin/sh", "-c",
+                            "begin=$(date +%s); sleep 100000 & child=$!; "
+                            "trap 'echo $(($(date +%s) - begin)); kill $child; exit 0' USR1; "
+                            "echo ready; wait"});
+    ASSERT_TRUE(run.wait_for_output("ready\n"));
+    const auto begin = clock::now();
+    usleep(10'000);
+    const std::chrono::duration<double> passed = clock::now() - begin;
+    run.signal(SIGUSR1);
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_GE(atof(run.output.substr(run.output.find('\n')).c_str()) + 1, passed.count() * SPEED)
+        << run.output;
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {

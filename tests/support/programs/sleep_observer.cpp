@@ -2,7 +2,8 @@
 // one line a fact. Times are in hundredths of a second, rounded. With the argument "semaphore",
 // "profile" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
 // reads the time until two milliseconds have passed, itself and in a child, and prints how often.
-// With "kernel" it waits in ways that an emulator does not hand to the kernel.
+// With "kernel" it waits in ways that an emulator does not hand to the kernel. With "spawn" and a
+// program it starts the program and waits for its end.
 
 #include <array>
 #include <cerrno>
@@ -17,6 +18,7 @@
 #include <functional>
 #include <mutex>
 #include <poll.h>
+#include <spawn.h>
 #include <string_view>
 #include <sys/select.h>
 #include <sys/sem.h>
@@ -186,6 +188,11 @@ void show_threads() {
         _exit(1);
     }
     show("program started beside a thread", [] { return wait(nullptr); });
+    if (fork() == 0) {
+        std::thread([] { (void)execlp("sleep", "sleep", "0.1", nullptr); }).join();
+        _exit(1);
+    }
+    show("program started by a second thread", [] { return wait(nullptr); });
 }
 
 int open_port(const char *name) {
@@ -245,6 +252,17 @@ void show_spins() {
     (void)wait(nullptr);
 }
 
+void show_start(char *program) {
+    std::array<char *, 2> arguments = {program, nullptr};
+    pid_t started = 0;
+    show(
+        "start",
+        [&] {
+            return -posix_spawn(&started, program, nullptr, nullptr, arguments.data(), nullptr);
+        });
+    show("its end", [] { return wait(nullptr); });
+}
+
 // Returns 0 if it has slept.
 int sleep_unknown(std::string_view how) {
     const timespec span = span_of(20);
@@ -274,6 +292,10 @@ int main(int argc, char **arguments) {
     if (argc > 1 && arguments[1] == std::string_view("kernel")) {
         show_priority_lock();
         show_adoption();
+        return 0;
+    }
+    if (argc > 2) {
+        show_start(arguments[2]);
         return 0;
     }
     if (argc > 1)
