@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/devices/led_calls.h"
+#include "simulator/devices/spi/spi_device.h"
 #include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/own_time/scheduler.h"
@@ -70,13 +71,15 @@ std::vector<event_source *> watched_devices(const device_set &devices) {
     return watched;
 }
 
-// Those that see openings.
+// Those that see openings, and the SPI nodes, whose last close counts before the next open.
 std::vector<event_source *> memories_of(const device_set &devices) {
     std::vector<event_source *> memories;
-    for (const std::unique_ptr<device> &each : devices.devices)
-        if (auto *memory = dynamic_cast<spi_memory *>(each.get());
-            memory && memory->sees_openings())
-            memories.push_back(memory);
+    for (const std::unique_ptr<device> &each : devices.devices) {
+        const auto *memory = dynamic_cast<spi_memory *>(each.get());
+        const bool sees_openings = memory != nullptr && memory->sees_openings();
+        if (sees_openings || dynamic_cast<spi_device *>(each.get()) != nullptr)
+            memories.push_back(each.get());
+    }
     return memories;
 }
 

@@ -42,11 +42,21 @@ bool is_free(const request &asked, int descriptor) {
     return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
 }
 
-// The caller's path as the board reaches it. For the board, /proc/self is another process.
+// What names the caller itself in a path. For the board, these are another process.
+struct own_path {
+    std::string_view begin;
+    const char *in_proc; // below /proc/PID
+};
+constexpr own_path OWN_PATHS[] = {
+    {"/proc/self/", ""},    {"/proc/thread-self/", ""}, {"/dev/fd/", "fd/"},
+    {"/dev/stdin", "fd/0"}, {"/dev/stdout", "fd/1"},    {"/dev/stderr", "fd/2"},
+};
+
+// The caller's path as the board reaches it.
 std::string seen_by_board(const request &asked, int directory, const std::string &path) {
-    static const std::string SELF = "/proc/self/";
-    if (path.starts_with(SELF))
-        return proc_path(asked, path.c_str() + SELF.size());
+    for (const own_path &each : OWN_PATHS)
+        if (path.starts_with(each.begin))
+            return proc_path(asked, each.in_proc) + path.substr(each.begin.size());
     if (path.starts_with('/'))
         return path;
     const std::string begin =
@@ -118,6 +128,11 @@ std::optional<opening> opening_of(const request &asked) {
         return opening{AT_FDCWD, words[0], static_cast<int>(words[1])};
     case call_kind::openat:
         return opening{static_cast<int>(words[0]), words[1], static_cast<int>(words[2])};
+    case call_kind::openat2: {
+        uint64_t flags = 0; // the first member of the structure, see openat2(2)
+        (void)read_up_to(asked, words[2], &flags, sizeof flags);
+        return opening{static_cast<int>(words[0]), words[1], static_cast<int>(flags)};
+    }
     case call_kind::creat:
         return opening{AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC};
     default:
