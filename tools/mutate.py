@@ -4,8 +4,8 @@
     tools/mutate.py                              a constant or comparison in a random hundred lines
     tools/mutate.py --kind statements            deletes statements; see program_changes.py for the kinds
     tools/mutate.py --sample 300 --seed 2        more, others
-    tools/mutate.py --files 'serial/*' --sample 0    every change in a folder
-    tools/mutate.py --kind statements --retry    those that were not noticed last time again
+    tools/mutate.py --files 'serial/*' --files 'fio/*' --sample 0    every change in two folders
+    tools/mutate.py --kind statements --retry    those that were not noticed last time, again
     tools/mutate.py --replay 'fio/fio_frame.cpp:31'  the changes of one line again
 
 The programs are changed, not the simulated board: it comes from the build of the host preset, which
@@ -14,20 +14,21 @@ it ends them. A change counts as noticed when tests fail or do not end, twice in
 does not build is no change.
 
 It works on a copy of the project below build/mutation, or below HK_MUTATION_FOLDER, where another
-one runs at the same time. Each result goes to KIND.results there, and the next call goes on after it;
-delete the file to begin again. A changed program may kill every process it sees, map memory without end
+one runs at the same time. Each result goes to KIND.results there, and the next call goes on after it, as
+long as programs and tests are the same. A changed program may kill every process it sees, map memory without end
 or leave files anywhere: its tests run in namespaces of their own, with limited memory and in a scratch
 folder. Needs root, or the right to make such namespaces.
 
 Changes that alter nothing anybody could see are listed in equivalent_changes.txt; they are made all the
 same, and counted apart when they are not noticed. With --least the exit status is 1 when fewer per cent
-of the others are noticed.
+of the others are noticed. It is 2 when there is no such change.
 """
 
 import argparse
 import collections
 import filecmp
 import fnmatch
+import hashlib
 import json
 import os
 import random
@@ -42,6 +43,8 @@ from change_tests import BOARD, BUILD, COPY, OTHER_TARGETS, ROOT, UNIT_TESTS, WO
 from program_changes import KINDS, changes_of
 
 FOLDERS = ("runtime", "supervisor", "serial", "fio", "storage", "panel", "ctl", "results")
+# What a result is of, beside the programs.
+JUDGES = ("simulator", "tests", "boards", "tools", "cmake", "CMakeLists.txt", "README.md", "man")
 MEMORY_MAX_KB = 8 << 20
 BUILD_LIMIT_S = 3600
 
@@ -59,10 +62,14 @@ def write(path, text):
         source.write(text)
 
 
-def all_changes(pattern, kind):
-    listed = subprocess.run(["git", "ls-files", *FOLDERS], cwd=ROOT, check=True, text=True,
-                            stdout=subprocess.PIPE).stdout.split()
-    chosen = [path for path in listed if fnmatch.fnmatch(path, pattern)]
+def listed(*folders):
+    """The files of the project, or those of some folders."""
+    return subprocess.run(["git", "ls-files", *folders], cwd=ROOT, check=True, text=True,
+                          stdout=subprocess.PIPE).stdout.splitlines()
+
+
+def all_changes(patterns, kind):
+    chosen = [path for path in listed(*FOLDERS) if any(fnmatch.fnmatch(path, pattern) for pattern in patterns)]
     return [change for path in chosen if path.endswith((".cpp", ".h"))
             for change in changes_of(path, read(path), kind)]
 
@@ -143,10 +150,8 @@ def judge(change):
 
 def copy_project():
     """Whether the copy was another one."""
-    listed = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, text=True,
-                            stdout=subprocess.PIPE).stdout.split("\n")
     is_other = False
-    for path in filter(None, listed):
+    for path in listed():
         source, target = os.path.join(ROOT, path), os.path.join(COPY, path)
         os.makedirs(os.path.dirname(target), exist_ok=True)
         if not os.path.exists(target) or not filecmp.cmp(source, target, shallow=False):
@@ -195,12 +200,12 @@ def is_equivalent(change):
     return f"{change.path}: {change}" in equivalent_changes()
 
 
-def warn_of_stale_entries():
-    """The program has changed since these were listed."""
-    known = {f"{change.path}: {change}" for kind in KINDS for change in all_changes("*", kind)}
-    for line in equivalent_changes():
-        if line not in known:
-            print(f"{os.path.basename(EQUIVALENT)}: no such change: {line}", file=sys.stderr)
+def warn_of_wrong_entries():
+    """Each stands for one change; the program has changed since these were listed."""
+    known = collections.Counter(f"{change.path}: {change}" for kind in KINDS for change in all_changes("*", kind))
+    for line, entries in collections.Counter(equivalent_changes()).items():
+        if known[line] != entries:
+            print(f"{os.path.basename(EQUIVALENT)}: {entries} for {known[line]} such changes: {line}", file=sys.stderr)
 
 
 def sample(changes, chance, count):
@@ -219,26 +224,54 @@ def read_options():
     parser.add_argument("--kind", choices=KINDS, default=KINDS[0], help="what is changed")
     parser.add_argument("--sample", type=int, default=100, metavar="N", help="lines to change; 0: every change")
     parser.add_argument("--seed", type=int, default=1, metavar="S", help="of the random choice")
-    parser.add_argument("--files", default="*", metavar="GLOB", help="only in these, as in 'fio/*'")
+    parser.add_argument("--files", action="append", metavar="GLOB",
+                        help="only in these, as in 'fio/*'; may be repeated")
     parser.add_argument("--replay", metavar="FILE:LINE", action="append", default=[],
                         help="the changes of one line, also if they have a result; may be repeated")
-    parser.add_argument("--retry", action="store_true", help="make those again that were not noticed")
+    parser.add_argument("--retry", action="store_true", help="only those that were not noticed last time, again")
     parser.add_argument("--least", type=float, default=0, metavar="PERCENT", help="of the changes must be noticed")
     parser.add_argument("--list", action="store_true", help="only show the changes")
     options = parser.parse_args()
-    options.changes = all_changes(options.files, options.kind)
+    options.results = os.path.join(WORK, f"{options.kind}.results")
+    options.changes = all_changes(options.files or "*", options.kind)
     if options.replay:
         options.changes = [c for c in options.changes if f"{c.path}:{c.line}" in options.replay]
+    elif options.retry:
+        last = {**read_results(options.results + ".old"), **read_results(options.results)}
+        options.changes = [c for c in options.changes if last.get(describe(c)) in (SURVIVED, IS_EQUIVALENT)]
     elif 0 < options.sample < len(options.changes):
         options.changes = sample(options.changes, random.Random(options.seed), options.sample)
     return options
 
 
+def state_of_the_sources():
+    """Changes with any file that a result depends on."""
+    digest = hashlib.sha256()
+    for path in listed(*FOLDERS, *JUDGES):
+        with open(os.path.join(ROOT, path), "rb") as source:
+            digest.update(hashlib.sha256(source.read()).digest())
+    return digest.hexdigest()
+
+
 def read_results(path):
+    """What is in a file of results, whatever the sources were."""
     if not os.path.exists(path):
         return {}
     with open(path) as results:
-        return dict(line.rstrip("\n").split("\t")[::-1] for line in results)
+        return dict(line.rstrip("\n").split("\t")[::-1] for line in results.readlines()[1:])
+
+
+def begin_results(path):
+    """Puts results of other sources aside."""
+    state = state_of_the_sources() + "\n"
+    if os.path.exists(path):
+        with open(path) as results:
+            if results.readline() == state:
+                return
+        os.replace(path, path + ".old")
+        print("Programs or tests are others than last time: the results begin anew.")
+    with open(path, "w") as results:
+        results.write(state)
 
 
 def report(changes, results, least):
@@ -258,22 +291,24 @@ def report(changes, results, least):
 
 def main():
     options = read_options()
-    warn_of_stale_entries()
+    warn_of_wrong_entries()
+    if not options.changes:
+        print("there is no such change", file=sys.stderr)
+        return 2
     if options.list:
         print("\n".join(map(describe, options.changes)))
         return 0
     os.makedirs(WORK, exist_ok=True)
-    path = os.path.join(WORK, f"{options.kind}.results")
-    results = read_results(path)
+    begin_results(options.results)
+    results = read_results(options.results)
     left = [change for change in options.changes
-            if options.replay or describe(change) not in results
-            or options.retry and results[describe(change)] in (SURVIVED, IS_EQUIVALENT)]
+            if options.replay or options.retry or describe(change) not in results]
     if left:
         prepare(left)
     for index, change in enumerate(left, 1):
         start = time.monotonic()
         results[describe(change)] = verdict = judge(change)
-        with open(path, "a") as file:
+        with open(options.results, "a") as file:
             file.write(f"{verdict}\t{describe(change)}\n")
         print(f"{index}/{len(left)} {time.monotonic() - start:.0f} s {verdict}: {describe(change)}", flush=True)
     return report(options.changes, results, options.least)

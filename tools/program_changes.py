@@ -2,7 +2,7 @@
 
 KINDS names them:
     constants    a number by one more, a comparison by its neighbour, true by false
-    statements   a call, an assignment, an increment or a jump is deleted
+    statements   a call, an assignment, an increment, an output with <<, a throw or a jump is deleted
     arguments    the first two arguments of a call change places
     failures     a system call is not made and has failed
 """
@@ -18,18 +18,25 @@ TOKEN = re.compile(
     r"""|(?P<truth>\b(?:true|false)\b)"""
     r"""|(?P<number>(?<![\w.'])(?:0[xX][0-9a-fA-F]+|[0-9]+(?:'[0-9]{3})*)(?=[uUlL]*(?![\w.'])))"""
 )
-# What a statement that is worth deleting begins with, inside a function.
-STATEMENT = re.compile(
-    r"^ {4,}(?P<statement>(?:\(void\)!?)?(?:\+\+|--)?[\w*][\w:*&.>\[\]-]*"
-    r"(?:\(|\+\+;|--;| [-+|&^*/]?= | <<= | >>= )"
-    r"|break;|continue;|return;)", re.MULTILINE)
-JUMPS = ('break', 'continue', 'return')  # shown with the line before them: a file has many
+# Statements that are worth deleting, with nothing between their brackets.
+PLACE = r"[*&]*[\w:]+(?:<[^<>=()]*>)?(?:(?:\.|->)\w+(?:<[^<>=()]*>)?|\(\)|\[\])*"
+STATEMENTS = {
+    'jump': re.compile(r"break|continue|return"),
+    'throw': re.compile(r"throw .*"),
+    'increment': re.compile(rf"(?:\+\+|--){PLACE}|{PLACE}(?:\+\+|--)"),
+    'assignment': re.compile(rf"{PLACE} (?:[-+|&^*/%]|<<|>>)?= (?!delete$|default$).*"),
+    'output': re.compile(rf"{PLACE} << .*"),
+    'call': re.compile(rf"(?:\(\)!?)?{PLACE}(?<=\))"),
+}
+FIRST_WORD = re.compile(r"^ {4,}(?P<statement>[\w*(+-])", re.MULTILINE)
 NO_STATEMENT = re.compile(r"(?:if|for|while|switch|return|static_assert|case|else|do|sizeof)\b")
 SYSTEM_CALL = re.compile(
     r"(?<![\w.>:])(?:::)?(?P<name>open|close|read|write|ioctl|fcntl|poll|dup2|fsync|unlink|mkdir|fstat|lseek"
     r"|mmap|munmap|mlockall|setpriority|nanosleep|usleep|fork|waitpid|kill|sigaction|sigprocmask|shmget"
-    r"|shmat|shmdt|shmctl|setitimer|getifaddrs|socket|system|pipe|tcsetattr|tcgetattr|tcdrain|tcflush)\(")
-FAILED = {'mmap': 'MAP_FAILED', 'shmat': 'reinterpret_cast<void *>(-1)'}
+    r"|shmat|shmdt|shmctl|setitimer|getifaddrs|socket|system|pipe|tcsetattr|tcgetattr|tcdrain|tcflush"
+    r"|wait|chdir|rmdir|stat|opendir|sync|gettimeofday|signal|syslog|openlog|readlink)\(")
+FAILED = {'mmap': 'MAP_FAILED', 'shmat': 'reinterpret_cast<void *>(-1)', 'opendir': 'nullptr', 'signal': 'SIG_ERR',
+          'sync': '(void)0', 'syslog': '(void)0', 'openlog': '(void)0'}
 CALL = re.compile(r"(?<=[^\w])(?P<name>[a-z]\w*)\(")
 
 
@@ -43,16 +50,15 @@ class Change:
     old: str
     new: str
     shown: str  # the line that it is in
-    before: str  # the line before that
+    before: str  # the nearest line above that is not blank
 
     def applied_to(self, text):
         return text[:self.offset] + self.new + text[self.offset + len(self.old):]
 
     def __str__(self):
         old, new = (' '.join(part.split()) for part in (self.old, self.new))
-        if new:
-            return f'{old} -> {new} at column {self.column}: {self.shown}'
-        return f'deleted: {old} after {self.before}' if old in JUMPS else f'deleted: {old}'
+        change = f'{old} -> {new} at column {self.column}: {self.shown}' if new else f'deleted: {old}'
+        return f'{change} after {self.before}'
 
 
 def changed_token(match):
@@ -101,16 +107,34 @@ def constants(text, _plain):
         offset += len(line)
 
 
+def outline_of_statement(plain, start):
+    """The statement on one line with nothing between its brackets, and the offset of its semicolon; of
+    what ends with something else, nothing."""
+    outline, end = '', start
+    while plain[end] not in ';,)]}':
+        after = end_of_brackets(plain, end) if plain[end] in '([{' else end + 1
+        outline += plain[end] if after == end + 1 else plain[end] + plain[after - 1]
+        end = after
+    outline = re.sub(r' (?=\.|->)', '', ' '.join(outline.split()))
+    return (outline, end) if plain[end] == ';' else ('', end)
+
+
+def kind_of_statement(outline):
+    """A name of STATEMENTS, or nothing."""
+    if NO_STATEMENT.match(outline) and outline != 'return':
+        return ''
+    return next((name for name, form in STATEMENTS.items() if form.fullmatch(outline)), '')
+
+
 def statements(text, plain):
-    for match in STATEMENT.finditer(plain):
+    code = re.sub(r"^#.*", lambda line: ' ' * len(line.group()), plain, flags=re.MULTILINE)
+    for match in FIRST_WORD.finditer(code):
         start = match.start('statement')
-        if NO_STATEMENT.match(plain, start):
-            continue
-        end = start
-        while plain[end] not in ';,)]}':
-            end = end_of_brackets(plain, end) if plain[end] in '([{' else end + 1
-        if plain[end] == ';':
-            yield start, text[start:end], ''
+        before = code[:start].rstrip()
+        if before.endswith((';', '{', '}', ')', ':', ' else', ' do')):
+            outline, end = outline_of_statement(code, start)
+            if kind_of_statement(outline):
+                yield start, text[start:end], ''
 
 
 def split_arguments(plain, start, end):
@@ -150,5 +174,6 @@ def changes_of(path, text, kind):
     starts = [0, *(match.end() for match in re.finditer('\n', text))]
     for offset, old, new in globals()[kind](text, plain):
         line = bisect.bisect_right(starts, offset)
-        before, shown = (text[starts[max(each, 0)]:].split('\n', 1)[0].strip() for each in (line - 2, line - 1))
+        shown = text[starts[line - 1]:].split('\n', 1)[0].strip()
+        before = text[:starts[line - 1]].rstrip().rsplit('\n', 1)[-1].strip()
         yield Change(path, line, offset - starts[line - 1] + 1, offset, old, new, shown, before)

@@ -82,6 +82,16 @@ std::string name_of(int fd) {
     return found != names.end() ? found->second : number(fd);
 }
 
+std::string names_of(int flags, std::span<const flag_name> bits) {
+    std::string text;
+    for (const auto &[bit, name] : bits) {
+        if ((flags & bit) != 0)
+            text += std::string(" ") + name;
+        flags &= ~bit;
+    }
+    return flags != 0 ? text + " and " + number(flags) : text;
+}
+
 } // namespace traced
 
 using namespace traced;
@@ -125,9 +135,10 @@ std::vector<std::string> CallTrace::run(const std::function<pid_t()> &start,
     return {begin, all.end()};
 }
 
-std::vector<std::string> CallTrace::trace_of(const std::function<void()> &work) {
+std::vector<std::string> CallTrace::trace_of(const std::function<void()> &work,
+                                             std::vector<traced_event> events) {
     *lines = {};
-    pending.clear();
+    pending = std::move(events);
     const pid_t child = fork();
     if (child == 0) {
         work();

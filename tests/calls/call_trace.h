@@ -47,7 +47,8 @@ protected:
                                  std::vector<traced_event> events);
 
     // Traces a function in a process of its own.
-    static std::vector<std::string> trace_of(const std::function<void()> &work);
+    static std::vector<std::string> trace_of(const std::function<void()> &work,
+                                             std::vector<traced_event> events = {});
 
     // Sets the stop and hold words of the first two records.
     static void stop_it();

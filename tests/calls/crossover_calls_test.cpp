@@ -69,18 +69,18 @@ write sp8 ")('"
 drain sp2
 drain sp8
 nap 3125
-poll sp8 in 4
+poll sp8 in pri 4
 read sp8 512, 512 clear
-poll sp2 in 4
+poll sp2 in pri 4
 read sp2 512, 100 clear
 write sp2 03 03 0c 20 12 c7 58 2b 0c
 write sp8 03 03 0c 20 12 c7 58 2b 0c
 drain sp2
 drain sp8
 nap 3645
-poll sp8 in 4
+poll sp8 in pri 4
 read sp8 512, 100 clear
-poll sp2 in 4 stopped
+poll sp2 in pri 4 stopped
 read sp2 512, 100 clear stopped
 nap 5000 stopped
 )";
@@ -117,11 +117,11 @@ TEST_F(CrossoverCalls, wait_for_the_line_time_and_poll_until_as_much_has_passed_
         traced_event event;
         const char *waits;
     } const cases[] = {
-        {9, 5'000'000, {"", 0, nullptr}, "nap 300000\npoll sp2 in 301 x3\n"},
-        {33, 5'000'000, {"", 0, nullptr}, "nap 2000\npoll sp2 in 3 x3\n"},
+        {9, 5'000'000, {"", 0, nullptr}, "nap 300000\npoll sp2 in pri 301 x3\n"},
+        {33, 5'000'000, {"", 0, nullptr}, "nap 2000\npoll sp2 in pri 3 x3\n"},
         // Polls before the deadline do not count.
-        {17, 5'000'000, {"poll", 1, set_clock_back}, "nap 3125\npoll sp2 in 4 x6\n"},
-        {17, 5'985'875, {"poll", 1, set_clock_back}, "nap 3125\npoll sp2 in 4 x6\n"},
+        {17, 5'000'000, {"poll", 1, set_clock_back}, "nap 3125\npoll sp2 in pri 4 x6\n"},
+        {17, 5'985'875, {"poll", 1, set_clock_back}, "nap 3125\npoll sp2 in pri 4 x6\n"},
     };
     lost_port = "sp2";
     lost_from = 0;

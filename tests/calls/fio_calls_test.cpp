@@ -26,7 +26,7 @@ std::string sending_of(const std::string &request) {
 }
 
 std::string exchange_of(const std::string &request, const std::string &cleared) {
-    return sending_of(request) + "poll sp5s in 6\nsp5s count waiting bytes\nread sp5s 1000, " +
+    return sending_of(request) + "poll sp5s in pri 6\nsp5s count waiting bytes\nread sp5s 1000, " +
            cleared + " clear\n";
 }
 
@@ -48,7 +48,7 @@ TEST_F(FioCalls, a_field_io_exchange_drains_on_both_sides_of_its_request_and_set
     };
     device.shows_cleared = true;
     const auto start = [] { return fio_loop_test(0, "5"); };
-    const std::string silent = "poll sp5s in 6\nsp5s count waiting bytes\n";
+    const std::string silent = "poll sp5s in pri 6\nsp5s count waiting bytes\n";
     EXPECT_EQ(joined(run(start, {{"nap 10000", 1, [] { is_silent = true; }},
                                  {"write sp5s 10", 2, stop_it}})),
               R"(open /dev/sp5s rw
@@ -64,7 +64,7 @@ drain sp5s
 write sp5s 10 83 3c
 drain sp5s stopped
 yield stopped
-poll sp5s in 6 stopped
+poll sp5s in pri 6 stopped
 sp5s count waiting bytes stopped
 read sp5s 1000, 20 clear stopped
 nap 5000 finished
@@ -123,8 +123,8 @@ std::string loopback_calls(const std::string &name) {
 }
 
 std::string memory_calls(const std::string &name) {
-    return "open /dev/" + name + " rw\npoll " + name + " in 2\nseek " + name + " 0\nread " + name +
-           " 32\nnap 5000\nclose " + name;
+    return "open /dev/" + name + " rw\npoll " + name + " in pri 2\nseek " + name + " 0\nread " +
+           name + " 32\nnap 5000\nclose " + name;
 }
 
 TEST_F(SpiCalls, of_an_unknown_module_are_identification_and_status_and_go_on_under_the_hold) {

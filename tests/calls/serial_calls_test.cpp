@@ -27,18 +27,18 @@ TEST_F(SerialCalls, a_receiver_drops_what_was_there_before_and_during_a_hold) {
     const auto start = [] { return serial_loop_test(0, "1", paren_pattern); };
     EXPECT_EQ(joined(run(start, {{"read sp1", 2, hold_it},
                                  {"nap 5000", 1, release_it},
-                                 {"poll sp1 in 40", 4, stop_it}})),
-              opened("sp1") + R"(poll sp1 in 5
+                                 {"poll sp1 in pri 40", 4, stop_it}})),
+              opened("sp1") + R"(poll sp1 in pri 5
 read sp1 512, 512 clear
-poll sp1 in 5
-poll sp1 in 40
+poll sp1 in pri 5
+poll sp1 in pri 40
 read sp1 512, 32 clear
-poll sp1 in 40
+poll sp1 in pri 40
 nap 5000
-poll sp1 in 5
-poll sp1 in 40
+poll sp1 in pri 5
+poll sp1 in pri 40
 read sp1 512, 32 clear
-poll sp1 in 40
+poll sp1 in pri 40
 nap 5000 finished
 )");
 }
@@ -64,13 +64,13 @@ TEST_F(SerialCalls, an_echo_drains_before_it_waits) {
     device.shows_cleared = true;
     const auto start = [] { return echo_test(0, "1", 0); };
     EXPECT_EQ(joined(run(start, {{"drain sp1", 3, stop_it}})), opened("sp1") + R"-(drain sp1
-poll sp1 in 100
+poll sp1 in pri 100
 read sp1 512, 512 clear
 write sp1 "))))))))))))))))"
 drain sp1
-poll sp1 in 100
+poll sp1 in pri 100
 drain sp1
-poll sp1 in 100 stopped
+poll sp1 in pri 100 stopped
 nap 5000 finished
 )-");
 }
@@ -82,18 +82,19 @@ TEST_F(SerialCalls, a_port_that_has_hung_up_costs_a_pause_with_each_read) {
         std::string lines;
     } const cases[] = {
         {[] { return serial_loop_test(0, "1", paren_pattern); },
-         "poll sp1 in 40\nread sp1 512\npoll sp1 0\nnap 80000\n"},
+         "poll sp1 in pri 40\nread sp1 512\npoll sp1 0\nnap 80000\n"},
         {[] { return echo_test(0, "1", 0); },
-         "drain sp1\npoll sp1 in 100\nread sp1 512\npoll sp1 0\nnap 100000\n"},
+         "drain sp1\npoll sp1 in pri 100\nread sp1 512\npoll sp1 0\nnap 100000\n"},
         {[] { return front_panel_test(0); },
-         "poll sp6 in 100\nread sp6 10\npoll sp6 0\nnap 100000\n"},
+         "poll sp6 in pri 100\nread sp6 10\npoll sp6 0\nnap 100000\n"},
     };
-    for (const auto &c : cases) {
-        device.other_events = POLLHUP;
-        const std::string lines = joined(
-            run(c.start, {{"nap", 1, stop_it}, {"nap", 1, [] { device.other_events = 0; }}}));
-        EXPECT_NE(lines.find(c.lines), std::string::npos) << lines;
-    }
+    for (const auto &c : cases)
+        for (const int event : {POLLHUP, POLLERR, POLLNVAL}) {
+            device.other_events = static_cast<short>(event);
+            const std::string lines = joined(
+                run(c.start, {{"nap", 1, stop_it}, {"nap", 1, [] { device.other_events = 0; }}}));
+            EXPECT_NE(lines.find(c.lines), std::string::npos) << lines;
+        }
 }
 
 TEST_F(SerialCalls, the_console_port_of_board_variant_219_opens_at_9600_as_does_every_later_port) {

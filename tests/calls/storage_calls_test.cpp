@@ -15,15 +15,11 @@ using StorageCalls = CallTrace;
 
 TEST_F(StorageCalls, a_memory_pass_maps_three_quarters_holds_them_for_5_ms_and_unmaps_them) {
     const auto start = [] { return dram_test(0); };
-    EXPECT_EQ(joined(run(start, {{"nap 5000", 2, stop_it}})), R"(count pages
-map 65536 x2
-nap 5000
-unmap 65536 x2
-map 65536 x2
-nap 5000
-unmap 65536 stopped x2
-nap 5000 finished
-)");
+    const std::string maps = "map 65536 read write shared anonymous on 0, anywhere\n"
+                             "map 65536 read write shared anonymous on 0, near the last\n";
+    EXPECT_EQ(joined(run(start, {{"nap 5000", 2, stop_it}})),
+              "count pages\n" + maps + "nap 5000\nunmap 65536 x2\n" + maps +
+                  "nap 5000\nunmap 65536 stopped x2\nnap 5000 finished\n");
 }
 
 TEST_F(StorageCalls, a_file_copy_flushes_after_each_write_and_pauses_5_ms) {

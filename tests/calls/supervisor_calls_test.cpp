@@ -25,7 +25,7 @@ TEST_F(PanelCalls, the_panel_drains_what_it_writes_and_flushes_after_each_comman
         room[0] = 's';
         return size_t{1};
     };
-    const std::string key = "poll sp6 in 100\nread sp6 10\nwrite sp6 \"\\e[2J\"\ndrain sp6\n";
+    const std::string key = "poll sp6 in pri 100\nread sp6 10\nwrite sp6 \"\\e[2J\"\ndrain sp6\n";
     const std::string escape = "write sp6 \"1 ESC\"\nwrite sp6 \"\\r\\n\"\n";
     const auto start = [] { return front_panel_test(0); };
     EXPECT_EQ(joined(run(start, {{"write sp6 \"BBBB", 1, stop_it}})),
@@ -45,9 +45,9 @@ system cd /opt;./pir.sh halt>/dev/null
 sync
 system /sbin/reboot
 sync
-)" + escape + "poll sp6 in 100 x19\nwrite sp6 \"" +
+)" + escape + "poll sp6 in pri 100 x19\nwrite sp6 \"" +
                   std::string(40, 'A') +
-                  "\"\nwrite sp6 \"\\r\\n\"\npoll sp6 in 100 x20\nwrite sp6 \"" +
+                  "\"\nwrite sp6 \"\\r\\n\"\npoll sp6 in pri 100 x20\nwrite sp6 \"" +
                   std::string(40, 'B') + "\"\nwrite sp6 \"\\r\\n\" stopped\nnap 5000 finished\n");
     EXPECT_EQ(record(1).unit, 6);
 }
@@ -103,6 +103,15 @@ log 6 x2
 set mask 3 10 12 14 15 20
 nap 2500000
 )");
+}
+
+TEST_F(SupervisorCalls, each_of_two_stop_signals_during_a_list_gets_a_whole_list_after_it) {
+    const auto stop_twice = [] {
+        stress_signal(SIGTERM);
+        stress_signal(SIGQUIT);
+    };
+    EXPECT_EQ(joined(trace_of([] { stress_signal(SIGUSR1); }, {{"log 6", 1, stop_twice}})),
+              "block 10 14\nlog 6\nyield x4\nlog 6 x5\nset mask\n");
 }
 
 } // namespace

@@ -13,12 +13,25 @@ using namespace traced;
 
 namespace {
 
+void *last_block = nullptr; // that was mapped
+
 std::string signals_in(const sigset_t &set) {
     std::string text;
     for (int signal_number = 1; signal_number < 32; ++signal_number)
         if (sigismember(&set, signal_number) == 1)
             text += " " + number(signal_number);
     return text;
+}
+
+// mmap(2) may place new memory at another address than the hint.
+std::string map_line(const void *hint, size_t size, int access, int flags, int fd) {
+    constexpr flag_name ACCESS[] = {{PROT_READ, "read"}, {PROT_WRITE, "write"}};
+    constexpr flag_name FLAGS[] = {{MAP_SHARED, "shared"}, {MAP_ANONYMOUS, "anonymous"}};
+    return "map " + number(static_cast<int64_t>(size)) + names_of(access, ACCESS) +
+           names_of(flags, FLAGS) + " on " + number(fd) +
+           (hint == nullptr      ? ", anywhere"
+            : hint == last_block ? ", near the last"
+                                 : ", elsewhere");
 }
 
 } // namespace
@@ -68,8 +81,6 @@ TRACED_ONLY(int, kill, (pid_t pid, int number_), (pid, number_),
 TRACED_ONLY(long, get_phys_pages, (), (), "count pages", 131072 / getpagesize())
 TRACED(off_t, lseek64, (int fd, off_t offset, int whence), (fd, offset, whence),
        "seek " + name_of(fd) + " " + number(offset) + (whence == SEEK_SET ? "" : " elsewhere"))
-TRACED(void *, mmap64, (void *hint, size_t size, int access, int flags, int fd, off_t offset),
-       (hint, size, access, flags, fd, offset), "map " + number(static_cast<int64_t>(size)))
 TRACED(int, munmap, (void *address, size_t size), (address, size),
        "unmap " + number(static_cast<int64_t>(size)))
 
@@ -81,6 +92,15 @@ TRACED(int, sigaction, (int number_, const struct sigaction *wanted, struct siga
            signals_in(wanted->sa_mask))
 TRACED(sighandler_t, signal, (int number_, sighandler_t handler), (number_, handler),
        "signal " + number(number_) + (handler == SIG_DFL ? " default" : ""))
+
+void *__real_mmap64(void *, size_t, int, int, int, off_t);
+void *__wrap_mmap64(void *, size_t, int, int, int, off_t);
+void *__wrap_mmap64(void *hint, size_t size, int access, int flags, int fd, off_t offset) {
+    if (!is_on())
+        return __real_mmap64(hint, size, access, flags, fd, offset);
+    note(map_line(hint, size, access, flags, fd));
+    return last_block = __real_mmap64(hint, size, access, flags, fd, offset);
+}
 
 void __real_openlog(const char *, int, int);
 void __wrap_openlog(const char *, int, int);

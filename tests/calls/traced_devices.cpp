@@ -52,12 +52,11 @@ std::string shown(std::span<const uint8_t> bytes) {
 }
 
 std::string flags_of(int flags, mode_t mode) {
-    std::string text = (flags & O_ACCMODE) == O_RDWR ? " rw" : " ro";
-    if ((flags & O_NONBLOCK) != 0)
-        text += " nonblock";
+    constexpr flag_name NAMES[] = {{O_RDWR, "rw"}, {O_WRONLY, "wo"}, {O_NONBLOCK, "nonblock"}};
+    const std::string text = (flags & O_ACCMODE) == O_RDONLY ? " ro" : "";
     char bits[16];
     (void)snprintf(bits, sizeof bits, " create %o", mode);
-    return (flags & O_CREAT) != 0 ? text + bits : text;
+    return text + names_of(flags & ~O_CREAT, NAMES) + ((flags & O_CREAT) != 0 ? bits : "");
 }
 
 int keep_name(int fd, const std::string &path) {
@@ -221,11 +220,8 @@ int __wrap_poll(pollfd *polls, nfds_t count, int timeout_ms) {
     const std::string name = name_of(polls[0].fd);
     const bool wants_input = (polls[0].events & POLLIN) != 0;
     const bool wants_output = (polls[0].events & POLLOUT) != 0;
-    note("poll " + name +
-         (wants_input    ? " in "
-          : wants_output ? " out "
-                         : " ") +
-         number(timeout_ms));
+    constexpr flag_name NAMES[] = {{POLLIN, "in"}, {POLLPRI, "pri"}, {POLLOUT, "out"}};
+    note("poll " + name + names_of(polls[0].events, NAMES) + " " + number(timeout_ms));
     const bool has_input = wants_input && devices->has_input && devices->has_input(name);
     polls[0].revents = static_cast<short>(devices->other_events | (has_input ? POLLIN : 0) |
                                           (wants_output ? POLLOUT : 0));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 #include <string>
 
 #include "tests/calls/call_trace.h"
@@ -23,5 +24,13 @@ void note(const std::string &line);
 
 std::string number(int64_t value);
 std::string name_of(int fd);
+
+struct flag_name {
+    int bit;
+    const char *name;
+};
+
+// The names of the bits that are set, each after a blank; bits without a name as one number.
+std::string names_of(int flags, std::span<const flag_name> bits);
 
 } // namespace traced
