@@ -138,7 +138,7 @@ void terminal::show(const std::vector<std::string> &lines) const {
 
 key terminal::wait_for_key(int64_t limit_ms) const {
     pollfd input = {has_keys ? STDIN_FILENO : -1, POLLIN, 0};
-    const timespec limit = {limit_ms / 1000, limit_ms % 1000 * 1000000};
+    const timespec limit = {limit_ms / 1000, static_cast<long>(limit_ms % 1000 * 1000000)};
     const int ready = ppoll(&input, 1, &limit, &signals_before);
     if (end_asked != 0)
         return key::LEAVE;
