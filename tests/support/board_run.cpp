@@ -66,7 +66,7 @@ log_line parse_log_line(const std::string &line) {
 
 std::chrono::seconds wait_limit() {
     const char *asked_for = getenv("HK_WAIT_SECONDS");
-    return std::chrono::seconds(asked_for != nullptr ? atoi(asked_for) : 30 * SLOWNESS);
+    return std::chrono::seconds(asked_for != nullptr ? atoi(asked_for) : 60 * SLOWNESS);
 }
 
 // "<LI> KIND NAME... WORD COUNT WORD COUNT errors A,B,C hist P,V P,V P,V P,V P,V"

@@ -45,7 +45,7 @@ std::vector<std::string> own_program(const char *path, const std::vector<std::st
 // The first child of a process, 0 if it has none.
 pid_t child_of(pid_t parent);
 
-// How long a case waits for an event before it fails: half a minute, more on a slow machine.
+// How long a case waits for an event before it fails: a minute, more on a slow machine.
 // HK_WAIT_SECONDS in the environment replaces it, for runs that look for failures.
 std::chrono::seconds wait_limit();
 
