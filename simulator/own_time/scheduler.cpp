@@ -44,21 +44,6 @@ timed_kind kind_left_to_kernel(const thread &of) {
     return row != nullptr ? row->kind : timed_kind::none;
 }
 
-// A mask of signals for the time of the wait.
-bool gives_mask(const request &asked) {
-    switch (asked.call) {
-    case SYS_ppoll:
-        return asked.arguments[3] != 0;
-    case SYS_epoll_pwait:
-    case SYS_epoll_pwait2:
-        return asked.arguments[4] != 0;
-    case SYS_pselect6:
-        return asked.arguments[5] != 0;
-    default:
-        return false;
-    }
-}
-
 } // namespace
 
 scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)

@@ -160,6 +160,20 @@ private:
 
 } // namespace
 
+bool gives_mask(const request &asked) {
+    switch (asked.call) {
+    case SYS_ppoll:
+        return asked.arguments[3] != 0;
+    case SYS_epoll_pwait:
+    case SYS_epoll_pwait2:
+        return asked.arguments[4] != 0;
+    case SYS_pselect6:
+        return asked.arguments[5] != 0;
+    default:
+        return false;
+    }
+}
+
 std::unique_ptr<stopped_call> make_sleep(const request &asked, thread &caller) {
     return std::make_unique<sleep_call>(asked, caller);
 }

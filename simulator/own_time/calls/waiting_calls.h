@@ -18,4 +18,7 @@ std::unique_ptr<stopped_call> make_wait_for_signal(const request &asked);
 std::unique_ptr<stopped_call> make_wait_for_child(const request &asked, const thread &caller,
                                                   process_table &processes);
 
+// Whether ppoll(2), pselect(2) or epoll_pwait(2) has a mask of signals for the time of its wait.
+bool gives_mask(const request &asked);
+
 } // namespace simulator
