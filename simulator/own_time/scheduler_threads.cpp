@@ -85,6 +85,7 @@ bool scheduler::is_computing_without_end(const thread &running) {
 
 void scheduler::leave_in_kernel(thread &of, task_state state) {
     of.now = thread::state::waits_in_kernel;
+    of.is_writing_out = state == task_state::sleeping && writes_to_operator(of.id);
     left.push_back(&of);
     if (state == task_state::stopped) {
         of.owner->is_stop_unreported = true;
