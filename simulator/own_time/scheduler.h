@@ -170,6 +170,7 @@ private:
     bool forks_away = false; // the call that is being released is a vfork(2)
     bool has_signal = false;
     bool looks_everywhere = true;
+    bool has_reported_trace = false;   // of a traced process
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};

@@ -1,6 +1,8 @@
 // The scheduler's threads and processes: when they are stopped again, how new ones are found, and
 // how they end.
 #include "simulator/own_time/scheduler.h"
+
+#include "simulator/base/message.h"
 #include "simulator/requests/caller.h"
 
 #include <algorithm>
@@ -91,6 +93,11 @@ void scheduler::leave_in_kernel(thread &of, task_state state) {
         of.owner->is_stop_unreported = true;
         processes.changes++;
         has_signal = true; // SIGCHLD
+    } else if (state == task_state::traced) {
+        if (!std::exchange(has_reported_trace, true))
+            report("process %d is traced by another one: the board's own time cannot serve it; "
+                   "--calls shows its calls",
+                   static_cast<int>(of.id));
     } else if (state == task_state::sleeping) {
         if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
             unknown[name]++;

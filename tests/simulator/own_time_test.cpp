@@ -224,7 +224,7 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
 
 TEST(OwnTime, begins_a_program_without_a_c_library_at_its_first_call) {
     if (IS_EMULATED || sizeof(BARE_PROGRAM_PATH) == 1)
-        GTEST_SKIP() << "the program is an x86-64 one";
+        GTEST_SKIP() << "the program is an x86-64 one without sanitizers";
     board_run run = board_run::program(
         in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"spawn", BARE_PROGRAM_PATH}));
     EXPECT_EQ(run.finish(), 0) << run.errors;
