@@ -75,6 +75,9 @@ bool build_board(const command_line &given, board &built) {
     add_devices_of_every_board(built.devices);
     if (!carry_out_options(given, built) || !assign_faults(given, built))
         return false;
+    if (built.settings.own_time && built.settings.speed <= 0 &&
+        built.devices.terminal.board_end() >= 0)
+        built.settings.speed = 1; // so that a person can press keys
     built.command = command_words(given, built.settings);
     return true;
 }

@@ -7,6 +7,7 @@
 #include "simulator/devices/system_log.h"
 #include "simulator/own_time/scheduler.h"
 #include "simulator/requests/notification.h"
+#include "simulator/world/log/board_output.h"
 #include "simulator/world/namespaces.h"
 
 #include <algorithm>
@@ -57,15 +58,13 @@ std::vector<event_source *> sources_of(scheduler &time, const request_channel &r
 }
 
 // The devices with descriptors of their own on which something may happen between two calls that
-// the board sees. The log is read after each message, and the LED's calls are answered.
+// the board sees. The LED's calls are answered.
 std::vector<event_source *> watched_devices(const device_set &devices) {
     std::vector<event_source *> watched;
     for (const std::unique_ptr<device> &each : devices.devices) {
-        const bool is_seen =
-            each.get() == devices.find<system_log>() || each.get() == devices.find<led>();
         std::vector<pollfd> polls;
         each->add_polls(polls);
-        if (!polls.empty() && !is_seen)
+        if (!polls.empty() && each.get() != devices.find<led>())
             watched.push_back(each.get());
     }
     return watched;
@@ -101,6 +100,9 @@ void connect_scheduler(scheduler &time, run_parts &parts) {
     time.costs = built.settings.costs;
     system_log *log = built.devices.find<system_log>(); // every board has one
     time.after_send = [log] { log->take_messages(); };
+    time.is_reader_late = [&run = parts.run](bool has_blocked_writer) {
+        return (has_blocked_writer || output.is_reader_late()) && !run.is_ending();
+    };
     time.memories = memories_of(built.devices);
     time.give_up = [&run = parts.run](const std::string &where) { run.end_computing(where); };
 }
@@ -138,7 +140,7 @@ void run_in_own_time(run_parts &parts) {
         time.step();
     }
     take_last_events(time.sources);
-    time.log.finish();
+    time.finish_calls();
     parts.requests.lamp = nullptr;
     if (report_unknown_sleeps(time) && parts.built.settings.strict && run.status == 0)
         run.status = STATUS_NOT_MODELLED;

@@ -16,8 +16,9 @@ std::string command_words(const command_line &given, const run_settings &setting
 void note_command(const std::string &words);
 void note_hash();
 
-// Runs the command of a log again and compares the two logs. Returns 0 if they are the same, else
-// 1 after a message with the first difference, or STATUS_USAGE if the file has no command.
+// Runs the command of a log again and compares the two logs while it runs. Returns 0 if they are
+// the same, else 1 after a message with the first difference, STATUS_USAGE if the file has no
+// command, or the status of a run that could not be started.
 int replay_log(const std::string &path, const std::string &own_program);
 
 } // namespace simulator

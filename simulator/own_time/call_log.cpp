@@ -114,14 +114,22 @@ bool call_log::open(const std::string &wanted) {
 }
 
 void call_log::note(const request &asked, int64_t asked_at_us, const response &given) {
-    if (out == nullptr)
-        return;
+    if (out != nullptr)
+        write_line(asked, asked_at_us, result_of(given));
+}
+
+void call_log::note_held(const request &asked, int64_t asked_at_us) {
+    if (out != nullptr)
+        write_line(asked, asked_at_us, "?");
+}
+
+void call_log::write_line(const request &asked, int64_t asked_at_us, const std::string &result) {
     const auto seconds = [](int64_t time_us) {
         return static_cast<double>(time_us) / static_cast<double>(US_PER_SECOND);
     };
     (void)fprintf(out.get(), "%.6f %d %s(%s) = %s", seconds(asked_at_us - BOOT_US),
                   static_cast<int>(asked.caller), name_of(asked.call).c_str(),
-                  arguments_of(asked).c_str(), result_of(given).c_str());
+                  arguments_of(asked).c_str(), result.c_str());
     if (now_us() > asked_at_us)
         (void)fprintf(out.get(), " <%.6f>", seconds(now_us() - asked_at_us));
     (void)fputc('\n', out.get());

@@ -28,15 +28,16 @@ struct thread {
     process *owner;
     int listener;
     state now = state::running;
-    request asked{};           // held, or ready
-    bool is_untaken = false;   // the call has only arrived
-    response answer{};         // of a ready one
-    int64_t called_at_us = 0;  // when the call was made
-    int64_t asked_at_us = 0;   // the same, or until when it was delayed
-    int calls_at_once = 0;     // since the clock moved last
-    int clock_reads = 0;       // without a call, since the last call
-    int works = 0;             // of a stated cost, since the thread slept last
-    bool has_executed = false; // its last call was execve(2)
+    request asked{};             // held, or ready
+    bool is_untaken = false;     // the call has only arrived
+    response answer{};           // of a ready one
+    bool is_writing_out = false; // waits in the kernel for the operator to read its output
+    int64_t called_at_us = 0;    // when the call was made
+    int64_t asked_at_us = 0;     // the same, or until when it was delayed
+    int calls_at_once = 0;       // since the clock moved last
+    int clock_reads = 0;         // without a call, since the last call
+    int works = 0;               // of a stated cost, since the thread slept last
+    bool has_executed = false;   // its last call was execve(2)
     // The end of a nanosleep during which it was stopped: the kernel makes the call again.
     int64_t continued_sleep_us = NEVER;
 };

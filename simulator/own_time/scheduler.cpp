@@ -265,6 +265,13 @@ void scheduler::do_work(thread &of) {
         delay(of, now_us() + cost_us);
 }
 
+void scheduler::finish_calls() {
+    for (const auto &[id, each] : processes.threads)
+        if (each->now == thread::state::held && !each->owner->has_ended)
+            log.note_held(each->asked, each->called_at_us);
+    log.finish();
+}
+
 void scheduler::yield(thread &of) {
     answer(of.asked, 0);
     yields = true;

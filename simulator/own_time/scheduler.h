@@ -82,6 +82,9 @@ struct scheduler final : event_source, response_keeper {
     work_costs costs;
     double speed = 0;                 // times the machine's; 0: as fast as it can
     std::function<void()> after_send; // a message for the log may have been sent
+    // Of what the board and the program print: the clock waits for him. `has_blocked_writer`: a
+    // thread of the program waits for him.
+    std::function<bool(bool has_blocked_writer)> is_reader_late;
     // Ends the run: the program computes without an end.
     std::function<void(const std::string &where)> give_up;
 
@@ -92,6 +95,8 @@ struct scheduler final : event_source, response_keeper {
     // Somebody but a thread has sent a signal to one. Waits for the end of those that it has
     // killed: ending takes the machine's time, and the board's own clock must not jump meanwhile.
     void note_signal();
+    // At the end of the run: completes the file of --calls.
+    void finish_calls();
     // Sleeping calls and timers that the board does not model, and how often each was seen.
     const std::map<std::string, int> &unknown_sleeps() const {
         return unknown;
@@ -170,6 +175,7 @@ private:
     bool forks_away = false; // the call that is being released is a vfork(2)
     bool has_signal = false;
     bool looks_everywhere = true;
+    bool has_reported_trace = false;   // of a traced process
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};

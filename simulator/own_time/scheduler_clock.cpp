@@ -68,6 +68,13 @@ void scheduler::advance() {
 
 // False if something has happened meanwhile, or if it is not time yet.
 bool scheduler::pass_time(int64_t next_us) {
+    const bool has_blocked_writer = std::ranges::any_of(left, &thread::is_writing_out);
+    if (is_reader_late(has_blocked_writer)) {
+        (void)take_events(sources, LONGEST_WAIT_US);
+        look_at_left();
+        adopt_strangers();
+        return false;
+    }
     // Before time passes, the devices take what the program has done to their nodes.
     if (has_taken_events(false))
         return false;

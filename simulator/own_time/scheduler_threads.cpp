@@ -1,6 +1,8 @@
 // The scheduler's threads and processes: when they are stopped again, how new ones are found, and
 // how they end.
 #include "simulator/own_time/scheduler.h"
+
+#include "simulator/base/message.h"
 #include "simulator/requests/caller.h"
 
 #include <algorithm>
@@ -85,9 +87,15 @@ bool scheduler::is_computing_without_end(const thread &running) {
 
 void scheduler::leave_in_kernel(thread &of, task_state state) {
     of.now = thread::state::waits_in_kernel;
+    of.is_writing_out = state == task_state::sleeping && writes_to_operator(of.id);
     left.push_back(&of);
     if (state == task_state::stopped) {
         note_stop(of);
+    } else if (state == task_state::traced) {
+        if (!std::exchange(has_reported_trace, true))
+            report("process %d is traced by another one: the board's own time cannot serve it; "
+                   "--calls shows its calls",
+                   static_cast<int>(of.id));
     } else if (state == task_state::sleeping) {
         if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
             note_unknown(name);

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <poll.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -146,6 +147,22 @@ std::string unknown_sleep_of_task(pid_t thread) {
     const uint64_t time = arguments[known->argument];
     const bool has_none = known->none == 0 ? time == 0 : static_cast<uint32_t>(time) == known->none;
     return has_none ? "" : known->name;
+}
+
+bool writes_to_operator(pid_t thread) {
+    int number = -1;
+    unsigned descriptor = 0;
+    if (sscanf(text_of(thread, "syscall").c_str(), "%d %x", &number, &descriptor) != 2 ||
+        (number != SYS_write && number != SYS_writev))
+        return false;
+    struct stat target {};
+    if (stat(path_of(thread, ("fd/" + std::to_string(descriptor)).c_str()).c_str(), &target) != 0)
+        return false;
+    return std::ranges::any_of(std::array{STDOUT_FILENO, STDERR_FILENO}, [&](int own) {
+        struct stat output {};
+        return fstat(own, &output) == 0 && output.st_dev == target.st_dev &&
+               output.st_ino == target.st_ino;
+    });
 }
 
 bool ignores_children(pid_t process) {

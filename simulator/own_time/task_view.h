@@ -26,6 +26,9 @@ void give_way();
 // by another thread or the operator, or has no time-out: then the board's clock has no part in it.
 std::string unknown_sleep_of_task(pid_t thread);
 
+// Whether a sleeping thread is in a write to the board's own standard output or error.
+bool writes_to_operator(pid_t thread);
+
 // Whether the children of a process leave no zombies (SIGCHLD is ignored).
 bool ignores_children(pid_t process);
 

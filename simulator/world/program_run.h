@@ -37,6 +37,10 @@ struct program_run final : event_source {
     pid_t id() const {
         return program;
     }
+    // It has been asked to end.
+    bool is_ending() const {
+        return give_up_us != NEVER;
+    }
     // Ends the run: the program computes at that place without an end.
     void end_computing(const std::string &where);
     // The descriptor on which its stopped calls arrive; none if the program could not be started:

@@ -270,7 +270,7 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
 
 TEST(OwnTime, begins_a_program_without_a_c_library_at_its_first_call) {
     if (IS_EMULATED || sizeof(BARE_PROGRAM_PATH) == 1)
-        GTEST_SKIP() << "the program is an x86-64 one";
+        GTEST_SKIP() << "the program is an x86-64 one without sanitizers";
     board_run run = board_run::program(
         in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"spawn", BARE_PROGRAM_PATH}));
     EXPECT_EQ(run.finish(), 0) << run.errors;
@@ -333,6 +333,42 @@ TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
     EXPECT_EQ(run.finish(), 0) << run.output << run.errors;
 }
 
+// Sends with write(2), on which the board does not stop a program.
+const std::string LOG_WRITER =
+    "use Socket; socket(S, AF_UNIX, SOCK_DGRAM, 0); connect(S, sockaddr_un('/dev/log')); "
+    "for (1..$ARGV[0]) { syswrite(S, '<13>hk: ' . 'm' x $ARGV[1]); select(undef, undef, undef, "
+    "0.25) }";
+
+TEST(OwnTime, gives_a_message_that_is_written_to_the_log_its_moment) {
+    board_run run = board_run::program(in_own_time({}), {"perl", "-e", LOG_WRITER, "4", "1"});
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    std::vector<int64_t> times_ms;
+    for (const log_line &line : run.log)
+        if (line.ident == "hk")
+            times_ms.push_back(line.time_ms - run.log.front().time_ms);
+    EXPECT_EQ(times_ms, (std::vector<int64_t>{0, 250, 500, 750}));
+}
+
+// The shell reads byte by byte.
+TEST(OwnTime, waits_for_a_slow_reader_of_the_log) {
+    const std::string log = "/tmp/hk_slow_reader_" + std::to_string(getpid());
+    (void)setenv("LOG_WRITER", LOG_WRITER.c_str(), 1);
+    const std::string command = HK_BOARD_PATH " --clock virtual --log " + log +
+                                " -- perl -e \"$LOG_WRITER\" 3000 1000 | "
+                                "{ while read -r line; do n=$((n + 1)); done; test $n = $(wc -l <" +
+                                log + "); }";
+    EXPECT_EQ(system(command.c_str()), 0);
+    EXPECT_NE(system(("grep 'could not be shown' " + log).c_str()), 0);
+    unlink(log.c_str());
+}
+
+TEST(OwnTime, waits_for_a_slow_reader_of_what_the_program_prints) {
+    const int status = system(HK_BOARD_PATH " --clock virtual --quiet --for 10 -- seq 50000 | "
+                                            "{ while read -r line; do last=$line; done; "
+                                            "test $last = 50000; }");
+    EXPECT_EQ(status, 0);
+}
+
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {
     board_run run = board_run::program(in_own_time({"--start", "2030-02-03 04:05:06"}),
                                        {"/bin/sh", "-c", "sleep 3600; date +%F.%T"});
@@ -347,12 +383,16 @@ TEST(OwnTime, repeats_the_run_of_a_log_and_finds_the_line_that_differs) {
     const std::string again = HK_BOARD_PATH " --replay " + log + " >" + log + ".said";
     EXPECT_EQ(system(first.c_str()), 0);
     EXPECT_EQ(system(again.c_str()), 0);
+    EXPECT_EQ(system(("sed -i '$d' " + log).c_str()), 0); // as if its run had been killed
+    EXPECT_EQ(system(again.c_str()), 0);
     EXPECT_EQ(system(("sed -i 2s/reboot/halt/ " + log).c_str()), 0);
     EXPECT_EQ(WEXITSTATUS(system(again.c_str())), 1);
     std::ifstream said(log + ".said");
     std::string line;
     std::getline(said, line);
     EXPECT_EQ(line, "line 2 differs");
+    EXPECT_EQ(system(("sed -i '1s/--clock/--port 9 --clock/' " + log).c_str()), 0);
+    EXPECT_EQ(WEXITSTATUS(system(again.c_str())), 2); // the run cannot be started
     unlink(log.c_str());
     unlink((log + ".said").c_str());
 }

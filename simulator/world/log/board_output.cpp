@@ -83,7 +83,7 @@ void board_output::show_display(std::span<const uint8_t> bytes) {
 void board_output::put(std::string_view text) {
     if (closed)
         return;
-    if (waiting.size() + text.size() > WAITING_OUTPUT_BYTES) {
+    if (waiting.size() + text.size() > WAITING_OUTPUT_BYTES && !has_own_clock()) {
         lost_lines++;
         return;
     }
@@ -116,6 +116,10 @@ void board_output::write_waiting() {
 
 bool board_output::has_unsent() const {
     return !waiting.empty() && !closed;
+}
+
+bool board_output::is_reader_late() const {
+    return waiting.size() > WAITING_OUTPUT_BYTES / 2;
 }
 
 void board_output::report_unsent() {

@@ -3,7 +3,7 @@
 //
 // Standard output may be a pipe that nobody reads. The board must not wait for it: lines wait in a
 // bounded buffer until they can be written. Lines that do not fit are dropped, and the board shows
-// their count.
+// their count. In the board's own time no line is dropped: its clock waits for the reader.
 #pragma once
 
 #include "simulator/time/event_loop.h"
@@ -24,6 +24,8 @@ struct board_output final : event_source {
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
     void report_unsent() override;
+    // Half of the buffer waits.
+    bool is_reader_late() const;
 
     // Shows one line; control characters in it become blanks.
     void show(std::string_view text);

@@ -18,7 +18,7 @@ long call(long number, long first, long second) {
 } // namespace
 
 extern "C" [[noreturn]] void _start() {
-    const timespec span = {0, 200'000'000};
+    static constexpr timespec span = {0, 200'000'000};
     (void)call(SYS_nanosleep, reinterpret_cast<long>(&span), 0);
     (void)call(SYS_exit, 0, 0);
     __builtin_unreachable();
