@@ -16,19 +16,21 @@ namespace simulator {
 namespace {
 
 constexpr uint32_t STOPPED_PORT_IOCTLS[] = {
-    TCGETS,      TCGETS2,
-    TCSETS,      TCSETSW,
-    TCSETSF,     TCSETS2,
-    TCSETSW2,    TCSETSF2,
-    TCFLSH,      TCXONC,
-    TCSBRK,      TCSBRKP,
-    TIOCSBRK,    TIOCCBRK,
-    TIOCMGET,    TIOCMSET,
-    TIOCMBIS,    TIOCMBIC,
-    FIONREAD,    TIOCOUTQ,
-    TIOCGICOUNT, TIOCSTI,
-    TIOCMIWAIT,  TIOCGSERIAL,
-    TIOCSSERIAL, line::SYNC_MODE_REQUEST,
+    TCGETS,        TCGETS2,
+    TCSETS,        TCSETSW,
+    TCSETSF,       TCSETS2,
+    TCSETSW2,      TCSETSF2,
+    TCFLSH,        TCXONC,
+    TCSBRK,        TCSBRKP,
+    TIOCSBRK,      TIOCCBRK,
+    TIOCMGET,      TIOCMSET,
+    TIOCMBIS,      TIOCMBIC,
+    FIONREAD,      TIOCOUTQ,
+    TIOCGICOUNT,   TIOCSTI,
+    TIOCMIWAIT,    TIOCGSERIAL,
+    TIOCSSERIAL,   line::SYNC_MODE_REQUEST,
+    TIOCGSOFTCAR,  TIOCSSOFTCAR,
+    TIOCSERGETLSR,
 };
 
 constexpr size_t GIVEN_BYTES = 4096;
@@ -47,8 +49,8 @@ constexpr setting_request SETTING_REQUESTS[] = {
 void report_speed_0(const std::string &name) {
     static bool is_reported = false;
     if (!is_reported)
-        report("port %s is set to speed 0 and hangs up; a user-mode emulator turns the board's "
-               "own speeds into 0: use --emulated with it",
+        report("port %s is set to speed 0 and hangs up; if the program runs under a user-mode "
+               "emulator, which turns the board's own speeds into 0, use --emulated",
                name.c_str());
     is_reported = true;
 }
@@ -309,6 +311,15 @@ void serial_port::list_targets(std::string_view thing, std::set<std::string> &ta
         targets.insert(cable_name());
 }
 
+// A device at the other end always raises its lines.
+std::string serial_port::possible_instead(const fault &wanted) const {
+    const bool is_of_line =
+        wanted.kind->id == fault_id::stuck_cts || wanted.kind->id == fault_id::stuck_dcd;
+    const bool has_device = joint != nullptr && partner_name.empty();
+    return is_of_line && wanted.target == name && has_device && wanted.numbers[0] == 1 ? "level 0"
+                                                                                       : "";
+}
+
 bool serial_port::take_fault(const fault &wanted) {
     if (wanted.kind->id == fault_id::lines) {
         const bool is_own = joins_modem_lines() && is_on_cable(wanted.target);
@@ -318,7 +329,7 @@ bool serial_port::take_fault(const fault &wanted) {
     }
     std::set<std::string> targets;
     list_targets(wanted.kind->thing, targets);
-    if (wanted.target != name || !targets.contains(name))
+    if (wanted.target != name || !targets.contains(name) || !possible_instead(wanted).empty())
         return false;
     if (wanted.kind->id == fault_id::hangup)
         hangup.rows.push_back(wanted);
