@@ -84,6 +84,25 @@ outcome port_requests::set_driver_settings(port &asked, int64_t, request_call &c
     return {};
 }
 
+// CLOCAL alone, see ioctl_tty(2).
+outcome port_requests::get_local(port &asked, int64_t, request_call &call) {
+    return answer_int(call, (asked.settings.c_cflag & CLOCAL) != 0 ? 1 : 0);
+}
+
+outcome port_requests::set_local(port &asked, int64_t now, request_call &call) {
+    int32_t is_local = 0;
+    memcpy(&is_local, call.argument.data(), sizeof is_local);
+    tty_settings wanted = asked.settings;
+    wanted.c_cflag = (wanted.c_cflag & ~tcflag_t{CLOCAL}) | (is_local != 0 ? CLOCAL : 0U);
+    asked.change_settings(now, wanted);
+    return {};
+}
+
+// TIOCSER_TEMT if all has left (uart_get_lsr_info in drivers/tty/serial/serial_core.c).
+outcome port_requests::get_line_status(port &asked, int64_t now, request_call &call) {
+    return answer_int(call, asked.drain_time() <= now ? TIOCSER_TEMT : 0);
+}
+
 outcome port_requests::count_input(port &asked, int64_t, request_call &call) {
     if (!asked.carries_frames())
         return answer_int(call, asked.tty.readable());

@@ -60,6 +60,7 @@ void port::end_close(int64_t now) {
 void port::finish_close(int64_t now) {
     is_draining = false;
     closing_until = NEVER;
+    writing = nullptr; // by a process that was killed
     end_break(now);
     is_hung_up = is_gone;
     flush_output();

@@ -47,7 +47,7 @@ struct write_call {
     std::span<const uint8_t> bytes;
     bool nonblocking;
     size_t done = 0;
-    bool is_waiting = false;
+    bool is_waiting = false; // for room: it keeps other writers out
 };
 
 // How often modem lines have changed while the port was open.
@@ -102,7 +102,10 @@ public:
     }
 
     outcome read(int64_t now, read_call &call);
+    // A write that waits for room keeps others out until it is done or `end_write` is called, as
+    // it must be for one that is given up (tty_write_lock in drivers/tty/tty_io.c).
     outcome write(int64_t now, write_call &call);
+    void end_write(const write_call &call);
     outcome request(int64_t now, request_call &call);
     // A signal ends a waiting request, and with it the break of tcsendbreak(3). Returns true if the
     // kernel makes the call again for a handler with SA_RESTART, false if it always returns EINTR.
@@ -157,13 +160,15 @@ private:
     int64_t drain_time() const;
     outcome read_bytes(int64_t now, read_call &call);
     outcome read_frame(read_call &call);
+    outcome write_characters(int64_t now, write_call &call);
     outcome write_frame(int64_t now, write_call &call);
 
     const port_kind kind;
     tty_settings settings = initial_settings();
     output_processing processing{output};
     discipline tty{output, processing};
-    std::array<uint8_t, 4> sync_mode{}; // as the request set it
+    std::array<uint8_t, 4> sync_mode{};  // as the request set it
+    const write_call *writing = nullptr; // waits for room
     std::deque<std::vector<uint8_t>> received_frames;
 
     uint32_t outputs = 0; // TIOCM_RTS, TIOCM_DTR, TIOCM_OUT1, TIOCM_OUT2 as set

@@ -22,6 +22,9 @@ struct port_requests {
     static outcome wait_for_lines(port &asked, int64_t now, request_call &call);
     static outcome get_driver_settings(port &asked, int64_t now, request_call &call);
     static outcome set_driver_settings(port &asked, int64_t now, request_call &call);
+    static outcome get_local(port &asked, int64_t now, request_call &call);
+    static outcome set_local(port &asked, int64_t now, request_call &call);
+    static outcome get_line_status(port &asked, int64_t now, request_call &call);
     static outcome count_input(port &asked, int64_t now, request_call &call);
     static outcome count_output(port &asked, int64_t now, request_call &call);
     static outcome count_interrupts(port &asked, int64_t now, request_call &call);

@@ -69,13 +69,29 @@ outcome port::read_frame(read_call &call) {
     return {count};
 }
 
-// A waiting writer continues when the queue is nearly empty, not at the first free byte.
 outcome port::write(int64_t now, write_call &call) {
     advance_cable(now);
-    if (is_hung_up)
-        return {-EIO};
-    if (carries_frames())
-        return write_frame(now, call);
+    if (writing != nullptr && writing != &call && !is_hung_up)
+        return call.nonblocking ? outcome{-EAGAIN} : outcome{.is_waiting = true};
+    const outcome answer = is_hung_up         ? outcome{-EIO}
+                           : carries_frames() ? write_frame(now, call)
+                                              : write_characters(now, call);
+    if (!answer.is_waiting)
+        end_write(call);
+    else if (call.is_waiting)
+        writing = &call;
+    return answer;
+}
+
+void port::end_write(const write_call &call) {
+    if (writing != &call)
+        return;
+    writing = nullptr;
+    change_count++;
+}
+
+// A waiting writer continues when the queue is nearly empty, not at the first free byte.
+outcome port::write_characters(int64_t now, write_call &call) {
     const auto rest = call.bytes.subspan(call.done);
     if (!call.is_waiting || output.queued() < WAKEUP_BYTES)
         call.done += processing.write(now, rest);
@@ -106,7 +122,7 @@ bool port::has_input(size_t least) const {
 }
 
 bool port::has_room_for_poll() const {
-    return output.queued() + frames.queued() < WAKEUP_BYTES;
+    return writing == nullptr && output.queued() + frames.queued() < WAKEUP_BYTES;
 }
 
 // With VMIN and without VTIME, a port is readable if a read would not wait.

@@ -6,7 +6,10 @@
 #include "simulator/world/namespaces.h"
 #include "simulator/world/operator/board_name.h"
 
+#include <cerrno>
 #include <ctime>
+#include <filesystem>
+#include <unistd.h>
 
 namespace simulator {
 
@@ -43,9 +46,16 @@ bool take_for(run_settings &settings, const char *text) {
            complain("--for %s: --for takes seconds above 0, as in --for 60 or --for 2.5", text);
 }
 
+// The file is opened when all options are known to be good; that fails here, with the place of the
+// option, for most reasons.
 bool take_log(run_settings &settings, const char *path) {
     settings.log_path = path;
-    return true;
+    if (access(path, W_OK) == 0)
+        return true;
+    const std::string folder = std::filesystem::path(path).parent_path();
+    const bool can_be_made =
+        errno == ENOENT && access(folder.empty() ? "." : folder.c_str(), W_OK) == 0;
+    return can_be_made || cannot("write", path);
 }
 
 bool take_name(run_settings &settings, const char *name) {

@@ -80,15 +80,12 @@ sock_filter unless_at_least(uint32_t value, size_t skipped) {
 
 using steps = std::vector<sock_filter>;
 
-// Ends the filter; the decision depends on the descriptor, the call's first argument.
-steps decide_by_descriptor(const port_descriptors &ports) {
+// Ends the filter; the decision depends on the descriptor, the argument with that index.
+steps decide_by_descriptor(const port_descriptors &ports, size_t index = 0) {
     return {
-        load(argument(0)),
-        unless_at_least(static_cast<uint32_t>(ports.first), 1),
-        give(SECCOMP_RET_USER_NOTIF),
-        unless_at_least(port_descriptors::STOPPED, 1),
-        give(SECCOMP_RET_ALLOW),
-        give(SECCOMP_RET_USER_NOTIF),
+        load(argument(index)),        unless_at_least(static_cast<uint32_t>(ports.first), 1),
+        give(SECCOMP_RET_USER_NOTIF), unless_at_least(port_descriptors::STOPPED, 1),
+        give(SECCOMP_RET_ALLOW),      give(SECCOMP_RET_USER_NOTIF),
     };
 }
 
@@ -146,6 +143,8 @@ steps decide(stopped_when when, const port_descriptors &ports) {
         return decide_by_descriptor(ports);
     case stopped_when::on_either_port_descriptor:
         return decide_by_either_descriptor(ports);
+    case stopped_when::on_third_port_descriptor:
+        return decide_by_descriptor(ports, 2);
     case stopped_when::copying_port_descriptor:
         return decide_by_copy(ports);
     case stopped_when::with_null_argument:

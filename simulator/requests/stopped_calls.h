@@ -44,12 +44,14 @@ enum class call_kind {
     ppoll,
     select,
     pselect,
+    epoll_ctl,
 };
 
 enum class stopped_when {
     always,
     on_port_descriptor,
     on_either_port_descriptor, // the first or the second argument
+    on_third_port_descriptor,
     copying_port_descriptor,
     with_null_argument, // the first one
 };
@@ -70,6 +72,7 @@ constexpr call_row STOPPED_CALLS[] = {
     {SYS_ppoll, "ppoll", call_kind::ppoll, stopped_when::always},
     {SYS_pselect6, "pselect6", call_kind::pselect, stopped_when::always},
     {SYS_openat, "openat", call_kind::openat, stopped_when::always},
+    {SYS_epoll_ctl, "epoll_ctl", call_kind::epoll_ctl, stopped_when::on_third_port_descriptor},
     {SYS_openat2, "openat2", call_kind::openat2, stopped_when::always},
     {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
     {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_either_port_descriptor},

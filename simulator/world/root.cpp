@@ -59,8 +59,11 @@ bool mount_memory(const char *directory, const char *options) {
 // point is temporary: it is uncovered when the new root moves to "/".
 bool start_new_root() {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        const int reason = errno;
         (void)cannot("make mounts private below", "/");
-        if (errno == EINVAL) // mount(2): no mount point
+        if (reason == EPERM)
+            report("a board cannot run on a board, nor in a container that allows no mounts");
+        if (reason == EINVAL) // mount(2): no mount point
             report("bind-mount a changed root on itself before the chroot: mount --bind root root");
         return false;
     }

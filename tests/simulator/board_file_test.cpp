@@ -45,6 +45,7 @@ TEST(BoardFile, is_refused_with_file_line_and_what_is_valid) {
          ":2: --clock-costs close=9: close=9: a cost is "
          "open=, mmap= or sync= and 0 to 1000000"},
         {"loop =\n", ":1: "},
+        {"for = 1\nlog = \"/nonexistent/file\"", ":2: cannot write /nonexistent/file"},
     };
     std::string path = "/tmp/hk_board_file_XXXXXX";
     close(mkstemp(path.data()));

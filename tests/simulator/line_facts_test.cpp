@@ -119,6 +119,35 @@ TEST_F(line_facts, a_blocking_write_returns_when_its_last_byte_is_queued) {
     EXPECT_NEAR(waited_bytes, 5000 - queued, FIFO_BYTES);
 }
 
+// tty_write_lock in drivers/tty/tty_io.c, n_tty_poll.
+TEST_F(line_facts, a_writer_that_waits_keeps_others_out_until_it_has_written_all) {
+    open_raw(38400);
+    const std::string many(9000, 'a');
+    const std::string few(100, 'b');
+    write_call first{.bytes = bytes_of(many), .nonblocking = false};
+    write_call second{.bytes = bytes_of(few), .nonblocking = false};
+    EXPECT_TRUE(one.write(now, first).is_waiting);
+    run(SECOND); // the queue has room, in which the waiting write has not been made again
+    EXPECT_TRUE(one.write(now, second).is_waiting);
+    EXPECT_EQ(write(one, "c"), -EAGAIN);
+    EXPECT_EQ(one.poll(now) & POLLOUT, 0);
+    EXPECT_EQ(finish([&] { return one.write(now, first); }).result, 9000);
+    EXPECT_EQ(finish([&] { return one.write(now, second); }).result, 100);
+    run(5 * SECOND);
+    EXPECT_NE(one.poll(now) & POLLOUT, 0);
+    EXPECT_EQ(read_all(two), many + few);
+}
+
+TEST_F(line_facts, a_write_that_is_given_up_lets_others_in) {
+    open_raw(38400);
+    const std::string many(9000, 'a');
+    write_call first{.bytes = bytes_of(many), .nonblocking = false};
+    EXPECT_TRUE(one.write(now, first).is_waiting);
+    run(SECOND);
+    one.end_write(first);
+    EXPECT_EQ(write(one, "c"), 1);
+}
+
 TEST_F(line_facts, tcsadrain_waits_for_the_output_and_tcsanow_does_not) {
     open_raw(115200);
     const int64_t begin = now;

@@ -120,6 +120,19 @@ TEST_F(line_requests, tiocsti_puts_a_character_into_the_input) {
     EXPECT_EQ(read_all(one), "a");
 }
 
+// tty_change_softcar in tty_ioctl.c, uart_get_lsr_info in serial_core.c.
+TEST_F(line_requests, older_requests_tell_clocal_and_whether_all_has_left) {
+    EXPECT_EQ(request(one, TIOCGSOFTCAR), 1);
+    EXPECT_EQ(request(one, TIOCSSOFTCAR, 0), 0);
+    EXPECT_EQ(request(one, TIOCGSOFTCAR), 0);
+    EXPECT_EQ(one.current_settings().c_cflag & CLOCAL, 0U);
+    EXPECT_EQ(request(one, TIOCSERGETLSR), 1);
+    write(one, "a");
+    EXPECT_EQ(request(one, TIOCSERGETLSR), 0);
+    drain(one);
+    EXPECT_EQ(request(one, TIOCSERGETLSR), 1);
+}
+
 // uart_wait_modem_status in serial_core.c.
 TEST_F(line_requests, tiocmiwait_returns_when_one_of_its_lines_has_changed) {
     request_call dsr{.number = TIOCMIWAIT, .value = TIOCM_DSR};

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/board_run.h"
+#include "tests/support/list_polling.h"
 
 namespace {
 
@@ -65,6 +66,50 @@ TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_
                           "tcdrain, interrupted: -1 EINTR\n"
                           "close, interrupted: 0 -\n"
                           "after the signal, before the output has left: 1 1\n");
+}
+
+// The terminal of a low copy has queues of its own; the line serves everything else.
+TEST(PortFacts, descriptors_that_the_board_does_not_number_itself_are_served_or_reported) {
+    if (sizeof(HK_EMULATOR) > 1)
+        GTEST_SKIP() << "the emulator does not pass these calls on unchanged";
+    board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
+                                       own_program(PORT_OBSERVER_PATH, {"copies"}));
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "beside a low copy: 1 1 1\n"
+                          "a low copy: 0 1 1\n"
+                          "after a low copy: 1 1 1\n"
+                          "openat2: 1 1 1\n"
+                          "epoll_ctl: -1 EPERM\n"
+                          "at most 64 descriptors: 1\n");
+    for (const char *message : {"port 1 is copied to descriptor 50", "adds port 1 to an epoll",
+                                "its limit on open files is below"})
+        EXPECT_NE(run.errors.find(message), std::string::npos) << run.errors;
+}
+
+TEST(PortFacts, a_shell_that_holds_a_port_open_does_no_harm) {
+    std::string command = "exec 3<>/dev/sp2; exec";
+    for (const std::string &word : own_program(HK_STRESS_PATH, {"-d1", "-l5", "-E28"}))
+        command += " " + word;
+    board_run run = board_run::program({"--clock", "virtual", "--cable", "2-8", "--for", "7"},
+                                       {"/bin/sh", "-c", command});
+    EXPECT_EQ(run.finish(), 0);
+    for (const result_line &line : last_list(run)) {
+        EXPECT_GE(line.counts[1], 1000);
+        EXPECT_EQ(line.errors, (std::array<int64_t, 3>{})) << line.name;
+    }
+}
+
+TEST(PortFacts, a_port_that_is_standard_input_can_be_opened_by_its_names_there) {
+    for (const char *path : {"/dev/stdin", "/dev/fd/0", "/proc/thread-self/fd/0"}) {
+        const std::string script =
+            "for port in 1 2; do stty -F /dev/sp$port raw 9600 -echo; done; exec 0</dev/sp2; "
+            "(sleep 0.1; printf hello >/dev/sp1) & head -c 5 " +
+            std::string(path);
+        board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
+                                           {"/bin/bash", "-c", "(" + script + ")"});
+        EXPECT_EQ(run.finish(), 0);
+        EXPECT_EQ(run.output, "hello") << path;
+    }
 }
 
 TEST(ForeignPrograms, are_ended_with_a_message) {

@@ -31,6 +31,8 @@ const struct {
     {{"--port", "3", "--fault", "cut:3"}, "its ports are: none"},
     {{"--port", "3", "--fault", "hangup:3:1"}, "its serial nodes are: none"},
     {{"--loop", "5s", "--fault", "cts:5s:0"}, "its modem lines are: none"},
+    {{"--feed", "1:/proc/version", "--fault", "cts:1:1"}, "possible on modem line 1: level 0"},
+    {{"--feed", "1=10:/proc/version"}, "a speed of 50 to 4000000"},
     {{"--cable", "5s-6s", "--fault", "lines:5s-6s"}, "its cables are: none"},
     {{"--cable", "2-8", "--fault", "speed:2:0"}, "speed:PORT:PERCENT"},
     {{"--spi", "219", "--fault", "dead:manufacturer:0.8"}, "are bits 1 2 3 4 5 6 7"},

@@ -28,6 +28,22 @@ bool is_left_to_terminal(const request &asked, call_kind kind) {
     return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
 }
 
+// Why a descriptor of a port could not be made, with errno of `install` if there is a number for
+// it.
+void report_no_descriptor(const request &asked, const port_descriptors &numbers, int number) {
+    static bool is_reported = false;
+    const bool is_limited = number >= numbers.first && errno == EBADF;
+    if ((number >= 0 && !is_limited) || std::exchange(is_reported, true))
+        return;
+    if (is_limited)
+        report("process %d cannot have a port open: its limit on open files is below %d, the "
+               "lowest number that the board gives a port",
+               static_cast<int>(asked.caller), numbers.first + 1);
+    else
+        report("process %d has %d descriptors of ports, the most that it can have",
+               static_cast<int>(asked.caller), numbers.end - numbers.first);
+}
+
 struct open_of_port final : stopped_call {
     open_of_port(const request &of, serial_port &opened, port_descriptors port_numbers, int given)
         : stopped_call(of),
@@ -62,6 +78,8 @@ private:
                               install(asked, node.get(), number, (flags & O_CLOEXEC) != 0);
         if (!is_given) {
             const int reason = node.is_open() ? EMFILE : errno;
+            if (node.is_open())
+                report_no_descriptor(asked, numbers, number);
             abandon();
             return verdict::done(-reason);
         }
@@ -172,6 +190,8 @@ bool port_calls::take(const request &asked) {
         return take_closing(asked, kind);
     case call_kind::dup2:
         return take_closing(asked, kind) || take_on_descriptor(asked, kind);
+    case call_kind::epoll_ctl:
+        return refuse_epoll(asked);
     case call_kind::other:
         return false;
     default:
@@ -191,6 +211,22 @@ bool port_calls::take_open(const request &asked, const opening &wanted) {
     held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
     if (port->is_emulated)
         port->set_made_for();
+    return true;
+}
+
+// epoll_ctl(2) refuses a file that it cannot watch so. It would watch the terminal, on which
+// nothing of the line happens.
+bool port_calls::refuse_epoll(const request &asked) {
+    const auto watched = static_cast<int>(asked.arguments[2]);
+    const serial_port *port =
+        asked.arguments[1] == EPOLL_CTL_ADD ? port_at(asked, watched) : nullptr;
+    if (port == nullptr)
+        return false;
+    if (!std::exchange(is_epoll_reported, true))
+        report("process %d adds port %s to an epoll, which the board refuses (EPERM): it serves "
+               "poll and select",
+               static_cast<int>(asked.caller), port->name.c_str());
+    refuse(asked, EPERM);
     return true;
 }
 
@@ -243,6 +279,8 @@ bool port_calls::copy(const request &asked, int least, bool close_on_exec) {
     const int number = least >= 0 ? free_number(asked, numbers, least) : -1;
     if (copied.is_open() && number >= 0 && install(asked, copied.get(), number, close_on_exec))
         return true;
+    if (least >= 0 && copied.is_open())
+        report_no_descriptor(asked, numbers, number);
     refuse(asked, least < 0 ? EINVAL : EMFILE);
     return true;
 }

@@ -78,6 +78,7 @@ private:
     bool is_served_by_line(const serial_port &port, int descriptor) const;
     bool take_open(const request &asked, const opening &wanted);
     bool take_on_descriptor(const request &asked, call_kind kind);
+    bool refuse_epoll(const request &asked);
     bool take_poll(const request &asked, call_kind kind);
     bool take_closing(const request &asked, call_kind kind);
     // Null if the descriptor is not a port's.
@@ -88,6 +89,7 @@ private:
     mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
     mutable bool may_have_changed = true;
     unique_fd node_events; // of all ports
+    bool is_epoll_reported = false;
     last_closes closing;
 };
 

@@ -108,8 +108,8 @@ bool plug_feed(device_set &devices, const char *text) {
     int bps = 0;
     if (path.empty() || (!speed.empty() && !read_number(speed, FEED_SPEEDS, bps)))
         return complain("%s: a feed has a port and a file, as in --feed 1:FILE, and may have a "
-                        "speed, as in --feed 1=9600:FILE",
-                        option.c_str());
+                        "speed of %d to %d, as in --feed 1=9600:FILE",
+                        option.c_str(), FEED_SPEEDS.least, FEED_SPEEDS.most);
     if (!is_port(name, option))
         return false;
     serial_port &port = port_named(devices, name);

@@ -134,7 +134,11 @@ struct write_of_port final : port_call {
             attempt_as_opened(call, [&] { return port.model.write(line_now(), call); }));
     }
     verdict interrupt() override {
+        abandon();
         return verdict::done(call.done > 0 ? static_cast<int64_t>(call.done) : -RESTARTED_OR_EINTR);
+    }
+    void abandon() override {
+        port.model.end_write(call);
     }
 
 private:

@@ -56,6 +56,7 @@ struct serial_port final : device {
     bool has_unsent() const override;
     std::span<const uint32_t> stopped_ioctls() const override;
     void list_targets(std::string_view thing, std::set<std::string> &targets) const override;
+    std::string possible_instead(const fault &wanted) const override;
     bool take_fault(const fault &wanted) override;
 
     // Call it after `model.open`, when the program has got a descriptor of the port with those

@@ -1,7 +1,7 @@
 // Observes the cabled ports 1 and 2 of the board with system calls alone and prints each fact on
-// its own line: a name and what was seen. Times are in hundredths of a second, rounded. With an
-// argument it observes calls that wait: for ports and other files at once, and until a signal
-// comes.
+// its own line: a name and what was seen. Times are in hundredths of a second, rounded. With the
+// argument "waits" it observes calls that wait: for ports and other files at once, and until a
+// signal comes. With "copies" it observes descriptors that the board does not number itself.
 
 #include <cerrno>
 #include <chrono>
@@ -9,10 +9,14 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
+#include <linux/openat2.h>
 #include <poll.h>
 #include <string>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/select.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -345,11 +349,44 @@ void observe_waits() {
     observe_signals(one, two);
 }
 
+// Of 20000 bytes, and what is queued after a flush.
+void observe_long_write(const char *fact, int port) {
+    const std::string much(20000, 'x');
+    const ssize_t taken = write(port, much.data(), much.size());
+    const int queued = ioctl_number(port, TIOCOUTQ);
+    (void)tcflush(port, TCOFLUSH);
+    printf("%s: %d %d %d\n", fact, taken == 4095, queued > 4000,
+           ioctl_number(port, TIOCOUTQ) <= 16);
+}
+
+void observe_copies() {
+    const int one = open_port("/dev/sp1");
+    set_raw(one, B9600);
+    const int low = dup2(one, 50);
+    observe_long_write("beside a low copy", one);
+    observe_long_write("a low copy", low);
+    (void)close(low);
+    observe_long_write("after a low copy", one);
+    const open_how how = {O_RDWR | O_NOCTTY | O_NONBLOCK, 0, 0};
+    const auto opened =
+        static_cast<int>(syscall(SYS_openat2, AT_FDCWD, "/dev/sp1", &how, sizeof how));
+    observe_long_write("openat2", opened);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    const int added = epoll_ctl(epoll_create1(0), EPOLL_CTL_ADD, one, &event);
+    printf("epoll_ctl: %d %s\n", added, added < 0 && errno == EPERM ? "EPERM" : "-");
+    rlimit limit{};
+    (void)getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    (void)setrlimit(RLIMIT_NOFILE, &limit);
+    printf("at most 64 descriptors: %d\n", open_port("/dev/sp1") < 0 && errno == EMFILE);
+}
+
 } // namespace
 
-int main(int argc, char **) {
+int main(int argc, char **argv) {
     if (argc > 1) {
-        observe_waits();
+        argv[1][0] == 'w' ? observe_waits() : observe_copies();
         return 0;
     }
     observe_first_open();
