@@ -58,7 +58,8 @@ TEST(Release, reports_a_test_that_holds_itself_again) {
 TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
     board_run run = on_board({"--cable", "2-8", "--loop", "5s"},
                              "$stress -d1 -l10 -E28 -h -E55 & run=$!\n"
-                             "until_shown 'sp5 loop.*running' $ctl show\n"
+                             // An emulator takes signals long before its program does.
+                             "until_shown 'sp5 loop.*running' $ctl show; sleep 1\n"
                              "$ctl stop --timeout 1 --clean; echo stopped $?\n"
                              "wait $run; echo status $?; left; segments");
     EXPECT_EQ(run.finish(), 0);
@@ -112,7 +113,7 @@ TEST(Runs, counts_records_held_and_ended_tests_and_records_in_error) {
     board_run run =
         on_board({}, "$stress -d1 -D -D -D -D -E34 >/dev/null & run=$!\n"
                      "until [ $($ctl show | grep -c ' held, pid') = 4 ]; do sleep 0.05; done\n"
-                     "until_shown '6 sp.*finished' $ctl show\n"
+                     "until_shown '6 sp.*finished' $ctl show; sleep 1\n"
                      "$ctl runs | awk 'NR == 2 { print $2, $5, $6, $7, $8 }'\n"
                      "$ctl stop --timeout 0.1 >&2; wait $run; echo $?");
     EXPECT_EQ(run.finish(), 0);
