@@ -37,8 +37,7 @@ void describe(CLI::App &app, options &chosen) {
     app.footer("Exit status: 0 everything that was tested passes; 1 something failed, stalled, is "
                "missing, "
                "unexpected,\ncut or ambiguous; 2 wrong use, unreadable input or unwritable output; "
-               "3 nothing "
-               "was tested.\nSee hk_results(1).");
+               "3 nothing,\nor too little, was tested. See hk_results(1).");
     app.add_option("FILE", chosen.files,
                    "Logs, plain or packed by gzip or zstd; - or none: standard input");
     app.add_option("--expect", chosen.expected,
@@ -52,7 +51,8 @@ void describe(CLI::App &app, options &chosen) {
     app.add_option("--html", chosen.page, "Write a page with plots to that file");
     CLI::Option *follow =
         app.add_flag("--follow", chosen.follows, "Keep reading as the logs grow, until Ctrl-C");
-    app.add_flag("--fail-fast", chosen.fails_fast, "End at the first failure, with status 1")
+    app.add_flag("--fail-fast", chosen.fails_fast,
+                 "End when a board becomes worse than pass, with status 1")
         ->needs(follow);
 }
 

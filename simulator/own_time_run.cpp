@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/devices/led_calls.h"
+#include "simulator/devices/spi/spi_device.h"
 #include "simulator/devices/spi/spi_memory.h"
 #include "simulator/devices/system_log.h"
 #include "simulator/own_time/scheduler.h"
@@ -50,7 +51,7 @@ void end_restartable_sequences() {
 // The listener is the scheduler's: it takes the calls one by one.
 std::vector<event_source *> sources_of(scheduler &time, const request_channel &requests,
                                        std::span<event_source *const> sources) {
-    std::vector<event_source *> all = {&time, &time.timers};
+    std::vector<event_source *> all = {&time, &time.timers, &time.more_timers};
     std::ranges::remove_copy(sources, std::back_inserter(all), &requests);
     return all;
 }
@@ -70,13 +71,15 @@ std::vector<event_source *> watched_devices(const device_set &devices) {
     return watched;
 }
 
-// Those that see openings.
+// Those that see openings, and the SPI nodes, whose last close counts before the next open.
 std::vector<event_source *> memories_of(const device_set &devices) {
     std::vector<event_source *> memories;
-    for (const std::unique_ptr<device> &each : devices.devices)
-        if (auto *memory = dynamic_cast<spi_memory *>(each.get());
-            memory && memory->sees_openings())
-            memories.push_back(memory);
+    for (const std::unique_ptr<device> &each : devices.devices) {
+        const auto *memory = dynamic_cast<spi_memory *>(each.get());
+        const bool sees_openings = memory != nullptr && memory->sees_openings();
+        if (sees_openings || dynamic_cast<spi_device *>(each.get()) != nullptr)
+            memories.push_back(each.get());
+    }
     return memories;
 }
 

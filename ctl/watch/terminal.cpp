@@ -22,12 +22,10 @@ constexpr uint16_t SIZE_MAX_SHOWN = 500;
 constexpr int ESCAPE_MS = 20;
 
 volatile sig_atomic_t end_asked = 0;
-volatile sig_atomic_t resized = 0;
 
+// A new size of the terminal only ends the wait.
 void take_signal(int number) {
-    if (number == SIGWINCH)
-        resized = 1;
-    else
+    if (number != SIGWINCH)
         end_asked = 1;
 }
 
@@ -91,15 +89,6 @@ key read_arrow() {
     return third == 'B' ? key::DOWN : key::NONE;
 }
 
-key signalled() {
-    if (end_asked != 0)
-        return key::LEAVE;
-    if (resized == 0)
-        return key::NONE;
-    resized = 0;
-    return key::RESIZED;
-}
-
 // `events` is what poll(2) reports for standard input.
 key read_key(int events) {
     char byte = 0;
@@ -149,9 +138,11 @@ void terminal::show(const std::vector<std::string> &lines) const {
 
 key terminal::wait_for_key(int64_t limit_ms) const {
     pollfd input = {has_keys ? STDIN_FILENO : -1, POLLIN, 0};
-    const timespec limit = {limit_ms / 1000, limit_ms % 1000 * 1000000};
+    const timespec limit = {limit_ms / 1000, static_cast<long>(limit_ms % 1000 * 1000000)};
     const int ready = ppoll(&input, 1, &limit, &signals_before);
-    return ready > 0 ? read_key(input.revents) : signalled();
+    if (end_asked != 0)
+        return key::LEAVE;
+    return ready > 0 ? read_key(input.revents) : key::NONE;
 }
 
 bool takes_utf8() {

@@ -10,7 +10,7 @@
 
 #include "ctl/watch/frame.h"
 
-enum class key : uint8_t { NONE, UP, DOWN, HOLD, RELEASE, LEAVE, RESIZED };
+enum class key : uint8_t { NONE, UP, DOWN, HOLD, RELEASE, LEAVE };
 
 // Sets the terminal up and restores it when destroyed, also after a signal.
 class terminal {
@@ -22,7 +22,7 @@ public:
 
     screen_size size() const;
     void show(const std::vector<std::string> &lines) const;
-    // Waits for a key or a new size, at most `limit_ms`, 0 or more. NONE if neither comes.
+    // Waits for a key or a new size, at most `limit_ms`, 0 or more. NONE unless it is a key.
     key wait_for_key(int64_t limit_ms) const;
 
 private:

@@ -90,7 +90,6 @@ bool obey(watched &state, key pressed) {
     case key::LEAVE:
         return false;
     case key::NONE:
-    case key::RESIZED:
         break;
     }
     return true;

@@ -93,8 +93,8 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::stuck_dcd, "dcd", "dcd:PORT:LEVEL", 1, "modem line",
      "DCD at PORT is stuck: 0 off, 1 on", LEVEL},
     // A module is named by its address on the port, or by its SPI node.
-    {fault_id::stuck, "stuck", "stuck:MODULE:BYTE.BIT", 2, "module",
-     "that input always reads as set", BYTE_INDEX, BIT_NUMBER},
+    {fault_id::stuck, "stuck", "stuck:MODULE:BYTE.BIT", 2, "module", "that input is always set",
+     BYTE_INDEX, BIT_NUMBER},
     {fault_id::dead, "dead", "dead:MODULE:BYTE.BIT", 2, "module", "that output drives nothing",
      BYTE_INDEX, BIT_NUMBER},
     {fault_id::silent, "silent", "silent:MODULE:C", 1, "module",
@@ -128,7 +128,7 @@ constexpr fault_kind FAULT_KINDS[] = {
     {fault_id::full, "full", "full:r0", 0, "store", "/r0 is full"},
     {fault_id::size, "size", "size:r0:KIB", 1, "store", "/r0 has room for KIB KiB"},
     {fault_id::limit, "limit", "limit:processes:MOST", 1, "process table",
-     "a process can only be started while there are fewer than MOST (0 or more)", PROCESSES},
+     "programs start a process only while there are fewer than MOST (0 or more)", PROCESSES},
 };
 
 } // namespace simulator

@@ -65,6 +65,8 @@ int shown_arguments(int call) {
     case SYS_fdatasync:
     case SYS_times:
     case SYS_sysinfo:
+    case SYS_timer_getoverrun:
+    case SYS_timer_delete:
     case SYS_exit:
     case SYS_exit_group:
         return 1;
@@ -72,6 +74,7 @@ int shown_arguments(int call) {
     case SYS_clock_gettime:
     case SYS_gettimeofday:
     case SYS_getitimer:
+    case SYS_timer_gettime:
     case SYS_rt_sigsuspend:
     case SYS_kill:
     case SYS_tkill:

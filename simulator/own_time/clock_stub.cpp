@@ -23,6 +23,8 @@ namespace {
 
 using replacement = program_clock::replacement;
 
+constexpr size_t COMPARED_BYTES = 8; // of a function: as long as the shortest replacement
+
 // The code of a function, or the plain call where the kernel's function is shorter.
 replacement make_replacement(const Elf64_Sym &symbol, const clock_function &function, int lent) {
     if (function.code.empty() || symbol.st_size < function.code.size())
@@ -114,6 +116,18 @@ program_clock::program_clock(int number)
 program_clock::~program_clock() {
     if (page != nullptr)
         (void)munmap(page, CLOCK_PAGE_BYTES);
+}
+
+bool program_clock::has_replaced(pid_t process) const {
+    const uint64_t begin = functions_of(process);
+    if (begin == 0 || replacements.empty())
+        return false;
+    const replacement &first = replacements.front();
+    std::vector<uint8_t> there(COMPARED_BYTES);
+    const unique_fd file = open_file_of(process, "mem", O_RDONLY);
+    return pread(file.get(), there.data(), there.size(),
+                 static_cast<off_t>(begin + first.offset)) == std::ssize(there) &&
+           std::ranges::equal(there, std::span(first.code).first(there.size()));
 }
 
 bool program_clock::replace_functions(pid_t process) const {

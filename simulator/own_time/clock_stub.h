@@ -38,6 +38,8 @@ public:
     program_clock(const program_clock &) = delete;
     program_clock &operator=(const program_clock &) = delete;
 
+    // True if the process reads the board's clock already.
+    bool has_replaced(pid_t process) const;
     // False if the process cannot be changed.
     bool replace_functions(pid_t process) const;
     // True if the call is the one that maps the page; it is answered then.

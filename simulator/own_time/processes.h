@@ -46,8 +46,9 @@ struct process {
     pid_t parent;
     unique_fd end; // readable when it has ended
     bool has_ended = false;
-    bool is_stop_unreported = false; // stopped, and the parent has not waited for that
-    pid_t vfork_parent = 0;          // the thread that waits for its execve(2); 0: none
+    bool is_stopped = false;
+    int unreported = 0;     // WUNTRACED or WCONTINUED: the parent has not waited for that yet
+    pid_t vfork_parent = 0; // the thread that waits for its execve(2); 0: none
 };
 
 struct process_table {
@@ -64,10 +65,21 @@ struct process_table {
     // Forgets the threads that have gone, and the processes that have been reaped.
     void forget_gone();
 
-    // What wait4(2) of a process would find: none if it has no such child.
-    enum class children { none, alive, stopped, ended };
-    // `wanted` is as in wait4: a process above 0, a group below -1.
-    children look_for_children(pid_t parent, pid_t wanted);
+    void note_stop(process &stopped);
+    // Somebody has sent SIGCONT to a stopped process.
+    void note_continuation(process &continued);
+
+    // What a wait of a process would find: none if it has no such child.
+    enum class children { none, unchanged, changed };
+    // `wanted` is as in wait4(2): a process above 0, a group below -1. `options` are WEXITED,
+    // WUNTRACED and WCONTINUED.
+    children look_for_children(pid_t parent, pid_t wanted, int options) const;
+    // The kernel carries out such a wait. It reports the first child that has changed, and it
+    // reports a stop or a continuation once (unless WNOWAIT is an option).
+    void note_report(pid_t parent, pid_t wanted, int options);
+
+private:
+    std::vector<process *> children_of(pid_t parent, pid_t wanted) const;
 };
 
 } // namespace simulator

@@ -2,6 +2,7 @@
 
 #include "simulator/base/message.h"
 #include "simulator/own_time/calls/clock_calls.h"
+#include "simulator/own_time/calls/epoll_calls.h"
 #include "simulator/own_time/calls/waiting_calls.h"
 #include "simulator/own_time/clock_stub.h"
 #include "simulator/requests/caller.h"
@@ -13,6 +14,7 @@
 #include <linux/sched.h>
 #include <sched.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <utility>
 
 namespace simulator {
@@ -42,9 +44,19 @@ timed_kind kind_left_to_kernel(const thread &of) {
     return row != nullptr ? row->kind : timed_kind::none;
 }
 
-// Of ppoll(2) or pselect(2).
+// A mask of signals for the time of the wait.
 bool gives_mask(const request &asked) {
-    return asked.arguments[asked.call == SYS_ppoll ? 3 : 5] != 0;
+    switch (asked.call) {
+    case SYS_ppoll:
+        return asked.arguments[3] != 0;
+    case SYS_epoll_pwait:
+    case SYS_epoll_pwait2:
+        return asked.arguments[4] != 0;
+    case SYS_pselect6:
+        return asked.arguments[5] != 0;
+    default:
+        return false;
+    }
 }
 
 } // namespace
@@ -74,7 +86,7 @@ void scheduler::add_program(pid_t id, int listener) {
 }
 
 void scheduler::step() {
-    if (timers.has_sent)
+    if (timers.has_sent || more_timers.has_sent)
         note_signal();
     if (has_signal)
         look_for_signals();
@@ -132,8 +144,8 @@ bool scheduler::release(thread &of) {
 
 // `kind` is none if the kernel does not carry out the call.
 bool scheduler::come_back(thread &of, timed_kind kind) {
-    of.has_executed = kind == timed_kind::execute;
-    if (of.has_executed || kind == timed_kind::close)
+    const bool executes = kind == timed_kind::execute;
+    if (executes || kind == timed_kind::close)
         calls.note_changed_descriptors();
     if (kind == timed_kind::end) {
         end(of);
@@ -145,8 +157,11 @@ bool scheduler::come_back(thread &of, timed_kind kind) {
     const bool is_back = await(of);
     of.clock_reads = clock.take_reads();
     vforking = nullptr;
-    if (of.has_executed)
+    of.has_executed = executes;
+    if (executes) {
         drop_ended_siblings(of);
+        follow_execute(of);
+    }
     if (kind == timed_kind::birth)
         find_children(of);
     if (kind == timed_kind::send_log)
@@ -168,6 +183,9 @@ void scheduler::take_call(thread &of) {
     const timed_call *row = find_timed_call(of.asked.call);
     if (row == nullptr || row->kind != timed_kind::work) // which has its own cost
         of.calls_at_once++;
+    if (std::exchange(of.has_executed, false) &&
+        is_native_call(of.asked.architecture, of.asked.call))
+        begin_program(of);
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
         carry_out(of, *row);
     else
@@ -176,11 +194,21 @@ void scheduler::take_call(thread &of) {
         delay(of, now_us() + SPIN_COST_US);
 }
 
-// The first call after execve(2).
+// The first call after execve(2), whichever it is. The C library's is brk(0). An execve that has
+// failed began nothing: the program's clock is replaced already.
 void scheduler::begin_program(const thread &of) {
+    if (clock.has_replaced(of.id))
+        return;
     if (!clock.replace_functions(of.id))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
+    more_timers.forget(of.owner->id);
     free_vfork_parent(*of.owner);
+}
+
+// A run that waits for it may never end: so it is reported at once, too.
+void scheduler::note_unknown(const std::string &name) {
+    if (unknown[name]++ == 0)
+        report("%s waits in the machine's time, not the board's own", name.c_str());
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
@@ -200,7 +228,11 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
     case timed_kind::wait_for_child:
         return calls.held.take(make_wait_for_child(of.asked, of, processes));
     case timed_kind::set_timer:
+        if (row.number == SYS_setitimer && of.asked.arguments[0] != ITIMER_REAL)
+            note_unknown("setitimer of processor time");
         return timers.take(of.asked, of.owner->id);
+    case timed_kind::posix_timer:
+        return more_timers.take(of.asked, of.owner->id);
     case timed_kind::yield:
         return yield(of);
     case timed_kind::work:
@@ -211,6 +243,9 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
         if (gives_mask(of.asked))
             has_signal = true; // one that only the mask lets through may be there already
         return requests.hand_over(of.asked);
+    case timed_kind::epoll:
+        has_signal = has_signal || gives_mask(of.asked); // as for poll_with_mask
+        return calls.held.take(make_epoll_wait(of.asked));
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
@@ -222,11 +257,7 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             pass_on(of.asked);
         return;
     case timed_kind::not_modelled:
-        unknown[row.name]++;
-        return pass_on(of.asked);
-    case timed_kind::break_after_execute:
-        if (of.has_executed)
-            begin_program(of);
+        note_unknown(row.name);
         return pass_on(of.asked);
     default:
         return pass_on(of.asked);
@@ -269,7 +300,7 @@ void scheduler::keep(const request &asked, const response &given) {
 // The signals that threads in held calls would notice. Of one process a single thread has a signal:
 // the others are looked at when that one has taken it.
 void scheduler::look_for_signals() {
-    has_signal = timers.has_sent = false;
+    has_signal = timers.has_sent = more_timers.has_sent = false;
     const process *last = nullptr;
     for (const auto &[id, each] : processes.threads) {
         if (each->now != thread::state::held || each->is_untaken)

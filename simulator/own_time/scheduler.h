@@ -32,7 +32,9 @@
 //
 // Signals. The kernel does not let a signal interrupt a call that the board has taken. Whenever
 // somebody has sent one, the board looks which threads would notice it and ends their calls as the
-// kernel would.
+// kernel would. A signal that stops a process ends the calls of all its threads. The signals of a
+// terminal and of a visitor are sent by no call that the board stops: it also looks before each
+// long jump, and every 20 ms while time is paced.
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
 // after a thousand calls at one moment each further one lasts a microsecond. So does a read of the
@@ -44,6 +46,7 @@
 #include "simulator/own_time/call_log.h"
 #include "simulator/own_time/calls/futex_calls.h"
 #include "simulator/own_time/calls/interval_timers.h"
+#include "simulator/own_time/calls/posix_timers.h"
 #include "simulator/own_time/calls/work_costs.h"
 #include "simulator/own_time/clock_stub.h"
 #include "simulator/own_time/processes.h"
@@ -74,6 +77,7 @@ struct scheduler final : event_source, response_keeper {
     std::vector<event_source *> watched;  // those of them that are looked at before each jump
     std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
+    posix_timers more_timers;
     call_log log; // not open without --calls
     work_costs costs;
     double speed = 0;                 // times the machine's; 0: as fast as it can
@@ -118,6 +122,7 @@ private:
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);
     void leave_in_kernel(thread &of, task_state state);
+    void note_stop(const thread &of);
     void look_at_left();
     void make_ready(thread &of);
     void adopt_strangers();
@@ -129,18 +134,25 @@ private:
     void bury(process &ended);
     void bury_killed();
     void drop_ended_siblings(const thread &of);
+    void follow_execute(const thread &of);
     void drop_gone();
     void free_vfork_parent(process &child);
     void forget_gone();
 
     void look_for_signals();
+    void note_unknown(const std::string &name);
 
     // The clock.
     void start_tick();
     void delay(thread &of, int64_t until_us);
     void advance();
-    bool take_all_events(int64_t wait_us);
+    bool pass_time(int64_t next_us);
+    void await_events(int64_t wait_us, int64_t next_us);
+    bool must_look_for_signals(int64_t next_us);
+    bool has_taken_events(bool has_waited);
+    bool take_all_events(bool has_waited);
     int64_t pace_us(int64_t next_us) const;
+    int64_t present_us() const;
 
     request_channel &requests;
     port_calls &calls;
@@ -163,6 +175,7 @@ private:
     timer_t tick{};
     std::map<std::string, int> unknown;
     int64_t machine_start_us;
+    int64_t next_look_us = 0; // for signals while time is paced, in the machine's time
 };
 
 } // namespace simulator

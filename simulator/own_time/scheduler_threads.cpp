@@ -87,13 +87,29 @@ void scheduler::leave_in_kernel(thread &of, task_state state) {
     of.now = thread::state::waits_in_kernel;
     left.push_back(&of);
     if (state == task_state::stopped) {
-        of.owner->is_stop_unreported = true;
-        processes.changes++;
-        has_signal = true; // SIGCHLD
+        note_stop(of);
     } else if (state == task_state::sleeping) {
         if (const std::string name = unknown_sleep_of_task(of.id); !name.empty())
-            unknown[name]++;
+            note_unknown(name);
     }
+}
+
+// A process is stopped when all its threads are. Those in held calls do not notice it: their calls
+// are ended, and made again when the process goes on.
+void scheduler::note_stop(const thread &of) {
+    bool is_last = true;
+    for (const auto &[id, each] : processes.threads) {
+        if (each->owner != of.owner)
+            continue;
+        is_last = is_last && each->now != thread::state::held &&
+                  each->now != thread::state::ready && each->now != thread::state::running;
+        if (each->now == thread::state::held && !each->is_untaken)
+            calls.held.interrupt(id);
+    }
+    if (!is_last)
+        return;
+    processes.note_stop(*of.owner);
+    has_signal = true; // SIGCHLD
 }
 
 // Those that have been woken run on until they are stopped again.
@@ -106,7 +122,10 @@ void scheduler::look_at_left() {
             left.push_back(each);
             continue;
         }
-        each->owner->is_stop_unreported = false;
+        if (each->owner->is_stopped) {
+            processes.note_continuation(*each->owner);
+            has_signal = true; // SIGCHLD
+        }
         if (each->now == thread::state::held || await(*each))
             make_ready(*each);
     }
@@ -124,7 +143,9 @@ void scheduler::adopt_strangers() {
         const family of = family_of_task(asked.caller);
         (void)processes.add(asked.caller, asked.listener, of.process, of.parent);
         arrive(asked, nullptr);
-        make_ready(*processes.find(asked.caller));
+        thread &arrived = *processes.find(asked.caller);
+        arrived.has_executed = true; // its program may be new
+        make_ready(arrived);
     }
 }
 
@@ -181,6 +202,7 @@ void scheduler::bury(process &ended) {
         give_way(); // the kernel is reaping it
     processes.remember_end(ended);
     timers.forget(ended.id);
+    more_timers.forget(ended.id);
     calls.note_changed_descriptors();
     looks_everywhere = true; // the board's own children are reaped
     has_signal = true;       // SIGCHLD
@@ -195,6 +217,22 @@ void scheduler::drop_ended_siblings(const thread &of) {
             each->now = thread::state::gone;
     processes.changes++;
     drop_gone();
+}
+
+// The new program goes on under the number of the process's first thread, whichever thread has
+// started it.
+void scheduler::follow_execute(const thread &of) {
+    thread *first = processes.find(of.owner->id);
+    if (first == nullptr || first == &of || of.now != thread::state::gone)
+        return;
+    std::erase(queue, first);
+    std::erase(left, first);
+    std::erase_if(delayed, [&](const auto &each) { return each.second == first; });
+    const bool is_back = first->is_untaken && is_waiting(first->asked);
+    if (is_back || await(*first)) {
+        first->has_executed = true;
+        make_ready(*first);
+    }
 }
 
 void scheduler::drop_gone() {

@@ -7,6 +7,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
@@ -24,11 +25,35 @@ constexpr size_t SYSTEM_TIME_FIELD = 12;
 
 // Calls that wait for another process or for the operator, and for no time.
 constexpr int WAITS_FOR_OTHERS[] = {
-    SYS_read,    SYS_readv,   SYS_pread64, SYS_write,   SYS_writev,   SYS_openat, SYS_fcntl,
-    SYS_flock,   SYS_connect, SYS_accept,  SYS_accept4, SYS_recvfrom, SYS_ioctl,  SYS_recvmsg,
-    SYS_sendmsg, SYS_sendto,  SYS_splice,  SYS_tee,     SYS_semop,    SYS_msgrcv, SYS_msgsnd,
+    SYS_read,  SYS_readv,   SYS_pread64, SYS_write,  SYS_writev,  SYS_openat,
+    SYS_fcntl, SYS_flock,   SYS_connect, SYS_accept, SYS_accept4, SYS_recvfrom,
+    SYS_ioctl, SYS_recvmsg, SYS_sendmsg, SYS_sendto, SYS_splice,  SYS_tee,
+    SYS_semop, SYS_msgrcv,  SYS_msgsnd,  SYS_wait4,  SYS_waitid,
 #ifdef SYS_open
     SYS_open,
+#endif
+};
+
+// Calls that a time ends as well: the argument that has it is `none` if nothing but another process
+// does.
+struct timed_wait {
+    int number;
+    const char *name;
+    size_t argument;
+    uint64_t none;
+};
+constexpr uint64_t MINUS_ONE_MS = 0xffffffff; // an int
+constexpr timed_wait TIMED_WAITS[] = {
+    {SYS_futex, "futex", 3, 0}, // on a lock that inherits priority
+    {SYS_semtimedop, "semtimedop", 3, 0},
+    {SYS_mq_timedsend, "mq_timedsend", 4, 0},
+    {SYS_mq_timedreceive, "mq_timedreceive", 4, 0},
+    {SYS_recvmmsg, "recvmmsg", 4, 0},
+    {SYS_io_getevents, "io_getevents", 4, 0},
+    {SYS_epoll_pwait, "epoll_pwait", 3, MINUS_ONE_MS},
+    {SYS_epoll_pwait2, "epoll_pwait2", 3, 0},
+#ifdef SYS_epoll_wait
+    {SYS_epoll_wait, "epoll_wait", 3, MINUS_ONE_MS},
 #endif
 };
 
@@ -64,17 +89,13 @@ bool is_off_processor(pid_t thread) {
     return !text_of(thread, "syscall").starts_with("running");
 }
 
-std::string name_of_sleep(int call) {
-    switch (call) {
-    case SYS_epoll_pwait:
-    case SYS_epoll_pwait2:
-#ifdef SYS_epoll_wait
-    case SYS_epoll_wait:
-#endif
-        return "epoll_wait";
-    default:
-        return "system call " + std::to_string(call);
-    }
+// Whether one of the sets of /proc/PID/status has a signal.
+bool has_signal(pid_t thread, const char *set, int signal) {
+    std::istringstream status(text_of(thread, "status"));
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with(set)) // "SigIgn:\t0000000000001000"
+            return (strtoull(line.c_str() + strlen(set) + 1, nullptr, 16) >> (signal - 1) & 1) != 0;
+    return false;
 }
 
 std::string mapped_file(pid_t thread, uint64_t address) {
@@ -109,21 +130,30 @@ task_state state_of_task(pid_t thread) {
     }
 }
 
+// /proc/PID/syscall has the number of the call, which is decimal, and its arguments.
 std::string unknown_sleep_of_task(pid_t thread) {
+    std::istringstream words(text_of(thread, "syscall"));
     int number = -1;
-    if (sscanf(text_of(thread, "syscall").c_str(), "%d", &number) != 1 || number < 0)
+    std::array<uint64_t, 6> arguments{};
+    if (!(words >> number) || number < 0 || std::ranges::count(WAITS_FOR_OTHERS, number) != 0)
         return "";
-    if (std::ranges::find(WAITS_FOR_OTHERS, number) != std::end(WAITS_FOR_OTHERS))
-        return "";
-    return name_of_sleep(number);
+    words >> std::hex;
+    for (uint64_t &each : arguments)
+        words >> each;
+    const auto *known = std::ranges::find(TIMED_WAITS, number, &timed_wait::number);
+    if (known == std::end(TIMED_WAITS))
+        return "system call " + std::to_string(number);
+    const uint64_t time = arguments[known->argument];
+    const bool has_none = known->none == 0 ? time == 0 : static_cast<uint32_t>(time) == known->none;
+    return has_none ? "" : known->name;
 }
 
 bool ignores_children(pid_t process) {
-    std::istringstream status(text_of(process, "status"));
-    unsigned long long ignored = 0;
-    for (std::string line; std::getline(status, line);)
-        (void)sscanf(line.c_str(), "SigIgn: %llx", &ignored);
-    return (ignored >> (SIGCHLD - 1) & 1) != 0;
+    return has_signal(process, "SigIgn", SIGCHLD);
+}
+
+bool is_signal_waiting(pid_t thread, int signal) {
+    return has_signal(thread, "SigPnd", signal) || has_signal(thread, "ShdPnd", signal);
 }
 
 int64_t processor_time_us(pid_t thread) {

@@ -23,11 +23,14 @@ task_state state_of_task(pid_t thread);
 void give_way();
 
 // The name of the call in which a thread sleeps in the kernel. Empty if the call can only be ended
-// by another thread or the operator: then the board's clock has no part in it.
+// by another thread or the operator, or has no time-out: then the board's clock has no part in it.
 std::string unknown_sleep_of_task(pid_t thread);
 
 // Whether the children of a process leave no zombies (SIGCHLD is ignored).
 bool ignores_children(pid_t process);
+
+// Whether a signal waits for a thread or its process.
+bool is_signal_waiting(pid_t thread, int signal);
 
 // Processor time that the thread has used, in microseconds.
 int64_t processor_time_us(pid_t thread);

@@ -42,11 +42,21 @@ bool is_free(const request &asked, int descriptor) {
     return lstat(descriptor_path(asked, descriptor).c_str(), &link) != 0;
 }
 
-// The caller's path as the board reaches it. For the board, /proc/self is another process.
+// What names the caller itself in a path. For the board, these are another process.
+struct own_path {
+    std::string_view begin;
+    const char *in_proc; // below /proc/PID
+};
+constexpr own_path OWN_PATHS[] = {
+    {"/proc/self/", ""},    {"/proc/thread-self/", ""}, {"/dev/fd/", "fd/"},
+    {"/dev/stdin", "fd/0"}, {"/dev/stdout", "fd/1"},    {"/dev/stderr", "fd/2"},
+};
+
+// The caller's path as the board reaches it.
 std::string seen_by_board(const request &asked, int directory, const std::string &path) {
-    static const std::string SELF = "/proc/self/";
-    if (path.starts_with(SELF))
-        return proc_path(asked, path.c_str() + SELF.size());
+    for (const own_path &each : OWN_PATHS)
+        if (path.starts_with(each.begin))
+            return proc_path(asked, each.in_proc) + path.substr(each.begin.size());
     if (path.starts_with('/'))
         return path;
     const std::string begin =
@@ -118,6 +128,11 @@ std::optional<opening> opening_of(const request &asked) {
         return opening{AT_FDCWD, words[0], static_cast<int>(words[1])};
     case call_kind::openat:
         return opening{static_cast<int>(words[0]), words[1], static_cast<int>(words[2])};
+    case call_kind::openat2: {
+        uint64_t flags = 0; // the first member of the structure, see openat2(2)
+        (void)read_up_to(asked, words[2], &flags, sizeof flags);
+        return opening{static_cast<int>(words[0]), words[1], static_cast<int>(flags)};
+    }
     case call_kind::creat:
         return opening{AT_FDCWD, words[0], O_CREAT | O_WRONLY | O_TRUNC};
     default:
@@ -142,12 +157,13 @@ unique_fd copy_descriptor(const request &asked, int descriptor) {
     return unique_fd(static_cast<int>(syscall(SYS_pidfd_getfd, process.get(), descriptor, 0)));
 }
 
-bool is_interrupted(const request &asked, std::optional<uint64_t> blocked) {
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked, uint64_t awaited) {
     const std::string status = small_file(proc_path(asked, "status"));
     const uint64_t waiting = field(status, "SigPnd", 16) | field(status, "ShdPnd", 16);
     const uint64_t ignored = field(status, "SigIgn", 16) | NOT_ACTED_ON;
     const uint64_t acted_on = field(status, "SigCgt", 16) | ~ignored;
-    return (waiting & ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on) != 0;
+    const uint64_t let_through = ~blocked.value_or(field(status, "SigBlk", 16)) & acted_on;
+    return (waiting & (let_through | awaited)) != 0;
 }
 
 bool has_handled_signal(const request &asked) {

@@ -51,7 +51,9 @@ unique_fd copy_descriptor(const request &asked, int descriptor);
 
 // True if a pending signal would interrupt the call in the kernel: one that the caller handles, or
 // one that stops or ends it. `blocked` signals do not; without it, those that the caller blocks.
-bool is_interrupted(const request &asked, std::optional<uint64_t> blocked = std::nullopt);
+// `awaited` signals do in any case, see sigtimedwait(2).
+bool is_interrupted(const request &asked, std::optional<uint64_t> blocked = std::nullopt,
+                    uint64_t awaited = 0);
 
 // True if one of its pending signals has a handler.
 bool has_handled_signal(const request &asked);

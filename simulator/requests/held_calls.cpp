@@ -87,7 +87,7 @@ bool held_calls::is_cut_short(held &each) {
         each.call->abandon();
         return true;
     }
-    if (!is_interrupted(asked, each.call->blocked_signals()))
+    if (!is_interrupted(asked, each.call->blocked_signals(), each.call->awaited_signals()))
         return false;
     return settle(*each.call, each.call->interrupt());
 }
@@ -96,6 +96,14 @@ void held_calls::look_for_signal(pid_t caller) {
     std::erase_if(
         waiting,
         [&](held &each) { return each.call->asked.caller == caller && is_cut_short(each); });
+}
+
+void held_calls::interrupt(pid_t caller) {
+    std::erase_if(
+        waiting,
+        [&](held &each) {
+            return each.call->asked.caller == caller && settle(*each.call, each.call->interrupt());
+        });
 }
 
 void held_calls::drop_gone() {

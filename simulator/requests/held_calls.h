@@ -58,6 +58,10 @@ struct stopped_call {
     virtual std::optional<uint64_t> blocked_signals() const {
         return std::nullopt;
     }
+    // The signals that end it though its caller blocks them.
+    virtual uint64_t awaited_signals() const {
+        return 0;
+    }
     // The caller has been killed.
     virtual void abandon() {}
     // Appends descriptors whose events may also end the wait.
@@ -85,6 +89,9 @@ struct held_calls final : event_source {
     }
     // Ends the caller's call if a signal that waits for the caller does so.
     void look_for_signal(pid_t caller);
+    // Ends the caller's call as a signal would: another thread has taken the signal that stops the
+    // whole process.
+    void interrupt(pid_t caller);
     void drop_gone();
 
 private:

@@ -27,6 +27,7 @@ enum class call_kind {
     request, // ioctl(2), stopped by its request number
     open,
     openat,
+    openat2,
     creat,
     read,
     readv,
@@ -69,6 +70,7 @@ constexpr call_row STOPPED_CALLS[] = {
     {SYS_ppoll, "ppoll", call_kind::ppoll, stopped_when::always},
     {SYS_pselect6, "pselect6", call_kind::pselect, stopped_when::always},
     {SYS_openat, "openat", call_kind::openat, stopped_when::always},
+    {SYS_openat2, "openat2", call_kind::openat2, stopped_when::always},
     {SYS_dup, "dup", call_kind::dup, stopped_when::on_port_descriptor},
     {SYS_dup3, "dup3", call_kind::dup2, stopped_when::on_either_port_descriptor},
     {SYS_fcntl, "fcntl", call_kind::fcntl, stopped_when::copying_port_descriptor},
@@ -123,7 +125,8 @@ constexpr call_kind kind_of(int number) {
 
 constexpr bool opens_file(int number) {
     const call_kind kind = kind_of(number);
-    return kind == call_kind::open || kind == call_kind::openat || kind == call_kind::creat;
+    return kind == call_kind::open || kind == call_kind::openat || kind == call_kind::openat2 ||
+           kind == call_kind::creat;
 }
 
 // The numbers of ports' descriptors.

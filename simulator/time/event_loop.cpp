@@ -33,6 +33,13 @@ void wake_due(std::span<event_source *const> sources) {
             source->wake(now);
 }
 
+bool await_events(std::span<event_source *const> sources, int64_t longest_us) {
+    std::vector<pollfd> polls;
+    for (const event_source *source : sources)
+        source->add_polls(polls);
+    return wait_for_events(polls, longest_us) > 0;
+}
+
 int take_events(std::span<event_source *const> sources, int64_t longest_us) {
     std::vector<pollfd> polls;
     std::vector<event_source *> owners;

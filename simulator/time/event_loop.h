@@ -45,6 +45,10 @@ int64_t next_wake_us(std::span<event_source *const> sources);
 void wake_due(std::span<event_source *const> sources);
 
 // Waits at most `longest_us` of the machine's time (NEVER: without limit) for events on the
+// descriptors. Does not pass them on. True if there is one.
+bool await_events(std::span<event_source *const> sources, int64_t longest_us);
+
+// Waits at most `longest_us` of the machine's time (NEVER: without limit) for events on the
 // descriptors and passes them on. Returns the number of descriptors that had events.
 int take_events(std::span<event_source *const> sources, int64_t longest_us);
 

@@ -128,7 +128,7 @@ void program_run::ready(const pollfd &) {
 
 void program_run::take_signal(int number) {
     if (number == SIGINT && interrupted) {
-        report("interrupted again; ending everything on the board");
+        report("interrupted again; killing the program");
         kill_program(SIGNALLED + SIGKILL);
     } else if (number == SIGINT || number == SIGHUP || number == SIGTERM) {
         interrupted = interrupted || number == SIGINT;
@@ -146,8 +146,7 @@ void program_run::wake(int64_t time_us) {
     if (ended) {
         end_us = give_up_us = NEVER;
     } else if (time_us >= give_up_us) {
-        report("the program did not end within %d s of SIGTERM; ending everything on the "
-               "board",
+        report("the program did not end within %d s of SIGTERM; killing it",
                static_cast<int>(GRACE_US / US_PER_SECOND));
         kill_program(STATUS_HANG);
     } else {

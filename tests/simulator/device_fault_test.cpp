@@ -48,6 +48,24 @@ TEST_F(Devices, spi_answers_in_its_mode_word_size_and_speed_alone) {
         EXPECT_EQ(probe("loop", std::string(settings) + " 2381").bytes, reply) << settings;
 }
 
+// spidev_release, spidev_ioctl and __spi_validate of the kernel's drivers/spi.
+TEST_F(Devices, an_spi_node_keeps_and_refuses_settings_as_spidev_does) {
+    const std::string set = SPI_PROBE_PATH " /dev/manufacturer ";
+    const auto second = [&](const std::string &first, const std::string &then) {
+        const std::string shown =
+            output_of({"--spi", "loop"}, "(" + set + first + "; " + set + then + ") 2>&1 || true");
+        return shown.substr(shown.find('\n', shown.find('\n') + 1) + 1);
+    };
+    EXPECT_EQ(second("2 8 250000 2381", "- - 250000 2381").substr(0, 5), "2381 ");
+    EXPECT_EQ(second("2 8 250000 2381", "- - - 2381").substr(0, 5), "08e0 ")
+        << "the last close sets the speed back";
+    EXPECT_EQ(second("2 8 250000 00", "0xff 99 0 2381").substr(0, 66),
+              "setting: Invalid argument\nsetting: Invalid argument\nsetting: Inval");
+    EXPECT_EQ(second("2 8 250000 00", "2 16 250000 238123"), "Invalid argument\n");
+    EXPECT_EQ(second("2 8 250000 00", "2 8 250000 01 02 03 04 05 06").substr(0, 18),
+              "01 02 03 04 05 06 ");
+}
+
 TEST_F(Devices, an_spi_message_takes_the_time_of_its_clock) {
     const std::string hundred_bytes(200, '0');
     EXPECT_GE(probe("loop", "2 8 250000 " + hundred_bytes).time_us, 3200);

@@ -161,8 +161,9 @@ struct line_faulty : testing::Test, line_bench {
 
 TEST_F(line_faulty, characters_are_lost_changed_inserted_and_broken) {
     set(two, [](tty_settings &wanted) { wanted.c_iflag = INPCK | PARMRK; });
-    EXPECT_EQ(sent_across(*this, "abcdefghi"), std::string("acDef+-g\xff\0hi", 12));
-    EXPECT_EQ(two.counts().framing_errors, 1);
+    EXPECT_EQ(sent_across(*this, "abcdefghi"), std::string("acDef+-g\xff\0h\xff\0\xd2\xff\xff", 16))
+        << "the i begins in the low stop bit of the h";
+    EXPECT_EQ(two.counts().framing_errors, 2);
 }
 
 TEST_F(line_faulty, a_clock_that_is_off_makes_garbage) {

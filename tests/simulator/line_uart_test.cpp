@@ -142,6 +142,32 @@ TEST_F(line_uart, a_low_stop_bit_is_taken_for_a_start_bit) {
     EXPECT_EQ(two.counts().framing_errors, 1);
 }
 
+// The fault `framing`: between a low stop bit and the next start bit the wire does not fall, so the
+// bits of the next A are shifted by one. Its own last data bit is the stop bit then.
+TEST(Sampler, loses_its_place_after_a_low_stop_bit) {
+    const line_format format{.bps = 1000};
+    const auto heard = [&](uint8_t damaged) {
+        sampler input;
+        input.set_format(format);
+        for (const int64_t i : {0, 1, 2})
+            input.add({.start = 10 * i * MILLISECOND,
+                       .end = 10 * (i + 1) * MILLISECOND,
+                       .format = format,
+                       .data = i == 1 ? damaged : uint8_t{'A'},
+                       .low_stop = i == 1});
+        std::string all;
+        for (int64_t now = 0; input.time_of(8) != NEVER && now <= SECOND;
+             now = std::max(now + 1, input.time_of(8)))
+            while (const auto received = input.next(now))
+                all += received->is_break        ? "break "
+                       : received->framing_error ? "bad " + std::to_string(received->data) + " "
+                                                 : std::to_string(received->data) + " ";
+        return all;
+    };
+    EXPECT_EQ(heard('A'), "65 bad 65 bad 130 255 ");
+    EXPECT_EQ(heard(0), "65 break 208 ") << "the wire is high in the first data bit of the A";
+}
+
 // 8N1 heard as 7E1: the eighth data bit is taken for the parity.
 TEST_F(line_uart, data_bits_and_parity_are_what_the_receiver_takes_for_them) {
     open_raw(9600);

@@ -59,6 +59,19 @@ TEST(NamedBoard, serves_the_device_requests_of_a_visitor) {
     EXPECT_NE(item->text.find("errors 0,0,0"), std::string::npos) << item->text;
 }
 
+TEST(NamedBoard, in_its_own_time_notices_the_signal_of_a_visitor) {
+    for (const auto &[signal, status] :
+         {std::pair{"TERM", 128 + SIGTERM}, {"KILL", 128 + SIGKILL}}) {
+        board_run board =
+            board_run::program({"--clock", "virtual", "--speed", "1", "--name", own_name("own")},
+                               {"/bin/sh", "-c", "echo ready; exec sleep 1000"});
+        ASSERT_TRUE(board.wait_for_output("ready"));
+        std::string printed;
+        EXPECT_EQ(enter(own_name("own"), std::string("kill -") + signal + " 2", printed), 0);
+        EXPECT_EQ(board.finish(), status);
+    }
+}
+
 TEST(NamedBoard, name_is_refused_while_it_is_taken_and_free_after_a_kill) {
     board_run first = waiting_board({"--name", own_name("one")});
     ASSERT_TRUE(first.wait_for_output("ready"));

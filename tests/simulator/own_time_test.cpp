@@ -2,7 +2,9 @@
 // and a command has one log, whatever else the machine does.
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -95,9 +97,41 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "condition with a limit: 9\n"
                                "join: 8\n"
                                "program started beside a thread: ok 10\n"
+                               "program started by a second thread: ok 10\n"
                                "tcdrain: ok 50\n"
                                "read of a byte: ok 3\n"
-                               "read with an alarm: EINTR 8\n";
+                               "read with an alarm: EINTR 8\n"
+                               "clock_nanosleep until a date: ok 11\n"
+                               "clock_nanosleep until a date: ok 11\n"
+                               "sem_timedwait: ETIMEDOUT 14\n"
+                               "sem_timedwait until the past: ETIMEDOUT 0\n"
+                               "nanosleep of too long a part: EINVAL 0\n"
+                               "nanosleep of a negative time: EINVAL 0\n"
+                               "clock_nanosleep on no clock: EINVAL 0\n"
+                               "clock_nanosleep on a clock without timers: EOPNOTSUPP 0\n"
+                               "setitimer of too long a part: EINVAL 0\n"
+                               "clock_gettime of no clock: EINVAL 0\n"
+                               "ppoll of too long a part: EINVAL 0\n"
+                               "poll at a bad address: EFAULT 0\n"
+                               "select of -1 descriptors: EINVAL 0\n"
+                               "select of a negative time: EINVAL 0\n"
+                               "select of a long part: ok 110\n"
+                               "sem_timedwait of too long a part: EINVAL 0\n"
+                               "sigtimedwait that does not wait: EAGAIN 0\n"
+                               "sigtimedwait of nothing with a waiting signal: ok 0\n"
+                               "sigtimedwait with the alarm of a handler: EINTR 7\n"
+                               "sigtimedwait for the end of a child: ok 6\n"
+                               "wait for a stop: ok 0\n"
+                               "wait for a continuation: ok 9\n"
+                               "wait for the end: ok 6\n"
+                               "pause with a timer: EINTR 7\n"
+                               "signals of a timer in 20: 6, next in 3\n"
+                               "ends of a timer that were not signalled: 2\n"
+                               "timer that starts a thread: ok 8\n"
+                               "program with a limit: ok 50\n"
+                               "epoll_wait: ok 6\n"
+                               "epoll_wait with an alarm: EINTR 8\n"
+                               "epoll_wait until a write: ok 9\n";
 
 // The emulator carries out poll(2) as ppoll(2), for which the time of a stop does not count.
 constexpr const char *STOPPED_POLLS = IS_EMULATED ? "poll during which it is stopped: ok 27\n"
@@ -107,10 +141,25 @@ constexpr const char *STOPPED_POLLS = IS_EMULATED ? "poll during which it is sto
 
 TEST(OwnTime, gives_every_sleeping_call_its_time_also_on_a_busy_machine) {
     const busy_machine busy(4);
+    for (const char *program : {SLEEP_OBSERVER_PATH, STATIC_SLEEP_OBSERVER_PATH}) {
+        if (*program == '\0')
+            continue;
+        board_run run =
+            board_run::program(in_own_time({"--cable", "1-2"}), own_program(program, {}));
+        EXPECT_EQ(run.finish(), 0) << run.errors;
+        EXPECT_EQ(run.output, std::string(SLEEPS).append(STOPPED_POLLS)) << program;
+    }
+}
+
+// An emulator has locks of its own, and hands no adoption to the kernel.
+TEST(OwnTime, gives_waits_their_time_that_the_kernel_alone_knows) {
+    if (IS_EMULATED)
+        GTEST_SKIP() << "the emulator does not make these calls";
     board_run run =
-        board_run::program(in_own_time({"--cable", "1-2"}), own_program(SLEEP_OBSERVER_PATH, {}));
-    EXPECT_EQ(run.finish(), 0);
-    EXPECT_EQ(run.output, std::string(SLEEPS).append(STOPPED_POLLS));
+        board_run::program(in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"kernel"}));
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "lock of another thread: ok 7\n"
+                          "wait for an adopted child: ok 12\n");
 }
 
 struct repeated_run {
@@ -207,8 +256,8 @@ TEST(OwnTime, has_a_memory_fail_at_each_opening_beside_ports) {
 
 TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an_error) {
     const std::pair<const char *, const char *> sleeps[] = {
-        {"epoll", "epoll_wait waited 1 time "},
-        {"timer", "timer_settime waited 1 time "},
+        {"semaphore", "semtimedop waited 1 time "},
+        {"profile", "setitimer of processor time waited 1 time "},
         {"timerfd", "timerfd_settime waited 1 time "},
     };
     for (const auto &[how, says] : sleeps) {
@@ -217,6 +266,15 @@ TEST(OwnTime, names_a_sleeping_call_that_it_does_not_know_and_strict_makes_it_an
         EXPECT_EQ(run.finish(), NOT_MODELLED);
         EXPECT_NE(run.errors.find(says), std::string::npos) << run.errors;
     }
+}
+
+TEST(OwnTime, begins_a_program_without_a_c_library_at_its_first_call) {
+    if (IS_EMULATED || sizeof(BARE_PROGRAM_PATH) == 1)
+        GTEST_SKIP() << "the program is an x86-64 one";
+    board_run run = board_run::program(
+        in_own_time({}), own_program(SLEEP_OBSERVER_PATH, {"spawn", BARE_PROGRAM_PATH}));
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "start: ok 0\nits end: ok 20\n");
 }
 
 TEST(OwnTime, lets_a_spin_on_the_time_end_after_as_many_reads_as_if_each_were_a_call) {
@@ -252,6 +310,25 @@ TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_endi
         ASSERT_FALSE(run.log.empty());
         EXPECT_EQ(run.log.back().time_ms, 2000);
     }
+}
+
+TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
+    using clock = std::chrono::steady_clock;
+    constexpr int SPEED = 1000;
+    board_run run =
+        board_run::program({"--clock", "virtual", "--speed", std::to_string(SPEED)},
+                           {"/bin/sh", "-c",
+                            "begin=$(date +%s); sleep 100000 & child=$!; "
+                            "trap 'echo $(($(date +%s) - begin)); kill $child; exit 0' USR1; "
+                            "echo ready; wait"});
+    ASSERT_TRUE(run.wait_for_output("ready\n"));
+    const auto begin = clock::now();
+    usleep(10'000);
+    const std::chrono::duration<double> passed = clock::now() - begin;
+    run.signal(SIGUSR1);
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_GE(atof(run.output.substr(run.output.find('\n')).c_str()) + 1, passed.count() * SPEED)
+        << run.output;
 }
 
 TEST(OwnTime, starts_at_a_date_that_can_be_chosen) {

@@ -68,6 +68,16 @@ TEST(Terminal, ctrl_c_ends_a_program_cleanly_and_the_second_one_at_once) {
     EXPECT_TRUE(forced.wait_for("status 137 restored.")) << forced.screen;
 }
 
+TEST(Terminal, ctrl_c_ends_a_sleep_at_once_in_the_boards_own_time) {
+    terminal_run run("SHELL=/bin/sh PS1='on board$ ' " HK_BOARD_PATH " --clock virtual --speed 1");
+    ASSERT_TRUE(run.wait_for("on board$ "));
+    run.type("sh -c 'echo at $((40 + 2)); exec sleep 1000'\r");
+    ASSERT_TRUE(run.wait_for("at 42"));
+    run.type("\x03");
+    run.type("echo at $((60 + 2))\r");
+    EXPECT_TRUE(run.wait_for("at 62")) << run.screen;
+}
+
 TEST(Terminal, is_given_back_when_the_board_is_killed) {
     terminal_run run("SHELL=/bin/sh PS1='on board$ ' " HK_BOARD_PATH);
     ASSERT_TRUE(run.wait_for("on board$ "));

@@ -1,16 +1,13 @@
 #include "simulator/devices/serial/last_close.h"
 
+#include "simulator/devices/serial/node_users.h"
 #include "simulator/requests/caller.h"
 
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <linux/close_range.h>
 #include <optional>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <utility>
 #include <vector>
@@ -58,31 +55,6 @@ std::optional<closed_range> range_closed_by(const request &asked, call_kind kind
     }
 }
 
-// The entries of a directory of /proc that are numbers; none if the process has ended.
-std::vector<int> numbers_in(const std::filesystem::path &directory) {
-    std::vector<int> numbers;
-    std::error_code gone;
-    for (std::filesystem::directory_iterator each(directory, gone), end; each != end;
-         each.increment(gone)) { // an error is the end
-        const std::string name = each->path().filename();
-        if (isdigit(name.front()) != 0)
-            numbers.push_back(atoi(name.c_str()));
-    }
-    return numbers;
-}
-
-// The descriptors of a process that refer to the port.
-std::vector<int> descriptors_of(pid_t process, const serial_port &port) {
-    const std::filesystem::path directory = "/proc/" + std::to_string(process) + "/fd";
-    std::vector<int> found = numbers_in(directory);
-    std::erase_if(found, [&](int descriptor) {
-        struct stat node {};
-        return stat((directory / std::to_string(descriptor)).c_str(), &node) != 0 ||
-               !port.terminal().line.is_slave(node);
-    });
-    return found;
-}
-
 bool closes(const request &asked, const closed_range &range, int descriptor) {
     return descriptor >= range.first && descriptor <= range.last &&
            (!range.only_on_execute || is_closed_on_execute(asked, descriptor));
@@ -93,13 +65,13 @@ bool closes(const request &asked, const closed_range &range, int descriptor) {
 bool closes_last(const request &asked, const closed_range &range, const serial_port &port,
                  const std::set<pid_t> &ending) {
     const pid_t caller = process_of(asked);
-    const std::vector<int> own = descriptors_of(caller, port);
+    const std::vector<int> own = descriptors_of(caller, port.terminal());
     const auto is_closed = [&](int descriptor) { return closes(asked, range, descriptor); };
     if (own.empty() || !std::ranges::all_of(own, is_closed))
         return false;
-    return std::ranges::all_of(numbers_in("/proc"), [&](pid_t process) {
+    return std::ranges::all_of(all_processes(), [&](pid_t process) {
         return process == caller || ending.contains(process) ||
-               descriptors_of(process, port).empty();
+               descriptors_of(process, port.terminal()).empty();
     });
 }
 

@@ -22,7 +22,8 @@ constexpr int NO_LINE_FLAGS = O_PATH | O_DIRECTORY | O_EXCL;
 // Flags that the board's own open leaves out.
 constexpr int CREATION_FLAGS = O_CREAT | O_TRUNC;
 
-// If the terminal serves the port, the kernel answers its reads and writes.
+// If the terminal serves the port, the kernel answers reads and writes on a descriptor that is not
+// a high one.
 bool is_left_to_terminal(const request &asked, call_kind kind) {
     return kind != call_kind::request || asked.ioctl_number() == FIONREAD;
 }
@@ -65,8 +66,9 @@ private:
             return verdict::done(-reason);
         }
         port.count_descriptor(flags);
+        port.forget_users();
         if (!numbers.has(number))
-            port.serve_terminal();
+            port.serve_terminal(number);
         return {verdict::kind::answered};
     }
 
@@ -97,7 +99,25 @@ serial_port *port_calls::find_opened(const request &asked, int descriptor) const
 
 serial_port *port_calls::port_at(const request &asked, int descriptor) const {
     serial_port *port = numbers.has(descriptor) ? find_opened(asked, descriptor) : nullptr;
-    return port != nullptr && !port->is_served_by_terminal() ? port : nullptr;
+    return port != nullptr && is_served_by_line(*port, descriptor) ? port : nullptr;
+}
+
+bool port_calls::is_served_by_line(const serial_port &port, int descriptor) const {
+    return descriptor >= numbers.first || !port.is_served_by_terminal();
+}
+
+port_calls::port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
+    : numbers(port_numbers), ports(std::move(all_ports)) {
+    for (serial_port *port : ports)
+        port->numbers = numbers;
+}
+
+void port_calls::note_changed_descriptors() {
+    may_have_changed = true;
+    remembered.clear();
+    for (serial_port *port : ports)
+        if (port->is_served_by_terminal())
+            port->forget_users();
 }
 
 bool port_calls::watch_nodes() {
@@ -190,6 +210,8 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     look_at_nodes(false);
     if (port->is_served_by_terminal())
         port->look_at_node();
+    if (kind == call_kind::dup || kind == call_kind::fcntl)
+        port->forget_users();
     switch (kind) {
     case call_kind::dup:
         return copy(asked, 0, false);
@@ -198,10 +220,10 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
                     asked.arguments[1] == F_DUPFD_CLOEXEC);
     case call_kind::dup2:
         if (!numbers.has(static_cast<int>(asked.arguments[1])))
-            port->serve_terminal();
+            port->serve_terminal(static_cast<int>(asked.arguments[1]));
         return false;
     default:
-        if (port->is_served_by_terminal() && is_left_to_terminal(asked, kind))
+        if (!is_served_by_line(*port, asked.descriptor()) && is_left_to_terminal(asked, kind))
             return false;
         held.take(make_transfer(asked, kind, *port));
         return true;

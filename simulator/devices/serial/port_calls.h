@@ -5,9 +5,10 @@
 // number, or as 0, 1 or 2 if the lowest free number is one of those. The filter stops these numbers
 // except 2, see stopped_calls.h. Copies by dup(2) and fcntl(2) get high numbers too. The filter
 // does not see reads and writes on a copy that dup2(2) makes at a low number, or on standard error.
-// The board answers its requests like those of any other descriptor. But from then until the port
-// is closed, all bytes of the port go through the terminal, at the speed of the line and with the
-// queues of a terminal.
+// The board answers its requests like those of any other descriptor. But the bytes of this copy go
+// through the terminal, at the speed of the line and with the queues of a terminal, as do those of
+// standard input and output (which a shell makes of such a copy) until the last low copy is closed.
+// High descriptors use the line as ever, and what arrives is theirs while one is open.
 //
 // The last close of a port waits for its output, see last_close.h, unless the terminal serves the
 // port, which then sends the rest while it counts as closing.
@@ -31,8 +32,7 @@
 namespace simulator {
 
 struct port_calls final : call_taker, event_source {
-    port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
-        : numbers(port_numbers), ports(std::move(all_ports)) {}
+    port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers);
 
     // False after a message. The nodes of the ports are open.
     bool watch_nodes();
@@ -55,10 +55,7 @@ struct port_calls final : call_taker, event_source {
 
     // In the board's own time the scheduler says when descriptors may have changed their meaning or
     // may have been closed. Until then their meaning is remembered.
-    void note_changed_descriptors() {
-        may_have_changed = true;
-        remembered.clear();
-    }
+    void note_changed_descriptors();
     // Exits are stopped too: where no call has closed a port, its process was killed.
     void expect_exits() const;
     // Notices the last close of a port. `always`: also what a program outside the board's own time
@@ -78,6 +75,7 @@ struct port_calls final : call_taker, event_source {
 
 private:
     serial_port *port_of(const struct stat &node) const;
+    bool is_served_by_line(const serial_port &port, int descriptor) const;
     bool take_open(const request &asked, const opening &wanted);
     bool take_on_descriptor(const request &asked, call_kind kind);
     bool take_poll(const request &asked, call_kind kind);

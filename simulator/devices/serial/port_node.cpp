@@ -5,8 +5,20 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
 
 namespace simulator {
+
+namespace {
+
+size_t readable_bytes(const unique_fd &terminal) {
+    int count = 0;
+    (void)ioctl(terminal.get(), FIONREAD, &count); // every terminal knows it
+    return static_cast<size_t>(count);
+}
+
+} // namespace
 
 bool port_node::open(const std::string &wanted_path) {
     path = wanted_path;
@@ -27,6 +39,19 @@ bool port_node::watch(int epoll, uint32_t number) const {
 
 unique_fd port_node::open_slave(int flags) const {
     return unique_fd(::open(path.c_str(), flags | O_NOCTTY | O_CLOEXEC));
+}
+
+size_t port_node::untaken_bytes() const {
+    return readable_bytes(line.master);
+}
+
+size_t port_node::unread_bytes() const {
+    return readable_bytes(open_slave(O_RDWR | O_NONBLOCK));
+}
+
+void port_node::drop_unread() const {
+    const unique_fd slave = open_slave(O_RDWR | O_NONBLOCK);
+    (void)ioctl(slave.get(), TCFLSH, TCIFLUSH); // every terminal can
 }
 
 bool port_node::is_abandoned() const {

@@ -28,6 +28,11 @@ struct port_node {
     }
     // A new descriptor of the slave with the flags of open(2); none with errno set.
     unique_fd open_slave(int flags) const;
+    // The bytes in the terminal that the program has written and the board has not taken.
+    size_t untaken_bytes() const;
+    // Those that the program has not read, and their end.
+    size_t unread_bytes() const;
+    void drop_unread() const;
     // True if no process has the slave open any more.
     bool is_abandoned() const;
     // Adds the node to those that an epoll descriptor watches, under that number. It reports each

@@ -13,7 +13,7 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t POLLED = 4096;              // descriptors of one call at most
+constexpr uint32_t POLLED = 4096;            // descriptors of one call at most
 constexpr int SELECTED = 1024;               // FD_SETSIZE
 constexpr int64_t LONGEST_S = 1'000'000'000; // a longer time-out counts as none
 constexpr short ALWAYS = POLLERR | POLLHUP | POLLNVAL;
@@ -70,9 +70,11 @@ bool port_poll::has_port() const {
 }
 
 void port_poll::read_poll_set() {
-    std::vector<pollfd> polled(std::min(static_cast<size_t>(asked.arguments[1]), POLLED));
-    if (polled.empty() ||
-        !read_memory(asked, asked.arguments[0], polled.data(), polled.size() * sizeof(pollfd)))
+    const auto count = static_cast<uint32_t>(asked.arguments[1]);
+    std::vector<pollfd> polled(std::min(count, POLLED));
+    is_good = count <= POLLED && (count == 0 || read_memory(asked, asked.arguments[0],
+                                                            polled.data(), count * sizeof(pollfd)));
+    if (!is_good)
         return;
     for (const pollfd &each : polled)
         entries.push_back({each.fd, each.events, nullptr, {}});
@@ -80,12 +82,14 @@ void port_poll::read_poll_set() {
 
 void port_poll::read_select_set() {
     const int count = selected_count(asked);
+    is_good = static_cast<int>(asked.arguments[0]) >= 0;
     std::vector<short> wanted(static_cast<size_t>(count));
     for (const select_set &set : SELECT_SETS) {
         select_words words{};
         const uint64_t address = asked.arguments[set.argument];
-        if (address == 0 || !read_memory(asked, address, words.data(), set_bytes(count)))
+        if (address == 0 || count == 0)
             continue;
+        is_good = read_memory(asked, address, words.data(), set_bytes(count)) && is_good;
         for (int descriptor = 0; descriptor < count; descriptor++)
             if (has_member(words, descriptor))
                 wanted[static_cast<size_t>(descriptor)] |= set.wanted;
@@ -121,10 +125,17 @@ void port_poll::read_deadline() {
     std::array<int64_t, 2> time{};
     if (address == 0)
         return;
-    is_good = read_memory(asked, address, time.data(), sizeof time);
+    is_good =
+        read_memory(asked, address, time.data(), sizeof time) && has_good_parts(time) && is_good;
     const int64_t fraction_us = kind == call_kind::select ? time[1] : time[1] / NS_PER_US;
     if (time[0] < LONGEST_S)
         deadline_us = now_us() + time[0] * US_PER_SECOND + fraction_us;
+}
+
+// select(2) takes any number of microseconds.
+bool port_poll::has_good_parts(const std::array<int64_t, 2> &time) const {
+    const bool is_whole = kind == call_kind::select || time[1] < NS_PER_US * US_PER_SECOND;
+    return time[0] >= 0 && time[1] >= 0 && is_whole;
 }
 
 // ppoll has its address, pselect a structure with that.
@@ -157,7 +168,7 @@ void port_poll::look() {
 
 verdict port_poll::attempt() {
     if (!is_good)
-        return verdict::done(-EFAULT);
+        return verdict::passed_on(); // the kernel refuses it
     look();
     const bool is_found =
         std::ranges::any_of(entries, [](const entry &each) { return each.found != 0; });

@@ -10,6 +10,7 @@
 #include "simulator/requests/held_calls.h"
 #include "simulator/requests/stopped_calls.h"
 
+#include <array>
 #include <vector>
 
 namespace simulator {
@@ -49,6 +50,7 @@ private:
     void read_select_set();
     void find_ports();
     void read_deadline();
+    bool has_good_parts(const std::array<int64_t, 2> &time) const;
     void read_mask();
     void look();
     int64_t give_poll_set();
@@ -59,7 +61,7 @@ private:
     const call_kind kind;
     port_calls &ports;
     std::vector<entry> entries;
-    bool is_good = true;
+    bool is_good = true; // else the kernel refuses it
     int64_t deadline_us = NEVER;
     bool is_continued = false;    // the kernel makes it again after a stop
     std::optional<uint64_t> mask; // of signals, while the call waits

@@ -163,6 +163,8 @@ struct request_of_port final : port_call {
         if (!is_good)
             return verdict::done(-EFAULT);
         const line::outcome outcome = port.model.request(line_now(), call);
+        if (!outcome.is_waiting && outcome.result == 0)
+            port.apply_to_terminal(call);
         if (!outcome.is_waiting && outcome.result == 0 && shape->is_written &&
             !write_memory(asked, asked.ioctl_argument(), memory.data(), shape->argument_bytes))
             return verdict::done(-EFAULT);

@@ -9,6 +9,7 @@
 #include <asm/ioctls.h>
 #include <cstring>
 #include <fcntl.h>
+#include <utility>
 
 namespace simulator {
 
@@ -31,6 +32,7 @@ constexpr uint32_t STOPPED_PORT_IOCTLS[] = {
 };
 
 constexpr size_t GIVEN_BYTES = 4096;
+constexpr int64_t USERS_LOOK_US = 200'000; // in the machine's time, in which nothing reports exits
 constexpr uint32_t FASTEST_BPS =
     153600; // of an asynchronous port's speeds; without a code on a host
 
@@ -78,7 +80,9 @@ bool serial_port::open_nodes() {
 
 int64_t serial_port::wake_time_us() const {
     const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
-    return is_busy ? 0 : board_time_us(model.next_event_time());
+    const bool looks_again = !sees_exits && is_terminal_served && users && users->has_high;
+    const int64_t look_us = looks_again ? users_seen_us + USERS_LOOK_US : NEVER;
+    return is_busy ? 0 : std::min(look_us, board_time_us(model.next_event_time()));
 }
 
 void serial_port::wake(int64_t) {
@@ -113,9 +117,56 @@ void serial_port::count_descriptor(int flags) {
     has_one_way = has_one_way || (flags & O_ACCMODE) != O_RDWR;
 }
 
-void serial_port::serve_terminal() {
-    is_terminal_served = true;
-    give_to_node();
+void serial_port::serve_terminal(int descriptor) {
+    if (!std::exchange(is_low_copy_reported, true))
+        report("port %s is copied to descriptor %d: its reads and writes there go through a "
+               "terminal, whose queues hold more than those of the line, and which does not keep "
+               "frames apart",
+               name.c_str(), descriptor);
+    is_terminal_served = has_low_copy = true;
+    users = {.has_high = true, .has_low = true}; // the kernel is about to make the copy
+    users_seen_us = now_us();
+}
+
+void serial_port::forget_users() {
+    users.reset();
+    seen_changes = model.changes() - 1; // what waits may go to the terminal now
+}
+
+// What the terminal has is left to its readers before the line takes over.
+void serial_port::look_at_users() {
+    const bool is_fresh = sees_exits || now_us() < users_seen_us + USERS_LOOK_US;
+    if (users && is_fresh)
+        return;
+    users = users_of(node, numbers);
+    users_seen_us = now_us();
+    if (!has_low_copy || users->has_low || !unsent.empty() || node.unread_bytes() > 0)
+        return;
+    is_terminal_served = has_low_copy = false;
+}
+
+void serial_port::apply_to_terminal(line::request_call &answered) {
+    if (!is_terminal_served || !node.is_present())
+        return;
+    const uint32_t number = answered.number;
+    const bool flushes = number == TCFLSH;
+    if (number == TCSETSF || number == TCSETSF2 || (flushes && answered.value != TCOFLUSH))
+        node.drop_unread();
+    if (flushes && answered.value != TCIFLUSH) {
+        unsent.clear();
+        while (!take_written(node.line).empty()) {
+        }
+    }
+    if (number == TIOCOUTQ)
+        count_unsent(answered.argument);
+}
+
+// Adds what has not reached the queue of the line.
+void serial_port::count_unsent(std::span<uint8_t> count) const {
+    int32_t queued = 0;
+    memcpy(&queued, count.data(), sizeof queued);
+    queued += static_cast<int32_t>(node.untaken_bytes() + unsent.size());
+    memcpy(count.data(), &queued, sizeof queued);
 }
 
 void serial_port::look_at_node() {
@@ -123,6 +174,8 @@ void serial_port::look_at_node() {
         return;
     take_from_node();
     close_if_abandoned();
+    if (is_terminal_served && has_low_copy)
+        look_at_users();
 }
 
 // Takes as much as the line has room for. The rest waits in the terminal, and so does its writer.
@@ -156,6 +209,9 @@ void serial_port::send_rest() {
 void serial_port::give_to_node() {
     std::array<uint8_t, GIVEN_BYTES> bytes;
     while (!model.is_closing() && !is_read()) {
+        look_at_users();
+        if (!is_terminal_served || users->has_high)
+            return;
         line::read_call call{.bytes = bytes, .nonblocking = true};
         const int64_t count = model.read(line_now(), call).result;
         if (count <= 0)
@@ -181,7 +237,7 @@ bool serial_port::close_waits() {
 }
 
 void serial_port::close() {
-    is_terminal_served = has_one_way = false;
+    is_terminal_served = has_low_copy = has_one_way = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());
 }

@@ -3,11 +3,14 @@
 // brings them there. This is the device: its node, its end of the cable, its faults.
 //
 // The node is a pseudo-terminal. The last close of its slave closes the port. Bytes that appear on
-// it come from a descriptor that the filter does not see. The port sends them, and from then on
-// gives what arrives to the terminal.
+// it come from a descriptor that the filter does not see, a low one. The port sends them, and from
+// then on gives what arrives to the terminal, but only while no process has a high descriptor of
+// the port: that one reads and writes the line itself. The line serves all descriptors again when
+// the last low copy is closed.
 #pragma once
 
 #include "simulator/devices/device.h"
+#include "simulator/devices/serial/node_users.h"
 #include "simulator/devices/serial/port_node.h"
 #include "simulator/faults/direction_faults.h"
 #include "simulator/line/cable.h"
@@ -37,6 +40,7 @@ struct serial_port final : device {
     line::cable *joint = nullptr;         // none: nothing is plugged in
     std::string partner_name;             // of the port at the other end, for the fault "lines"
     bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
+    port_descriptors numbers{};           // on which the filter stops calls
     bool sees_exits = false; // in the board's own time: what closes without a call was killed
 
     bool is_synchronous() const {
@@ -61,12 +65,17 @@ struct serial_port final : device {
     bool was_opened_one_way() const {
         return has_one_way;
     }
-    // The program has a copy that the filter does not see: from now on the terminal carries the
-    // bytes.
-    void serve_terminal();
+    // The program gets a copy under a number that the filter does not see: the terminal carries the
+    // copy's bytes. The first such copy is reported.
+    void serve_terminal(int descriptor);
+    // True if the terminal carries the bytes of descriptors 0, 1 and of low ones.
     bool is_served_by_terminal() const {
         return is_terminal_served;
     }
+    // The program may have opened, copied or closed descriptors of the port.
+    void forget_users();
+    // What a request that the line has answered means for the bytes in the terminal.
+    void apply_to_terminal(line::request_call &answered);
     // Takes what was written to the terminal, and closes the port if no process has it open any
     // more.
     void look_at_node();
@@ -92,6 +101,8 @@ private:
     void take_from_node();
     void send_rest();
     void give_to_node();
+    void look_at_users();
+    void count_unsent(std::span<uint8_t> count) const;
     void close_if_abandoned();
     bool goes_away() const;
 
@@ -100,7 +111,11 @@ private:
     int descriptors = 0;                 // opened and not closed
     bool has_one_way = false;
     bool is_terminal_served = false;
-    std::vector<uint8_t> unsent; // from the terminal; the line has no room for it yet
+    bool has_low_copy = false; // the reason for that: the program was seen to make one
+    bool is_low_copy_reported = false;
+    std::vector<uint8_t> unsent;     // from the terminal; the line has no room for it yet
+    std::optional<node_users> users; // as last seen; none: they may have changed
+    int64_t users_seen_us = 0;
     uint64_t seen_changes = 0;
 };
 

@@ -3,6 +3,9 @@
 // requests never reach the kernel. For the requests see linux/spi/spidev.h. Their structures are
 // the same for 32-bit and for 64-bit callers.
 //
+// Only requests reach the device: reads and writes of the node act on the file, and the board says
+// so. The last close of the node sets the speed back to that of the start.
+//
 // The devices work in mode 2, with 8 bits a word, at 250000 Hz at most. With other settings both
 // ends take each bit one clock late. A controller starts in mode 0, at a clock that is too fast for
 // the devices. The call returns after the time that the message takes at its clock.
@@ -10,6 +13,7 @@
 
 #include "simulator/devices/device.h"
 #include "simulator/devices/fio/fio_module.h"
+#include "simulator/devices/spi/node_use.h"
 #include "simulator/devices/spi/spi_selection.h"
 
 #include <deque>
@@ -25,6 +29,8 @@ struct spi_device final : device {
     spi_device(std::string node_name, int module_type);
 
     bool open_nodes() override;
+    void add_polls(std::vector<pollfd> &polls) const override;
+    void ready(const pollfd &event) override;
     int64_t wake_time_us() const override;
     void wake(int64_t time_us) override;
     std::span<const uint32_t> stopped_ioctls() const override;
@@ -36,8 +42,8 @@ struct spi_device final : device {
 
 private:
     struct settings {
-        uint8_t mode = 0;
-        uint8_t word_bits = 8;
+        uint32_t mode = 0;
+        uint32_t word_bits = 8;
         uint32_t speed_hz = 10'000'000;
     };
     struct transfer {
@@ -55,6 +61,8 @@ private:
         int64_t due_us;
     };
 
+    void look_at_node();
+    void take_setting(const request &asked);
     void take_message(const request &asked);
     bool read_message(message &wanted, int &error) const;
     bool read_transfer(message &wanted, uint64_t address, int &error) const;
@@ -63,6 +71,7 @@ private:
     spi_bytes exchange(std::span<const uint8_t> sent, const settings &how);
 
     std::optional<fio_module> module; // none: a loopback
+    node_use use;
     dev_t file_system = 0;
     ino_t file = 0;
     settings present;

@@ -9,6 +9,7 @@ std::vector<character> sampler::take_back(int64_t now) {
         std::ranges::find_if(wave, [&](const character &passing) { return passing.start > now; });
     std::vector<character> taken(first, wave.end());
     wave.erase(first, wave.end());
+    low_stops -= std::ranges::count(taken, true, &character::low_stop);
     return taken;
 }
 
@@ -19,8 +20,8 @@ void sampler::end_break(int64_t now) {
 
 // Until a break begins.
 bool sampler::samples_as_sent(const character &passing) const {
-    return !awaiting_high && passing.start >= looking_from && agree(passing.format, format) &&
-           (breaks.empty() || passing.end <= breaks.front().from);
+    return !awaiting_high && !passing.low_stop && passing.start >= looking_from &&
+           agree(passing.format, format) && (breaks.empty() || passing.end <= breaks.front().from);
 }
 
 std::optional<received_character> sampler::next(int64_t now) {
@@ -35,15 +36,14 @@ std::optional<received_character> sampler::next(int64_t now) {
     looking_from = first.end;
     const auto used_bits = static_cast<uint8_t>((1U << format.data_bits) - 1);
     return received_character{.time = first.end,
-                              .data = static_cast<uint8_t>(first.data & used_bits),
-                              .framing_error = first.low_stop};
+                              .data = static_cast<uint8_t>(first.data & used_bits)};
 }
 
 int64_t sampler::time_of(size_t count) const {
     if (wave.empty() && breaks.empty())
         return NEVER;
     if (!wave.empty() && samples_as_sent(wave.front()))
-        return wave[breaks.empty() ? std::min(count, wave.size()) - 1 : 0].end;
+        return wave[are_all_alike() ? std::min(count, wave.size()) - 1 : 0].end;
     const int64_t from = awaiting_high ? first_at_level(true, looking_from) : looking_from;
     if (from == NEVER) // a break without an end yet
         return NEVER;
@@ -148,8 +148,10 @@ bool sampler::level_at(int64_t time) const {
 }
 
 void sampler::forget_until(int64_t time) {
-    while (!wave.empty() && wave.front().end <= time)
+    while (!wave.empty() && wave.front().end <= time) {
+        low_stops -= wave.front().low_stop ? 1 : 0;
         wave.pop_front();
+    }
     while (!breaks.empty() && breaks.front().until <= time)
         breaks.pop_front();
 }

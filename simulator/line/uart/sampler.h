@@ -1,10 +1,11 @@
 // The receiving half of a UART: turns the levels on the wire into characters.
 //
 // If both ends agree on speed and framing, the sampler need not look at single bits: it receives
-// what was sent, at the end of the last stop bit. If they disagree, or if the receiver starts in
-// the middle of a character, the sampler does what the chip does. It waits for a falling edge,
-// samples the middle of each bit by its own clock, and takes the samples as start bit, data, parity
-// and stop bit. The result is the garbage of a wrong speed, the same in every run.
+// what was sent, at the end of the last stop bit. If they disagree, if a stop bit is low, or if the
+// receiver starts in the middle of a character, the sampler does what the chip does. It waits for a
+// falling edge, samples the middle of each bit by its own clock, and takes the samples as start
+// bit, data, parity and stop bit. The result is the garbage of a wrong speed, the same in every
+// run.
 //
 // A low stop bit is a framing error; the chip takes it for the next start bit (16550 data sheet). A
 // character that is all low is a break: the sampler receives nothing more until the wire is high.
@@ -36,6 +37,7 @@ public:
     // previous one ends.
     void add(const character &passing) {
         wave.push_back(passing);
+        low_stops += passing.low_stop ? 1 : 0;
     }
     // The sender holds the wire low, whatever characters pass meanwhile.
     void begin_break(int64_t now) {
@@ -55,6 +57,10 @@ public:
 
 private:
     bool samples_as_sent(const character &passing) const;
+    // False if a later character on the wire may be sampled otherwise than the first.
+    bool are_all_alike() const {
+        return breaks.empty() && low_stops == 0;
+    }
     std::optional<received_character> sample(int64_t now);
     received_character read_bits(int64_t start) const;
     int64_t first_at_level(bool level, int64_t from) const;
@@ -72,6 +78,7 @@ private:
     line_format format;
     std::deque<character> wave;  // characters still needed for samples
     std::deque<low_time> breaks; // likewise
+    ptrdiff_t low_stops = 0;     // characters of the wave with a low stop bit
     int64_t looking_from = 0;    // searches for a start bit from this time on
     bool awaiting_high = false;  // after a break
 };

@@ -4,24 +4,38 @@
 #include "simulator/requests/request.h"
 #include "simulator/time/clock.h"
 
+#include <algorithm>
 #include <array>
-#include <optional>
+#include <cerrno>
 
 namespace simulator {
 
 using two_words = std::array<int64_t, 2>; // a timespec or a timeval
 
-constexpr int64_t LONGEST_S = 1'000'000'000; // a longer wait is as good as one without an end
+// A moment of the calendar is below it, and a longer wait is as good as one without an end: 3000
+// years.
+constexpr int64_t LONGEST_S = 100'000'000'000;
 
-// A timespec in microseconds, rounded up: nothing ends early. None if the caller has no such
-// memory.
-inline std::optional<int64_t> read_timespec(const request &asked, uint64_t address) {
+struct caller_time {
+    int64_t us = 0;
+    int error = 0; // EFAULT: the caller has no such memory; EINVAL: the kernel takes no such time
+};
+
+// A time of `units` (1000000 for a timeval, 1000000000 for a timespec: the parts of a second), in
+// microseconds, rounded up: nothing ends early.
+inline caller_time time_of(const two_words &words, int64_t units) {
+    const auto [seconds, part] = words;
+    if (seconds < 0 || part < 0 || part >= units)
+        return {.error = EINVAL};
+    const int64_t units_in_us = units / US_PER_SECOND;
+    return {std::min(seconds, LONGEST_S) * US_PER_SECOND + (part + units_in_us - 1) / units_in_us};
+}
+
+inline caller_time read_timespec(const request &asked, uint64_t address) {
     two_words words{};
     if (!read_memory(asked, address, words.data(), sizeof words))
-        return std::nullopt;
-    if (words[0] >= LONGEST_S)
-        return LONGEST_S * US_PER_SECOND;
-    return words[0] * US_PER_SECOND + (words[1] + NS_PER_US - 1) / NS_PER_US;
+        return {.error = EFAULT};
+    return time_of(words, NS_PER_US * US_PER_SECOND);
 }
 
 inline bool write_timespec(const request &asked, uint64_t address, int64_t time_us) {

@@ -13,10 +13,6 @@ namespace {
 
 constexpr unsigned long MEMORY_BYTES = 64UL << 20; // of the board
 
-bool is_calendar(clockid_t clock) {
-    return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE || clock == CLOCK_TAI;
-}
-
 void finish(const request &asked, bool is_good, int64_t value) {
     if (is_good)
         answer(asked, value);
@@ -25,8 +21,10 @@ void finish(const request &asked, bool is_good, int64_t value) {
 }
 
 void answer_clock_gettime(const request &asked) {
-    const bool of_calendar = is_calendar(static_cast<clockid_t>(asked.arguments[0]));
-    const int64_t time_us = of_calendar ? calendar_us() : now_us();
+    const board_clock clock = find_clock(static_cast<clockid_t>(asked.arguments[0]));
+    if (clock == board_clock::none)
+        return refuse(asked, EINVAL);
+    const int64_t time_us = clock == board_clock::calendar ? calendar_us() : now_us();
     finish(asked, write_timespec(asked, asked.arguments[1], time_us), 0);
 }
 
@@ -55,6 +53,31 @@ void answer_times(const request &asked) {
 }
 
 } // namespace
+
+board_clock find_clock(clockid_t clock) {
+    switch (clock) {
+    case CLOCK_REALTIME:
+    case CLOCK_REALTIME_COARSE:
+    case CLOCK_REALTIME_ALARM:
+    case CLOCK_TAI:
+        return board_clock::calendar;
+    case CLOCK_MONOTONIC:
+    case CLOCK_MONOTONIC_RAW:
+    case CLOCK_MONOTONIC_COARSE:
+    case CLOCK_BOOTTIME:
+    case CLOCK_BOOTTIME_ALARM:
+    case CLOCK_PROCESS_CPUTIME_ID:
+    case CLOCK_THREAD_CPUTIME_ID:
+        return board_clock::since_start;
+    default: // another process's or thread's processor time is negative, see clock_getcpuclockid(3)
+        return clock < 0 ? board_clock::since_start : board_clock::none;
+    }
+}
+
+bool has_timers(clockid_t clock) {
+    return clock != CLOCK_REALTIME_COARSE && clock != CLOCK_MONOTONIC_COARSE &&
+           clock != CLOCK_MONOTONIC_RAW;
+}
 
 void answer_clock(const request &asked) {
     switch (asked.call) {

@@ -44,9 +44,9 @@ struct futex_wait final : stopped_call {
           processes(table),
           others(all),
           seen_changes(table.changes) {
-        is_new = has_value(of, expected());
         if (of.arguments[3] != 0)
             read_end(of);
+        is_new = has_value(of, expected());
         others.waiting.push_back(this);
     }
     futex_wait(const futex_wait &) = delete;
@@ -56,6 +56,8 @@ struct futex_wait final : stopped_call {
     }
 
     verdict attempt() override {
+        if (error != 0)
+            return verdict::done(-error);
         if (!is_new)
             return verdict::done(-EAGAIN);
         // When a thread ends, the kernel writes the word and wakes whoever waits for it.
@@ -83,16 +85,18 @@ private:
     }
     // A duration for FUTEX_WAIT, a moment for FUTEX_WAIT_BITSET.
     void read_end(const request &of) {
-        const int64_t wanted = read_timespec(of, of.arguments[3]).value_or(0);
+        const auto wanted = read_timespec(of, of.arguments[3]);
+        error = wanted.error;
         const bool is_calendar = (of.arguments[1] & FUTEX_CLOCK_REALTIME) != 0;
-        end_us = operation_of(of) == FUTEX_WAIT ? now_us() + wanted
-                                                : end_of_wait_us(wanted, is_calendar);
+        end_us = operation_of(of) == FUTEX_WAIT ? now_us() + wanted.us
+                                                : end_of_wait_us(wanted.us, is_calendar);
     }
 
     const process_table &processes;
     futexes &others;
     uint64_t seen_changes;
-    bool is_new; // the word had the expected value
+    int error = 0; // of the time
+    bool is_new;   // the word had the expected value
     int64_t end_us = NEVER;
 };
 

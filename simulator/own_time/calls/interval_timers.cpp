@@ -1,10 +1,13 @@
 #include "simulator/own_time/calls/interval_timers.h"
 
+#include "simulator/own_time/calls/caller_times.h"
+
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <utility>
 
 namespace simulator {
 
@@ -12,8 +15,8 @@ namespace {
 
 using timer_words = std::array<int64_t, 4>; // struct itimerval: interval, value
 
-int64_t time_in(const timer_words &words, size_t at) {
-    return words[at] * US_PER_SECOND + words[at + 1];
+caller_time time_in(const timer_words &words, size_t at) {
+    return time_of({words[at], words[at + 1]}, US_PER_SECOND);
 }
 
 } // namespace
@@ -58,9 +61,11 @@ void interval_timers::answer_setitimer(const request &asked, timer &of) const {
         refuse(asked, EFAULT);
         return;
     }
+    const auto [period, first] = std::pair{time_in(wanted, 0), time_in(wanted, 2)};
+    if (period.error != 0 || first.error != 0)
+        return refuse(asked, EINVAL);
     const timer before = of;
-    const int64_t first_us = time_in(wanted, 2);
-    of = {first_us == 0 ? NEVER : now_us() + first_us, time_in(wanted, 0)};
+    of = {first.us == 0 ? NEVER : now_us() + first.us, period.us};
     if (report(asked, asked.arguments[2], before))
         answer(asked, 0);
     else

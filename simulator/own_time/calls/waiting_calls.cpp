@@ -1,6 +1,7 @@
 #include "simulator/own_time/calls/waiting_calls.h"
 
 #include "simulator/own_time/calls/caller_times.h"
+#include "simulator/own_time/calls/clock_calls.h"
 #include "simulator/requests/caller.h"
 
 #include <algorithm>
@@ -24,18 +25,22 @@ struct sleep_call final : stopped_call {
         rest_at = of.arguments[first + 1];
         is_moment = has_clock && (of.arguments[1] & TIMER_ABSTIME) != 0;
         const auto wanted = read_timespec(of, of.arguments[first]);
-        if (!wanted)
+        const auto id = has_clock ? static_cast<clockid_t>(of.arguments[0]) : CLOCK_MONOTONIC;
+        const board_clock clock = find_clock(id);
+        const bool can_sleep = has_timers(id) && id != CLOCK_THREAD_CPUTIME_ID;
+        error = clock == board_clock::none ? EINVAL : can_sleep ? wanted.error : EOPNOTSUPP;
+        if (error != 0)
             return;
-        const bool is_calendar = has_clock && of.arguments[0] == CLOCK_REALTIME;
-        end_us = is_moment ? end_of_wait_us(*wanted, is_calendar) : now_us() + *wanted;
+        end_us = is_moment ? end_of_wait_us(wanted.us, clock == board_clock::calendar)
+                           : now_us() + wanted.us;
         const int64_t continued_us = std::exchange(caller.continued_sleep_us, NEVER);
         if (continued_us != NEVER && !is_moment)
             end_us = continued_us;
     }
 
     verdict attempt() override {
-        if (end_us == NEVER)
-            return verdict::done(-EFAULT);
+        if (error != 0)
+            return verdict::done(-error);
         return now_us() >= end_us ? verdict::done(0) : verdict::blocked(end_us);
     }
     uint64_t changes() const override {
@@ -56,6 +61,7 @@ private:
     thread &caller;
     uint64_t rest_at;
     bool is_moment;
+    int error = 0;
     int64_t end_us = NEVER;
 };
 
@@ -65,16 +71,24 @@ struct wait_for_signal final : stopped_call {
         if (of.call == SYS_pause)
             return;
         uint64_t set = 0;
-        is_good = read_memory(of, of.arguments[0], &set, sizeof set);
-        mask = of.call == SYS_rt_sigtimedwait ? ~set : set; // the set is waited for, though blocked
-        if (of.call == SYS_rt_sigtimedwait && of.arguments[2] != 0)
-            end_us = now_us() + read_timespec(of, of.arguments[2]).value_or(0);
+        error = read_memory(of, of.arguments[0], &set, sizeof set) ? 0 : EFAULT;
+        if (of.call == SYS_rt_sigsuspend)
+            mask = set;
+        else
+            awaited = set;
+        if (of.call == SYS_rt_sigtimedwait && of.arguments[2] != 0) {
+            const auto longest = read_timespec(of, of.arguments[2]);
+            error = error != 0 ? error : longest.error;
+            end_us = now_us() + longest.us;
+        }
     }
 
     verdict attempt() override {
-        if (!is_good)
-            return verdict::done(-EFAULT);
-        return now_us() >= end_us ? verdict::done(-EAGAIN) : verdict::blocked(end_us);
+        if (error != 0)
+            return verdict::done(-error);
+        if (now_us() < end_us)
+            return verdict::blocked(end_us);
+        return is_interrupted(asked, mask, awaited) ? verdict::passed_on() : verdict::done(-EAGAIN);
     }
     uint64_t changes() const override {
         return 0;
@@ -85,10 +99,14 @@ struct wait_for_signal final : stopped_call {
     std::optional<uint64_t> blocked_signals() const override {
         return mask;
     }
+    uint64_t awaited_signals() const override {
+        return awaited;
+    }
 
 private:
-    bool is_good = true;
-    std::optional<uint64_t> mask;
+    int error = 0;
+    std::optional<uint64_t> mask; // of rt_sigsuspend
+    uint64_t awaited = 0;         // by rt_sigtimedwait
     int64_t end_us = NEVER;
 };
 
@@ -111,24 +129,29 @@ struct wait_for_child final : stopped_call {
           process(caller.owner->id),
           wanted(of.call == SYS_waitid ? wanted_by_waitid(of)
                                        : static_cast<pid_t>(of.arguments[0])),
-          options(static_cast<int>(of.arguments[of.call == SYS_waitid ? 3 : 2])),
+          options(of.call == SYS_waitid ? static_cast<int>(of.arguments[3])
+                                        : static_cast<int>(of.arguments[2]) | WEXITED),
           processes(table) {}
 
     verdict attempt() override {
         using children = process_table::children;
-        const children found = processes.look_for_children(process, wanted);
         const bool waits =
-            found == children::alive || (found == children::stopped && (options & WUNTRACED) == 0);
-        return waits && (options & WNOHANG) == 0 ? verdict::blocked(NEVER) : verdict::passed_on();
+            processes.look_for_children(process, wanted, options) == children::unchanged;
+        return waits && (options & WNOHANG) == 0 ? verdict::blocked(NEVER) : leave_to_kernel();
     }
     uint64_t changes() const override {
         return processes.changes;
     }
     verdict interrupt() override {
-        return verdict::passed_on();
+        return leave_to_kernel();
     }
 
 private:
+    verdict leave_to_kernel() {
+        processes.note_report(process, wanted, options);
+        return verdict::passed_on();
+    }
+
     const pid_t process;
     const pid_t wanted;
     const int options;

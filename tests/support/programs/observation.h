@@ -89,3 +89,17 @@ inline int stop_and_wait_for(pid_t child) {
     errno = WEXITSTATUS(status);
     return errno == 0 ? 0 : -1;
 }
+
+// In sleep_limits.cpp.
+void show_calendar_waits();
+void show_refusals();
+
+// In timer_waits.cpp.
+void show_posix_timers();
+void show_epolls();
+void show_priority_lock();
+
+// In signal_waits.cpp.
+void show_signal_waits();
+void show_reports();
+void show_adoption();

@@ -1,7 +1,9 @@
 // Makes every call that sleeps, on the cabled ports 1 and 2 of the board, and prints what it saw,
-// one line a fact. Times are in hundredths of a second, rounded. With the argument "epoll",
-// "timer" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
+// one line a fact. Times are in hundredths of a second, rounded. With the argument "semaphore",
+// "profile" or "timerfd" it makes one sleep that the board's own time does not know. With "spin" it
 // reads the time until two milliseconds have passed, itself and in a child, and prints how often.
+// With "kernel" it waits in ways that an emulator does not hand to the kernel. With "spawn" and a
+// program it starts the program and waits for its end.
 
 #include <array>
 #include <cerrno>
@@ -16,9 +18,10 @@
 #include <functional>
 #include <mutex>
 #include <poll.h>
+#include <spawn.h>
 #include <string_view>
-#include <sys/epoll.h>
 #include <sys/select.h>
+#include <sys/sem.h>
 #include <sys/time.h>
 #include <sys/timerfd.h>
 #include <sys/wait.h>
@@ -185,6 +188,11 @@ void show_threads() {
         _exit(1);
     }
     show("program started beside a thread", [] { return wait(nullptr); });
+    if (fork() == 0) {
+        std::thread([] { (void)execlp("sleep", "sleep", "0.1", nullptr); }).join();
+        _exit(1);
+    }
+    show("program started by a second thread", [] { return wait(nullptr); });
 }
 
 int open_port(const char *name) {
@@ -244,24 +252,34 @@ void show_spins() {
     (void)wait(nullptr);
 }
 
+void show_start(char *program) {
+    std::array<char *, 2> arguments = {program, nullptr};
+    pid_t started = 0;
+    show(
+        "start",
+        [&] {
+            return -posix_spawn(&started, program, nullptr, nullptr, arguments.data(), nullptr);
+        });
+    show("its end", [] { return wait(nullptr); });
+}
+
 // Returns 0 if it has slept.
 int sleep_unknown(std::string_view how) {
-    const itimerspec soon = {{}, span_of(20)};
-    if (how == "epoll") {
-        epoll_event none{};
-        return epoll_wait(epoll_create1(0), &none, 1, 20);
+    const timespec span = span_of(20);
+    if (how == "semaphore") {
+        const int semaphore = semget(IPC_PRIVATE, 1, 0600);
+        sembuf take{0, -1, 0};
+        return semtimedop(semaphore, &take, 1, &span) != 0 && errno == EAGAIN ? 0 : 1;
     }
-    if (how == "timerfd") {
-        const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
-        uint64_t expired = 0;
-        (void)timerfd_settime(timer, 0, &soon, nullptr);
-        return read(timer, &expired, sizeof expired) == sizeof expired ? 0 : 1;
+    if (how == "profile") {
+        const itimerval timer{{}, {9, 0}};
+        return setitimer(ITIMER_PROF, &timer, nullptr);
     }
-    sigevent none{};
-    none.sigev_notify = SIGEV_NONE;
-    timer_t timer{};
-    (void)timer_create(CLOCK_MONOTONIC, &none, &timer);
-    return timer_settime(timer, 0, &soon, nullptr);
+    const itimerspec soon = {{}, span};
+    const int timer = timerfd_create(CLOCK_MONOTONIC, 0);
+    uint64_t expired = 0;
+    (void)timerfd_settime(timer, 0, &soon, nullptr);
+    return read(timer, &expired, sizeof expired) == sizeof expired ? 0 : 1;
 }
 
 } // namespace
@@ -269,6 +287,15 @@ int sleep_unknown(std::string_view how) {
 int main(int argc, char **arguments) {
     if (argc > 1 && arguments[1] == std::string_view("spin")) {
         show_spins();
+        return 0;
+    }
+    if (argc > 1 && arguments[1] == std::string_view("kernel")) {
+        show_priority_lock();
+        show_adoption();
+        return 0;
+    }
+    if (argc > 2) {
+        show_start(arguments[2]);
         return 0;
     }
     if (argc > 1)
@@ -281,6 +308,12 @@ int main(int argc, char **arguments) {
     show_children();
     show_threads();
     show_ports();
+    show_calendar_waits();
+    show_refusals();
+    show_signal_waits();
+    show_reports();
+    show_posix_timers();
+    show_epolls();
     show_stopped_polls();
     return 0;
 }
