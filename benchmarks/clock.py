@@ -59,8 +59,9 @@ def measure(build, job, seconds):
 
 
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    arguments.add_argument('build', help='folder of hk_board and hk_stress')
+    arguments = argparse.ArgumentParser(prog='./bench clock', usage='%(prog)s [--seconds N]',
+                                        description=__doc__.splitlines()[0])
+    arguments.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
     arguments.add_argument('--seconds', type=int, default=HOUR, help='on the board, for each job (3600)')
     given = arguments.parse_args()
     can_emulate = shutil.which(EMULATOR) and os.path.exists(POWERPC_PROGRAM)

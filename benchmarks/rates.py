@@ -75,8 +75,9 @@ def measure(build, clock, bps, seconds):
 
 
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument('build', help='folder of hk_board and hk_stress')
+    arguments = argparse.ArgumentParser(prog='./bench rates', usage='%(prog)s [--clock real|virtual] [--seconds N]',
+                                        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
     arguments.add_argument('--clock', choices=('real', 'virtual'), default='real')
     arguments.add_argument('--seconds', type=int, default=30, help='of each speed, at least 20 (30)')
     given = arguments.parse_args()

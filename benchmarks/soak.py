@@ -32,6 +32,7 @@ from soak_faults import (BOARD, LEAST_S, LEAST_WORK_S, LINES, PERIOD_S, PLAN, RE
                          is_at_work)
 
 HOUR = 3600
+MOST_HOURS = 10000
 # The tests that load the machine most work 10 s in 100, for an hour of them costs ten minutes each: -D,
 # -Y, and the loopback -S4. -M works all the time.
 WORKLOAD = ('(sleep 5; "$HK_CTL" hold 7; "$HK_CTL" release M; while sleep 85; do "$HK_CTL" release Y D 7; '
@@ -162,25 +163,42 @@ def print_table(faults, strikes):
     return verdicts
 
 
+def hours(text):
+    """A type of argparse, which names it in its messages."""
+    number = float(text)
+    if not LEAST_S <= number * HOUR <= MOST_HOURS * HOUR:
+        raise argparse.ArgumentTypeError(f'{text} hours: {LEAST_S / HOUR:.2f} to {MOST_HOURS} are possible')
+    return number
+
+
+def pause(text):
+    number = float(text)
+    if not 0 < number < MOST_HOURS * HOUR:
+        raise argparse.ArgumentTypeError(f'{text}: a mean time above 0 s')
+    return number
+
+
 def arguments():
-    given = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    given.add_argument('build', help='folder of hk_board, hk_stress, hk_ctl and hk_results')
-    given.add_argument('hours', type=float, help='of the board\'s own time')
+    given = argparse.ArgumentParser(prog='./bench soak', usage='%(prog)s HOURS [--seed N] [--every SECONDS] '
+                                    '[--work SECONDS]', description=__doc__.splitlines()[0])
+    given.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
+    given.add_argument('hours', type=hours, help='of the board\'s own time')
     given.add_argument('--seed', type=int, default=1, help='of the faults (1)')
-    given.add_argument('--every', type=float, default=60,
+    given.add_argument('--every', type=pause, default=60,
                        help='mean seconds without a fault at one place, beside the gap (60)')
     given.add_argument('--work', type=int, default=PERIOD_S,
                        help=f'seconds of each {PERIOD_S} that the tests work, {LEAST_WORK_S} at least ({PERIOD_S})')
-    return given.parse_args()
+    chosen = given.parse_args()
+    if not LEAST_WORK_S <= chosen.work <= PERIOD_S:
+        given.error(f'--work {chosen.work}: between {LEAST_WORK_S} and {PERIOD_S}')
+    if chosen.work < PERIOD_S and chosen.hours * HOUR % PERIOD_S != 0:
+        given.error(f'{chosen.hours:g} hours: with --work only whole half hours, at whose end the tests work')
+    return chosen
 
 
 def main():
     given = arguments()
-    if not LEAST_WORK_S <= given.work <= PERIOD_S:
-        sys.exit(f'soak.py: --work {given.work}: between {LEAST_WORK_S} and {PERIOD_S}')
     seconds = int(given.hours * HOUR)
-    if seconds < LEAST_S:
-        sys.exit(f'soak.py: {given.hours:g} hours: a run has at least {LEAST_S} s, 0.03 hours')
     log = f'{given.build}/soak-{given.seed}.log'
     faults = drawn_faults(seconds, given.every, given.work, given.seed)
     began = time.monotonic()
@@ -195,7 +213,8 @@ def main():
     for finding in findings:
         print(f'finding: {finding}')
     is_good = not findings and not any(verdict.isupper() for verdict in verdicts)
-    print(f'{seconds} s on the board in {real:.0f} s at a load of {os.getloadavg()[1]:.0f}, '
+    worked = seconds * given.work / PERIOD_S / HOUR * 60
+    print(f'{given.hours:g} h on the board, the tests worked {worked:.0f} min; {real:.0f} s at a load of {os.getloadavg()[1]:.0f}, '
           f'log of {os.path.getsize(log) / 1e6:.1f} MB: {log}')
     print(f'{"PASS" if is_good else "FAIL"}: {len(faults)} faults; '
           + ', '.join(f'{number} {verdict}' for verdict, number in sorted(verdicts.items()))

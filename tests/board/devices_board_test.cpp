@@ -29,7 +29,8 @@ size_t occurrences(const std::string &text, const std::string &part) {
     return found;
 }
 
-// Shows what the standard descriptors of the program are once its LED is open.
+// Shows what the standard descriptors of the program are once its LED is open. In the board's own
+// time the kernel shows the LED as a terminal.
 constexpr char SHOW_DESCRIPTORS[] = "(until readlink /proc/$$/fd/* | grep -q cpuactive; do :; done;"
                                     " readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2) & ";
 
@@ -44,7 +45,7 @@ TEST(StandardDescriptors, that_are_closed_are_never_a_device_s) {
         SCOPED_TRACE(c.closed);
         board_run run =
             stress_from(std::string(SHOW_DESCRIPTORS) + "exec \"$@\" </dev/zero " + c.closed,
-                        {"--loop", "5s"}, {"-d1", "-z", "-h", "-E55"});
+                        {"--clock", "real", "--loop", "5s"}, {"-d1", "-z", "-h", "-E55"});
         EXPECT_TRUE(run.wait_until([&] {
             return occurrences(run.output, "/dev/null\n") == c.count;
         })) << run.output;
@@ -54,8 +55,7 @@ TEST(StandardDescriptors, that_are_closed_are_never_a_device_s) {
 }
 
 TEST(SystemLog, that_is_not_there_changes_nothing_but_the_log) {
-    board_run run = stress_from("rm /dev/log; exec \"$@\"", {"--clock", "virtual", "--port", "2"},
-                                {"-d1", "-P2", "-P7"});
+    board_run run = stress_from("rm /dev/log; exec \"$@\"", {"--port", "2"}, {"-d1", "-P2", "-P7"});
     // Only the LED shows how far it is: a second after the first alarm both tests are under way.
     ASSERT_TRUE(run.wait_for_log("LED off") && run.wait_for_log("LED on"));
     for (int i = 0; i < 20; ++i)

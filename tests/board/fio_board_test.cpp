@@ -98,6 +98,7 @@ TEST(SpiMemory, is_not_read_while_the_test_is_held) {
 }
 
 TEST(SpiMemory, one_slow_pass_is_reported_and_ends_the_reads_of_an_eeprom) {
+    // The machine's time goes on while the process is stopped.
     board_run run =
         board_run::stress({"--clock", "real", "--eeprom", "good"}, {"-d1", "-l600", "-S2"});
     (void)lists_until(run, second_count_is_at_least{2});

@@ -9,14 +9,15 @@
 namespace {
 
 TEST(Release, lets_each_held_test_count) {
-    board_run run = on_board({}, "$stress -d1 -D -Y /r0/y -M /r0/a:/r0/b:0 & run=$!\n"
-                                 "until [ $($ctl show | grep -c ' held, pid') = 3 ]; do :; done\n"
-                                 "$ctl release files M dram; echo released $?\n"
-                                 "until_shown 'read_count *[1-9].*files read' $ctl show\n"
-                                 "until_shown 'read_count *[1-9].*reads' $ctl show\n"
-                                 "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
-                                 "$ctl stop --clean; echo stopped $?\n"
-                                 "wait $run; echo status $?; ls /r0; segments");
+    board_run run =
+        on_board({}, "$stress -d1 -D -Y /r0/y -M /r0/a:/r0/b:0 & run=$!\n"
+                     "until [ $($ctl show | grep -c ' held, pid') = 3 ]; do sleep 0.05; done\n"
+                     "$ctl release files M dram; echo released $?\n"
+                     "until_shown 'read_count *[1-9].*files read' $ctl show\n"
+                     "until_shown 'read_count *[1-9].*reads' $ctl show\n"
+                     "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
+                     "$ctl stop --clean; echo stopped $?\n"
+                     "wait $run; echo status $?; ls /r0; segments");
     EXPECT_EQ(run.finish(), 0);
     for (const char *part :
          {"released: 1 dram user\n", "released: 2 filesys opt\n", "released: 3 bbsram file_copy\n",
@@ -33,7 +34,7 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
                  "$ctl show | grep read_count > /r0/before\n"
                  "sleep 0.3; $ctl show | grep read_count | cmp - /r0/before && echo idle\n"
                  "$ctl release E; echo released $?\n"
-                 "while $ctl show | grep read_count | cmp -s - /r0/before; do :; done\n"
+                 "while $ctl show | grep read_count | cmp -s - /r0/before; do sleep 0.05; done\n"
                  "$ctl hold 2 7; echo wrong $?\n"
                  "$ctl stop; wait $run; $ctl log 2>&1; $ctl stop 2>&1; echo over $?");
     EXPECT_EQ(run.finish(), 0);
@@ -45,9 +46,10 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
 }
 
 TEST(Release, reports_a_test_that_holds_itself_again) {
-    board_run run = on_board({}, "$stress -d1 -D -F & run=$!\n" // no port 5s
-                                 "until [ $($ctl show | grep -c 'held, pid') = 3 ]; do :; done\n"
-                                 "$ctl release all 2>&1; echo released $?; $ctl stop; wait $run");
+    board_run run =
+        on_board({}, "$stress -d1 -D -F & run=$!\n" // no port 5s
+                     "until [ $($ctl show | grep -c 'held, pid') = 3 ]; do sleep 0.05; done\n"
+                     "$ctl release all 2>&1; echo released $?; $ctl stop; wait $run");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "released: 1 dram user\nhk_ctl: 2 FIOloop")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "released 1\n")) << run.output << run.errors;
@@ -56,7 +58,8 @@ TEST(Release, reports_a_test_that_holds_itself_again) {
 TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
     board_run run = on_board({"--cable", "2-8", "--loop", "5s"},
                              "$stress -d1 -l10 -E28 -h -E55 & run=$!\n"
-                             "until_shown 'sp5 loop.*running' $ctl show\n"
+                             // An emulator takes signals long before its program does.
+                             "until_shown 'sp5 loop.*running' $ctl show; sleep 1\n"
                              "$ctl stop --timeout 1 --clean; echo stopped $?\n"
                              "wait $run; echo status $?; left; segments");
     EXPECT_EQ(run.finish(), 0);
@@ -69,14 +72,13 @@ TEST(Stop, and_log_wait_for_a_run_that_still_starts_its_tests) {
     if (*HK_EMULATOR != '\0')
         GTEST_SKIP() << "the emulator handles signals from its own start";
     board_run run =
-        on_board({"--clock", "virtual"},
-                 "ms() { date +%s%3N; }; tenths() { echo $((($(ms) - start + 50) / 100)); }\n"
-                 "starting() { $stress -d1 $(printf ' -D%.0s' $(seq 20)) >/dev/null & run=$!\n"
-                 "until $ctl runs >/r0/runs 2>&1; do sleep 0.01; done; start=$(ms); }\n"
-                 "starting; $ctl log; echo log $? $(tenths); $ctl stop >&2; wait $run\n"
-                 "$ctl clean >&2\n"
-                 "starting; $ctl stop --timeout 0.1 2>&1 | sed \"s/$run/RUN/; /^end test/d\"\n"
-                 "tenths; left; segments");
+        on_board({}, "ms() { date +%s%3N; }; tenths() { echo $((($(ms) - start + 50) / 100)); }\n"
+                     "starting() { $stress -d1 $(printf ' -D%.0s' $(seq 20)) >/dev/null & run=$!\n"
+                     "until $ctl runs >/r0/runs 2>&1; do sleep 0.01; done; start=$(ms); }\n"
+                     "starting; $ctl log; echo log $? $(tenths); $ctl stop >&2; wait $run\n"
+                     "$ctl clean >&2\n"
+                     "starting; $ctl stop --timeout 0.1 2>&1 | sed \"s/$run/RUN/; /^end test/d\"\n"
+                     "tenths; left; segments");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "log 0 10\nhk_ctl: supervisor RUN takes no signals\n"
                           "run @RUN has not ended within 0.1 s\nend supervisor RUN\n"
@@ -89,7 +91,7 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
         on_board({"--loop", "2", "--loop", "3"},
                  "name=$(printf 'a\"\\\\\\377\\001\\303\\251')\n"
                  "$stress -I \"$name\" -E22 & one=$!; $stress -d1 -E33 & two=$!\n"
-                 "until [ $($ctl runs | grep -c ' running ') = 2 ]; do :; done\n"
+                 "until [ $($ctl runs | grep -c ' running ') = 2 ]; do sleep 0.05; done\n"
                  "until_shown 'sp2 loop' $ctl show @$one; until_shown 'sp3 loop' $ctl show $two\n"
                  "$ctl show; echo which $?; $ctl runs | head -n1\n"
                  "$ctl show $one --json | python3 -c 'import json, sys\n"
@@ -109,12 +111,11 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
 // The crossover has no ports: it ends at once, with errors in both of its records.
 TEST(Runs, counts_records_held_and_ended_tests_and_records_in_error) {
     board_run run =
-        on_board({"--clock", "virtual"},
-                 "$stress -d1 -D -D -D -D -E34 >/dev/null & run=$!\n"
-                 "until [ $($ctl show | grep -c ' held, pid') = 4 ]; do sleep 0.05; done\n"
-                 "until_shown '6 sp.*finished' $ctl show\n"
-                 "$ctl runs | awk 'NR == 2 { print $2, $5, $6, $7, $8 }'\n"
-                 "$ctl stop --timeout 0.1 >&2; wait $run; echo $?");
+        on_board({}, "$stress -d1 -D -D -D -D -E34 >/dev/null & run=$!\n"
+                     "until [ $($ctl show | grep -c ' held, pid') = 4 ]; do sleep 0.05; done\n"
+                     "until_shown '6 sp.*finished' $ctl show; sleep 1\n"
+                     "$ctl runs | awk 'NR == 2 { print $2, $5, $6, $7, $8 }'\n"
+                     "$ctl stop --timeout 0.1 >&2; wait $run; echo $?");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "running 6 4 1 2\n137\n") << run.errors;
 }
@@ -207,7 +208,7 @@ TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
 
 TEST(Watch, to_a_pipe_shows_each_look_until_its_times_or_the_run_are_over) {
     board_run run = on_board(
-        {"--clock", "virtual"},
+        {},
         "ms() { date +%s%3N; }; tenths() { echo $((($(ms) - start + 50) / 100)); }\n"
         "for end in '$ctl stop --clean' 'kill -KILL $run $test'\n"
         "do $stress -d1 -D >/dev/null & run=$!; until_shown held $ctl show\n"

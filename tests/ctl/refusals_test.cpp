@@ -39,7 +39,7 @@ TEST(Rights, of_a_user_who_may_not_end_the_run_or_remove_its_files_are_reported)
     if (*HK_EMULATOR != '\0')
         GTEST_SKIP() << "the emulator needs the signals";
     board_run run = on_board(
-        {"--clock", "virtual"},
+        {},
         "$stress -d1 -M /r0/a:/r0/b:0 >/dev/null & run=$!\n"
         "until_shown held $ctl show; "
         "test=$($ctl show | sed -n 's/.* pid \\([0-9]*\\),.*/\\1/p')\n"

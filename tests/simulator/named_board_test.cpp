@@ -43,7 +43,7 @@ TEST(NamedBoard, is_entered_with_its_own_files_and_processes_and_no_other_is) {
     printed.clear();
     EXPECT_EQ(enter(own_name("right"), "ls /dev/sp* /r0", printed), 0);
     EXPECT_EQ(printed, "/dev/sp3\n\n/r0:\n");
-    EXPECT_TRUE(right.log.empty());
+    EXPECT_EQ(right.notes(), "");
 }
 
 TEST(NamedBoard, serves_the_device_requests_of_a_visitor) {

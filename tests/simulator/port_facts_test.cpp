@@ -42,16 +42,16 @@ constexpr const char *MEASURED = "first open: 1 1 1 1 1 1\n"
                                  "last close by SIGTERM: 0 0\n";
 
 TEST(PortFacts, a_port_of_the_board_behaves_as_the_kernels_driver_does) {
-    board_run run = board_run::program({"--clock", "virtual", "--cable", "1-2"},
-                                       own_program(PORT_OBSERVER_PATH, {}));
+    board_run run = board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {}));
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, MEASURED);
 }
 
-// POLLIN is 1, POLLOUT 4, POLLNVAL 32. From poll(2), select(2) and signal(7).
+// POLLIN is 1, POLLOUT 4, POLLNVAL 32. From poll(2), select(2) and signal(7). In the machine's
+// time, where the kernel itself waits; own_time_test.cpp has the calls that wait in the board's.
 TEST(PortFacts, calls_wait_for_ports_and_other_files_at_once_and_until_a_signal_comes) {
-    board_run run =
-        board_run::program({"--cable", "1-2"}, own_program(PORT_OBSERVER_PATH, {"waits"}));
+    board_run run = board_run::program({"--clock", "real", "--cable", "1-2"},
+                                       own_program(PORT_OBSERVER_PATH, {"waits"}));
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "written before an exit: 96\n"
                           "nothing comes: poll 0 0 0, select 0 0 0\n"

@@ -110,13 +110,13 @@ pid_t child_of(pid_t parent) {
 
 board_run board_run::stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments) {
-    if (std::ranges::find(board_options, "--clock") == board_options.end())
-        board_options.insert(board_options.begin(), {"--clock", "virtual"});
     return program(std::move(board_options), own_program(HK_STRESS_PATH, arguments));
 }
 
 board_run board_run::program(std::vector<std::string> board_options,
                              std::vector<std::string> command) {
+    if (std::ranges::find(board_options, "--clock") == board_options.end())
+        board_options.insert(board_options.begin(), {"--clock", "virtual"});
     return board_run(whole_command(std::move(board_options), command));
 }
 
@@ -240,6 +240,15 @@ std::optional<std::vector<std::string>> board_run::next_list(size_t &from) const
             items.emplace();
     }
     return std::nullopt;
+}
+
+std::string board_run::notes() const {
+    std::string text;
+    for (const log_line &line : log)
+        if (line.ident == "board" && !line.text.starts_with("command: ") &&
+            !line.text.starts_with("hash "))
+            text += line.text + "\n";
+    return text;
 }
 
 std::vector<std::string> board_run::request_list() {

@@ -51,8 +51,10 @@ std::chrono::seconds wait_limit();
 
 class board_run {
 public:
-    // Runs hk_stress, under the emulator if the tests are for another processor. The board has its
-    // own time unless the options say otherwise.
+    // The board has its own time unless the options say otherwise. A case with "--clock real" says
+    // why; CONTRIBUTING.md lists them.
+
+    // Runs hk_stress, under the emulator if the tests are for another processor.
     static board_run stress(std::vector<std::string> board_options,
                             std::vector<std::string> arguments);
     // Runs any program of the machine.
@@ -90,6 +92,9 @@ public:
     pid_t board_id() const {
         return board;
     }
+
+    // What the board itself logged, a line each, without its command and its hash.
+    std::string notes() const;
 
     std::string output; // of the program, standard output
     std::string errors; // of the program and of the board, standard error
