@@ -67,8 +67,9 @@ TEST(NamedBoard, in_its_own_time_notices_the_signal_of_a_visitor) {
                                {"/bin/sh", "-c", "echo ready; exec sleep 1000"});
         ASSERT_TRUE(board.wait_for_output("ready"));
         std::string printed;
-        EXPECT_EQ(enter(own_name("own"), std::string("kill -") + signal + " 2", printed), 0);
-        EXPECT_EQ(board.finish(), status);
+        // The end of the board may end the visitor too: its own status says nothing.
+        (void)enter(own_name("own"), std::string("kill -") + signal + " 2", printed);
+        EXPECT_EQ(board.finish(), status) << printed;
     }
 }
 

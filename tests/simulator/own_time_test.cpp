@@ -295,6 +295,16 @@ TEST(OwnTime, reports_a_file_of_calls_that_could_not_be_written) {
     EXPECT_NE(run.errors.find("/dev/full lacks lines"), std::string::npos) << run.errors;
 }
 
+TEST(OwnTime, lists_the_calls_that_are_held_when_the_run_ends) {
+    const std::string calls = "/tmp/hk_held_" + std::to_string(getpid());
+    board_run run = board_run::program(
+        in_own_time({"--calls", calls, "--for", "1"}),
+        {"perl", "-e", "$SIG{TERM} = 'IGNORE'; select(undef, undef, undef, 100)"});
+    EXPECT_EQ(run.finish(), 124) << run.errors;
+    EXPECT_EQ(system(("tail -n 1 " + calls + " | grep -q ' = ? <6.0'").c_str()), 0);
+    unlink(calls.c_str());
+}
+
 // Ending takes the machine's time, in which the five seconds of the board's own could pass.
 TEST(OwnTime, stands_still_while_a_program_that_the_end_of_the_run_has_killed_is_ending) {
     board_run run = board_run::program(in_own_time({"--for", "1"}), {"sleep", "9"});
