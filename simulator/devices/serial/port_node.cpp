@@ -3,10 +3,10 @@
 #include "simulator/base/message.h"
 #include "simulator/time/event_loop.h"
 
+#include <asm/termbits.h>
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 
 namespace simulator {
 

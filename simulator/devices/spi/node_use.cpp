@@ -13,14 +13,14 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t EVENT_BYTES = 4096;
+constexpr size_t USE_EVENT_BYTES = 4096;
 // The kernel reports a close shortly before it is complete: longer than any takes.
 constexpr int64_t LOOK_AGAIN_US = 1000;
 constexpr int LOOKS = 5;
 
 // A file's own events have no name, so each has the size of the structure.
 uint32_t all_events(int happenings) {
-    std::array<char, EVENT_BYTES> events;
+    std::array<char, USE_EVENT_BYTES> events;
     uint32_t mask = 0;
     for (ssize_t bytes = 0; (bytes = read(happenings, events.data(), events.size())) > 0;)
         for (size_t at = 0; at < static_cast<size_t>(bytes); at += sizeof(inotify_event)) {

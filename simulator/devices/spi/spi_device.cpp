@@ -38,7 +38,7 @@ constexpr auto STOPPED_SPI_IOCTLS = [] {
 static_assert(message_request(3) == SPI_IOC_MESSAGE(3));
 
 constexpr int INVERTING_TYPE = 219; // see fio_module::read_inputs
-constexpr uint8_t WORD_BITS = 8;
+constexpr uint8_t SPI_WORD_BITS = 8;
 constexpr uint32_t SPEED_HZ_MAX = 250'000;
 constexpr size_t MESSAGE_BYTES_MAX = 4096; // as spidev's own buffer
 
@@ -142,7 +142,7 @@ void spi_device::take_setting(const request &asked) {
     settings wanted = present;
     switch (asked.ioctl_number()) {
     case SPI_IOC_WR_BITS_PER_WORD:
-        wanted.word_bits = *value != 0 ? *value : WORD_BITS;
+        wanted.word_bits = *value != 0 ? *value : SPI_WORD_BITS;
         break;
     case SPI_IOC_WR_MAX_SPEED_HZ:
         wanted.speed_hz = *value;
@@ -232,7 +232,7 @@ void spi_device::carry_out(message &wanted) {
 spi_bytes spi_device::exchange(std::span<const uint8_t> sent, const settings &how) {
     fio_module *plugged = module ? &*module : nullptr;
     const bool agrees =
-        how.mode == SPI_MODE_2 && how.word_bits == WORD_BITS && how.speed_hz <= SPEED_HZ_MAX;
+        how.mode == SPI_MODE_2 && how.word_bits == SPI_WORD_BITS && how.speed_hz <= SPEED_HZ_MAX;
     if (agrees)
         return selection.shift(sent, plugged, how.speed_hz);
     return one_bit_late(selection.shift(one_bit_late(sent), plugged, how.speed_hz));
