@@ -14,7 +14,7 @@ namespace simulator {
 
 namespace {
 
-using timer_words = std::array<two_words, 2>; // struct itimerspec: interval, value
+using timer_spec = std::array<two_words, 2>; // struct itimerspec: interval, value
 
 bool is_good(const sigevent &event) {
     const bool has_signal = event.sigev_signo > 0 && event.sigev_signo <= SIGRTMAX;
@@ -75,7 +75,7 @@ void posix_timers::create(const request &asked, pid_t process) {
 }
 
 void posix_timers::set(const request &asked, timer &of) {
-    timer_words wanted{};
+    timer_spec wanted{};
     if (asked.arguments[2] == 0)
         return refuse(asked, EINVAL);
     if (!read_memory(asked, asked.arguments[2], wanted.data(), sizeof wanted))
@@ -95,7 +95,7 @@ void posix_timers::set(const request &asked, timer &of) {
 }
 
 bool posix_timers::report(const request &asked, uint64_t address, const timer &of) {
-    const timer_words words = {timespec_of(of.period_us), timespec_of(left_us(of.due_us))};
+    const timer_spec words = {timespec_of(of.period_us), timespec_of(left_us(of.due_us))};
     return address == 0 || write_memory(asked, address, words.data(), sizeof words);
 }
 
