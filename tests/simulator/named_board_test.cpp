@@ -1,6 +1,8 @@
 // Boards with a name: entering one that runs, and keeping two apart.
 #include <csignal>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "tests/support/board_run.h"
@@ -12,7 +14,9 @@ std::string own_name(const char *name) {
     return name + std::to_string(getpid());
 }
 
+// In the machine's time, in which its visitors are: its own would pass at once.
 board_run waiting_board(std::vector<std::string> options) {
+    options.insert(options.begin(), {"--clock", "real"});
     return board_run::program(std::move(options),
                               {"/bin/sh", "-c", "echo ready; while :; do sleep 1000; done"});
 }
@@ -79,8 +83,13 @@ TEST(NamedBoard, name_is_refused_while_it_is_taken_and_free_after_a_kill) {
     board_run second = waiting_board({"--name", own_name("one")});
     EXPECT_EQ(second.finish(), 2);
     EXPECT_NE(second.errors.find("a board of that name is running"), std::string::npos);
+    // The process inside ends after the outer one, and has the name until then.
+    const unique_fd inside(
+        static_cast<int>(syscall(SYS_pidfd_open, child_of(first.board_id()), 0)));
     first.signal(SIGKILL);
     EXPECT_EQ(first.finish(), 128 + SIGKILL);
+    pollfd end{inside.get(), POLLIN, 0};
+    ASSERT_EQ(poll(&end, 1, static_cast<int>(wait_limit() / std::chrono::milliseconds(1))), 1);
     std::string printed;
     EXPECT_EQ(enter(own_name("one"), "true", printed), 2);
     EXPECT_NE(printed.find("no board of that name is running"), std::string::npos);
