@@ -52,7 +52,7 @@ void end_restartable_sequences() {
 // The listener is the scheduler's: it takes the calls one by one.
 std::vector<event_source *> sources_of(scheduler &time, const request_channel &requests,
                                        std::span<event_source *const> sources) {
-    std::vector<event_source *> all = {&time, &time.timers, &time.more_timers};
+    std::vector<event_source *> all = {&time, &time.timers, &time.created_timers};
     std::ranges::remove_copy(sources, std::back_inserter(all), &requests);
     return all;
 }

@@ -71,7 +71,7 @@ void scheduler::add_program(pid_t id, int listener) {
 }
 
 void scheduler::step() {
-    if (timers.has_sent || more_timers.has_sent)
+    if (timers.has_sent || created_timers.has_sent)
         note_signal();
     if (has_signal)
         look_for_signals();
@@ -186,7 +186,7 @@ void scheduler::begin_program(const thread &of) {
         return;
     if (!clock.replace_functions(of.id))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
-    more_timers.forget(of.owner->id);
+    created_timers.forget(of.owner->id);
     free_vfork_parent(*of.owner);
 }
 
@@ -217,36 +217,48 @@ void scheduler::carry_out(thread &of, const timed_call &row) {
             note_unknown("setitimer of processor time");
         return timers.take(of.asked, of.owner->id);
     case timed_kind::posix_timer:
-        return more_timers.take(of.asked, of.owner->id);
+        return created_timers.take(of.asked, of.owner->id);
     case timed_kind::yield:
         return yield(of);
+    case timed_kind::epoll:
+        note_mask(of.asked);
+        return calls.held.take(make_epoll_wait(of.asked));
+    case timed_kind::futex:
+        if (!futex_waits.take(of.asked, of, processes, calls.held))
+            pass_on(of.asked);
+        return;
+    default:
+        return let_kernel_carry_out(of, row);
+    }
+}
+
+// In the end: the board may make it wait first, or answer it after all.
+void scheduler::let_kernel_carry_out(thread &of, const timed_call &row) {
+    switch (row.kind) {
     case timed_kind::work:
         if (!clock.take_mapping(of.asked))
             do_work(of);
         return;
     case timed_kind::poll_with_mask:
-        if (gives_mask(of.asked))
-            has_signal = true; // one that only the mask lets through may be there already
+        note_mask(of.asked);
         return requests.hand_over(of.asked);
-    case timed_kind::epoll:
-        has_signal = has_signal || gives_mask(of.asked); // as for poll_with_mask
-        return calls.held.take(make_epoll_wait(of.asked));
     case timed_kind::poll:
     case timed_kind::birth:
     case timed_kind::close:
     case timed_kind::execute:
     case timed_kind::end:
         return requests.hand_over(of.asked);
-    case timed_kind::futex:
-        if (!futex_waits.take(of.asked, of, processes, calls.held))
-            pass_on(of.asked);
-        return;
     case timed_kind::not_modelled:
         note_unknown(row.name);
         return pass_on(of.asked);
     default:
         return pass_on(of.asked);
     }
+}
+
+// A signal that only the mask of a wait lets through may be there already.
+void scheduler::note_mask(const request &asked) {
+    has_signal = has_signal || gives_mask(asked);
 }
 
 // Before an open a memory gets its node ready, since the last close was seen by the kernel
@@ -292,7 +304,7 @@ void scheduler::keep(const request &asked, const response &given) {
 // The signals that threads in held calls would notice. Of one process a single thread has a signal:
 // the others are looked at when that one has taken it.
 void scheduler::look_for_signals() {
-    has_signal = timers.has_sent = more_timers.has_sent = false;
+    has_signal = timers.has_sent = created_timers.has_sent = false;
     const process *last = nullptr;
     for (const auto &[id, each] : processes.threads) {
         if (each->now != thread::state::held || each->is_untaken)

@@ -77,7 +77,7 @@ struct scheduler final : event_source, response_keeper {
     std::vector<event_source *> watched;  // those of them that are looked at before each jump
     std::vector<event_source *> memories; // those of them that make an open wait
     interval_timers timers;
-    posix_timers more_timers;
+    posix_timers created_timers;
     call_log log; // not open without --calls
     work_costs costs;
     double speed = 0;                 // times the machine's; 0: as fast as it can
@@ -116,6 +116,8 @@ private:
     void allow_clock_reads(const thread &of, timed_kind left_to_kernel);
     void take_call(thread &of);
     void carry_out(thread &of, const timed_call &row);
+    void let_kernel_carry_out(thread &of, const timed_call &row);
+    void note_mask(const request &asked);
     void begin_program(const thread &of);
     void do_work(thread &of);
     void yield(thread &of);

@@ -19,42 +19,23 @@ caller_time time_in(const timer_words &words, size_t at) {
     return time_of({words[at], words[at + 1]}, US_PER_SECOND);
 }
 
-} // namespace
-
-void interval_timers::take(const request &asked, pid_t process) {
-    if (asked.call != SYS_alarm && asked.arguments[0] != ITIMER_REAL) {
-        pass_on(asked);
-        return;
-    }
-    timer &wanted = timers[process];
-    if (asked.call == SYS_alarm)
-        answer_alarm(asked, wanted);
-    else if (asked.call == SYS_setitimer)
-        answer_setitimer(asked, wanted);
-    else if (report(asked, asked.arguments[1], wanted))
-        answer(asked, 0);
-    else
-        refuse(asked, EFAULT);
-}
-
-void interval_timers::forget(pid_t process) {
-    timers.erase(process);
-}
-
-int64_t interval_timers::left_us(const timer &of) const {
-    return of.due_us == NEVER ? 0 : std::max<int64_t>(1, of.due_us - now_us());
+bool write_state(const request &asked, uint64_t address, const timer_state &of) {
+    const int64_t left = of.left_us();
+    const timer_words words = {of.period_us / US_PER_SECOND, of.period_us % US_PER_SECOND,
+                               left / US_PER_SECOND, left % US_PER_SECOND};
+    return address == 0 || write_memory(asked, address, words.data(), sizeof words);
 }
 
 // Returns the seconds that were left, rounded, and at least 1.
-void interval_timers::answer_alarm(const request &asked, timer &of) const {
-    const int64_t left = left_us(of);
+void answer_alarm(const request &asked, timer_state &of) {
+    const int64_t left = of.left_us();
     const auto seconds = static_cast<uint32_t>(asked.arguments[0]);
     of = {seconds == 0 ? NEVER : now_us() + seconds * US_PER_SECOND, 0};
     const int64_t rounded = (left + US_PER_SECOND / 2) / US_PER_SECOND;
     answer(asked, left == 0 ? 0 : std::max<int64_t>(1, rounded));
 }
 
-void interval_timers::answer_setitimer(const request &asked, timer &of) const {
+void answer_setitimer(const request &asked, timer_state &of) {
     timer_words wanted{};
     if (asked.arguments[1] != 0 &&
         !read_memory(asked, asked.arguments[1], wanted.data(), sizeof wanted)) {
@@ -64,26 +45,38 @@ void interval_timers::answer_setitimer(const request &asked, timer &of) const {
     const auto [period, first] = std::pair{time_in(wanted, 0), time_in(wanted, 2)};
     if (period.error != 0 || first.error != 0)
         return refuse(asked, EINVAL);
-    const timer before = of;
+    const timer_state before = of;
     of = {first.us == 0 ? NEVER : now_us() + first.us, period.us};
-    if (report(asked, asked.arguments[2], before))
+    if (write_state(asked, asked.arguments[2], before))
         answer(asked, 0);
     else
         refuse(asked, EFAULT);
 }
 
-bool interval_timers::report(const request &asked, uint64_t address, const timer &of) const {
-    const int64_t left = left_us(of);
-    const timer_words words = {of.period_us / US_PER_SECOND, of.period_us % US_PER_SECOND,
-                               left / US_PER_SECOND, left % US_PER_SECOND};
-    return address == 0 || write_memory(asked, address, words.data(), sizeof words);
+} // namespace
+
+void interval_timers::take(const request &asked, pid_t process) {
+    if (asked.call != SYS_alarm && asked.arguments[0] != ITIMER_REAL) {
+        pass_on(asked);
+        return;
+    }
+    timer_state &wanted = timers[process];
+    if (asked.call == SYS_alarm)
+        answer_alarm(asked, wanted);
+    else if (asked.call == SYS_setitimer)
+        answer_setitimer(asked, wanted);
+    else if (write_state(asked, asked.arguments[1], wanted))
+        answer(asked, 0);
+    else
+        refuse(asked, EFAULT);
+}
+
+void interval_timers::forget(pid_t process) {
+    timers.erase(process);
 }
 
 int64_t interval_timers::wake_time_us() const {
-    int64_t next = NEVER;
-    for (const auto &[id, each] : timers)
-        next = std::min(next, each.due_us);
-    return next;
+    return first_due_us(timers);
 }
 
 void interval_timers::wake(int64_t time_us) {

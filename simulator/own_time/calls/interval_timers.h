@@ -2,6 +2,7 @@
 // ITIMER_REAL. A process has one; execve(2) keeps it, fork(2) does not hand it on.
 #pragma once
 
+#include "simulator/own_time/calls/timer_state.h"
 #include "simulator/own_time/processes.h"
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
@@ -21,17 +22,7 @@ struct interval_timers final : event_source {
     void wake(int64_t time_us) override;
 
 private:
-    struct timer {
-        int64_t due_us = NEVER;
-        int64_t period_us = 0; // 0: it goes off once
-    };
-
-    int64_t left_us(const timer &of) const;
-    void answer_alarm(const request &asked, timer &of) const;
-    void answer_setitimer(const request &asked, timer &of) const;
-    bool report(const request &asked, uint64_t address, const timer &of) const;
-
-    std::map<pid_t, timer> timers;
+    std::map<pid_t, timer_state> timers;
 };
 
 } // namespace simulator

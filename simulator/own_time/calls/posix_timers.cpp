@@ -23,10 +23,6 @@ bool is_good(const sigevent &event) {
            ((how == SIGEV_SIGNAL || how == SIGEV_THREAD) && has_signal);
 }
 
-int64_t left_us(int64_t due_us) {
-    return due_us == NEVER ? 0 : std::max<int64_t>(1, due_us - now_us());
-}
-
 two_words timespec_of(int64_t time_us) {
     return {time_us / US_PER_SECOND, time_us % US_PER_SECOND * NS_PER_US};
 }
@@ -69,7 +65,9 @@ void posix_timers::create(const request &asked, pid_t process) {
         return refuse(asked, EOPNOTSUPP);
     if (!write_memory(asked, asked.arguments[2], &number, sizeof number))
         return refuse(asked, EFAULT);
-    timers[{process, number}] = {find_clock(clock) == board_clock::calendar, event};
+    timer &made = timers[{process, number}] = {};
+    made.is_of_calendar = find_clock(clock) == board_clock::calendar;
+    made.event = event;
     next_numbers[process]++;
     answer(asked, 0);
 }
@@ -95,7 +93,7 @@ void posix_timers::set(const request &asked, timer &of) {
 }
 
 bool posix_timers::report(const request &asked, uint64_t address, const timer &of) {
-    const timer_spec words = {timespec_of(of.period_us), timespec_of(left_us(of.due_us))};
+    const timer_spec words = {timespec_of(of.period_us), timespec_of(of.left_us())};
     return address == 0 || write_memory(asked, address, words.data(), sizeof words);
 }
 
@@ -105,10 +103,7 @@ void posix_timers::forget(pid_t process) {
 }
 
 int64_t posix_timers::wake_time_us() const {
-    int64_t next = NEVER;
-    for (const auto &[key, each] : timers)
-        next = std::min(next, each.due_us);
-    return next;
+    return first_due_us(timers);
 }
 
 void posix_timers::wake(int64_t time_us) {

@@ -2,6 +2,7 @@
 // hands them on. The board sends their signals, at its own time.
 #pragma once
 
+#include "simulator/own_time/calls/timer_state.h"
 #include "simulator/requests/request.h"
 #include "simulator/time/event_loop.h"
 
@@ -23,12 +24,10 @@ struct posix_timers final : event_source {
     void wake(int64_t time_us) override;
 
 private:
-    struct timer {
-        bool is_of_calendar;
-        sigevent event;
-        int64_t due_us = NEVER;
-        int64_t period_us = 0; // 0: it goes off once
-        int64_t overruns = 0;  // since its last signal
+    struct timer : timer_state {
+        bool is_of_calendar = false;
+        sigevent event{};
+        int64_t overruns = 0; // since its last signal
     };
     using timer_key = std::pair<pid_t, int>; // of a process, its number
 
