@@ -109,8 +109,9 @@ repeated_run::repeated_run(const std::vector<std::string> &words, const std::str
 }
 
 repeated_run::~repeated_run() {
-    if (id > 0)
-        (void)kill(id, SIGKILL);
+    if (id < 0)
+        return;
+    (void)kill(id, SIGKILL);
     (void)finish();
 }
 
