@@ -19,7 +19,7 @@ TEST(KeyScript, sends_letters_escapes_and_any_byte) {
 }
 
 constexpr const char *PANEL_COMMAND =
-    HK_BOARD_PATH " --panel -- " HK_EMULATOR " " HK_STRESS_PATH " -d1 -K";
+    HK_BOARD_PATH " --clock virtual --speed 1 --panel -- " HK_EMULATOR " " HK_STRESS_PATH " -d1 -K";
 
 TEST(PanelTerminal, is_keyboard_and_display_until_ctrl_c_and_gets_its_settings_back) {
     terminal_run run(PANEL_COMMAND);
