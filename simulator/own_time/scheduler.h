@@ -136,7 +136,8 @@ private:
 
     // Births and deaths.
     void find_children(thread &parent);
-    void admit(pid_t id, thread &parent);
+    void find_orphans(int listener);
+    void admit(pid_t id, int listener, pid_t vfork_parent);
     void end(thread &of);
     void bury(process &ended);
     void bury_killed();

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <csignal>
 #include <poll.h>
+#include <set>
 #include <sys/syscall.h>
+#include <unistd.h>
 #include <utility>
 
 namespace simulator {
@@ -16,6 +18,10 @@ namespace simulator {
 namespace {
 
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
+
+std::set<pid_t> as_set(const std::vector<pid_t> &numbers) {
+    return {numbers.begin(), numbers.end()};
+}
 
 } // namespace
 
@@ -162,20 +168,42 @@ void scheduler::adopt_strangers() {
 // After a call that makes a thread or a process: whatever is new has to be stopped in its first
 // call.
 void scheduler::find_children(thread &parent) {
+    if (parent.now == thread::state::gone) {
+        find_orphans(parent.listener);
+        return;
+    }
     forget_gone();
+    const pid_t vfork_parent = parent.now == thread::state::waits_for_child ? parent.id : 0;
     for (const pid_t id : threads_of_process(parent.owner->id))
         if (processes.find(id) == nullptr)
-            admit(id, parent);
+            admit(id, parent.listener, vfork_parent);
     for (const pid_t id : children_of_task(parent.id))
         if (processes.find_process(id) == nullptr)
-            admit(id, parent);
+            admit(id, parent.listener, vfork_parent);
 }
 
-void scheduler::admit(pid_t id, thread &parent) {
+// The parent has ended before its next call: its children are those of the board, or of another
+// thread or process of the program.
+void scheduler::find_orphans(int listener) {
+    std::set<pid_t> threads;
+    for (const auto &[id, each] : processes.processes)
+        if (!each->has_ended)
+            threads.merge(as_set(threads_of_process(id)));
+    std::set<pid_t> orphans = as_set(children_of_task(getpid()));
+    for (const pid_t id : threads)
+        orphans.merge(as_set(children_of_task(id)));
+    orphans.merge(threads);
+    for (const pid_t id : orphans)
+        if (processes.find(id) == nullptr && processes.find_process(id) == nullptr)
+            admit(id, listener, 0);
+}
+
+// `vfork_parent` is the thread that waits for the execve(2) of the new one; 0: none.
+void scheduler::admit(pid_t id, int listener, pid_t vfork_parent) {
     const family of = family_of_task(id);
-    thread &child = processes.add(id, parent.listener, of.process, of.parent);
-    if (parent.now == thread::state::waits_for_child)
-        child.owner->vfork_parent = parent.id;
+    thread &child = processes.add(id, listener, of.process, of.parent);
+    if (vfork_parent != 0)
+        child.owner->vfork_parent = vfork_parent;
     const auto arrived = std::ranges::find(strangers, id, &request::caller);
     if (arrived != strangers.end()) {
         const request asked = *arrived;

@@ -322,6 +322,18 @@ TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_endi
     }
 }
 
+// The parent's write is not stopped: it ends before its next stopped call.
+TEST(OwnTime, finds_the_child_of_a_parent_that_a_broken_pipe_ends) {
+    board_run run = board_run::program(
+        in_own_time({}), {"perl", "-e",
+                          "if (fork) { wait; sleep 5; exit $? >> 8 } pipe(R, W); close R; "
+                          "fork or exec 'sh', '-c', 'sleep 2; logger late'; syswrite W, 'x'"});
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    ASSERT_EQ(std::ranges::count(run.log, "late", &log_line::text), 1);
+    const auto late = std::ranges::find(run.log, "late", &log_line::text);
+    EXPECT_EQ(late->time_ms - run.log.front().time_ms, 2000);
+}
+
 // The board's time goes on while the program sleeps, so that one of the signals finds another
 // second.
 TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
