@@ -1,9 +1,13 @@
 // hk_ctl clean: removes what ended runs have left, and nothing of a run that goes on.
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <unistd.h>
 
 #include "ctl/commands/commands.h"
 #include "ctl/commands/ending.h"
@@ -20,8 +24,8 @@ void name_tests(const stress_run &run) {
         printf("would end test %d\n", static_cast<int>(test.pid));
 }
 
-bool clean_run(stress_run run, bool dry_run) {
-    const leftovers left = leftovers_of(run);
+bool clean_run(stress_run run, const std::vector<stress_run> &runs, bool dry_run) {
+    const leftovers left = leftovers_of(run, runs);
     if (dry_run) {
         name_tests(run);
     } else if (!run.test_processes.empty() && !end_what_is_left(run)) {
@@ -48,7 +52,19 @@ bool can_tell_files(const run_list &found) {
            std::none_of(found.denied.begin(), found.denied.end(), is_in_use);
 }
 
+bool can_be_searched(const std::string &folder) {
+    DIR *directory = opendir(folder.c_str());
+    if (directory == nullptr) {
+        complain("cannot search %s: %s", printable(folder).c_str(), strerror(errno));
+        return false;
+    }
+    (void)closedir(directory);
+    return true;
+}
+
 bool clean_folder(const std::string &folder, bool dry_run) {
+    if (!can_be_searched(folder))
+        return false;
     const run_list found = find_runs();
     if (can_tell_files(found))
         return remove_leftovers(leftovers_in(whole_path(folder), found.runs), dry_run);
@@ -64,9 +80,9 @@ int clean_up(const command_options &options, command_words words) {
     bool done = true;
     for (const stress_run &run : found.runs)
         if (run.has_lost_supervisor())
-            done = clean_run(run, options.dry_run) && done;
+            done = clean_run(run, found.runs, options.dry_run) && done;
     std::vector<std::string> folders(words.begin(), words.end());
-    if (folders.empty())
+    if (folders.empty() && access(FILE_STORE, F_OK) == 0)
         folders.emplace_back(FILE_STORE);
     for (const std::string &folder : folders)
         done = clean_folder(folder, options.dry_run) && done;

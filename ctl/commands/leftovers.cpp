@@ -126,24 +126,17 @@ std::vector<std::string> open_files(const process &test) {
     return paths;
 }
 
-void add_folder_of(const stress_run &run, const process &test, leftovers &found) {
-    const std::string folder = folder_of(test);
-    add_numbered(folder, found);
-    if (may_be_made_by(run, folder))
-        found.folders.push_back(folder);
+bool holds(const std::vector<std::string> &list, const std::string &text) {
+    return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-void add_open_files(const process &test, leftovers &found) {
-    for (const std::string &path : open_files(test))
-        if (is_copied_file(path) || is_empty_destination(path))
-            found.files.push_back(path);
-}
-
-// What the tests of running runs use.
-leftovers in_use(const std::vector<stress_run> &runs) {
+// What the tests of the runs use, but for those of `except`.
+leftovers in_use(const std::vector<stress_run> &runs, const stress_run *except) {
     leftovers used;
     for (const stress_run &run : runs)
         for (const process &test : run.test_processes) {
+            if (except != nullptr && run.memory.id == except->memory.id)
+                continue;
             used.folders.push_back(folder_of(test));
             for (const std::string &path : open_files(test))
                 used.files.push_back(path);
@@ -151,8 +144,20 @@ leftovers in_use(const std::vector<stress_run> &runs) {
     return used;
 }
 
-bool holds(const std::vector<std::string> &list, const std::string &text) {
-    return std::find(list.begin(), list.end(), text) != list.end();
+void add_folder_of(const stress_run &run, const process &test, const leftovers &used,
+                   leftovers &found) {
+    const std::string folder = folder_of(test);
+    if (holds(used.folders, folder))
+        return;
+    add_numbered(folder, found);
+    if (may_be_made_by(run, folder))
+        found.folders.push_back(folder);
+}
+
+void add_open_files(const process &test, const leftovers &used, leftovers &found) {
+    for (const std::string &path : open_files(test))
+        if (!holds(used.files, path) && (is_copied_file(path) || is_empty_destination(path)))
+            found.files.push_back(path);
 }
 
 void add_copied(const std::string &folder, leftovers &found) {
@@ -201,20 +206,21 @@ bool remove_folder(const std::string &folder, const leftovers &found, bool dry_r
 
 } // namespace
 
-leftovers leftovers_of(const stress_run &run) {
+leftovers leftovers_of(const stress_run &run, const std::vector<stress_run> &runs) {
+    const leftovers used = in_use(runs, &run);
     leftovers found;
     for (const process &test : run.test_processes) {
         const record_letter letter = letter_of(run, test.pid);
         if (letter == record_letter::FILESYSTEM)
-            add_folder_of(run, test, found);
+            add_folder_of(run, test, used, found);
         else if (letter == record_letter::FILE_COPY)
-            add_open_files(test, found);
+            add_open_files(test, used, found);
     }
     return found;
 }
 
 leftovers leftovers_in(const std::string &folder, const std::vector<stress_run> &runs) {
-    const leftovers used = in_use(runs);
+    const leftovers used = in_use(runs, nullptr);
     leftovers found;
     add_contents(folder, used, found);
     for (const std::string &name : names_in(folder)) {

@@ -13,8 +13,9 @@ struct leftovers {
     std::vector<std::string> folders; // removed if they are empty after that
 };
 
-// What the tests of a run have made, found by their working directories and open files.
-leftovers leftovers_of(const stress_run &run);
+// What the tests of a run have made, found by their working directories and open files, without
+// what the tests of the other runs work with. `runs` may contain the run itself.
+leftovers leftovers_of(const stress_run &run, const std::vector<stress_run> &runs);
 
 // Leftovers in a folder and its subfolders that belong to none of the runs that go on.
 leftovers leftovers_in(const std::string &folder, const std::vector<stress_run> &runs);

@@ -79,7 +79,7 @@ int stop_run(const command_options &options, command_words words) {
         complain("run @%d is over", static_cast<int>(run->supervisor_id()));
         return NOTHING_THERE;
     }
-    const leftovers left = leftovers_of(*run); // while its tests still run
+    const leftovers left = leftovers_of(*run, find_runs().runs); // while its tests still run
     if (!end_run(*run, options.timeout_ms)) {
         complain("run @%d: not all of it has ended", static_cast<int>(run->supervisor_id()));
         return SOMETHING_WRONG;

@@ -151,6 +151,23 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
     EXPECT_TRUE(shows(run, "18\ndead\nfile-0001\n1\n")) << run.output << run.errors;
 }
 
+TEST(Clean, leaves_what_a_running_run_works_with_in_the_same_folder) {
+    board_run run =
+        on_board({}, "plan='-d1 -Y /r0/files -M /r0/a:/r0/b:0'\n"
+                     "$stress $plan & dead=$!\n"
+                     "until_shown 'filecopy.*held' $ctl show $dead; kill -KILL $dead; wait $dead\n"
+                     "$stress $plan & live=$!\n"
+                     "until_shown 'filecopy.*held' $ctl show $live\n"
+                     "$ctl clean >/r0/log; echo clean $?; ls /r0/files | wc -l; ls /r0\n"
+                     "$ctl clean /r0/log /r0/none 2>&1; echo none $?\n"
+                     "$ctl stop $live --clean; ls /r0");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_TRUE(shows(run, "clean 0\n16\na\nb\nfiles\nlog\n")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "cannot search /r0/log")) << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "none 1\n")) << run.output << run.errors;
+    EXPECT_EQ(run.output.substr(run.output.size() - 4), "log\n") << run.output;
+}
+
 TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
     board_run run =
         on_board({}, "$stress -d1 -D -M /r0/a:/r0/b:0 & run=$!\n"
