@@ -229,9 +229,17 @@ bool has_complaint(const run_history &run, size_t index) {
            complaints_in(run, complaint::ODD_LENGTH) > 0;
 }
 
-bool has_given_up(const run_history &run, const TestRecord &record) {
-    return is_of(record, record_letter::SPI_DEVICE) && record.unit != 1 &&
-           complaints_in(run, complaint::EEPROM) > 0;
+// A list does not distinguish the eeprom from what the other tests of -S read but the datakey.
+// Alone the record is the eeprom's; beside others it is one that has not worked since the list
+// before.
+bool has_given_up(const run_history &run, const record_history &record) {
+    const auto may_be_eeprom = [](const record_history &each) {
+        return is_of(each.newest, record_letter::SPI_DEVICE) && each.newest.unit != 1;
+    };
+    if (!may_be_eeprom(record) || complaints_in(run, complaint::EEPROM) == 0)
+        return false;
+    return std::ranges::count_if(run.records, may_be_eeprom) == 1 ||
+           record.moved_at_ms < run.clock_ms;
 }
 
 std::vector<std::string> places_of(const run_history &run, size_t index) {

@@ -15,7 +15,7 @@ bool is_opened(const run_history &run, size_t index);
 bool has_complaint(const run_history &run, size_t index);
 
 // Returns true if the record's test reported that it reads no more.
-bool has_given_up(const run_history &run, const TestRecord &record);
+bool has_given_up(const run_history &run, const record_history &record);
 
 // The likely place of the fault of a record, most likely first, in words.
 std::vector<std::string> places_of(const run_history &run, size_t index);

@@ -137,7 +137,7 @@ record_verdict run_judge::judge_record(size_t index) const {
         name_errors(judged, index);
     else if (record.count(1) == 0)
         judged.is = verdict::IDLE;
-    else if (is_stalled(record) || has_given_up(run, record.newest))
+    else if (is_stalled(record) || has_given_up(run, record))
         judged.is = verdict::STALLED;
     else if (const std::string hidden = hidden_errors(judged); !hidden.empty()) {
         judged.is = verdict::NOT_JUDGED;

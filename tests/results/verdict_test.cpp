@@ -224,6 +224,12 @@ const verdict_case CASES[] = {
      at(5, "eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
      SOMETHING_IS_WRONG,
      {"STALLED    eeprom spi"}},
+    {"a loopback on SPI that works on beside such an eeprom",
+     list(5, {item("7 eeprom spi wrote 0 read 900"), item("7 eeprom spi wrote 100 read 100")}) +
+         at(6, "eeprom too long 5 e 4 f") +
+         list(10, {item("7 eeprom spi wrote 0 read 900"), item("7 eeprom spi wrote 200 read 200")}),
+     SOMETHING_IS_WRONG,
+     {"STALLED    eeprom spi", "pass       eeprom spi"}},
     {"an eeprom whose pass ends before it begins",
      at(5, "a eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
      SOMETHING_IS_WRONG,
