@@ -7,6 +7,7 @@
 #include <iostream>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 #include "results/history/follow.h"
 #include "results/output/report.h"
@@ -132,6 +133,18 @@ void tell_to_end(int) {
 // The time between two looks at the logs.
 constexpr int LOOK_MS = 200;
 
+// Prints those that have not been there. Returns true if there is one.
+bool report_missing(const std::deque<followed_log> &logs, const char *what_is_done) {
+    bool is_missing = false;
+    for (const followed_log &log : logs) {
+        if (log.has_begun())
+            continue;
+        std::cerr << "hk_results: " << log.name() << " is not there" << what_is_done << '\n';
+        is_missing = true;
+    }
+    return is_missing;
+}
+
 int follow(session &judged, const options &chosen) {
     if (chosen.files.empty() || std::ranges::count(chosen.files, "-") > 0)
         throw CLI::ValidationError("--follow",
@@ -143,6 +156,7 @@ int follow(session &judged, const options &chosen) {
         logs.emplace_back(path, judged.history);
     bool is_over = false;
     bool has_news = true;
+    bool is_first_look = true;
     const auto stop = [&](const board_history &board) {
         has_news = true;
         is_over = chosen.fails_fast && judged.is_bad(board);
@@ -152,6 +166,8 @@ int follow(session &judged, const options &chosen) {
         for (followed_log &log : logs)
             if (!is_over)
                 (void)log.read(stop);
+        if (std::exchange(is_first_look, false) && !is_over)
+            (void)report_missing(logs, ": waiting for it");
         if (has_news && is_terminal() && chosen.format == "table" && !is_over) {
             std::cout << "\x1b[H\x1b[2J";
             (void)judged.show();
@@ -167,7 +183,8 @@ int follow(session &judged, const options &chosen) {
         judged.history.finish();
     }
     judged.write_page();
-    return judged.show();
+    const int status = judged.show();
+    return !is_over && report_missing(logs, "") ? WRONG_USE_OR_INPUT : status;
 }
 
 int judge_files(session &judged, const options &chosen) {

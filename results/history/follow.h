@@ -11,7 +11,7 @@
 
 class followed_log {
 public:
-    // The file need not be there yet.
+    // The file need not be there yet: see has_begun.
     followed_log(std::string name, log_history &into);
 
     // Reads what has arrived. `stop` is called after each list; it returns true to read no more.
@@ -29,6 +29,14 @@ public:
                 return true;
             open_file();
         }
+    }
+
+    // Returns true if the log has been there.
+    bool has_begun() const {
+        return reader != nullptr;
+    }
+    const std::string &name() const {
+        return path;
     }
 
 private:

@@ -80,6 +80,12 @@ def main():
             append(log, results_list(13, errors=1) + results_list(14, errors=2))
             expect_end(process, 1, '4 lists')
 
+    missing = [program, '--follow', '/proc/none.log']
+    with subprocess.Popen(missing, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+        assert 'is not there: waiting for it' in process.stderr.readline()
+        process.send_signal(signal.SIGTERM)
+        expect_end(process, 2, 'NOTHING TESTED')
+
     wrong = subprocess.run([program, '--follow'], stdin=subprocess.DEVNULL, capture_output=True, check=False, text=True)
     assert wrong.returncode == 2 and wrong.stderr.startswith('hk_results: --follow'), wrong
 
