@@ -19,7 +19,8 @@ EMULATOR = 'qemu-ppc'
 POWERPC_PROGRAM = 'build/powerpc/hk_stress'
 
 CROSSOVER = (['--cable', '2-8'], ['-d1', '-l10', '-E28'])
-DEMO = (['--cable', '2-8', '--loop', '5s'], ['-d1', '-l10', '-h', '-E55', '-h', '-E28'])
+DEMO = (['--cable', '2-8', '--loop', '5s', '--cable', '1-4'],
+        ['-d1', '-l10', '-C1', '-P4', '-h', '-E55', '-h', '-E28'])
 
 # Job, options, whether it is emulated, most real seconds for an hour on the board.
 JOBS = (
@@ -60,7 +61,7 @@ def measure(build, job, seconds):
 
 def main():
     arguments = argparse.ArgumentParser(prog='./bench clock', usage='%(prog)s [--seconds N]',
-                                        description=__doc__.splitlines()[0])
+                                        description=__doc__.split('\n\n')[0])
     arguments.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
     arguments.add_argument('--seconds', type=int, default=HOUR, help='on the board, for each job (3600)')
     given = arguments.parse_args()
