@@ -26,10 +26,10 @@ constexpr size_t SYSTEM_TIME_FIELD = 12;
 
 // Calls that wait for another process or for the operator, and for no time.
 constexpr int WAITS_FOR_OTHERS[] = {
-    SYS_read,  SYS_readv,   SYS_pread64, SYS_write,  SYS_writev,  SYS_openat,
-    SYS_fcntl, SYS_flock,   SYS_connect, SYS_accept, SYS_accept4, SYS_recvfrom,
-    SYS_ioctl, SYS_recvmsg, SYS_sendmsg, SYS_sendto, SYS_splice,  SYS_tee,
-    SYS_semop, SYS_msgrcv,  SYS_msgsnd,  SYS_wait4,  SYS_waitid,
+    SYS_read,    SYS_readv,   SYS_pread64,  SYS_write,   SYS_writev,   SYS_openat,  SYS_fcntl,
+    SYS_flock,   SYS_connect, SYS_accept,   SYS_accept4, SYS_recvfrom, SYS_ioctl,   SYS_recvmsg,
+    SYS_sendmsg, SYS_sendto,  SYS_splice,   SYS_tee,     SYS_semop,    SYS_msgrcv,  SYS_msgsnd,
+    SYS_wait4,   SYS_waitid,  SYS_sendfile, SYS_preadv,  SYS_pwritev,  SYS_openat2, SYS_vmsplice,
 #ifdef SYS_open
     SYS_open,
 #endif
