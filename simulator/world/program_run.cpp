@@ -201,7 +201,7 @@ void program_run::reap() {
 void program_run::continue_program(int stopped_by) {
     const bool wants_terminal = stopped_by == SIGTTIN || stopped_by == SIGTTOU;
     if (wants_terminal && (terminal == nullptr || !terminal->give_to(program))) {
-        report("the program needs the terminal, and hk_board is not in its foreground");
+        report("the program needs the terminal, which is the panel's, or not in the foreground");
         kill_program(SIGNALLED + stopped_by);
         return;
     }
