@@ -76,7 +76,7 @@ def try_seed(build, seed, seconds):
 
 def main():
     arguments = argparse.ArgumentParser(prog='./bench seeds', usage='%(prog)s [--seeds N] [--first N] [--seconds N]',
-                                        description=__doc__.splitlines()[0])
+                                        description=__doc__.split('\n\n')[0])
     arguments.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
     arguments.add_argument('--seeds', type=int, default=3, help='how many (3)')
     arguments.add_argument('--first', type=int, default=1, help='the first of them (1)')

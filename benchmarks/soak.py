@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs every test of hk_stress at once on the simulated board, for hours of the board's own time, with
+"""Runs all kinds of tests of hk_stress at once on the simulated board, for hours of the board's own time, with
 random faults, and judges the run by what hk_results reads from the log.
 
     ./bench soak 24 --seed 3
@@ -180,7 +180,7 @@ def pause(text):
 
 def arguments():
     given = argparse.ArgumentParser(prog='./bench soak', usage='%(prog)s HOURS [--seed N] [--every SECONDS] '
-                                    '[--work SECONDS]', description=__doc__.splitlines()[0])
+                                    '[--work SECONDS]', description=__doc__.split('\n\n')[0])
     given.add_argument('build', help=argparse.SUPPRESS)  # the folder of the programs, from ./bench
     given.add_argument('hours', type=hours, help='of the board\'s own time')
     given.add_argument('--seed', type=int, default=1, help='of the faults (1)')
