@@ -13,8 +13,9 @@ next command prints $?. What a block leaves in the background ends with it. Bloc
 other and share nothing.
 
 Printed and expected lines are compared by these rules:
-  - A number, decimal or hexadecimal, equals any other number, but zero equals zero only: "errors
-    0,0,0" is a statement. A number within a word, as in sp2, is part of a name.
+  - A whole number, decimal or hexadecimal, equals any other, but zero equals zero only: "errors
+    0,0,0" is a statement. The digits before a point or comma and those after it are two numbers.
+    A number within a word, as in sp2, is part of a name.
   - A time of day, or a date with a time, equals any other.
   - Blanks: one equals many. Blanks at the end of a line and empty lines at both ends do not count.
   - "..." is any text, over any number of lines; alone on a line it may also be no line.
