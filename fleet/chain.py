@@ -126,6 +126,8 @@ class Chain:
     def stop_all(self):
         for name in reversed(list(self.parts)):
             self.stop(name, 'kill')
+        # The kernel removes it too, some time after the end of the boards' network.
+        subprocess.run(['ip', 'link', 'delete', 'collector'], capture_output=True, check=False)
 
     def _start_rsyslogd(self, name, configuration, within=()):
         path = self.folder / f'{name}.conf'
