@@ -125,6 +125,7 @@ private:
     // Waiting until threads are stopped again.
     bool await(thread &of);
     void await_opening(const thread &of);
+    bool receive_next(int listener, request &asked);
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);

@@ -1,6 +1,8 @@
 // How the board's own time passes: the delays of threads, and the jumps of the clock.
 #include "simulator/own_time/scheduler.h"
 
+#include "simulator/own_time/tick.h"
+
 #include <algorithm>
 #include <csignal>
 #include <ctime>
@@ -21,9 +23,9 @@ void take_tick(int) {
 
 } // namespace
 
-// Interrupts the board's wait for a stopped call every few milliseconds, so that it looks at the
-// thread that it waits for.
 void scheduler::start_tick() {
+    const sigset_t signal = tick_signal();
+    (void)sigprocmask(SIG_BLOCK, &signal, nullptr);
     struct sigaction action {};
     action.sa_handler = take_tick;
     (void)sigaction(SIGRTMAX, &action, nullptr);
@@ -148,7 +150,7 @@ void scheduler::add_polls(std::vector<pollfd> &polls) const {
 
 void scheduler::ready(const pollfd &event) {
     request asked{};
-    if ((event.revents & POLLIN) != 0 && receive(event.fd, asked))
+    if ((event.revents & POLLIN) != 0 && receive_next(event.fd, asked))
         arrive(asked, nullptr);
     else if ((event.revents & (POLLHUP | POLLERR)) != 0)
         listeners.erase(event.fd);

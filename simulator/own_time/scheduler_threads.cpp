@@ -3,6 +3,7 @@
 #include "simulator/own_time/scheduler.h"
 
 #include "simulator/base/message.h"
+#include "simulator/own_time/tick.h"
 #include "simulator/requests/caller.h"
 
 #include <algorithm>
@@ -35,8 +36,18 @@ void scheduler::await_opening(const thread &of) {
     std::vector<pollfd> polls = {{of.listener, POLLIN, 0}};
     for (const event_source *memory : memories)
         memory->add_polls(polls);
-    if (poll(polls.data(), polls.size(), -1) > 0 && polls[0].revents == 0)
+    const auto wait = [&] {
+        const tick_window window;
+        return poll(polls.data(), polls.size(), -1) > 0;
+    };
+    if (wait() && polls[0].revents == 0)
         (void)take_events(memories, 0);
+}
+
+// False if the tick has come.
+bool scheduler::receive_next(int listener, request &asked) {
+    const tick_window window;
+    return receive(listener, asked);
 }
 
 // False if the thread has gone, or waits in the kernel. Most threads are stopped again long before
@@ -47,7 +58,7 @@ bool scheduler::await(thread &of) {
     bool was_interrupted = false;
     while (of.now == thread::state::running) {
         request asked{};
-        if (receive(of.listener, asked))
+        if (receive_next(of.listener, asked))
             arrive(asked, &of);
         else if (std::exchange(was_interrupted, true))
             look_at(of);
@@ -232,8 +243,7 @@ void scheduler::end(thread &of) {
 
 void scheduler::bury(process &ended) {
     pollfd look{ended.end.get(), POLLIN, 0};
-    while (poll(&look, 1, -1) < 0) { // the board's own tick interrupts it
-    }
+    (void)poll(&look, 1, -1);
     while (ignores_children(ended.parent) && kill(ended.id, 0) == 0)
         give_way(); // the kernel is reaping it
     processes.remember_end(ended);
