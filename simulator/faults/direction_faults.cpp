@@ -39,12 +39,27 @@ uint32_t lines_with(const fault &present, uint32_t driven) {
 
 } // namespace
 
+bool port_hangup::has_come_to(const fault &row) const {
+    return chunks >= static_cast<uint32_t>(row.numbers[0]);
+}
+
 bool port_hangup::is_due(int64_t now_us) const {
     return std::ranges::any_of(
-        rows,
-        [&](const fault &each) {
-            return chunks >= static_cast<uint32_t>(each.numbers[0]) && each.is_active(now_us);
-        });
+        rows, [&](const fault &each) { return has_come_to(each) && each.is_active(now_us); });
+}
+
+int64_t port_hangup::next_change(int64_t now_us) const {
+    int64_t next = NEVER;
+    for (const fault &each : rows)
+        if (has_come_to(each))
+            next = std::min(next, each.next_change(now_us));
+    return next;
+}
+
+void port_hangup::count_strikes(int64_t now_us) const {
+    for (const fault &each : rows)
+        if (has_come_to(each) && each.is_active(now_us))
+            each.count_strike();
 }
 
 bool direction_faults::leaves(const fault &wanted) {

@@ -24,9 +24,15 @@ struct port_hangup {
     uint32_t chunks = 0; // that have left and reached the port
 
     bool is_due(int64_t now_us) const;
+    // When it may become due without another chunk: a window begins. NEVER if it cannot.
+    int64_t next_change(int64_t now_us) const;
+    void count_strikes(int64_t now_us) const;
     bool can_come() const {
         return !rows.empty();
     }
+
+private:
+    bool has_come_to(const fault &row) const;
 };
 
 class direction_faults final : public line::line_faults {

@@ -122,6 +122,19 @@ TEST(Board, a_sigterm_limits_the_run_to_5_s_and_a_second_interrupt_ends_it_at_on
     EXPECT_EQ(terminated.finish(), 124);
 }
 
+TEST(Board, hangs_a_port_up_when_the_window_begins_though_nothing_else_happens) {
+    board_run run = board_run::program(
+        {"--cable", "2-8", "--fault", "hangup:2:1@5-", "--fault", "hangup:2:9"},
+        {"python3", "-c",
+         "import os, tty; port = os.open('/dev/sp2', os.O_RDWR); tty.setraw(port)\n"
+         "os.write(port, b'x'); print(os.read(port, 1))"});
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "b''\n");
+    for (const char *line : {"fault hangup:2:1 struck 1 time", "fault hangup:2:9 never struck"})
+        EXPECT_EQ(std::ranges::count(run.log, line, &log_line::text), 1) << line;
+    EXPECT_EQ(run.log.back().time_ms - run.log.front().time_ms, 5000);
+}
+
 TEST(Board, an_ignored_hangup_stays_ignored) {
     struct sigaction before {};
     struct sigaction ignored {};

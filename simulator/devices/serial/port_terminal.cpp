@@ -24,14 +24,15 @@ int64_t serial_port::wake_time_us() const {
     const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
     const bool looks_again = !sees_exits && is_terminal_served && users && users->has_high;
     const int64_t look_us = looks_again ? users_seen_us + USERS_LOOK_US : NEVER;
-    return is_busy ? 0 : std::min(look_us, board_time_us(model.next_event_time()));
+    const bool may_go = hangup.can_come() && node.is_present();
+    const int64_t hangup_us = may_go ? hangup.next_change(now_us()) : NEVER;
+    return is_busy ? 0 : std::min({look_us, hangup_us, board_time_us(model.next_event_time())});
 }
 
 void serial_port::wake(int64_t) {
     joint->advance(line_now());
     if (goes_away()) {
-        for (const fault &each : hangup.rows)
-            each.count_strike();
+        hangup.count_strikes(now_us());
         model.hang_up(line_now(), true);
         node.remove(); // the terminal hangs up too
     }
