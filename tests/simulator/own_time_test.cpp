@@ -334,6 +334,17 @@ TEST(OwnTime, finds_the_child_of_a_parent_that_a_broken_pipe_ends) {
     EXPECT_EQ(late->time_ms - run.log.front().time_ms, 2000);
 }
 
+// Each byte or two go to the terminal in a write of their own, while the board's tick goes on.
+TEST(OwnTime, brings_every_byte_to_a_copy_with_a_low_number) {
+    board_run run = board_run::program(
+        in_own_time({"--cable", "2-8"}),
+        {"/bin/sh", "-c",
+         "for port in 2 8; do stty -F /dev/sp$port 115200 raw -echo; done; exec 3<>/dev/sp8\n"
+         "head -c 20000 /dev/zero >/dev/sp2 & head -c 20000 <&3 | wc -c"});
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.output, "20000\n");
+}
+
 // The board's time goes on while the program sleeps, so that one of the signals finds another
 // second.
 TEST(OwnTime, gives_a_signal_from_outside_the_present_when_it_is_paced) {
