@@ -340,9 +340,9 @@ TEST(OwnTime, brings_every_byte_to_a_copy_with_a_low_number) {
         in_own_time({"--cable", "2-8"}),
         {"/bin/sh", "-c",
          "for port in 2 8; do stty -F /dev/sp$port 115200 raw -echo; done; exec 3<>/dev/sp8\n"
-         "head -c 20000 /dev/zero >/dev/sp2 & head -c 20000 <&3 | wc -c"});
+         "head -c 15000 /dev/zero >/dev/sp2 & head -c 15000 <&3 | wc -c"});
     EXPECT_EQ(run.finish(), 0) << run.errors;
-    EXPECT_EQ(run.output, "20000\n");
+    EXPECT_EQ(run.output, "15000\n");
 }
 
 // The board's time goes on while the program sleeps, so that one of the signals finds another
