@@ -30,7 +30,7 @@ WORKLOAD = ('(sleep 1; while "$HK_CTL" hold 1 Y D M; do sleep 29; "$HK_CTL" hold
             '"$HK_CTL" release 1 Y D M S F; sleep 1; done) >/dev/null 2>&1 & exec "$@"')
 KEYS = 's q p @50 s s'
 TIME_IS_UP = 124  # the status of a run that --for ends
-# Events an hour: each strikes some times in ten minutes.
+# Events an hour: most strike some times in ten minutes.
 FAULTS = ('flip:2:3~60 drop:8:5~30 cut:3~30 insert:4:30~60 lines:2-8~20 garble:7s:3~60 lose:20:5~60 '
           'corrupt:16:3~60 lose:manufacturer:9~60 fail:datakey:9~60 fail:eeprom:9~60 full:r0~20 gone:eth0~20 '
           'gone:led~20').split()
