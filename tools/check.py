@@ -2,7 +2,8 @@
 """Checks the tree: format, presets, tests, clang-tidy. Called by ./check, which installs packages.
 
 A step that fails stops no other. While the tests of one preset run, which mostly wait for timers and
-devices, the next preset is built at a lower priority.
+devices, the next preset is built. Builds have the usual priority: at a lower one they would hardly go on
+beside busy processes of others.
 """
 import concurrent.futures
 import dataclasses
@@ -21,7 +22,6 @@ TIDY_PRESET = 'sanitize'  # clang compiles it
 TIDY_FILES = r'/(runtime|supervisor|serial|fio|storage|panel|ctl)/.*\.cpp$|/(stress|ctl|hk_stress|hk_ctl)\.dir/'
 SLOW_SECONDS = 5
 PROCESSORS = len(os.sched_getaffinity(0))
-LOWER = ('nice', '-n10')
 UNITY = '-DCMAKE_UNITY_BUILD=ON'  # compiles in half the time; without it a change compiles one file again
 
 
@@ -73,9 +73,9 @@ def check_format():
     return Row('format', [case], case.seconds)
 
 
-def build(preset, priority=LOWER):
+def build(preset):
     return case_of_commands(f'build of {preset}', ['cmake', '--preset', preset, UNITY],
-                            [*priority, 'cmake', '--build', '--preset', preset, '-j', str(PROCESSORS)])
+                            ['cmake', '--build', '--preset', preset, '-j', str(PROCESSORS)])
 
 
 def run_tests(preset, options):
@@ -104,7 +104,7 @@ def read_case(element):
 
 
 def run_clang_tidy():
-    return [case_of_commands('clang-tidy', [*LOWER, 'run-clang-tidy', '-quiet', '-j', str(PROCESSORS),
+    return [case_of_commands('clang-tidy', ['run-clang-tidy', '-quiet', '-j', str(PROCESSORS),
                                             '-p', f'build/{TIDY_PRESET}', TIDY_FILES])]
 
 
@@ -117,8 +117,7 @@ def row_of(step, run):
 def check_presets(presets, test_options, read_the_code):
     """Rows of the presets, each as soon as it is complete, and then of clang-tidy."""
     with concurrent.futures.ThreadPoolExecutor(1) as builder:
-        builds = [builder.submit(build, presets[0], priority=()),
-                  *(builder.submit(build, preset) for preset in presets[1:])]
+        builds = [builder.submit(build, preset) for preset in presets]
         reader = builder.submit(row_of, 'clang-tidy', run_clang_tidy) if read_the_code else None
         for preset, built in zip(presets, builds):
             cases = [built.result()]
