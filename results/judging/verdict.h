@@ -37,7 +37,7 @@ struct moved_error {
     std::string allowed_by;     // the rule; empty if it is not allowed
 };
 
-// "bad blocks, silences before a hold: 3"
+// "bad blocks, last silences before a hold: 3"
 std::string error_words(const moved_error &error);
 
 // "; first in the list of 2026-11-22 01:30:51", nothing if the time is not known.
