@@ -90,15 +90,20 @@ void note_strikes(const run_settings &settings) {
     }
 }
 
-// The reader of the output or the log may be slow or gone.
+// The reader of the output or the log may be slow or gone. Who reads on is waited for.
 void pass_on_rest(std::span<event_source *const> sources) {
     const auto is_late = [](const event_source *source) { return source->has_unsent(); };
     std::vector<event_source *> late;
     std::ranges::copy_if(sources, std::back_inserter(late), is_late);
-    const int64_t latest_us = machine_us() + FINISH_US;
+    size_t unread_bytes = output.unread_bytes();
+    int64_t latest_us = machine_us() + FINISH_US;
     for (int64_t left_us = FINISH_US; left_us > 0 && std::ranges::any_of(late, is_late);
-         left_us = latest_us - machine_us())
+         left_us = latest_us - machine_us()) {
         turn(late, left_us);
+        if (output.unread_bytes() < unread_bytes)
+            latest_us = machine_us() + FINISH_US;
+        unread_bytes = output.unread_bytes();
+    }
     for (event_source *source : sources)
         source->report_unsent();
 }

@@ -24,6 +24,9 @@ struct board_output final : event_source {
     void ready(const pollfd &event) override;
     bool has_unsent() const override;
     void report_unsent() override;
+    size_t unread_bytes() const {
+        return waiting.size();
+    }
     // Half of the buffer waits.
     bool is_reader_late() const;
 
