@@ -54,8 +54,6 @@ scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
     start_tick();
     keep_responses(this);
     calls.held.look_when_told();
-    calls.takes_all_polls = calls.remembers = true;
-    calls.expect_exits();
 }
 
 scheduler::~scheduler() {
@@ -65,6 +63,7 @@ scheduler::~scheduler() {
 
 void scheduler::add_program(pid_t id, int listener) {
     listeners.insert(listener);
+    calls.keep_time_of(listener);
     thread &first = processes.add(id, listener, id, getpid());
     if (await(first))
         make_ready(first);

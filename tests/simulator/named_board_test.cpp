@@ -77,6 +77,39 @@ TEST(NamedBoard, in_its_own_time_notices_the_signal_of_a_visitor) {
     }
 }
 
+// He opens two ports under one number, and ends without closing a port.
+TEST(NamedBoard, in_its_own_time_serves_the_ports_of_a_visitor) {
+    board_run board = board_run::program(
+        {"--clock", "virtual", "--speed", "1", "--name", own_name("ports"), "--cable", "2-8"},
+        {"/bin/sh", "-c", "echo ready; exec sleep 1000"});
+    ASSERT_TRUE(board.wait_for_output("ready"));
+    std::string printed;
+    EXPECT_EQ(enter(own_name("ports"), R"script(exec timeout 60 python3 -c "
+import os, termios, tty
+def open_port(name, speed):
+    port = os.open(name, os.O_RDWR | os.O_NOCTTY)
+    tty.setraw(port)
+    settings = termios.tcgetattr(port)
+    settings[4] = settings[5] = speed
+    termios.tcsetattr(port, termios.TCSANOW, settings)
+    return port
+os.close(open_port(\"/dev/sp8\", termios.B115200))
+first = open_port(\"/dev/sp2\", termios.B19200)
+os.close(first)
+second = os.open(\"/dev/sp8\", os.O_RDWR | os.O_NOCTTY)
+print(first == second, termios.tcgetattr(second)[5] == termios.B115200)
+if os.fork() == 0:
+    os.write(open_port(\"/dev/sp2\", termios.B115200), bytes(1500))
+    os._exit(0)
+got = 0
+while got < 1500:
+    got += len(os.read(second, 1500))
+print(got)")script",
+                    printed),
+              0);
+    EXPECT_EQ(printed, "True True\n1500\n");
+}
+
 TEST(NamedBoard, name_is_refused_while_it_is_taken_and_free_after_a_kill) {
     board_run first = waiting_board({"--name", own_name("one")});
     ASSERT_TRUE(first.wait_for_output("ready"));

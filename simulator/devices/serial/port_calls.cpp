@@ -110,7 +110,7 @@ serial_port *port_calls::find_opened(const request &asked, int descriptor) const
         return known->second;
     const auto status = status_of(asked, descriptor);
     serial_port *found = status ? port_of(*status) : nullptr;
-    if (remembers && status)
+    if (status && has_own_time(asked))
         remembered.emplace(key, found);
     return found;
 }
@@ -156,14 +156,15 @@ void port_calls::ready(const pollfd &) {
     look_at_nodes(true);
 }
 
-void port_calls::expect_exits() const {
+void port_calls::keep_time_of(int listener) {
+    timed_listeners.insert(listener);
     for (serial_port *port : ports)
         port->sees_exits = true;
 }
 
 // Handles the last close of a port before a call that follows it.
 void port_calls::look_at_nodes(bool always) const {
-    if (remembers && !always && !std::exchange(may_have_changed, false))
+    if (!timed_listeners.empty() && !always && !std::exchange(may_have_changed, false))
         return;
     std::array<epoll_event, 32> found;
     const int count = epoll_wait(node_events.get(), found.data(), found.size(), 0);
@@ -207,7 +208,9 @@ bool port_calls::take_open(const request &asked, const opening &wanted) {
     serial_port *port = found ? port_of(*found) : nullptr;
     if (port == nullptr)
         return false;
-    look_at_nodes(false);
+    look_at_nodes(!has_own_time(asked));
+    if (!has_own_time(asked))
+        port->is_visited = true;
     held.take(std::make_unique<open_of_port>(asked, *port, numbers, flags));
     if (port->is_emulated)
         port->set_made_for();
@@ -232,9 +235,9 @@ bool port_calls::refuse_epoll(const request &asked) {
 
 bool port_calls::take_poll(const request &asked, call_kind kind) {
     auto call = std::make_unique<port_poll>(asked, kind, *this);
-    if (!call->has_port() && !(takes_all_polls && call->may_wait()))
+    if (!call->has_port() && !(has_own_time(asked) && call->may_wait()))
         return false;
-    look_at_nodes(false);
+    look_at_nodes(!has_own_time(asked));
     held.take(std::move(call));
     return true;
 }
@@ -243,7 +246,7 @@ bool port_calls::take_on_descriptor(const request &asked, call_kind kind) {
     serial_port *port = find_opened(asked, asked.descriptor());
     if (port == nullptr)
         return false;
-    look_at_nodes(false);
+    look_at_nodes(!has_own_time(asked));
     if (port->is_served_by_terminal())
         port->look_at_node();
     if (kind == call_kind::dup || kind == call_kind::fcntl)

@@ -27,6 +27,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace simulator {
@@ -53,11 +54,15 @@ struct port_calls final : call_taker, event_source {
     void add_polls(std::vector<pollfd> &polls) const override;
     void ready(const pollfd &event) override;
 
-    // In the board's own time the scheduler says when descriptors may have changed their meaning or
-    // may have been closed. Until then their meaning is remembered.
+    // Calls on that listener are made in the board's own time. Exits are stopped too: where no call
+    // has closed a port, its process was killed. The scheduler says when descriptors may have
+    // changed their meaning or may have been closed. Until then their meaning is remembered. A
+    // visitor's calls come on another listener: none of this is true of him.
+    void keep_time_of(int listener);
+    bool has_own_time(const request &asked) const {
+        return timed_listeners.contains(asked.listener);
+    }
     void note_changed_descriptors();
-    // Exits are stopped too: where no call has closed a port, its process was killed.
-    void expect_exits() const;
     // Notices the last close of a port. `always`: also what a program outside the board's own time
     // has done.
     void look_at_nodes(bool always) const;
@@ -69,9 +74,6 @@ struct port_calls final : call_taker, event_source {
     held_calls held;
     // The ends of polls during which their callers were stopped: the kernel makes each call again.
     std::map<pid_t, int64_t> continued_polls;
-    // Where time is the board's own: also a poll without a port, whose time-out is in that time.
-    bool takes_all_polls = false;
-    bool remembers = false; // while `note_changed_descriptors` is called
 
 private:
     serial_port *port_of(const struct stat &node) const;
@@ -86,6 +88,7 @@ private:
     bool copy(const request &asked, int least, bool close_on_exec);
 
     const std::vector<serial_port *> ports;
+    std::set<int> timed_listeners;
     mutable std::map<std::pair<pid_t, int>, serial_port *> remembered; // by caller and descriptor
     mutable bool may_have_changed = true;
     unique_fd node_events; // of all ports

@@ -60,7 +60,7 @@ port_poll::port_poll(const request &of, call_kind call, port_calls &all_ports)
         read_poll_set();
     read_mask();
     find_ports();
-    if (has_port() || ports.takes_all_polls)
+    if (has_port() || ports.has_own_time(asked))
         read_deadline();
 }
 
@@ -102,7 +102,7 @@ void port_poll::read_select_set() {
 void port_poll::find_ports() {
     for (entry &each : entries)
         each.port = ports.port_at(asked, each.descriptor);
-    if (!has_port() && !ports.takes_all_polls)
+    if (!has_port() && !ports.has_own_time(asked))
         return;
     for (entry &each : entries)
         if (each.port == nullptr && each.descriptor >= 0)

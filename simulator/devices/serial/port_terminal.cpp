@@ -22,7 +22,7 @@ constexpr int64_t USERS_LOOK_US = 200'000; // in the machine's time, in which no
 
 int64_t serial_port::wake_time_us() const {
     const bool is_busy = goes_away() || (is_terminal_served && seen_changes != model.changes());
-    const bool looks_again = !sees_exits && is_terminal_served && users && users->has_high;
+    const bool looks_again = !sees_all_exits() && is_terminal_served && users && users->has_high;
     const int64_t look_us = looks_again ? users_seen_us + USERS_LOOK_US : NEVER;
     const bool may_go = hangup.can_come() && node.is_present();
     const int64_t hangup_us = may_go ? hangup.next_change(now_us()) : NEVER;
@@ -61,7 +61,7 @@ void serial_port::forget_users() {
 
 // What the terminal has is left to its readers before the line takes over.
 void serial_port::look_at_users() {
-    const bool is_fresh = sees_exits || now_us() < users_seen_us + USERS_LOOK_US;
+    const bool is_fresh = sees_all_exits() || now_us() < users_seen_us + USERS_LOOK_US;
     if (users && is_fresh)
         return;
     users = users_of(node, numbers);

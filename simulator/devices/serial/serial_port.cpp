@@ -98,7 +98,7 @@ void serial_port::count_descriptor(int flags) {
 void serial_port::close_if_abandoned() {
     if (descriptors == 0 || !node.is_abandoned())
         return;
-    const bool was_killed = sees_exits && !is_terminal_served;
+    const bool was_killed = sees_all_exits() && !is_terminal_served;
     close();
     if (was_killed) // its output is lost
         model.end_close(line_now());
@@ -112,7 +112,7 @@ bool serial_port::close_waits() {
 }
 
 void serial_port::close() {
-    is_terminal_served = has_low_copy = has_one_way = false;
+    is_terminal_served = has_low_copy = has_one_way = is_visited = false;
     for (; descriptors > 0; descriptors--)
         model.close(line_now());
 }

@@ -42,6 +42,7 @@ struct serial_port final : device {
     bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
     port_descriptors numbers{};           // on which the filter stops calls
     bool sees_exits = false; // in the board's own time: what closes without a call was killed
+    bool is_visited = false; // a visitor has opened it, whose exits are not seen
 
     bool is_synchronous() const {
         return name.back() == 's';
@@ -99,6 +100,9 @@ private:
     std::string cable_name() const;
     bool is_on_cable(const std::string &cable) const;
     bool joins_modem_lines() const;
+    bool sees_all_exits() const {
+        return sees_exits && !is_visited;
+    }
     void take_from_node();
     void send_rest();
     void give_to_node();
