@@ -194,7 +194,7 @@ bool is_over(const run_history &run, const open_list &list) {
             !(distance_of_whole(run, list) != NO_DISTANCE && keeps_pace(run, list)));
 }
 
-// Returns true if the run before the newest one may still be writing lists.
+// Returns true if a run before the newest one may still be writing lists.
 bool may_be_alive(const run_history &run, const open_list &list) {
     const int64_t period_ms = run.period.value_ms();
     const int64_t limit_ms = period_ms != 0 ? period_ms + period_ms / 2 : LONGEST_PERIOD_MS;
@@ -230,18 +230,35 @@ bool follows_older(const run_history &older, const open_list &list, uint64_t old
            (older_step < step && keeps_pace(older, list));
 }
 
-// The newest run, unless the list follows the run before it more closely.
+struct older_run {
+    size_t index = 0;
+    uint64_t step = NO_DISTANCE; // from its newest list; no such run
+};
+
+// The run before the newest one that the list follows most closely.
+older_run closest_older(const board_history &board, const open_list &list) {
+    constexpr size_t RUNS_AT_ONCE = 16;
+    older_run closest;
+    const size_t newest = board.runs.size() - 1;
+    for (size_t i = newest - std::min(newest, RUNS_AT_ONCE); i < newest; ++i) {
+        const run_history &run = board.runs[i];
+        const uint64_t step = may_be_alive(run, list) ? distance_of_whole(run, list) : NO_DISTANCE;
+        if (step <= closest.step)
+            closest = {i, step};
+    }
+    return closest;
+}
+
+// The newest run, unless the list follows one before it more closely.
 size_t choose_for_whole(board_history &board, open_list &list) {
     const size_t newest = board.runs.size() - 1;
     run_history &run = board.runs[newest];
-    run_history *older = newest > 0 ? &board.runs[newest - 1] : nullptr;
     const uint64_t step = is_over(run, list) ? NO_DISTANCE : distance_of_whole(run, list);
-    const uint64_t older_step = older != nullptr && may_be_alive(*older, list)
-                                    ? distance_of_whole(*older, list)
-                                    : NO_DISTANCE;
-    if (older != nullptr && follows_older(*older, list, older_step, step)) {
-        run.is_ambiguous = older->is_ambiguous = true;
-        return newest - 1;
+    const older_run closest = closest_older(board, list);
+    run_history &older = board.runs[closest.index];
+    if (follows_older(older, list, closest.step, step)) {
+        run.is_ambiguous = older.is_ambiguous = true;
+        return closest.index;
     }
     if (step != NO_DISTANCE) {
         run.is_ambiguous = run.is_ambiguous || hesitates_again(run, list);

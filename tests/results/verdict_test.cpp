@@ -169,6 +169,12 @@ const verdict_case CASES[] = {
          list(22, {producer(1500)}) + list(30, {producer(3000)}) + list(32, {producer(2500)}),
      SOMETHING_IS_WRONG,
      {"AMBIGUOUS", "two runs write lists under this ident"}},
+    {"three runs whose lists come in turn do not pass either",
+     list(10, {producer(1000)}) + list(13, {receiver(700, 700)}) +
+         list(16, {item("4 sp4 consume read 300 verify 300")}) + list(20, {producer(2000)}) +
+         list(23, {receiver(1400, 1400)}) + list(26, {item("4 sp4 consume read 300 verify 300")}),
+     SOMETHING_IS_WRONG,
+     {"AMBIGUOUS", "3 runs"}},
     {"nor do they if their lines mix",
      at(10, "<OL>") + at(10, producer(5)) + at(10, "<OL>") + at(10, producer(3)) +
          at(10, "</OL><P>") + at(10, "</OL><P>"),
