@@ -56,7 +56,7 @@ void print_help() {
     printf("usage: hk_ctl COMMAND ...\n\n");
     for (const command &each : COMMANDS)
         printf("  %-9s%-32s%s\n", each.name, each.usage, each.help);
-    printf("\nRUN is the process number of its supervisor, as in @12, or the number of its segment;"
+    printf("\nRUN is the process number of its supervisor or the number of its segment, as in @12;"
            "\nomit it if there is only one. TEST is the number of a record, the option or"
            "\nthe name of a test, as in D or dram, or all.\n"
            "\nExit status: 0 done; 1 something in the run is wrong: errors counted, a test that"
