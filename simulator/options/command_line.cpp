@@ -25,12 +25,12 @@ has read that one.
 
 constexpr const char *EXIT_STATUSES = R"(
 The exit status is the program's (128 + n if signal n ended it); with --replay 0 or, if the
-log differs, 1; 2 for a wrong command line;
-123 for a sleep or timer that the board's own time does not know, with --strict; 124 if the
-program did not end within 5 s of SIGTERM, or computed for 10 s in the board's own time; 125 if
-the board cannot be set up; 126 if the program cannot be executed; 127 if it is not found. Signals
-USR1, USR2, ALRM, QUIT and TSTP are passed on to the program; TERM, INT and HUP end the run as
---for does. The board has its own, empty /opt, /run and /r0.
+log differs, 1; 2 for a wrong command line; 123 for a sleep or timer that the board's own time
+does not know, with --strict; 124 if the program did not end within 5 s of SIGTERM, or
+computed for 10 s in the board's own time; 125 if the board cannot be set up; 126 if the
+program cannot be executed; 127 if it is not found. Signals USR1, USR2, ALRM, QUIT and TSTP
+are passed on to the program; TERM, INT and HUP end the run as --for does. The board has its
+own, empty /opt, /run and /r0.
 )";
 
 // The shell of a command line without a program.
