@@ -71,7 +71,7 @@ constexpr counter_meaning COUNTER_MEANINGS[] = {
      nullptr, nullptr},
     {record_letter::CROSSOVER, 3, "E", "crossover",
      "frames written", "frames read and good", nullptr,
-     "failed reads", "bad frames, line faults, and silences in runs of more than three", "time-outs",
+     "failed reads", "bad frames, line faults, and silences in runs of four or more", "time-outs",
      "frame length", "first bad byte"},
     {record_letter::PRODUCER, 1, "P", "producer",
      "blocks written", nullptr, nullptr,

@@ -57,7 +57,7 @@ TEST(Json, has_every_word_of_a_record_under_its_name) {
         R"("counts":[{"field":"write_count","meaning":"frames written","value":12},)"
         R"({"field":"read_count","meaning":"frames read and good","value":11}],)"
         R"("errors":[{"field":"errors","meaning":"failed reads","value":21},)"
-        R"({"field":"errors2","meaning":"bad frames, line faults, and silences in runs of more than three","value":22},)"
+        R"({"field":"errors2","meaning":"bad frames, line faults, and silences in runs of four or more","value":22},)"
         R"({"field":"errors3","meaning":"time-outs","value":23}],)" +
             hist +
             R"(,
@@ -98,7 +98,7 @@ TEST(Screen, shows_the_state_the_rate_and_every_counter_of_a_record) {
 ^[1m    RECORD          STATE         RATE/S      COUNT ERRORS 1,2,3                                    ^[0m
 ^[7m^[1;31m! 1 sp2 loop        running         15.0         41 22,22,23       #                                ^[0m^[0m
   2 filesys opt     held             0.0         11 0,0,0          _
-1: 22 failed reads; 22 bad frames, line faults, and silences in runs of more than three; 23 time-outs;
+1: 22 failed reads; 22 bad frames, line faults, and silences in runs of four or more; 23 time-outs;
 held   up/down select  h hold  r release  q quit
 )");
     run.supervisor_is = supervisor_state::GONE;
