@@ -113,7 +113,9 @@ void print_help() {
         dprintf(STDOUT_FILENO, "  %-24s %s\n", row.example, row.meaning);
     dprintf(STDOUT_FILENO, "\nFaults (N is 1 or more):\n");
     print_fault_kinds(STDOUT_FILENO);
-    dprintf(STDOUT_FILENO, "A feed counts as a PORT: feed1 is the feed into port 1.\n");
+    dprintf(STDOUT_FILENO,
+            "A feed counts as a PORT, but not for hangup, stall, cts and dcd: feed1 is the "
+            "feed into port 1.\n");
     dprintf(STDOUT_FILENO, "%s", KEYS_HELP);
     dprintf(STDOUT_FILENO, "%s", EXIT_STATUSES);
 }
