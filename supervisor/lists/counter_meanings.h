@@ -82,7 +82,7 @@ constexpr counter_meaning COUNTER_MEANINGS[] = {
      "failed opens", "short reads, bad transfers, failed opens of a loopback", nullptr,
      nullptr, nullptr},
     {record_letter::FILESYSTEM, 1, "Y", "files",
-     "files created", "files read", nullptr,
+     "files written", "files read", nullptr,
      "bad files and a failed set-up", nullptr, nullptr,
      nullptr, nullptr},
     {record_letter::PANEL, 3, "K", "panel",

@@ -62,7 +62,7 @@ TEST(Json, has_every_word_of_a_record_under_its_name) {
             hist +
             R"(,
 {"record":2,"name":"filesys opt","test":"files","state":"held","pid":500,"unit":2,"hold":2,"kind_code":0,)"
-            R"("counts":[{"field":"write_count","meaning":"files created","value":12},)"
+            R"("counts":[{"field":"write_count","meaning":"files written","value":12},)"
             R"({"field":"read_count","meaning":"files read","value":11}],)"
             R"("errors":[{"field":"errors","meaning":"bad files and a failed set-up","value":0}],)" +
             hist + "\n]}\n");
@@ -91,7 +91,7 @@ TEST(Screen, shows_the_state_the_rate_and_every_counter_of_a_record) {
                          " 1 sp2 loop: running, frames written 12, frames read and good 41, "
                          "15.0/s, errors 22,22,23 moved\n" +
                          time +
-                         " 2 filesys opt: held, files created 12, files read 11, 0.0/s, errors "
+                         " 2 filesys opt: held, files written 12, files read 11, 0.0/s, errors "
                          "0,0,0\n");
     EXPECT_EQ(screen_of({run, past, 1, "held", false}, {100, 24}),
               R"(run @400  -d1 a"b
@@ -106,7 +106,7 @@ held   up/down select  h hold  r release  q quit
 ^[1m    RECORD          STATE         RATE/S ERRORS 1,2,3       ^[0m
 ^[1;31m! 1 sp2 loop        running         15.0 22,22,23           ^[0m
 ^[7m  2 filesys opt     held             0.0 0,0,0              ^[0m
-2: 12 files created; 11 files read;
+2: 12 files written; 11 files read;
 up/down select  h hold  r release  q quit
 )");
 }
