@@ -43,14 +43,19 @@ int64_t store::wake_time_us() const {
 
 void store::wake(int64_t time_us) {
     const bool size_changes = smallness.has_changed(time_us);
-    if (fullness.has_changed(time_us) || size_changes)
+    if (fullness.has_changed(time_us) || size_changes) {
         follow_size();
+        retry_us = time_us; // it is writable now
+    }
     if (protection.has_changed(time_us) || retry_us <= time_us)
         follow_protection(time_us);
 }
 
+// A remount with a new size makes the store writable, and only a writable one can be filled.
 void store::follow_size() {
     filling.reset();
+    if (is_protected)
+        (void)protect(false);
     set_size(smallness.is_present()
                  ? static_cast<uint64_t>(smallness.first_present().numbers[0]) * KIB
                  : whole_bytes);
@@ -79,17 +84,22 @@ void store::fill() {
 }
 
 // The kernel refuses while a file is open for writing.
+bool store::protect(bool wanted) {
+    const unsigned long flags = MS_REMOUNT | MS_BIND | MS_NOSUID | (wanted ? MS_RDONLY : 0);
+    if (mount(nullptr, DIRECTORY, nullptr, flags, nullptr) != 0)
+        return false;
+    is_protected = wanted;
+    return true;
+}
+
 void store::follow_protection(int64_t time_us) {
-    const unsigned long flags = MS_REMOUNT | MS_BIND | MS_NOSUID;
     retry_us = NEVER;
-    if (is_protected == protection.is_present())
+    const bool wanted = protection.is_present();
+    if (is_protected == wanted)
         return;
-    if (mount(nullptr, DIRECTORY, nullptr, flags | (is_protected ? 0 : MS_RDONLY), nullptr) != 0) {
+    if (!protect(wanted))
         retry_us = time_us + RETRY_US;
-        return;
-    }
-    is_protected = !is_protected;
-    if (is_protected)
+    else if (wanted)
         protection.count_present();
 }
 

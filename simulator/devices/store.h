@@ -19,6 +19,7 @@ private:
     void follow_size();
     void set_size(uint64_t bytes);
     void fill();
+    bool protect(bool wanted);
     void follow_protection(int64_t time_us);
 
     uint64_t whole_bytes = 0; // without faults

@@ -120,6 +120,11 @@ TEST_F(Devices, a_store_is_full_small_or_read_only_and_afterwards_as_before) {
                                                         "until touch /r0/a; do sleep 0.05; done; " +
                                                             fill),
               "Read-only file system\n200000\n");
+    for (const char *other : {"size:r0:64@1-", "full:r0@1-2"})
+        EXPECT_EQ(output_of({"--fault", "readonly:r0", "--fault", other},
+                            "sleep 3; touch /r0/a 2>&1 | grep -o 'Read-only.*'"),
+                  "Read-only file system\n")
+            << other;
 }
 
 TEST_F(Devices, a_protected_led_shows_its_state_and_takes_no_other) {
