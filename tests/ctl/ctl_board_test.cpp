@@ -33,7 +33,7 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
                  "$ctl hold 1; echo held $?\n" // the first record; the word is the second's
                  "$ctl show | grep read_count > /r0/before\n"
                  "sleep 0.3; $ctl show | grep read_count | cmp - /r0/before && echo idle\n"
-                 "$ctl release E; echo released $?\n"
+                 "$ctl release @$run E; echo released $?\n"
                  "while $ctl show | grep read_count | cmp -s - /r0/before; do sleep 0.05; done\n"
                  "$ctl hold 2 7; echo wrong $?\n"
                  "$ctl stop; wait $run; $ctl log 2>&1; $ctl stop 2>&1; echo over $?");
@@ -53,6 +53,27 @@ TEST(Release, reports_a_test_that_holds_itself_again) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "released: 1 dram user\nhk_ctl: 2 FIOloop")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "released 1\n")) << run.output << run.errors;
+}
+
+TEST(Release, is_repeated_if_another_hold_comes_before_the_test_is_calm) {
+    board_run run =
+        on_board({"--cable", "2-8"},
+                 "ms() { date +%s%3N; }\n"
+                 "$stress -d1 -C2 >/dev/null & until_shown running $ctl show\n" // it reads nothing
+                 "(sleep 0.5; exec $ctl hold C >&2) & start=$(ms); $ctl release C\n"
+                 "echo released $? $((($(ms) - start + 50) / 100)); $ctl stop >&2; wait");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "released: 1 sp2 consume\nreleased 0 15\n") << run.errors;
+}
+
+TEST(Release, that_follows_the_runs_lets_each_test_work_as_it_starts) {
+    board_run run =
+        on_board({}, "$ctl release --follow & follow=$!; $stress -d1 -D -Y /r0/y >/dev/null &\n"
+                     "until_shown 'read_count *[1-9].*files read' $ctl show\n"
+                     "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
+                     "kill $follow; wait $follow; echo follow $?; $ctl stop >&2; wait");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "follow 143\n") << run.errors;
 }
 
 TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
