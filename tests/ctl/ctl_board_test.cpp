@@ -114,7 +114,7 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
                  "$stress -I \"$name\" -E22 & one=$!; $stress -d1 -E33 & two=$!\n"
                  "until [ $($ctl runs | grep -c ' running ') = 2 ]; do sleep 0.05; done\n"
                  "until_shown 'sp2 loop' $ctl show @$one; until_shown 'sp3 loop' $ctl show $two\n"
-                 "$ctl show; echo which $?; $ctl runs | head -n1\n"
+                 "$ctl show 2>&1; echo which $?; $ctl runs | head -n1\n"
                  "$ctl show $one --json | python3 -c 'import json, sys\n"
                  "print(ascii(json.loads(sys.stdin.buffer.read().decode())[\"options\"][-2]))'\n"
                  "$ctl stop $one; $ctl runs | grep -c ' running '; $ctl log; echo log $?\n"
@@ -125,6 +125,7 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
                            "SEGMENT  OPTIONS\n"
                            "'a\"\\\\\\ufffd\\x01\\xe9'\n"))
         << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "hk_ctl: there are 2 runs; name one, as in @")) << run.output;
     EXPECT_TRUE(shows(run, "\n1\nlog 0\n")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "none 2\n")) << run.output;
 }
@@ -135,7 +136,7 @@ TEST(Runs, counts_records_held_and_ended_tests_and_records_in_error) {
         on_board({}, "$stress -d1 -D -D -D -D -E34 >/dev/null & run=$!\n"
                      "until [ $($ctl show | grep -c ' held, pid') = 4 ]; do sleep 0.05; done\n"
                      "until_shown '6 sp.*finished' $ctl show; sleep 1\n"
-                     "$ctl runs | awk 'NR == 2 { print $2, $5, $6, $7, $8 }'\n"
+                     "$ctl runs | awk 'NR > 1 { print $2, $5, $6, $7, $8 }'\n"
                      "$ctl stop --timeout 0.1 >&2; wait $run; echo $?");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "running 6 4 1 2\n137\n") << run.errors;
@@ -166,7 +167,7 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "its supervisor is gone; these tests still run: "))
         << run.output << run.errors;
-    EXPECT_TRUE(shows(run, "runs 1\n40\n16\n3\nclean 0\n"
+    EXPECT_TRUE(shows(run, "\nruns 1\n40\n16\n3\nclean 0\n"
                            "/r0:\ndead\nfile-0001\nlive\n\n/r0/dead:\nmine\n16\n2\n0\n"))
         << run.output << run.errors;
     EXPECT_TRUE(shows(run, "18\ndead\nfile-0001\n1\n")) << run.output << run.errors;
