@@ -199,17 +199,22 @@ TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
                      "do kill -KILL $pid; done\n"
                      "python3 -c \"import ctypes, sys, time\n"
                      "c = ctypes.CDLL(None); c.shmat(int(sys.argv[1]), None, 0o10000)\n"
-                     "print('attached', flush=True); time.sleep(1)\" "
+                     "print('attached', flush=True); time.sleep(8)\" "
                      "$(awk 'END { print $2 }' /proc/sysvipc/shm) >/r0/log &\n"
                      "until grep -q attached /r0/log; do sleep 0.05; done\n"
+                     "$ctl clean >/r0/log 2>&1; echo clean $?; sed 's/t [0-9]*/t/' /r0/log\n"
+                     "mkdir -p /r0/x/y; head -c 512 /dev/zero >/r0/x/y/file-0000; ln -s x/y /r0/z\n"
                      "for i in $(seq 10 29)\n"
                      "do mkdir -m 700 /r0/$i; head -c 512 /dev/zero >/r0/$i/file-0000; done\n"
-                     "(ulimit -n 20; $ctl clean >/r0/log); echo clean $?\n"
+                     "(ulimit -n 20; $ctl clean $(yes /r0 | head -n20) >/r0/log); echo clean $?\n"
                      "grep -c 'remove segment' /r0/log; for what in file folder\n"
                      "do grep \"remove $what /r0/[0-9]\" /r0/log >/r0/one\n"
-                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0; segments");
+                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0 /r0/x/y; segments");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\nb\nlog\none\n0\n")) << run.output << run.errors;
+    EXPECT_EQ(run.output,
+              "clean 1\nhk_ctl: segment stays: it is attached 1 times\nremove file /r0/a\n"
+              "clean 0\n1\n20\n20\n/r0:\nb\nlog\none\nx\nz\n\n/r0/x/y:\nfile-0000\n0\n")
+        << run.errors;
 }
 
 TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {
