@@ -33,7 +33,7 @@ TEST(Hold, of_a_crossover_is_acknowledged_and_ends_with_its_release) {
                  "$ctl hold 1; echo held $?\n" // the first record; the word is the second's
                  "$ctl show | grep read_count > /r0/before\n"
                  "sleep 0.3; $ctl show | grep read_count | cmp - /r0/before && echo idle\n"
-                 "$ctl release E; echo released $?\n"
+                 "$ctl release @$run E; echo released $?\n"
                  "while $ctl show | grep read_count | cmp -s - /r0/before; do sleep 0.05; done\n"
                  "$ctl hold 2 7; echo wrong $?\n"
                  "$ctl stop; wait $run; $ctl log 2>&1; $ctl stop 2>&1; echo over $?");
@@ -53,6 +53,27 @@ TEST(Release, reports_a_test_that_holds_itself_again) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "released: 1 dram user\nhk_ctl: 2 FIOloop")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "released 1\n")) << run.output << run.errors;
+}
+
+TEST(Release, is_repeated_if_another_hold_comes_before_the_test_is_calm) {
+    board_run run =
+        on_board({"--cable", "2-8"},
+                 "ms() { date +%s%3N; }\n"
+                 "$stress -d1 -C2 >/dev/null & until_shown running $ctl show\n" // it reads nothing
+                 "(sleep 0.5; exec $ctl hold C >&2) & start=$(ms); $ctl release C\n"
+                 "echo released $? $((($(ms) - start + 50) / 100)); $ctl stop >&2; wait");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "released: 1 sp2 consume\nreleased 0 15\n") << run.errors;
+}
+
+TEST(Release, that_follows_the_runs_lets_each_test_work_as_it_starts) {
+    board_run run =
+        on_board({}, "$ctl release --follow & follow=$!; $stress -d1 -D -Y /r0/y >/dev/null &\n"
+                     "until_shown 'read_count *[1-9].*files read' $ctl show\n"
+                     "until_shown 'read_count *[1-9].*blocks mapped' $ctl show\n"
+                     "kill $follow; wait $follow; echo follow $?; $ctl stop >&2; wait");
+    EXPECT_EQ(run.finish(), 0);
+    EXPECT_EQ(run.output, "follow 143\n") << run.errors;
 }
 
 TEST(Stop, ends_a_run_that_cannot_end_by_itself) {
@@ -93,7 +114,7 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
                  "$stress -I \"$name\" -E22 & one=$!; $stress -d1 -E33 & two=$!\n"
                  "until [ $($ctl runs | grep -c ' running ') = 2 ]; do sleep 0.05; done\n"
                  "until_shown 'sp2 loop' $ctl show @$one; until_shown 'sp3 loop' $ctl show $two\n"
-                 "$ctl show; echo which $?; $ctl runs | head -n1\n"
+                 "$ctl show 2>&1; echo which $?; $ctl runs | head -n1\n"
                  "$ctl show $one --json | python3 -c 'import json, sys\n"
                  "print(ascii(json.loads(sys.stdin.buffer.read().decode())[\"options\"][-2]))'\n"
                  "$ctl stop $one; $ctl runs | grep -c ' running '; $ctl log; echo log $?\n"
@@ -104,6 +125,7 @@ TEST(Runs, tells_two_apart_and_prints_json_whatever_they_are_named) {
                            "SEGMENT  OPTIONS\n"
                            "'a\"\\\\\\ufffd\\x01\\xe9'\n"))
         << run.output << run.errors;
+    EXPECT_TRUE(shows(run, "hk_ctl: there are 2 runs; name one, as in @")) << run.output;
     EXPECT_TRUE(shows(run, "\n1\nlog 0\n")) << run.output << run.errors;
     EXPECT_TRUE(shows(run, "none 2\n")) << run.output;
 }
@@ -114,7 +136,7 @@ TEST(Runs, counts_records_held_and_ended_tests_and_records_in_error) {
         on_board({}, "$stress -d1 -D -D -D -D -E34 >/dev/null & run=$!\n"
                      "until [ $($ctl show | grep -c ' held, pid') = 4 ]; do sleep 0.05; done\n"
                      "until_shown '6 sp.*finished' $ctl show; sleep 1\n"
-                     "$ctl runs | awk 'NR == 2 { print $2, $5, $6, $7, $8 }'\n"
+                     "$ctl runs | awk 'NR > 1 { print $2, $5, $6, $7, $8 }'\n"
                      "$ctl stop --timeout 0.1 >&2; wait $run; echo $?");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output, "running 6 4 1 2\n137\n") << run.errors;
@@ -145,7 +167,7 @@ TEST(Clean, removes_what_a_killed_supervisor_left_and_nothing_else) {
     EXPECT_EQ(run.finish(), 0);
     EXPECT_TRUE(shows(run, "its supervisor is gone; these tests still run: "))
         << run.output << run.errors;
-    EXPECT_TRUE(shows(run, "runs 1\n40\n16\n3\nclean 0\n"
+    EXPECT_TRUE(shows(run, "\nruns 1\n40\n16\n3\nclean 0\n"
                            "/r0:\ndead\nfile-0001\nlive\n\n/r0/dead:\nmine\n16\n2\n0\n"))
         << run.output << run.errors;
     EXPECT_TRUE(shows(run, "18\ndead\nfile-0001\n1\n")) << run.output << run.errors;
@@ -177,17 +199,22 @@ TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
                      "do kill -KILL $pid; done\n"
                      "python3 -c \"import ctypes, sys, time\n"
                      "c = ctypes.CDLL(None); c.shmat(int(sys.argv[1]), None, 0o10000)\n"
-                     "print('attached', flush=True); time.sleep(1)\" "
+                     "print('attached', flush=True); time.sleep(8)\" "
                      "$(awk 'END { print $2 }' /proc/sysvipc/shm) >/r0/log &\n"
                      "until grep -q attached /r0/log; do sleep 0.05; done\n"
+                     "$ctl clean >/r0/log 2>&1; echo clean $?; sed 's/t [0-9]*/t/' /r0/log\n"
+                     "mkdir -p /r0/x/y; head -c 512 /dev/zero >/r0/x/y/file-0000; ln -s x/y /r0/z\n"
                      "for i in $(seq 10 29)\n"
                      "do mkdir -m 700 /r0/$i; head -c 512 /dev/zero >/r0/$i/file-0000; done\n"
-                     "(ulimit -n 20; $ctl clean >/r0/log); echo clean $?\n"
+                     "(ulimit -n 20; $ctl clean $(yes /r0 | head -n20) >/r0/log); echo clean $?\n"
                      "grep -c 'remove segment' /r0/log; for what in file folder\n"
                      "do grep \"remove $what /r0/[0-9]\" /r0/log >/r0/one\n"
-                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0; segments");
+                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0 /r0/x/y; segments");
     EXPECT_EQ(run.finish(), 0);
-    EXPECT_TRUE(shows(run, "clean 0\n1\n20\n20\nb\nlog\none\n0\n")) << run.output << run.errors;
+    EXPECT_EQ(run.output,
+              "clean 1\nhk_ctl: segment stays: it is attached 1 times\nremove file /r0/a\n"
+              "clean 0\n1\n20\n20\n/r0:\nb\nlog\none\nx\nz\n\n/r0/x/y:\nfile-0000\n0\n")
+        << run.errors;
 }
 
 TEST(Watch, shows_a_run_on_terminals_of_two_sizes_and_obeys_keys) {

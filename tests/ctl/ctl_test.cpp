@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ctl/commands/commands.h"
+#include "ctl/commands/ending.h"
 #include "ctl/run/processes.h"
 #include "ctl/run/segment.h"
 #include "ctl/run/tests.h"
@@ -120,6 +122,11 @@ TEST(Process, of_the_same_number_that_started_at_another_time_is_another) {
         EXPECT_TRUE(is_running(each));
         ++each.started;
         EXPECT_FALSE(is_running(each));
+        stress_run run; // its test has ended since the look
+        run.test_processes = {each};
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(end_what_is_left(run));
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     }
     EXPECT_TRUE(is_found);
     (void)kill(child, SIGKILL);
@@ -156,6 +163,47 @@ TEST(Tests, end_between_two_looks_as_their_marks_say) {
     EXPECT_EQ(state_of(table, pair, false), test_state::FINISHED);
     table.records[2].pid = PID_REAPED; // the supervisor may mark either record
     EXPECT_EQ(state_of(table, pair, false), test_state::REAPED);
+}
+
+int show(std::string word) {
+    char *words[] = {word.data()};
+    testing::internal::CaptureStdout();
+    return show_run({}, words);
+}
+
+TEST(Show, prints_every_counter_and_the_samples_of_each_record) {
+    StatusTable table = good_table();
+    table.records[1].errors = 9;
+    table.records[2] = record_of(record_letter::CROSSOVER, 4001, 5);
+    table.records[2].write_count = 12;
+    table.records[2].errors2 = 2;
+    table.records[2].hist[7] = {14, 255};
+    const own_segment memory(table);
+    const segment found = memory.found();
+    EXPECT_EQ(show(text_of("@%d", found.id)), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              text_of("run @%d, over, since %s UTC, segment %d, options -\n", getpid(),
+                      date_text(found.created).c_str(), found.id) +
+                  R"(1 dram user: dram (-D), gone, pid 4000, kind 8
+    write_count                0  blocks tested
+    read_count          16909060  blocks mapped
+    errors                     9  bad blocks and failed maps  <<<
+2 sp0 loop: crossover (-E), gone, pid 4001, kind 5
+    write_count               12  frames written
+    read_count                 0  frames read and good
+    errors                     0  failed reads
+    errors2                    2  bad frames, line faults, and silences in runs of four or more  <<<
+    errors3                    0  time-outs
+    hist       14,255 0,0 0,0 0,0 0,0 0,0 0,0 0,0  frame length, first bad byte; newest first
+)");
+    const own_segment other(table);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(show(text_of("@%d", getpid())), 2);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("2 runs had that supervisor; give the number of the segment\n"),
+              std::string::npos)
+        << errors;
 }
 
 stress_run run_with(const StatusTable &table) {

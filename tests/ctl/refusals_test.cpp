@@ -16,7 +16,7 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
                              "nobody='setpriv --reuid 65534 --regid 65534 --clear-groups'\n"
                              "$nobody $ctl runs; echo runs $?; $nobody $ctl stop; echo stop $?\n"
                              "setpriv --reuid 65534 --clear-groups $ctl stop; echo group $?\n"
-                             "for command in runs clean\n"
+                             "for command in runs log clean\n"
                              "do $nobody $ctl $command 2>&1 | grep -c 'no right to read it'; done\n"
                              "$ctl show | grep running\n"
                              "python3 -c \"import ctypes, struct, sys\n" // the group may only read
@@ -25,11 +25,14 @@ TEST(Rights, of_a_user_who_may_not_read_the_run_are_reported) {
                              "struct.pack_into('=H', about, 20, 0o640); c.shmctl(id, 1, about)\" "
                              "$(awk 'END { print $2 }' /proc/sysvipc/shm)\n"
                              "setpriv --reuid 65534 --clear-groups $ctl hold all 2>&1 | "
-                             "sed 's/.*user/user/'; $ctl stop; wait $run");
+                             "sed 's/.*user/user/'\n"
+                             "setpriv --reuid 65534 --clear-groups $ctl release --follow &\n"
+                             "sleep 0.1; kill $!; wait $!; echo follow $?; $ctl stop; wait $run");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_NE(run.errors.find("no right to read it"), std::string::npos) << run.errors;
-    EXPECT_TRUE(shows(run, "runs 3\nstop 3\ngroup 1\n1\n1\n1 sp2 loop: crossover (-E), running") &&
-                shows(run, "user 0: no right to write it\n"))
+    EXPECT_TRUE(
+        shows(run, "runs 3\nstop 3\ngroup 1\n1\n1\n1\n1 sp2 loop: crossover (-E), running") &&
+        shows(run, "user 0: no right to write it\nfollow 143\n"))
         << run.output << run.errors;
 }
 
@@ -46,6 +49,7 @@ TEST(Rights, of_a_user_who_may_not_end_the_run_or_remove_its_files_are_reported)
         "try() { \"$@\" >/r0/out 2>&1; echo \"status $?\" >>/r0/out\n"
         "sed \"s/\\<$run\\>/RUN/; s/\\<$test\\>/TEST/; s/segment [0-9]*/segment/\" /r0/out; }\n"
         "user='setpriv --reuid 65534 --clear-groups'\n"
+        "try $user $ctl show | sed -n 's/since.*//p'\n"
         "try $user $ctl stop; try $user $ctl clean\n"
         "try " WITHOUT_SIGNALS_PATH " $ctl log\n"
         "try " WITHOUT_SIGNALS_PATH " $ctl stop --timeout 0.1\n"
@@ -55,6 +59,7 @@ TEST(Rights, of_a_user_who_may_not_end_the_run_or_remove_its_files_are_reported)
         "try $user $ctl clean; segments");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output,
+              "run @RUN, its processes are another user's, \n"
               "hk_ctl: run @RUN: its processes are another user's\nstatus 1\n"
               "hk_ctl: /r0: skipped, a run of another user may work there\nstatus 1\n"
               "hk_ctl: cannot signal supervisor RUN: Operation not permitted\nstatus 1\n"
@@ -85,7 +90,8 @@ TEST(Usage, that_is_wrong_gets_status_2_and_its_reason) {
             "until_shown held $ctl show\n"
             "for words in 'show @' 'log @1' 'hold' 'release' 'hold E'\n"
             "do $ctl $words 2>&1 | sed s/@$run/@N/; $ctl $words 2>/dev/null; echo $?; done\n"
-            "$ctl stop >&2; wait $run >/dev/null; $ctl --help | grep -c dry-run");
+            "$ctl stop >&2; wait $run >/dev/null; $ctl show --help >/r0/out; echo $?\n"
+            "sed -n '1p; /dry-run/p; $p' /r0/out; $ctl --help | cmp - /r0/out && echo same");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output,
               "hk_ctl: a command is missing; hk_ctl --help lists them\n2\n"
@@ -102,7 +108,10 @@ TEST(Usage, that_is_wrong_gets_status_2_and_its_reason) {
               "hk_ctl: @1: no such run; hk_ctl runs lists them\n2\n"
               "hk_ctl: usage: hk_ctl hold [RUN] TEST...\n2\n"
               "hk_ctl: name the tests: numbers of records, options, names, or all\n2\n"
-              "hk_ctl: E: the run @N has no such record or test\n2\n1\n")
+              "hk_ctl: E: the run @N has no such record or test\n2\n0\n"
+              "usage: hk_ctl COMMAND ...\n"
+              "  clean    [--dry-run] [FOLDER...]         remove what ended runs left\n"
+              "2 wrong use, or no such run or test; 3 nothing to judge or to stop.\nsame\n")
         << run.errors;
 }
 
