@@ -37,7 +37,7 @@ std::vector<int32_t> read_segments(const std::string &maps) {
 
 // Reads the fields after the name, which may itself contain blanks and brackets. The state is the
 // first of them, the start time the twentieth.
-bool read_stat(pid_t pid, char &state, pid_t &parent, uint64_t &started) {
+bool read_stat(pid_t pid, char &state, uint64_t &started) {
     const std::string stat = read_file(path_of(pid, "stat").c_str());
     const size_t end = stat.rfind(')');
     if (end == std::string::npos)
@@ -46,7 +46,6 @@ bool read_stat(pid_t pid, char &state, pid_t &parent, uint64_t &started) {
     if (fields.size() < 20)
         return false;
     state = fields[0][0];
-    parent = atoi(fields[1].c_str());
     started = strtoull(fields[19].c_str(), nullptr, 10);
     return true;
 }
@@ -54,7 +53,7 @@ bool read_stat(pid_t pid, char &state, pid_t &parent, uint64_t &started) {
 bool read_process(pid_t pid, process &found) {
     char state = 0;
     found.pid = pid;
-    if (!read_stat(pid, state, found.parent, found.started))
+    if (!read_stat(pid, state, found.started))
         return false;
     struct stat program = {};
     if (stat(path_of(pid, "exe").c_str(), &program) == 0)
@@ -106,9 +105,8 @@ std::vector<process> processes_with_segments(uint32_t &unseen) {
 
 bool is_running(const process &of) {
     char state = 0;
-    pid_t parent = 0;
     uint64_t started = 0;
-    return read_stat(of.pid, state, parent, started) && started == of.started && state != 'Z' &&
+    return read_stat(of.pid, state, started) && started == of.started && state != 'Z' &&
            state != 'X';
 }
 

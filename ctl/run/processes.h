@@ -1,6 +1,5 @@
-// Processes as /proc shows them, see proc(5): their attached segments, their parents, whether they
-// run. The process number and the start time identify a process, so a reused number causes no
-// mistake.
+// Processes as /proc shows them, see proc(5): their attached segments, whether they run. The
+// process number and the start time identify a process, so a reused number causes no mistake.
 
 #pragma once
 
@@ -11,7 +10,6 @@
 
 struct process {
     pid_t pid = 0;
-    pid_t parent = 0;
     uint64_t started = 0;     // in clock ticks since the boot
     uint64_t executable = 0;  // inode of the program, 0 if it cannot be seen
     std::string command;      // its words, each with a zero byte at the end

@@ -277,4 +277,11 @@ TEST(Text, printable_keeps_utf8_and_nothing_that_a_terminal_obeys) {
         << "XML allows the first one alone";
 }
 
+TEST(Text, of_a_number_is_read_whatever_failed_before) {
+    int64_t number = 0;
+    errno = ERANGE;
+    EXPECT_TRUE(read_number("12", 1, 12, number));
+    EXPECT_EQ(number, 12);
+}
+
 } // namespace

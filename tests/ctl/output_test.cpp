@@ -1,10 +1,16 @@
-// What hk_ctl prints of a run: as JSON, a line for each record, and as the live picture.
+// What hk_ctl prints of a run: as JSON, a line for each record, and as the live picture
+// on its terminal.
 
 #include <algorithm>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "ctl/commands/show.h"
 #include "ctl/watch/frame.h"
+#include "ctl/watch/terminal.h"
 
 namespace {
 
@@ -109,6 +115,57 @@ held   up/down select  h hold  r release  q quit
 2: 12 files written; 11 files read;
 up/down select  h hold  r release  q quit
 )");
+}
+
+TEST(Screen, shows_the_newest_rates_of_many) {
+    stress_run run = run_of_two_tests();
+    history past;
+    for (uint32_t rate = 0; rate <= 100; ++rate) {
+        run.copy.table.records[1].read_count += rate;
+        past.add(run, 1000 + 1000 * rate);
+    }
+    EXPECT_EQ(draw({run, past, 2, "", false}, {80, 24})[2],
+              "! 1 sp2 loop        running        100.0       5061 21,22,23       *****########");
+}
+
+TEST(Screen, has_the_counts_of_a_receiver_and_a_name_for_a_device_that_could_not_be_opened) {
+    stress_run run = run_of_two_tests();
+    run.copy.table.records[1] = record_of(record_letter::RECEIVER);
+    run.copy.table.records[2] = record_of(record_letter::SPI_FIO);
+    run.copy.table.records[2].unit = 0;
+    const std::string lines = plain_lines(run, {});
+    EXPECT_NE(lines.find(" 1 sp2 consume: running, reads 11, good blocks 13, "), std::string::npos);
+    EXPECT_NE(lines.find(" 2 SpiFIOloop sp?s: running, requests 12, "), std::string::npos) << lines;
+}
+
+// On a terminal that takes no output. Returns 0, or what is wrong.
+int use_terminal() {
+    alarm(30); // ends a wait that the signal does not end
+    (void)dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+    {
+        const terminal screen;
+        termios settings = {};
+        (void)tcgetattr(STDIN_FILENO, &settings);
+        (void)raise(SIGTERM); // before the wait
+        if (settings.c_cc[VTIME] != 0 || screen.wait_for_key(3'600'000) != key::LEAVE)
+            return 2;
+    }
+    sigset_t blocked;
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    return sigismember(&blocked, SIGTERM);
+}
+
+TEST(Terminal, takes_signals_only_while_it_waits_and_keys_without_a_pause) {
+    termios settings = {};
+    settings.c_cc[VTIME] = 5;
+    int far_end = -1;
+    const pid_t child = forkpty(&far_end, nullptr, &settings, nullptr);
+    if (child == 0)
+        _exit(use_terminal());
+    int status = -1;
+    (void)waitpid(child, &status, 0);
+    (void)close(far_end);
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace
