@@ -13,9 +13,10 @@ next command prints $?. What a block leaves in the background ends with it. Bloc
 other and share nothing.
 
 Printed and expected lines are compared by these rules:
-  - A whole number, decimal or hexadecimal, equals any other, but zero equals zero only: "errors
-    0,0,0" is a statement. The digits before a point or comma and those after it are two numbers.
-    A number within a word, as in sp2, is part of a name.
+  - A number is what it is in a block with --clock virtual: its run is the same on each machine.
+    Elsewhere a whole number, decimal or hexadecimal, equals any other, but zero equals zero only:
+    "errors 0,0,0" is a statement. The digits before a point or comma and those after it are two
+    numbers. A number within a word, as in sp2, is part of a name.
   - A time of day, or a date with a time, equals any other.
   - Blanks: one equals many. Blanks at the end of a line and empty lines at both ends do not count.
   - "..." is any text, over any number of lines; alone on a line it may also be no line.
@@ -64,10 +65,15 @@ TIME = re.compile(r'(\d{4}-\d\d-\d\d[T ])?\d\d:\d\d:\d\d(\.\d+)?([+-]\d\d:\d\d|Z
 NUMBER = re.compile(r'(?<!\w)-?(?=[a-f]*\d)[\da-f]+(?!\w)')
 
 
-def normal(line, any_numbers):
+def is_exact(block):
+    return not block.any_numbers and any('--clock virtual' in command.text for command in block.commands)
+
+
+def normal(line, block):
     """The line with one sign for each time and number; a zero stays, unless any number will do."""
     line = TIME.sub('<time>', line)
-    line = NUMBER.sub(lambda number: '0' if not any_numbers and not number[0].strip('-0') else '#', line)
+    if not is_exact(block):
+        line = NUMBER.sub(lambda number: '0' if not block.any_numbers and not number[0].strip('-0') else '#', line)
     return re.sub(r'\s+', ' ', line).rstrip()
 
 
@@ -84,7 +90,7 @@ def difference(block, command, printed):
     """What differs, as lines of a diff; empty if nothing does."""
     if not command.expected:
         return ''
-    sides = [[normal(line, block.any_numbers) for line in side]
+    sides = [[normal(line, block) for line in side]
              for side in (command.expected, without_empty_ends(printed))]
     if pattern(sides[0]).fullmatch(''.join(line + '\n' for line in sides[1])):
         return ''

@@ -58,6 +58,10 @@ class DocumentCommands(unittest.TestCase):
             with self.subTest(expected=expected):
                 self.assert_failed(printing(printed, expected), '+++ printed')
 
+    def test_in_the_boards_own_time_another_number_is_a_failure(self):
+        self.assert_run(console('$ echo read 5 # --clock virtual\nread 5'))
+        self.assert_failed(console('$ echo read 5 # --clock virtual\nread 6'), '+++ printed')
+
     def test_any_numbers_lets_a_zero_be_a_count(self):
         self.assert_run(console('$ echo errors 5\nerrors 0', '<!-- any numbers: load -->'))
 
