@@ -115,7 +115,7 @@ std::string screen_after(terminal_run &run, const char *keys) {
 
 TEST(Keys, select_records_of_the_table_and_write_the_hold_words_of_their_tests) {
     const own_table memory;
-    for (const size_t record : {2, 3}) // a pair
+    for (const size_t record : {2U, 3U}) // a pair
         memory.table->records[record].test_letter = static_cast<int32_t>(record_letter::CROSSOVER);
     memory.table->records[3].kind_code = 5;
     const struct {
