@@ -232,7 +232,7 @@ bool follows_older(const run_history &older, const open_list &list, uint64_t old
 
 struct older_run {
     size_t index = 0;
-    uint64_t step = NO_DISTANCE; // from its newest list; no such run
+    uint64_t step = NO_DISTANCE; // since its newest list; NO_DISTANCE: there is no such run
 };
 
 // The run before the newest one that the list follows most closely.

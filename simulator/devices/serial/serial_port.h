@@ -42,7 +42,7 @@ struct serial_port final : device {
     bool is_emulated = false;             // --emulated: the program runs under a user-mode emulator
     port_descriptors numbers{};           // on which the filter stops calls
     bool sees_exits = false; // in the board's own time: what closes without a call was killed
-    bool is_visited = false; // a visitor has opened it, whose exits are not seen
+    bool is_visited = false; // a program has opened it whose exits are not seen: a visitor's
 
     bool is_synchronous() const {
         return name.back() == 's';
