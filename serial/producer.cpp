@@ -1,5 +1,5 @@
-// Writes blocks of test data to one serial port as fast as the line takes them. It never reads: the
-// far end is a receiver, on the partner port or on another board.
+// Writes blocks of test data to one serial port, with a pause of 2 ms after each. It never reads:
+// the far end is a receiver, on the partner port or on another board.
 
 #include "serial/start.h"
 

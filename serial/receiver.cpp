@@ -32,8 +32,8 @@ struct receiver {
     void before_nap();
 };
 
-// If the far end never pauses, this never returns: start the receiver first. A failed read also
-// ends it, since a port that has hung up is never silent.
+// If the far end never pauses, this never returns: start the receiver first. A port that has hung
+// up ends it, too: it is never silent.
 void drain_input(int port) {
     while (input_within(port, DRAIN_POLL_MS))
         if (read_block(port) <= 0 && has_hung_up(port))

@@ -133,7 +133,6 @@ void spi_loop::release() {
 
 } // namespace
 
-// The end of the process closes the device.
 pid_t spi_fio_loop_test(int no_fork, const char *device_path) {
     return start_test(no_fork, spi_loop{claim_record(record_letter::SPI_FIO), device_path});
 }
