@@ -56,12 +56,14 @@ void answer_setitimer(const request &asked, timer_state &of) {
 } // namespace
 
 void interval_timers::take(const request &asked, pid_t process) {
-    if (asked.call != SYS_alarm && asked.arguments[0] != ITIMER_REAL) {
+    // Not every processor has alarm(2).
+    const bool is_alarm = asked.call != SYS_setitimer && asked.call != SYS_getitimer;
+    if (!is_alarm && asked.arguments[0] != ITIMER_REAL) {
         pass_on(asked);
         return;
     }
     timer_state &wanted = timers[process];
-    if (asked.call == SYS_alarm)
+    if (is_alarm)
         answer_alarm(asked, wanted);
     else if (asked.call == SYS_setitimer)
         answer_setitimer(asked, wanted);

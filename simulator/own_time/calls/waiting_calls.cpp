@@ -68,8 +68,8 @@ private:
 // When a signal has come, the call is left to the kernel, which then starts the handler.
 struct wait_for_signal final : stopped_call {
     explicit wait_for_signal(const request &of) : stopped_call(of) {
-        if (of.call == SYS_pause)
-            return;
+        if (of.call != SYS_rt_sigsuspend && of.call != SYS_rt_sigtimedwait)
+            return; // pause(2), which not every processor has
         uint64_t set = 0;
         error = read_memory(of, of.arguments[0], &set, sizeof set) ? 0 : EFAULT;
         if (of.call == SYS_rt_sigsuspend)
