@@ -38,8 +38,8 @@ struct thread {
     int clock_reads = 0;         // without a call, since the last call
     int works = 0;               // of a stated cost, since the thread slept last
     bool has_executed = false;   // its last call was execve(2)
-    // The end of a nanosleep during which it was stopped: the kernel makes the call again.
-    int64_t continued_sleep_us = NEVER;
+    // The end of a sleep or a futex wait in which it was stopped: the kernel makes the call again.
+    int64_t continued_wait_us = NEVER;
 };
 
 struct process {

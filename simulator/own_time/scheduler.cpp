@@ -196,8 +196,8 @@ void scheduler::note_unknown(const std::string &name) {
 }
 
 void scheduler::carry_out(thread &of, const timed_call &row) {
-    if (row.kind != timed_kind::sleep)
-        of.continued_sleep_us = NEVER;
+    if (row.kind != timed_kind::sleep && row.kind != timed_kind::futex)
+        of.continued_wait_us = NEVER;
     switch (row.kind) {
     case timed_kind::read_clock:
         clock.take_address(of.asked);

@@ -99,17 +99,33 @@ bool has_signal(pid_t thread, const char *set, int signal) {
     return false;
 }
 
-std::string mapped_file(pid_t thread, uint64_t address) {
+// A line of /proc/PID/maps.
+struct mapping {
+    uint64_t begin = 0;
+    uint64_t end = 0;
+    uint64_t offset = 0;                // in the file
+    std::string rights, device, number; // of the file: its inode
+    std::string file;
+};
+
+mapping read_mapping(const std::string &line) {
+    mapping read;
+    char hyphen = 0;
+    std::istringstream words(line);
+    words >> std::hex >> read.begin >> hyphen >> read.end >> read.rights >> read.offset >>
+        read.device >> read.number >> std::ws;
+    std::getline(words, read.file);
+    return read;
+}
+
+std::optional<mapping> mapping_at(pid_t thread, uint64_t address) {
     std::ifstream maps(path_of(thread, "maps"));
     for (std::string line; std::getline(maps, line);) {
-        unsigned long long begin = 0;
-        unsigned long long end = 0;
-        int name = 0;
-        (void)sscanf(line.c_str(), "%llx-%llx %*s %*s %*s %*s %n", &begin, &end, &name);
-        if (begin <= address && address < end && name > 0)
-            return line.substr(static_cast<size_t>(name));
+        mapping read = read_mapping(line);
+        if (read.begin <= address && address < read.end)
+            return read;
     }
-    return "";
+    return std::nullopt;
 }
 
 } // namespace
@@ -206,6 +222,14 @@ family family_of_task(pid_t thread) {
     return found;
 }
 
+std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address) {
+    const std::optional<mapping> there = mapping_at(thread, address);
+    if (!there || !there->rights.ends_with('s'))
+        return std::nullopt;
+    return shared_place{there->device + " " + there->number,
+                        there->offset + address - there->begin};
+}
+
 std::string program_of_task(pid_t thread) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = readlink(path_of(thread, "exe").c_str(), path.data(), path.size() - 1);
@@ -222,10 +246,11 @@ std::string place_of_task(pid_t thread) {
         give_way();
     unsigned long long address = 0;
     (void)sscanf(text_of(thread, "syscall").c_str(), "%*s %*s %llx", &address);
-    std::array<char, 32> hex{};
-    (void)snprintf(hex.data(), hex.size(), "0x%llx", address);
-    const std::string file = mapped_file(thread, address);
-    return hex.data() + (file.empty() ? "" : " in " + file);
+    std::array<char, 64> text{};
+    (void)snprintf(text.data(), text.size(), ") at 0x%llx in ", address);
+    const std::optional<mapping> there = mapping_at(thread, address);
+    return "process " + std::to_string(thread) + " (" + program_of_task(thread) + text.data() +
+           (there ? there->file : "?");
 }
 
 } // namespace simulator

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -49,8 +50,17 @@ struct family {
 };
 family family_of_task(pid_t thread);
 
-// "name (file at 0x...)": where a thread computes that makes no call. It is stopped for that.
+// "process 7 (program) at 0x... in file": where a thread computes that makes no call. It is stopped
+// for that.
 std::string place_of_task(pid_t thread);
+
+// A place in memory that processes share: in which file, and where in it. None if the memory is not
+// shared.
+struct shared_place {
+    std::string file; // its device and inode
+    uint64_t offset;
+};
+std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address);
 
 // The path of its program.
 std::string program_of_task(pid_t thread);

@@ -131,7 +131,10 @@ constexpr const char *SLEEPS = "nanosleep: ok 20\n"
                                "program with a limit: ok 50\n"
                                "epoll_wait: ok 6\n"
                                "epoll_wait with an alarm: EINTR 8\n"
-                               "epoll_wait until a write: ok 9\n";
+                               "epoll_wait until a write: ok 9\n"
+                               "sem_timedwait in which it is stopped: ok 20\n"
+                               "futex in which it is stopped: ok 20\n"
+                               "semaphore at another address: ok 6\n";
 
 // The emulator carries out poll(2) as ppoll(2), for which the time of a stop does not count.
 constexpr const char *STOPPED_POLLS = IS_EMULATED ? "poll during which it is stopped: ok 27\n"

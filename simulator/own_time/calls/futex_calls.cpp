@@ -1,10 +1,14 @@
 #include "simulator/own_time/calls/futex_calls.h"
 
 #include "simulator/own_time/calls/caller_times.h"
+#include "simulator/own_time/task_view.h"
+#include "simulator/requests/caller.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <linux/futex.h>
+#include <string>
+#include <utility>
 
 namespace simulator {
 
@@ -23,9 +27,24 @@ uint32_t bits_of(const request &asked) {
                : FUTEX_BITSET_MATCH_ANY;
 }
 
-// The process whose threads share the word; 0: every process that shares the memory.
-pid_t owner_of(const request &asked, const thread &caller) {
-    return (asked.arguments[1] & FUTEX_PRIVATE_FLAG) != 0 ? caller.owner->id : 0;
+// What a wait is for: the same for all threads that share the word.
+struct futex_word {
+    pid_t owner;      // the process; 0: every process that shares the memory
+    std::string file; // of shared memory
+    uint64_t place;   // in the file, or else the address
+
+    bool operator==(const futex_word &) const = default;
+};
+
+futex_word word_at(uint64_t address, const request &asked, const thread &caller) {
+    if ((asked.arguments[1] & FUTEX_PRIVATE_FLAG) == 0)
+        if (const auto shared = shared_place_at(caller.id, address))
+            return {0, shared->file, shared->offset};
+    return {caller.owner->id, "", address};
+}
+
+futex_word word_of(const request &asked, const thread &caller) {
+    return word_at(asked.arguments[0], asked, caller);
 }
 
 bool has_value(const request &asked, uint32_t value) {
@@ -36,11 +55,11 @@ bool has_value(const request &asked, uint32_t value) {
 } // namespace
 
 struct futex_wait final : stopped_call {
-    futex_wait(const request &of, const thread &caller, const process_table &table, futexes &all)
+    futex_wait(const request &of, thread &waiting, const process_table &table, futexes &all)
         : stopped_call(of),
-          owner(owner_of(of, caller)),
-          address(of.arguments[0]),
+          word(word_of(of, waiting)),
           bits(bits_of(of)),
+          caller(waiting),
           processes(table),
           others(all),
           seen_changes(table.changes) {
@@ -71,11 +90,15 @@ struct futex_wait final : stopped_call {
         return processes.changes * 2 + (is_woken ? 1 : 0);
     }
     verdict interrupt() override {
-        return end_us == NEVER ? verdict::passed_on() : verdict::done(-EINTR);
+        if (end_us == NEVER)
+            return verdict::passed_on();
+        if (has_handled_signal(asked))
+            return verdict::done(-EINTR);
+        caller.continued_wait_us = end_us; // it is being stopped
+        return verdict::done(-RESTARTED_WITHOUT_HANDLER);
     }
 
-    pid_t owner;
-    uint64_t address;
+    futex_word word;
     const uint32_t bits;
     bool is_woken = false;
 
@@ -90,8 +113,12 @@ private:
         const bool is_calendar = (of.arguments[1] & FUTEX_CLOCK_REALTIME) != 0;
         end_us = operation_of(of) == FUTEX_WAIT ? now_us() + wanted.us
                                                 : end_of_wait_us(wanted.us, is_calendar);
+        const int64_t continued_us = std::exchange(caller.continued_wait_us, NEVER);
+        if (continued_us != NEVER)
+            end_us = continued_us;
     }
 
+    thread &caller;
     const process_table &processes;
     futexes &others;
     uint64_t seen_changes;
@@ -101,14 +128,13 @@ private:
 };
 
 int64_t futexes::wake(const request &asked, const thread &caller) {
-    const pid_t owner = owner_of(asked, caller);
+    const futex_word word = word_of(asked, caller);
     int64_t left = std::max<int32_t>(1, static_cast<int32_t>(asked.arguments[2]));
     int64_t woken = 0;
     for (futex_wait *each : waiting) {
         if (left == 0)
             break;
-        if (each->is_woken || each->owner != owner || each->address != asked.arguments[0] ||
-            (each->bits & bits_of(asked)) == 0)
+        if (each->is_woken || each->word != word || (each->bits & bits_of(asked)) == 0)
             continue;
         each->is_woken = true;
         left--;
@@ -122,22 +148,23 @@ int64_t futexes::requeue(const request &asked, const thread &caller) {
         !has_value(asked, static_cast<uint32_t>(asked.arguments[5])))
         return -EAGAIN;
     const int64_t woken = asked.arguments[2] == 0 ? 0 : wake(asked, caller);
+    const futex_word from = word_of(asked, caller);
+    const futex_word to = word_at(asked.arguments[4], asked, caller);
     auto left = static_cast<int64_t>(asked.arguments[3]);
     int64_t moved = 0;
     for (futex_wait *each : waiting) {
         if (left == 0)
             break;
-        if (each->is_woken || each->owner != owner_of(asked, caller) ||
-            each->address != asked.arguments[0])
+        if (each->is_woken || each->word != from)
             continue;
-        each->address = asked.arguments[4];
+        each->word = to;
         left--;
         moved++;
     }
     return woken + moved;
 }
 
-bool futexes::take(const request &asked, const thread &caller, const process_table &processes,
+bool futexes::take(const request &asked, thread &caller, const process_table &processes,
                    held_calls &held) {
     int64_t result = 0;
     switch (operation_of(asked)) {

@@ -33,7 +33,7 @@ struct sleep_call final : stopped_call {
             return;
         end_us = is_moment ? end_of_wait_us(wanted.us, clock == board_clock::calendar)
                            : now_us() + wanted.us;
-        const int64_t continued_us = std::exchange(caller.continued_sleep_us, NEVER);
+        const int64_t continued_us = std::exchange(caller.continued_wait_us, NEVER);
         if (continued_us != NEVER && !is_moment)
             end_us = continued_us;
     }
@@ -53,7 +53,7 @@ struct sleep_call final : stopped_call {
             (void)write_timespec(asked, rest_at, std::max<int64_t>(0, end_us - now_us()));
         if (has_handled_signal(asked))
             return verdict::done(-EINTR);
-        caller.continued_sleep_us = end_us; // it is being stopped
+        caller.continued_wait_us = end_us; // it is being stopped
         return verdict::done(-RESTARTED_WITHOUT_HANDLER);
     }
 

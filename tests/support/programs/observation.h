@@ -93,6 +93,7 @@ inline int stop_and_wait_for(pid_t child) {
 // In sleep_limits.cpp.
 void show_calendar_waits();
 void show_refusals();
+void show_futexes();
 
 // In timer_waits.cpp.
 void show_posix_timers();

@@ -1,16 +1,26 @@
-// What sleep_observer sees of waits until a moment of the calendar, and of times, clocks and
-// addresses that the kernel refuses.
+// What sleep_observer sees of waits until a moment of the calendar, of times, clocks and addresses
+// that the kernel refuses, and of futexes.
 
 #include <climits>
+#include <linux/futex.h>
 #include <mutex>
 #include <poll.h>
 #include <semaphore.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
+#include <thread>
 
 #include "tests/support/programs/observation.h"
 
 namespace {
+
+// The one that takes the timespec of the C library.
+#ifdef SYS_futex_time64
+constexpr long FUTEX_CALL = SYS_futex_time64;
+#else
+constexpr long FUTEX_CALL = SYS_futex;
+#endif
 
 timespec moment_in(clockid_t clock, int ms) {
     timespec moment{};
@@ -27,6 +37,18 @@ int sleep_on(clockid_t clock, int flags, const timespec &wanted) {
 
 int select_with(int descriptors, timeval limit) {
     return select(descriptors, nullptr, nullptr, nullptr, &limit);
+}
+
+// The status of a child whose wait is stopped in between: 0 if it lasted until its end.
+void show_stopped_wait(const char *fact, const std::function<long()> &wait) {
+    show(
+        fact,
+        [&] {
+            const pid_t child = fork();
+            if (child == 0)
+                _exit(wait() == 0 || errno == ETIMEDOUT ? 0 : errno);
+            return stop_and_wait_for(child);
+        });
 }
 
 } // namespace
@@ -77,4 +99,33 @@ void show_refusals() {
     sem_t none{};
     (void)sem_init(&none, 0, 0);
     show("sem_timedwait of too long a part", [&] { return sem_timedwait(&none, &long_part); });
+}
+
+void show_futexes() {
+    sem_t none{};
+    (void)sem_init(&none, 0, 0);
+    const timespec limit = moment_in(CLOCK_REALTIME, 200);
+    show_stopped_wait("sem_timedwait in which it is stopped",
+                      [&] { return sem_timedwait(&none, &limit); });
+    uint32_t word = 0;
+    const timespec span = span_of(200);
+    show_stopped_wait("futex in which it is stopped",
+                      [&] { return syscall(FUTEX_CALL, &word, FUTEX_WAIT, 0, &span); });
+    const int memory = memfd_create("shared", 0);
+    (void)ftruncate(memory, sizeof(sem_t));
+    const auto map = [&] {
+        void *mapped = mmap(nullptr, sizeof(sem_t), PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+        return static_cast<sem_t *>(mapped);
+    };
+    sem_t *waiting = map();
+    sem_t *posting = map();
+    (void)sem_init(waiting, 1, 0);
+    std::thread poster([&] {
+        sleep_ms(60);
+        (void)sem_post(posting);
+        sleep_ms(400);
+    });
+    const timespec end = moment_in(CLOCK_REALTIME, 300);
+    show("semaphore at another address", [&] { return sem_timedwait(waiting, &end); });
+    poster.join();
 }

@@ -314,6 +314,7 @@ int main(int argc, char **arguments) {
     show_reports();
     show_posix_timers();
     show_epolls();
+    show_futexes();
     show_stopped_polls();
     return 0;
 }
