@@ -39,6 +39,11 @@ def commands_of(lines):
     return commands
 
 
+def as_commands(lines):
+    """The lines of what a script prints, with its commands as a reader would give them."""
+    return [(number, '$ ' + line[2:] if line.startswith('+ ') else line) for number, line in lines]
+
+
 def without_empty_ends(lines):
     lines = [line.rstrip() for line in lines]
     while lines and not lines[0]:
@@ -67,6 +72,8 @@ def read_markdown(file, text):
         if fence is not None and line.strip() == '```':
             if fence == 'console':
                 blocks.append(block_of(file, held, mark))
+            elif fence == 'text' and held and held[0][1].startswith('+ '):
+                blocks.append(block_of(file, as_commands(held), mark))
             elif not mark:
                 outside += [(at, held_line) for at, held_line in held if is_outside(held_line)]
             fence, mark, held = None, None, []

@@ -52,6 +52,10 @@ class DocumentCommands(unittest.TestCase):
             with self.subTest(expected=expected):
                 self.assert_run(printing(printed, expected))
 
+    def test_the_commands_in_what_a_script_prints_are_run(self):
+        self.assert_run('```text\n+ echo a\na\n+ echo b\nb\n```\n')
+        self.assert_failed('```text\n+ echo a\nb\n```\n', '+++ printed')
+
     def test_another_word_line_or_zero_for_a_count_is_a_failure(self):
         for printed, expected in (('errors 292', 'errors 0'), ('errors 0', 'errors 292'), ('sp2', 'sp4'),
                                   ('good', 'bad'), ('a\nb', 'a'), ('a', 'a\nb'), ('b\na', 'a\n...')):
