@@ -128,7 +128,6 @@ private:
     bool receive_next(int listener, request &asked);
     void arrive(const request &asked, const thread *awaited);
     void look_at(thread &running);
-    void note_long_turn(const thread &running);
     bool is_computing_without_end(const thread &running);
     void leave_in_kernel(thread &of, task_state state);
     void note_stop(const thread &of);
@@ -182,8 +181,6 @@ private:
     bool looks_everywhere = true;
     bool has_reported_trace = false;   // of a traced process
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
-    int long_turns = 0;                // ticks in long turns, lately
-    int64_t long_turns_until_us = 0;
     uint64_t forgotten_changes = 0;
     timer_t tick{};
     std::map<std::string, int> unknown;

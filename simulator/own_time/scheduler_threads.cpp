@@ -5,7 +5,6 @@
 #include "simulator/base/message.h"
 #include "simulator/own_time/tick.h"
 #include "simulator/requests/caller.h"
-#include "simulator/time/priority.h"
 
 #include <algorithm>
 #include <csignal>
@@ -20,7 +19,6 @@ namespace simulator {
 namespace {
 
 constexpr int64_t COMPUTING_US = 10 * US_PER_SECOND; // of processor time, without a call
-constexpr int MANY_LONG_TURNS = 4;                   // in a second of the machine's time
 
 std::set<pid_t> as_set(const std::vector<pid_t> &numbers) {
     return {numbers.begin(), numbers.end()};
@@ -93,22 +91,7 @@ void scheduler::look_at(thread &running) {
         running.now = thread::state::gone;
     else if (state != task_state::working)
         leave_in_kernel(running, state);
-    else
-        note_long_turn(running);
-}
-
-// The thread computes, or other processes have its processor. With a raised priority the board gets
-// more of a busy machine. On an idle one the priority costs a sixth more time: the board takes the
-// processor from a thread that is about to stop, and has to wait for it once more.
-void scheduler::note_long_turn(const thread &running) {
-    const int64_t time_us = machine_us();
-    if (time_us > long_turns_until_us) {
-        long_turns = 0;
-        long_turns_until_us = time_us + US_PER_SECOND;
-    }
-    if (++long_turns == MANY_LONG_TURNS)
-        raise_priority();
-    if (is_computing_without_end(running))
+    else if (is_computing_without_end(running))
         give_up(place_of_task(running.id));
 }
 
