@@ -120,6 +120,11 @@ const verdict_case CASES[] = {
      good_run() + at(20, "<OL>"),
      EVERYTHING_PASSES,
      {}},
+    {"an end that the network repeats later is no second run, though a list was cut before",
+     at(10, "<OL>") + at(10, producer(1)) + list(20, {producer(2)}) + list(30, {producer(3)}) +
+         at(20, "</OL><P>"),
+     SOMETHING_IS_WRONG,
+     {"run 1: CUT"}},
     {"a line that cannot be read spoils its list",
      at(10, "<OL>") + at(10, producer(4)) + at(10, "<LI> 5 sp8 l\xff") + at(10, "</OL><P>"),
      SOMETHING_IS_WRONG,
@@ -179,7 +184,7 @@ const verdict_case CASES[] = {
      at(10, "<OL>") + at(10, producer(5)) + at(10, "<OL>") + at(10, producer(3)) +
          at(10, "</OL><P>") + at(10, "</OL><P>"),
      SOMETHING_IS_WRONG,
-     {}},
+     {"AMBIGUOUS"}},
     {"a crossover's line is what its port sent",
      crossover(500, 499, "0,0,0", 0, "0,499,0", 10) +
          crossover(900, 899, "0,0,0", 0, "0,899,0", 20),
