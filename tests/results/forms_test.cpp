@@ -128,4 +128,15 @@ TEST(Forms, a_plot_of_a_long_run_has_the_counters_of_each_list_that_it_keeps) {
     EXPECT_LT(points.times_ms.size(), 2000U);
 }
 
+TEST(Forms, the_plots_of_all_records_together_keep_fewer_lists) {
+    board_history board;
+    record_history record;
+    record.layout = &layout_of(static_cast<int32_t>(record_letter::PRODUCER));
+    board.runs.emplace_back().records.assign(200'000, record);
+    series_keeper series;
+    for (int number = 0; number < 10; ++number)
+        series.list_taken(board, 0, {});
+    EXPECT_LT(series.of(board, 0)->times_ms.size(), 8U); // 1.6 million points
+}
+
 } // namespace
