@@ -138,8 +138,6 @@ const board_history *log_history::take(const parsed_line &line) {
 
 void log_history::take_reports(const std::string &name, const report_reader &read) {
     unreadable_lines += read.unreadable_lines;
-    if (read.reports.empty())
-        return;
     board_history &board = boards.emplace_back();
     board.ident = name;
     board.is_report = true;
