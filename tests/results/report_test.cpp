@@ -89,7 +89,7 @@ const report_case REPORT_CASES[] = {
      "\n" + TWO_INPUTS,
      nullptr,
      SOMETHING_IS_WRONG,
-     {"on module 2 or 219 output 1.7, input 1.7 and 9.7 reads 1\n"}},
+     {"byte read 0x40: on module 2 or 219 output 1.7, input 1.7 and 9.7 reads 1\n"}},
     {"a device that could not be opened",
      "\n" + UNOPENED_SPI,
      nullptr,

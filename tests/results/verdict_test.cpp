@@ -15,6 +15,14 @@ std::string lists_of(const std::vector<std::string> &items) {
     return text;
 }
 
+// The first line of such a log does not count: it may be torn.
+std::string without_times(const std::string &log) {
+    std::string text;
+    for (size_t at = 0; at < log.size(); at = log.find('\n', at) + 1)
+        text += log.substr(log.find(BOARD, at), log.find('\n', at) + 1 - log.find(BOARD, at));
+    return text;
+}
+
 std::string crossover(int64_t wrote, int64_t x_read, const char *x_errors, int64_t y_read,
                       const char *y_errors, int second) {
     const std::string start = " loop wrote " + std::to_string(wrote) + " read ";
@@ -112,6 +120,7 @@ const verdict_case CASES[] = {
          list(30, {receiver(3, 3), producer(3)}),
      SOMETHING_IS_WRONG,
      {"1 of 3 lists is not complete", "1 run,"}},
+    {"a log without times", without_times(good_run()), EVERYTHING_PASSES, {"4 lists"}},
     {"a log that begins within a list",
      at(9, producer(4)) + at(9, "</OL><P>") + good_run(),
      EVERYTHING_PASSES,
@@ -146,6 +155,11 @@ const verdict_case CASES[] = {
      list(10, {item("3 sp0 produce wrote 0 verify 0")}) + list(20, {producer(5)}),
      EVERYTHING_PASSES,
      {"1 run,"}},
+    {"so is what follows two equal lists, the last ones of a run",
+     lists_of({producer(5), producer(9)}) + list(25, {producer(10)}) + list(25, {producer(10)}) +
+         list(35, {producer(15)}),
+     EVERYTHING_PASSES,
+     {"2 runs"}},
     {"so are other records",
      lists_of({producer(50), receiver(50, 50)}),
      EVERYTHING_PASSES,
