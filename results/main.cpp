@@ -36,9 +36,8 @@ void describe(CLI::App &app, options &chosen) {
     app.failure_message(failure_message);
     app.description("Reads results lists of hk_stress from system logs and judges the boards.");
     app.footer("Exit status: 0 everything that was tested passes; 1 something failed, stalled, is "
-               "missing, "
-               "unexpected,\ncut or ambiguous; 2 wrong use, unreadable input or unwritable output; "
-               "3 nothing,\nor too little, was tested. See hk_results(1).");
+               "missing, unexpected,\ncut or ambiguous; 2 wrong use, unreadable input or "
+               "unwritable output; 3 nothing,\nor too little, was tested. See hk_results(1).");
     app.add_option("FILE", chosen.files,
                    "Logs, plain or packed by gzip or zstd; - or none: standard input");
     app.add_option("--expect", chosen.expected,

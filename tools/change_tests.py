@@ -32,7 +32,7 @@ CONCERNS = (
     Concern("ctl/*", f"^({'|'.join(CTL_ON_BOARD)})\\.|counter_meanings_in",
             programs=(f"ctl_tests --gtest_filter=-{':'.join(f'{name}.*' for name in CTL_ON_BOARD)}",),
             documents="README.md man/hk_ctl.8"),
-    Concern("results/*", "page_of_results_in_a_browser|results_command", "--sample", ("results_tests",),
+    Concern("results/*", "page_of_results_in_a_browser|^results_", "--sample", ("results_tests",),
             documents="README.md man/hk_results.1"),
     Concern("serial/*", "[Ss]erial|HonestLine|LineSpeeds|FullTable|Runs.(receiver|crossover)",
             "receiver.none* crossover.none*"),

@@ -34,8 +34,7 @@ void take_signal(int number) {
 sigset_t handle_signals() {
     struct sigaction action = {};
     action.sa_handler = take_signal;
-    sigset_t handled;
-    sigemptyset(&handled);
+    sigset_t handled = {};
     for (const int number : SIGNALS) {
         (void)sigaction(number, &action, nullptr);
         sigaddset(&handled, number);

@@ -55,12 +55,9 @@ void log_history::open(board_history &board, const parsed_line &line, bool has_s
 }
 
 void log_history::begin_list(board_history &board, const parsed_line &line) {
-    board.was_interrupted = false;
-    if (board.list != nullptr) {
-        const bool was_empty = board.list->records.empty();
-        board.was_interrupted = !was_empty;
+    board.was_interrupted = board.list != nullptr && !board.list->records.empty();
+    if (board.list != nullptr)
         close_list(board, false);
-    }
     open(board, line, true);
 }
 
@@ -141,8 +138,6 @@ const board_history *log_history::take(const parsed_line &line) {
 
 void log_history::take_reports(const std::string &name, const report_reader &read) {
     unreadable_lines += read.unreadable_lines;
-    if (read.reports.empty())
-        return;
     board_history &board = boards.emplace_back();
     board.ident = name;
     board.is_report = true;

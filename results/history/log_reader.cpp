@@ -67,13 +67,18 @@ int32_t year_of(const std::string &path) {
 log_reader::log_reader(byte_source &input, int32_t year, log_history &into)
     : lines(input), parser(year), history(into) {}
 
+parsed_line log_reader::parse(std::string_view line, bool is_whole) {
+    const parsed_line parsed = parser.parse(line);
+    has_lists = has_lists || parsed.kind != message_kind::OTHER;
+    reports.take(line, is_whole);
+    return parsed;
+}
+
 const board_history *log_reader::take(std::string_view line) {
     if (line.starts_with(JOURNAL_START))
         is_journal = true;
     if (!is_journal) {
-        const parsed_line parsed = parser.parse(line);
-        has_lists = has_lists || parsed.kind != message_kind::OTHER;
-        reports.take(line, true);
+        const parsed_line parsed = parse(line, true);
         const bool is_torn = is_first && parsed.time_ms == NO_TIME; // the log lost its start
         is_first = false;
         return is_torn ? nullptr : history.take(parsed);
@@ -85,9 +90,7 @@ const board_history *log_reader::take(std::string_view line) {
 const board_history *log_reader::take_unfinished(std::string_view line) {
     if (is_journal)
         return nullptr;
-    parsed_line parsed = parser.parse(line);
-    has_lists = has_lists || parsed.kind != message_kind::OTHER;
-    reports.take(line, false);
+    parsed_line parsed = parse(line, false);
     if (parsed.kind == message_kind::ITEM)
         parsed.text = "<LI> "; // no line of a list
     return parsed.kind == message_kind::COMPLAINT ? nullptr : history.take(parsed);

@@ -1,5 +1,7 @@
 #include "results/judging/totals.h"
 
+#include <algorithm>
+
 #include "ctl/text.h"
 #include "results/judging/words.h"
 
@@ -7,10 +9,8 @@ namespace {
 
 // Of two boards the worse one counts, and one on which nothing was tested is worse than a good one.
 verdict worse_board(verdict one, verdict other) {
-    const auto rank = [](verdict is) {
-        return is == verdict::PASS ? verdict::NOT_JUDGED : std::max(is, verdict::IDLE);
-    };
-    return rank(one) >= rank(other) ? one : other;
+    const auto rank = [](verdict is) { return is == verdict::PASS ? -1 : static_cast<int>(is); };
+    return std::ranges::max(one, other, {}, rank);
 }
 
 template <typename Item>

@@ -36,7 +36,6 @@ json json_of(const record_verdict &record, bool is_report) {
         item["test"] = record.test;
         if (!is_report) // which does not show it
             item["kind"] = record.record->newest.kind_code;
-        item["counts"] = json::object();
         for (size_t i = 0; i < layout.counts.size(); ++i)
             item["counts"][std::string(layout.count_names[i])] = record.record->count(i);
         item["per_second"] = record.per_second;

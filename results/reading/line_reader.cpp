@@ -68,20 +68,22 @@ void line_reader::keep_last() {
     at = last;
 }
 
-std::string_view line_reader::next_bytes(uint64_t count) {
-    const auto kept = static_cast<size_t>(std::min<uint64_t>(count, LINE_MAX_BYTES));
-    while (end - at < kept && fill()) {
-    }
-    const std::string_view bytes(buffer.data() + at, std::min(kept, end - at));
-    at += bytes.size();
-    for (uint64_t left = count - kept; left > 0;) {
-        if (at == end && !fill())
-            break;
-        const auto skipped = static_cast<size_t>(std::min<uint64_t>(left, end - at));
+void line_reader::skip(uint64_t count) {
+    while (count > 0 && (at < end || fill())) {
+        const auto skipped = static_cast<size_t>(std::min<uint64_t>(count, end - at));
         at += skipped;
-        left -= skipped;
-        if (left == 0 && skipped > 0)
-            break;
+        count -= skipped;
     }
-    return count <= LINE_MAX_BYTES ? bytes : std::string_view();
+}
+
+std::string_view line_reader::next_bytes(uint64_t count) {
+    if (count > LINE_MAX_BYTES) {
+        skip(count);
+        return {};
+    }
+    while (end - at < count && fill()) {
+    }
+    const std::string_view bytes(buffer.data() + at, std::min<size_t>(count, end - at));
+    at += bytes.size();
+    return bytes;
 }

@@ -22,7 +22,7 @@ public:
     bool is_whole() const {
         return has_break;
     }
-    // Returns so many bytes, fewer at the end; of more than LINE_MAX_BYTES only the first ones.
+    // Returns so many bytes, fewer at the end. Skips more than LINE_MAX_BYTES and returns none.
     std::string_view next_bytes(uint64_t count);
     // Goes on after the end: the source has grown.
     void resume() {
@@ -33,6 +33,7 @@ public:
 
 private:
     bool fill();
+    void skip(uint64_t count);
 
     byte_source &source;
     std::vector<char> buffer;

@@ -132,6 +132,7 @@ TEST_F(CrossoverCalls, wait_for_the_line_time_and_poll_until_as_much_has_passed_
         const auto start = [] { return crossover_test(0, "2", "2", frame_sample_pattern); };
         auto all = run(start, {c.event, {"write sp2", 2, stop_it}});
         ASSERT_GT(all.size(), 4u);
+        EXPECT_EQ(lines_with(all, "open"), "open /dev/sp2 rw\n");
         all.resize(static_cast<size_t>(
             std::ranges::find(all, "write sp2 03 03 0c 20 12 c7 58 2b 0c") - all.begin()));
         std::erase(all, "nap 9000");

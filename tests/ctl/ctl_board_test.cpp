@@ -206,14 +206,16 @@ TEST(Clean, waits_for_a_reader_of_the_table_and_removes_many_folders_in_order) {
                      "mkdir -p /r0/x/y; head -c 512 /dev/zero >/r0/x/y/file-0000; ln -s x/y /r0/z\n"
                      "for i in $(seq 10 29)\n"
                      "do mkdir -m 700 /r0/$i; head -c 512 /dev/zero >/r0/$i/file-0000; done\n"
+                     "mkdir -m 700 /r0/w; cp /r0/10/file-0000 /r0/w; echo keep >/r0/w/mine\n"
                      "(ulimit -n 20; $ctl clean $(yes /r0 | head -n20) >/r0/log); echo clean $?\n"
                      "grep -c 'remove segment' /r0/log; for what in file folder\n"
                      "do grep \"remove $what /r0/[0-9]\" /r0/log >/r0/one\n"
-                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0 /r0/x/y; segments");
+                     "sort -c /r0/one && wc -l </r0/one; done; ls /r0 /r0/w /r0/x/y; segments");
     EXPECT_EQ(run.finish(), 0);
     EXPECT_EQ(run.output,
               "clean 1\nhk_ctl: segment stays: it is attached 1 times\nremove file /r0/a\n"
-              "clean 0\n1\n20\n20\n/r0:\nb\nlog\none\nx\nz\n\n/r0/x/y:\nfile-0000\n0\n")
+              "clean 0\n1\n20\n20\n/r0:\nb\nlog\none\nw\nx\nz\n\n/r0/w:\nmine\n\n"
+              "/r0/x/y:\nfile-0000\n0\n")
         << run.errors;
 }
 

@@ -54,6 +54,8 @@ class Command(unittest.TestCase):
                 (('--html', page), 1, 'board oven on rack7: FAIL'),
                 (('--html', self.log / 'page'), 2, ''),
                 (('--fail-fast',), 2, ''),
+                (('--help',), 0, 'Reads results lists of hk_stress'),
+                (('--help',), 0, '2 wrong use, unreadable input or unwritable output'),
                 (('--follow', '--fail-fast'), 1, 'board oven on rack7: FAIL')):
             with self.subTest(options=options):
                 seen, output = self.run_with(*options)

@@ -11,7 +11,8 @@ namespace {
 std::string log_of_two_boards() {
     const auto bench = [](int second, const char *errors, int64_t blocks) {
         return list(second,
-                    {item("0 sp2 loop wrote " + std::to_string(70 * second) + " read 9", errors),
+                    {item("0 sp2 loop wrote " + std::to_string(70 * second) + " read 9", errors,
+                          second > 10 ? "100,69" : "0,0"),
                      item("5 sp8 loop wrote " + std::to_string(70 * second) + " read 8"),
                      producer(blocks), item("8 dram user alloc 0 test 0")},
                     "rack7 bench");
@@ -48,6 +49,8 @@ TEST(FormsInFull, rows_and_page_have_every_list) {
     auto [rows, page] = forms_of(log_of_two_boards(), rules_of_two_boards());
     std::erase(rows, '\r');
     expect_form("rows.csv", rows);
+    EXPECT_NE(page.find(".dygraph-legend{"), std::string::npos); // the style of the plots
+    EXPECT_EQ(page.find("sourceMappingURL"), std::string::npos); // a page loads nothing
     const size_t begin = page.find("<body>");
     expect_form("page.html", page.substr(begin, page.find("<p class=\"hint\">") - begin));
 }

@@ -110,4 +110,33 @@ TEST(Forms, names_from_the_network_stay_text) {
     EXPECT_EQ(page.find("alert(1)</script>"), std::string::npos);
 }
 
+// A plot keeps some of the lists of a long run.
+TEST(Forms, a_plot_of_a_long_run_has_the_counters_of_each_list_that_it_keeps) {
+    std::string text;
+    for (int number = 0; number < 2000; ++number)
+        text += list(10 * number, {producer(number), receiver(number, number)});
+    log_history history;
+    series_keeper series;
+    history.observers = {&series};
+    read_text(history, text);
+    const run_series &points = *series.of(history.boards[0], 0);
+    ASSERT_GT(points.times_ms.size(), 700U);
+    for (size_t i = 0; i < points.times_ms.size(); ++i)
+        for (const auto &record : points.records)
+            ASSERT_EQ(static_cast<int64_t>(record.at(i).count) * 10'000,
+                      points.times_ms[i] - points.times_ms[0]);
+    EXPECT_LT(points.times_ms.size(), 1100U); // from the first thinning on every second list
+}
+
+TEST(Forms, the_plots_of_all_records_together_keep_fewer_lists) {
+    board_history board;
+    record_history record;
+    record.layout = &layout_of(static_cast<int32_t>(record_letter::PRODUCER));
+    board.runs.emplace_back().records.assign(200'000, record);
+    series_keeper series;
+    for (int number = 0; number < 10; ++number)
+        series.list_taken(board, 0, {});
+    EXPECT_LT(series.of(board, 0)->times_ms.size(), 8U); // 1.6 million points
+}
+
 } // namespace

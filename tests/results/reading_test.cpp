@@ -205,12 +205,17 @@ TEST(Reading, a_traditional_time_goes_on_into_the_next_year) {
 TEST(Reading, the_journals_export_gives_the_same_verdict) {
     std::string text;
     int second = 10;
+    const auto binary = [](const std::string &name, const std::string &value) {
+        std::string length(8, '\0');
+        for (size_t i = 0; i < length.size(); ++i)
+            length[i] = static_cast<char>(value.size() >> 8 * i);
+        return name + "\n" + length + value + "\n";
+    };
+    const std::string long_field = binary("COREDUMP", std::string(100'000, '\n'));
     const auto entry = [&](const std::string &message) {
         text += "__CURSOR=s=1\n__REALTIME_TIMESTAMP=" +
-                std::to_string((TIME_MS + second * 1000) * 1000) + "\n_HOSTNAME=rack7\n_PID=812\n";
-        std::string length(8, '\0');
-        length[0] = static_cast<char>(message.size());
-        text += "MESSAGE\n" + length + message + "\nSYSLOG_FACILITY=1\n\n";
+                std::to_string((TIME_MS + second * 1000) * 1000) + "\n_HOSTNAME=rack7\n_PID=812\n" +
+                long_field + binary("MESSAGE", message) + "SYSLOG_FACILITY=1\n\n";
     };
     for (; second <= 30; second += 10) {
         entry("Stress 020000001234 : <OL>");
@@ -221,7 +226,9 @@ TEST(Reading, the_journals_export_gives_the_same_verdict) {
     const outcome seen = judge_text(text);
     EXPECT_EQ(seen.status, EVERYTHING_PASSES);
     EXPECT_TRUE(seen.says("Stress 020000001234 on rack7")) << seen.report;
-    EXPECT_TRUE(seen.says("3 lists") && seen.says("PASS: 1 of 1")) << seen.report;
+    EXPECT_TRUE(seen.says("2026-11-22 01:31:01 to 2026-11-22 01:31:21 (20 s), 3 lists") &&
+                seen.says("PASS: 1 of 1"))
+        << seen.report;
 }
 
 // The target aborts when something does not hold.

@@ -87,13 +87,16 @@ inline std::string at(int second, std::string_view message, std::string_view fro
     return std::string(time).append(from).append(": ").append(message).append("\n");
 }
 
-// A line of the list without samples: "3 sp1 consume read 10 verify 10", its errors.
-inline std::string item(std::string_view start, std::string_view errors = "0,0,0") {
+// A line of the list: "3 sp1 consume read 10 verify 10", its errors, its newest sample.
+inline std::string item(std::string_view start, std::string_view errors = "0,0,0",
+                        std::string_view sample = "0,0") {
     return std::string("<LI> ")
         .append(start)
         .append(" errors ")
         .append(errors)
-        .append(" hist 0,0 0,0 0,0 0,0 0,0");
+        .append(" hist ")
+        .append(sample)
+        .append(" 0,0 0,0 0,0 0,0");
 }
 
 inline std::string list(int second, const std::vector<std::string> &items,

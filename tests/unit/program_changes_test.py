@@ -77,7 +77,8 @@ class ProgramChanges(unittest.TestCase):
         self.assertEqual([each.applied_to(text) for each in changes(text, 'statements')], ['{\n    ;\n}\n'])
 
     def test_constants_arguments_and_failures(self):
-        text = "void f() {\n    if (a < 0x1F && b == 1'000)\n        (void)opendir(name);\n\n    wait(first, true);\n}\n"
+        text = ("void f() {\n    if (a < 0x1F && b == 1'000)\n        (void)opendir(name);\n\n    wait(first, true);\n"
+                "    std::clamp(a, b, strcmp(c, d));\n}\n")
         expected = {
             'constants': ['< -> <=', '0x1F -> 0x20', '== -> !=', "1'000 -> 1001", 'true -> false'],
             'arguments': ['first, true -> true, first'],
