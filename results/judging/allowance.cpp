@@ -64,10 +64,6 @@ bool applies(const allowance &rule, std::string_view list_name, std::string_view
              size_t counter) {
     if (rule.counter != counter)
         return false;
-    std::string whole = rule.device;
-    whole.append(rule.device.empty() ? "" : " ").append(rule.test);
-    if (whole == list_name)
-        return true;
     const size_t blank = list_name.find(' ');
     const std::string_view first = list_name.substr(0, blank);
     const std::string_view second =
