@@ -23,6 +23,11 @@ std::string without_times(const std::string &log) {
     return text;
 }
 
+std::string dram(int64_t blocks) {
+    const std::string count = std::to_string(blocks);
+    return item("8 dram user alloc " + count + " test " + count);
+}
+
 std::string crossover(int64_t wrote, int64_t x_read, const char *x_errors, int64_t y_read,
                       const char *y_errors, int second) {
     const std::string start = " loop wrote " + std::to_string(wrote) + " read ";
@@ -45,7 +50,7 @@ const verdict_case CASES[] = {
     {"no list is no success", at(10, "hello"), NOTHING_WAS_TESTED, {"there is no results list"}},
     {"an empty list is none either", list(10, {}), NOTHING_WAS_TESTED, {"no test was started"}},
     {"held tests are not tested",
-     lists_of({item("8 dram user alloc 0 test 0"), item("8 dram user alloc 0 test 0")}),
+     lists_of({dram(0), dram(0)}),
      NOTHING_WAS_TESTED,
      {"idle       dram user", "hk_ctl release dram"}},
     {"a second module that was not asked yet is idle",
@@ -111,10 +116,10 @@ const verdict_case CASES[] = {
      SOMETHING_IS_WRONG,
      {"CUT", "is not complete", "wrong: run 2 (1 of 1 lists"}},
     {"a lost line in a list is noticed",
-     list(10, {receiver(1, 1), producer(1)}) + list(20, {receiver(2, 2)}) +
+     list(10, {receiver(1, 1), producer(1)}) + list(20, {producer(2)}) +
          list(30, {receiver(3, 3), producer(3)}),
      SOMETHING_IS_WRONG,
-     {"1 of 3 lists is not complete"}},
+     {"1 of 3 lists is not complete", "1 run,"}},
     {"what is left of a list is not counted for another record",
      list(10, {receiver(1, 1), producer(1)}) + at(20, producer(2)) + at(20, "</OL><P>") +
          list(30, {receiver(3, 3), producer(3)}),
@@ -164,6 +169,10 @@ const verdict_case CASES[] = {
          list(35, {producer(15)}),
      EVERYTHING_PASSES,
      {"2 runs"}},
+    {"so is another process",
+     list(10, {producer(50)}, "rack7 oven[812]") + list(20, {producer(90)}, "rack7 oven[813]"),
+     EVERYTHING_PASSES,
+     {"2 runs"}},
     {"so are other records",
      lists_of({producer(50), receiver(50, 50)}),
      EVERYTHING_PASSES,
@@ -173,7 +182,7 @@ const verdict_case CASES[] = {
      EVERYTHING_PASSES,
      {"2 runs"}},
     {"the errors of an earlier run count",
-     list(10, {producer(50, "0,0,3")}) + list(20, {producer(9)}),
+     list(10, {producer(50, "0,0,3")}) + list(20, {producer(90)}),
      SOMETHING_IS_WRONG,
      {"run 1: FAIL", "run 2: pass"}},
     {"a clock that is set back is no restart",
@@ -192,9 +201,18 @@ const verdict_case CASES[] = {
      EVERYTHING_PASSES,
      {"2 boards"}},
     {"a board of which nothing was tested is no success",
-     good_run("a oven") + list(10, {item("8 dram user alloc 0 test 0")}, "b oven"),
+     good_run("a oven") + list(10, {dram(0)}, "b oven"),
      NOTHING_WAS_TESTED,
      {}},
+    {"a test that counts in bursts is no sign of two runs",
+     lists_of({dram(100), dram(200), dram(210), dram(400), dram(410), dram(600), dram(610)}),
+     EVERYTHING_PASSES,
+     {"1 run,"}},
+    {"nor are runs that end at almost the same counts",
+     list(10, {producer(1000)}) + list(10, {producer(1000)}) + list(70, {producer(1010)}) +
+         list(70, {producer(1010)}) + list(130, {producer(1020)}) + list(130, {producer(1020)}),
+     EVERYTHING_PASSES,
+     {"3 runs"}},
     {"two runs at once under one ident never pass",
      list(10, {producer(1000)}) + list(12, {producer(500)}) + list(20, {producer(2000)}) +
          list(22, {producer(1500)}) + list(30, {producer(3000)}) + list(32, {producer(2500)}),
@@ -318,7 +336,7 @@ TEST(Expectation, what_is_missing_more_or_idle_decides) {
     EXPECT_TRUE(more.status == SOMETHING_IS_WRONG && more.says("UNEXPECTED sp1 consume"))
         << more.report;
     EXPECT_TRUE(more.says("pass       sp2 produce") && !more.says("MISSING")) << more.report;
-    const std::string idle = list(10, {producer(5), item("8 dram user alloc 0 test 0")});
+    const std::string idle = list(10, {producer(5), dram(0)});
     EXPECT_EQ(judge_text(idle).status, EVERYTHING_PASSES);
     const outcome expected = judge_text(idle, expecting("-P2 -D"));
     EXPECT_TRUE(expected.status == NOTHING_WAS_TESTED && expected.says("NOT ALL TESTED: 1 of 2"))
