@@ -65,10 +65,8 @@ void log_history::take_item(board_history &board, const parsed_line &line) {
     TestRecord record;
     const bool is_readable = read_item(board, line.text, record);
     unreadable_lines += is_readable ? 0 : 1;
-    if (board.list == nullptr && is_repeated(board, line)) {
-        ++repeated_lines;
+    if (board.list == nullptr && is_repeated(board, line))
         return;
-    }
     if (board.list == nullptr)
         open(board, line, false);
     if (is_readable && board.list->records.size() < static_cast<size_t>(TEST_RECORDS))
@@ -77,15 +75,13 @@ void log_history::take_item(board_history &board, const parsed_line &line) {
         board.list->is_damaged = true;
 }
 
-bool log_history::end_list(board_history &board, const parsed_line &line) {
+bool log_history::end_list(board_history &board) {
     if (board.list != nullptr) {
         close_list(board, true);
         return true;
     }
     if (board.was_interrupted && !board.runs.empty())
         board.runs.back().is_ambiguous = true; // two lists begun, two ended
-    else if (is_repeated(board, line))
-        ++repeated_lines;
     return false;
 }
 
@@ -93,10 +89,8 @@ void log_history::use_list(board_history &board, open_list &list, bool has_end) 
     const run_history *before = board.last_run();
     const bool is_repeated_start = !has_end && list.records.empty() && before != nullptr &&
                                    list.time_ms != NO_TIME && list.time_ms < before->last_ms;
-    if (is_repeated_start) {
-        ++repeated_lines;
+    if (is_repeated_start)
         return;
-    }
     if (!list.has_start && before == nullptr && has_end && !list.is_damaged)
         return; // the log begins within a list
     list.is_damaged = list.is_damaged || !has_end || !list.has_start;
@@ -126,7 +120,7 @@ const board_history *log_history::take(const parsed_line &line) {
         take_item(board, line);
         break;
     case message_kind::LIST_END:
-        return end_list(board, line) ? &board : nullptr;
+        return end_list(board) ? &board : nullptr;
     case message_kind::COMPLAINT:
         add_complaint(board.complaints, line.text);
         break;

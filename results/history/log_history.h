@@ -45,14 +45,13 @@ public:
 
     std::deque<board_history> boards; // in the order of their first line
     uint64_t unreadable_lines = 0;    // begin like a line of a list and are none
-    uint64_t repeated_lines = 0;      // sent twice by the network
     std::vector<list_observer *> observers;
 
 private:
     board_history &board_of(const parsed_line &line);
     void begin_list(board_history &board, const parsed_line &line);
     void take_item(board_history &board, const parsed_line &line);
-    bool end_list(board_history &board, const parsed_line &line);
+    bool end_list(board_history &board);
     void close_list(board_history &board, bool has_end);
     void use_list(board_history &board, open_list &list, bool has_end);
     void open(board_history &board, const parsed_line &line, bool has_start);
