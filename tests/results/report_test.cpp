@@ -20,6 +20,8 @@ const std::string FILES =
     "     pid   -7 filesys, wrote 00000100, read 00000100, errors 0000         7 \n";
 const std::string FIO =
     "sp5s,pid   -7 FIOloop, wrote 00000400, read 000003ff, errors 04 00[24 09][25 100][26 00]\n";
+const std::string NO_INPUT =
+    "sp5s,pid   -7 FIOloop, wrote 00000400, read 000003ff, errors 01 00[24 00][00 00][00 00]\n";
 const std::string TWO_INPUTS =
     "sp5s,pid   -7 FIOloop, wrote 00000400, read 000003ff, errors 01 00[56 64][00 00][00 00]\n";
 const std::string UNOPENED_SPI = std::string("sp\0s,pid   -7 SpiFIOloop, ", 26) +
@@ -40,7 +42,7 @@ const report_case REPORT_CASES[] = {
      "-P4 -Y /r0/t",
      EVERYTHING_PASSES,
      {"PASS: 2 of 2", "run 1: pass, known from its status report", "8838 wrote", "256 read",
-      "; a status report alone does not show everything"}},
+      "this shows no stall", "; a status report alone does not show everything"}},
     {"without --expect other records may have no line",
      "\n" + GOOD_PRODUCER,
      nullptr,
@@ -85,6 +87,11 @@ const report_case REPORT_CASES[] = {
       "sample: step 24, byte read 0x09: on module 1 or 221 output 3.1, input 3.1 reads 1, input "
       "3.4 too\n",
       "sample: step 26, byte read 0x00: on module 1 or 221 output 3.3, input 3.3 reads 0\n"}},
+    {"a sample that fits no module",
+     "\n" + NO_INPUT,
+     nullptr,
+     SOMETHING_IS_WRONG,
+     {"reads 0; on module 2 or 219 output"}},
     {"a sample of an output that has two inputs",
      "\n" + TWO_INPUTS,
      nullptr,

@@ -134,8 +134,8 @@ const verdict_case CASES[] = {
      std::string(size_t{2} << 20, 'x') + "\n" + good_run(),
      EVERYTHING_PASSES,
      {"5 lists"}},
-    {"a start that the network repeats is no list",
-     good_run() + at(20, "<OL>"),
+    {"a line and a start that the network repeats are no list",
+     good_run() + at(20, producer(4000)) + at(20, "<OL>"),
      EVERYTHING_PASSES,
      {}},
     {"an end that the network repeats later is no second run, though a list was cut before",
@@ -280,6 +280,11 @@ const verdict_case CASES[] = {
          list(9000, {item("10 FIOloop sp5s wrote 9 read 9")}),
      SOMETHING_IS_WRONG,
      {"run 1: FAIL", "run 2: pass"}},
+    {"the messages of a run are counted together, with those after its last list",
+     at(5, "[26 24]") + list(10, {producer(5)}) + at(15, "Couldn't open SP8") +
+         list(20, {producer(9)}) + at(25, "[26 24]"),
+     EVERYTHING_PASSES,
+     {"message \"[26 24]\" and 1 more\n", "message \"Couldn't open SP8\"\n"}},
     {"an eeprom that is read no more",
      at(5, "eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
      SOMETHING_IS_WRONG,
@@ -308,6 +313,10 @@ TEST(Verdict, each_log_gets_its_verdict) {
         for (const char *part : each.said)
             EXPECT_TRUE(seen.says(part)) << part << "\n" << seen.report;
     }
+}
+
+TEST(Verdict, a_fault_of_the_modem_lines_has_no_sample) {
+    EXPECT_FALSE(judge_text(crossover(500, 499, "2,0,0", 499, "2,0,0", 10)).says("sample"));
 }
 
 TEST(Expectation, names_every_record_of_the_plan_in_its_order) {
