@@ -200,6 +200,7 @@ TEST(Reading, a_traditional_time_goes_on_into_the_next_year) {
     line_parser parser(2026);
     const int64_t before = parser.parse("Dec 31 23:59:59 r o: <OL>").time_ms;
     EXPECT_EQ(parser.parse("Jan  1 00:00:00 r o: <OL>").time_ms - before, 1000);
+    EXPECT_EQ(parser.parse("Dec 31 23:59:59 r o: <OL>").time_ms, before); // it came late
 }
 
 TEST(Reading, the_journals_export_gives_the_same_verdict) {

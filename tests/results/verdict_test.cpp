@@ -70,6 +70,10 @@ const verdict_case CASES[] = {
      list(10, {receiver(70, 70), producer(100)}) + list(20, {receiver(140, 140), producer(200)}),
      EVERYTHING_PASSES,
      {}},
+    {"errors of a run of ten minutes have a pace",
+     list(10, {producer(5)}) + list(610, {producer(9, "0,0,1")}),
+     SOMETHING_IS_WRONG,
+     {"00:10:10, 6 an hour"}},
     {"silences of a receiver are errors",
      lists_of({receiver(5, 5, "0,0,2")}),
      SOMETHING_IS_WRONG,
@@ -331,6 +335,7 @@ TEST(Expectation, names_every_record_of_the_plan_in_its_order) {
               "6 Datakey spi; 7 eeprom spi; 11 filesys opt held; 5 bbsram file_copy held; "
               "8 dram user held; 0 panel; 0 sp2 loop; 5 sp8 loop; ");
     EXPECT_TRUE(expect("-C5 -C5 -F").size() == 1); // the port is taken
+    EXPECT_EQ(expect("-Y /r0/a\\ b").at(0).option, "-Y/r0/a b");
     EXPECT_THROW(expect("-Q"), std::invalid_argument);
     EXPECT_THROW(expect("-I 'oven"), std::invalid_argument);
 }
