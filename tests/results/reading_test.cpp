@@ -183,6 +183,7 @@ TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
             SCOPED_TRACE(form.line);
             line_parser parser(2026);
             const std::string text = std::string(form.line) + message;
+            EXPECT_EQ(time_of_line(text, 2026), form.time_ms);
             std::array buffers = {text, text};
             for (std::string &bytes : buffers) {
                 const parsed_line line = parser.parse(bytes);

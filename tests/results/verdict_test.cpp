@@ -70,6 +70,10 @@ const verdict_case CASES[] = {
      list(10, {receiver(70, 70), producer(100)}) + list(20, {receiver(140, 140), producer(200)}),
      EVERYTHING_PASSES,
      {}},
+    {"of many bad records the first ones are named",
+     list(10, std::vector(10, producer(5, "0,0,1"))),
+     SOMETHING_IS_WRONG,
+     {" and 2 more"}},
     {"errors of a run of ten minutes have a pace",
      list(10, {producer(5)}) + list(610, {producer(9, "0,0,1")}),
      SOMETHING_IS_WRONG,
@@ -285,10 +289,10 @@ const verdict_case CASES[] = {
      SOMETHING_IS_WRONG,
      {"run 1: FAIL", "run 2: pass"}},
     {"the messages of a run are counted together, with those after its last list",
-     at(5, "[26 24]") + list(10, {producer(5)}) + at(15, "Couldn't open SP8") +
+     at(5, "[26 24]") + list(10, {producer(5)}) + at(15, "<20 stat 0 204>") +
          list(20, {producer(9)}) + at(25, "[26 24]"),
      EVERYTHING_PASSES,
-     {"message \"[26 24]\" and 1 more\n", "message \"Couldn't open SP8\"\n"}},
+     {"message \"[26 24]\" and 1 more\n", "did not answer: message \"<20 stat 0 204>\"\n"}},
     {"an eeprom that is read no more",
      at(5, "eeprom too long 5 e 4 f") + list(10, {item("7 eeprom spi wrote 0 read 900")}),
      SOMETHING_IS_WRONG,
