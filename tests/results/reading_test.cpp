@@ -190,6 +190,7 @@ TEST(Reading, every_form_of_a_log_gives_time_host_ident_and_message) {
                 EXPECT_EQ(line.time_ms, form.time_ms);
                 EXPECT_EQ(line.host, form.host);
                 EXPECT_EQ(line.ident, form.ident);
+                EXPECT_EQ(line.pid, text.find("812") != std::string::npos ? 812 : 0);
                 EXPECT_EQ(line.text, message);
                 EXPECT_EQ(line.kind, kind);
                 bytes.assign(bytes.size(), '?'); // the next read of a file does so
@@ -231,6 +232,9 @@ TEST(Reading, the_journals_export_gives_the_same_verdict) {
     EXPECT_TRUE(seen.says("2026-11-22 01:31:01 to 2026-11-22 01:31:21 (20 s), 3 lists") &&
                 seen.says("PASS: 1 of 1"))
         << seen.report;
+    log_history history;
+    read_text(history, text);
+    EXPECT_EQ(history.boards.at(0).runs.at(0).pid, 812);
 }
 
 // The target aborts when something does not hold.

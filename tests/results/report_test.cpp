@@ -148,4 +148,8 @@ TEST(Report, is_judged_as_far_as_its_lines_show) {
     }
 }
 
+TEST(Report, has_no_plots) {
+    EXPECT_EQ(forms_of("\n" + GOOD_PRODUCER).page.find("class=\"plots\""), std::string::npos);
+}
+
 } // namespace
