@@ -12,6 +12,15 @@
 
 namespace simulator {
 
+// What a wait is for: the same for all threads that share the word.
+struct futex_word {
+    pid_t owner;      // the process; 0: every process that shares the memory
+    std::string file; // of shared memory
+    uint64_t place;   // in the file, or else the address
+
+    bool operator==(const futex_word &) const = default;
+};
+
 namespace {
 
 constexpr int OPERATION = ~(FUTEX_PRIVATE_FLAG | FUTEX_CLOCK_REALTIME);
@@ -26,15 +35,6 @@ uint32_t bits_of(const request &asked) {
                ? static_cast<uint32_t>(asked.arguments[5])
                : FUTEX_BITSET_MATCH_ANY;
 }
-
-// What a wait is for: the same for all threads that share the word.
-struct futex_word {
-    pid_t owner;      // the process; 0: every process that shares the memory
-    std::string file; // of shared memory
-    uint64_t place;   // in the file, or else the address
-
-    bool operator==(const futex_word &) const = default;
-};
 
 futex_word word_at(uint64_t address, const request &asked, const thread &caller) {
     if ((asked.arguments[1] & FUTEX_PRIVATE_FLAG) == 0)
