@@ -238,6 +238,10 @@ void scheduler::let_kernel_carry_out(thread &of, const timed_call &row) {
         if (!clock.take_mapping(of.asked))
             do_work(of);
         return;
+    case timed_kind::send_signal:
+        if (!kill_process(of))
+            pass_on(of.asked);
+        return;
     case timed_kind::poll_with_mask:
         note_mask(of.asked);
         return requests.hand_over(of.asked);
@@ -274,6 +278,24 @@ void scheduler::do_work(thread &of) {
     const int64_t cost_us = is_of_port ? 0 : costs.of(of.asked);
     if (of.now == thread::state::ready && cost_us > 0 && ++of.works > FREE_WORKS)
         delay(of, now_us() + cost_us);
+}
+
+// kill(2) of another process with SIGKILL: the board sends it, and waits for the end. If the kernel
+// did, SIGCHLD could come while the board has not received the caller's next call, and end that
+// call with EINTR. False if it is left to the kernel, which looks at the rights of another user.
+bool scheduler::kill_process(const thread &of) {
+    const auto &words = of.asked.arguments;
+    if (of.asked.call != SYS_kill || words[1] != SIGKILL || !shares_process_numbers(of.id))
+        return false;
+    process *target = processes.find_process(static_cast<pid_t>(words[0]));
+    if (target == nullptr || target == of.owner || target->has_ended ||
+        user_of_task(target->id) != user_of_task(of.id))
+        return false;
+    if (kill(target->id, SIGKILL) != 0)
+        return false;
+    bury(*target);
+    answer(of.asked, 0);
+    return true;
 }
 
 void scheduler::finish_calls() {

@@ -120,6 +120,7 @@ private:
     void note_mask(const request &asked);
     void begin_program(const thread &of);
     void do_work(thread &of);
+    bool kill_process(const thread &of);
     void yield(thread &of);
 
     // Waiting until threads are stopped again.

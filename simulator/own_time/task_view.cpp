@@ -230,6 +230,18 @@ std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address) {
                         there->offset + address - there->begin};
 }
 
+uid_t user_of_task(pid_t thread) {
+    struct stat folder {};
+    return stat(path_of(thread, "").c_str(), &folder) == 0 ? folder.st_uid : static_cast<uid_t>(-1);
+}
+
+bool shares_process_numbers(pid_t thread) {
+    struct stat its {};
+    struct stat own {};
+    return stat(path_of(thread, "ns/pid").c_str(), &its) == 0 &&
+           stat("/proc/self/ns/pid", &own) == 0 && its.st_ino == own.st_ino;
+}
+
 std::string program_of_task(pid_t thread) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = readlink(path_of(thread, "exe").c_str(), path.data(), path.size() - 1);

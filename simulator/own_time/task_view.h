@@ -62,6 +62,12 @@ struct shared_place {
 };
 std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address);
 
+// Who it runs as; an unknown user if it is gone.
+uid_t user_of_task(pid_t thread);
+
+// Whether its process numbers are the board's: it is in no PID namespace of its own.
+bool shares_process_numbers(pid_t thread);
+
 // The path of its program.
 std::string program_of_task(pid_t thread);
 

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -325,6 +327,21 @@ TEST(OwnTime, stands_still_while_a_program_that_its_own_alarm_has_killed_is_endi
         ASSERT_FALSE(run.log.empty());
         EXPECT_EQ(run.log.back().time_ms, 2000);
     }
+}
+
+// The end of the first child must not interrupt the kill of the second. An ordinary user's board
+// does not have the priority that would hide it.
+TEST(OwnTime, kills_one_process_before_the_program_goes_on) {
+    (void)prctl(PR_CAPBSET_DROP, CAP_SYS_NICE);
+    board_run run = board_run::program(
+        in_own_time({}),
+        {"sh", "-c",
+         "for i in 1 2 3 4 5 6 7 8 9 10; do sleep 9 & one=$!; sleep 9 & kill -KILL $one $!; done; "
+         "kill -KILL 1000 || unshare --user --pid --fork sh -c 'sleep 1 & kill -KILL $!; echo "
+         "$!'"});
+    EXPECT_EQ(run.finish(), 0) << run.errors;
+    EXPECT_EQ(run.errors.find("Interrupted"), std::string::npos) << run.errors;
+    EXPECT_EQ(run.output, "2\n");
 }
 
 // The parent's write is not stopped: it ends before its next stopped call.
