@@ -155,6 +155,20 @@ transfer manufacturer 63 at 250000/8 34 cb 00 00 00 00 00 00 stopped
 )");
 }
 
+TEST_F(SpiCalls, of_a_module_at_work_that_is_held_ask_for_its_status) {
+    device.transfer = answer<221>;
+    const auto start = [] { return spi_fio_loop_test(0, "/dev/manufacturer"); };
+    auto lines = run(start, {{"nap 30000", 1, hold_it}, {"nap 50000", 2, stop_it}});
+    lines.erase(lines.begin(), std::ranges::find(lines, "nap 50000"));
+    EXPECT_EQ(joined(lines), R"(nap 50000
+transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00
+nap 50000
+transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00 stopped
+nap 5000 stopped
+close manufacturer finished
+)");
+}
+
 TEST_F(SpiCalls, of_memories_open_and_close_them_in_each_turn_and_of_loopbacks_keep_them_open) {
     device.transfer = [](std::span<const uint8_t> sent, std::span<uint8_t> received) {
         std::ranges::copy(sent, received.begin());

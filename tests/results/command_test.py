@@ -81,6 +81,12 @@ class Command(unittest.TestCase):
             self.assertLess(time.monotonic(), latest, 'it uses a processor while nothing happens')
             time.sleep(0.05)
 
+    def test_a_log_that_ends_within_a_list_is_cut(self):
+        self.log.write_text(one_list(10, 0) + one_list(20, 0) + one_list(30, 0).rpartition('2026')[0])
+        status, output = self.run_with()
+        self.assertEqual(status, 1)
+        self.assertIn('CUT', output)
+
     def test_each_new_list_of_a_followed_log_shows_the_table_again(self):
         terminal, other_end = pty.openpty()
         self.log.write_text(one_list(10, 0))
