@@ -33,7 +33,7 @@ struct receiver {
 };
 
 // If the far end never pauses, this never returns: start the receiver first. A port that has hung
-// up ends it, too: it is never silent.
+// up is never silent, so the hang-up ends the drain.
 void drain_input(int port) {
     while (input_within(port, DRAIN_POLL_MS))
         if (read_block(port) <= 0 && has_hung_up(port))

@@ -24,9 +24,9 @@ constexpr int64_t FINISH_US = 2'000'000; // for a slow reader of the output
 constexpr int RAISED_NICE = -10;
 
 // Keeps the board on time when the machine is busy. Only a privileged board may raise its priority;
-// the program under test always keeps the ordinary one. In the board's own time, too, though a
-// sixth faster without: a signal ends a call with EINTR that the board has not received yet, and
-// with this priority it receives each before another process can send one.
+// the program under test always keeps the ordinary one. The board's own time needs the priority
+// too, although it costs a sixth of the speed: the board then receives each call before another
+// process can send a signal. A call that it has not received would end with EINTR.
 void raise_priority() {
     sched_param lowest{};
     lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);

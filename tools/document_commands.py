@@ -9,8 +9,8 @@ In Markdown, commands are in a fenced block of the kind `console`, in a manual p
 backslash at its end, or a line that begins with "> ", it continues. The lines that follow, up to the
 next command, are what it prints on standard output and standard error. If there are none, anything
 may be printed. The commands of a block run in one shell, and each must end with status 0, unless the
-next command prints $?. A block of the kind `text` that begins with "+ " is what a script prints: its commands
-begin with "+ ". What a block leaves in the background ends with it. Blocks run beside each
+next command prints $?. A block of the kind `text` whose first line begins with "+ " is what a script prints; there
+"+ " marks the commands. What a block leaves in the background ends with it. Blocks run beside each
 other and share nothing.
 
 Printed and expected lines are compared by these rules:

@@ -37,8 +37,8 @@ class log_history {
 public:
     // Takes a line of any program. Returns the board if the line completed a list.
     const board_history *take(const parsed_line &line);
-    // Takes the status reports of a file that holds no list: each is a run of one board, which has
-    // no run if there are none.
+    // Takes the status reports of a file that holds no list. Each is a run of one board; without
+    // reports the board has no run.
     void take_reports(const std::string &name, const report_reader &read);
     // Takes what is left of lists without an end.
     void finish();

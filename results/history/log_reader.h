@@ -36,7 +36,7 @@ public:
 private:
     // Reads up to the end of the next list; null at the end of the source.
     const board_history *read_list(bool is_final);
-    // Keeps what the line is of a status report, too.
+    // Also keeps the line if it is of a status report.
     parsed_line parse(std::string_view line, bool is_whole);
     const board_history *take(std::string_view line);
     const board_history *take_unfinished(std::string_view line);

@@ -280,9 +280,10 @@ void scheduler::do_work(thread &of) {
         delay(of, now_us() + cost_us);
 }
 
-// kill(2) of another process with SIGKILL: the board sends it, and waits for the end. If the kernel
-// did, SIGCHLD could come while the board has not received the caller's next call, and end that
-// call with EINTR. False if it is left to the kernel, which looks at the rights of another user.
+// kill(2) of another process with SIGKILL: the board sends the signal, and waits for the end. If
+// the kernel sent it, SIGCHLD could come before the board has received the caller's next call,
+// which would fail with EINTR. False if the kill is left to the kernel, which checks the rights of
+// other users.
 bool scheduler::kill_process(const thread &of) {
     const auto &words = of.asked.arguments;
     if (of.asked.call != SYS_kill || words[1] != SIGKILL || !shares_process_numbers(of.id))

@@ -12,7 +12,7 @@
 
 namespace simulator {
 
-// What a wait is for: the same for all threads that share the word.
+// The word that a thread waits for. Equal for all threads that share the word.
 struct futex_word {
     pid_t owner;      // the process; 0: every process that shares the memory
     std::string file; // of shared memory
