@@ -116,6 +116,14 @@ transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00
 nap 20000
 )";
 
+const std::string SPI_HELD = R"(nap 50000
+transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00
+nap 50000
+transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00 stopped
+nap 5000 stopped
+close manufacturer finished
+)"; // stopped in the second nap
+
 std::string loopback_calls(const std::string &name) {
     return "open /dev/" + name + " rw\n" + name + " mode 02\n" + name + " bits 08\n" + name +
            " speed 250000\ntransfer " + name +
@@ -130,13 +138,7 @@ std::string memory_calls(const std::string &name) {
 TEST_F(SpiCalls, of_an_unknown_module_are_identification_and_status_and_go_on_under_the_hold) {
     device.transfer = answer<1>;
     const auto start = [] { return spi_fio_loop_test(0, "/dev/manufacturer"); };
-    EXPECT_EQ(joined(run(start, {{"nap 50000", 2, stop_it}})), SPI_START + R"(nap 50000
-transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00
-nap 50000
-transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00 stopped
-nap 5000 stopped
-close manufacturer finished
-)");
+    EXPECT_EQ(joined(run(start, {{"nap 50000", 2, stop_it}})), SPI_START + SPI_HELD);
 }
 
 TEST_F(SpiCalls, of_a_step_set_the_output_let_it_settle_and_read) {
@@ -160,13 +162,7 @@ TEST_F(SpiCalls, of_a_module_at_work_that_is_held_ask_for_its_status) {
     const auto start = [] { return spi_fio_loop_test(0, "/dev/manufacturer"); };
     auto lines = run(start, {{"nap 30000", 1, hold_it}, {"nap 50000", 2, stop_it}});
     lines.erase(lines.begin(), std::ranges::find(lines, "nap 50000"));
-    EXPECT_EQ(joined(lines), R"(nap 50000
-transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00
-nap 50000
-transfer manufacturer 53 at 250000/8 31 ff 31 00 00 00 00 00 stopped
-nap 5000 stopped
-close manufacturer finished
-)");
+    EXPECT_EQ(joined(lines), SPI_HELD);
 }
 
 TEST_F(SpiCalls, of_memories_open_and_close_them_in_each_turn_and_of_loopbacks_keep_them_open) {
