@@ -226,6 +226,7 @@ TEST(Reading, the_journals_export_gives_the_same_verdict) {
         text += "__CURSOR=s=2\n_HOSTNAME=rack7\n\n"; // an entry without a message
         entry("Stress 020000001234 : </OL><P>");
     }
+    text.pop_back(); // the blank line after the last entry
     const outcome seen = judge_text(text);
     EXPECT_EQ(seen.status, EVERYTHING_PASSES);
     EXPECT_TRUE(seen.says("Stress 020000001234 on rack7")) << seen.report;

@@ -351,7 +351,8 @@ TEST(Expectation, what_is_missing_more_or_idle_decides) {
     EXPECT_TRUE(less.says("MISSING    sp5 loop    -E55") && less.says("not judged panel"))
         << less.report;
     const outcome more = judge_text(good_run(), expecting("-P2"));
-    EXPECT_TRUE(more.status == SOMETHING_IS_WRONG && more.says("UNEXPECTED sp1 consume"))
+    EXPECT_TRUE(more.status == SOMETHING_IS_WRONG && more.says("UNEXPECTED sp1 consume") &&
+                more.says("not expected"))
         << more.report;
     EXPECT_TRUE(more.says("pass       sp2 produce") && !more.says("MISSING")) << more.report;
     const std::string idle = list(10, {producer(5), dram(0)});
@@ -359,6 +360,8 @@ TEST(Expectation, what_is_missing_more_or_idle_decides) {
     const outcome expected = judge_text(idle, expecting("-P2 -D"));
     EXPECT_TRUE(expected.status == NOTHING_WAS_TESTED && expected.says("NOT ALL TESTED: 1 of 2"))
         << expected.report;
+    const std::string whole_run = list(20, {producer(1), dram(1)});
+    EXPECT_EQ(judge_text(idle + whole_run, expecting("-P2 -D")).status, NOTHING_WAS_TESTED);
 }
 
 TEST(Allowance, counts_in_all_or_for_each_hour_that_has_begun) {
