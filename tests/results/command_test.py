@@ -43,6 +43,7 @@ class Command(unittest.TestCase):
 
     def test_each_option_does_what_it_says(self):
         page = self.log.with_name('page')
+        followed_page = self.log.with_name('followed')
         for options, status, part in (
                 ((), 1, 'board oven on rack7: FAIL'),
                 (('--allow', 'produce:1<=1'), 0, 'board oven on rack7: pass'),
@@ -56,12 +57,22 @@ class Command(unittest.TestCase):
                 (('--fail-fast',), 2, ''),
                 (('--help',), 0, 'Reads results lists of hk_stress'),
                 (('--help',), 0, '2 wrong use, unreadable input or unwritable output'),
-                (('--follow', '--fail-fast'), 1, 'board oven on rack7: FAIL')):
+                (('--follow', '--fail-fast', '--html', followed_page), 1, 'board oven on rack7: FAIL')):
             with self.subTest(options=options):
                 seen, output = self.run_with(*options)
                 self.assertEqual(seen, status)
                 self.assertIn(part, output)
-        self.assertIn('"counts":[10,20],"errors":[0,1]', page.read_text())
+        for written in (page, followed_page):
+            self.assertIn('"counts":[10,20],"errors":[0,1]', written.read_text())
+
+    def test_the_verdict_on_rows_is_on_standard_error(self):
+        started = self.start('--format', 'csv', stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        _, errors = started.communicate(timeout=LIMIT_S)
+        self.assertEqual(errors, 'FAIL: 0 of 1 record good, 1 run, 1 board; wrong: sp2 produce\n')
+
+    def test_an_output_without_room_is_an_error(self):
+        with open('/dev/full', 'w', encoding='ascii') as full:
+            self.assertEqual(self.start(stdout=full).wait(LIMIT_S), 2)
 
     def wait_for(self, terminal, text):
         seen = ''
