@@ -72,10 +72,9 @@ bool take_quiet(run_settings &settings, const char *) {
 
 bool take_clock(run_settings &settings, const char *text) {
     settings.own_time = text == std::string_view("virtual");
-    if (settings.own_time) {
-        settings.seed = 1; // unless --seed gives another
+    settings.seed = settings.own_time ? 1 : run_settings{}.seed; // unless --seed gives another
+    if (settings.own_time)
         return can_have_own_time();
-    }
     return text == std::string_view("real") ||
            complain("--clock %s: a clock is virtual or real", text);
 }

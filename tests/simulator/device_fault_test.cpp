@@ -155,6 +155,12 @@ TEST_F(Devices, a_fault_that_never_struck_is_said_to_be_so_and_random_ones_tell_
     ASSERT_EQ(run.log.size(), 2U);
     EXPECT_EQ(run.log[0].text, "random faults follow --seed 7");
     EXPECT_EQ(run.log[1].text, "fault cut:2 never struck");
+    board_run again = board_run::program(
+        {"--clock", "virtual", "--clock", "real", "--cable", "2-8", "--fault", "cut:2~60"},
+        {"true"});
+    EXPECT_EQ(again.finish(), 0);
+    ASSERT_EQ(again.log.size(), 2U);
+    EXPECT_NE(again.log[0].text, "random faults follow --seed 1"); // the seed of the other clock
 }
 
 } // namespace
