@@ -41,7 +41,6 @@ std::optional<std::string_view> line_reader::next() {
         const void *found = memchr(from + searched, '\n', end - at - searched);
         if (found != nullptr) {
             const auto length = static_cast<size_t>(static_cast<const char *>(found) - from);
-            last = at;
             at += length + 1;
             has_break = true;
             return is_start ? std::string_view(from, std::min(length, LINE_MAX_BYTES)) : "";

@@ -28,7 +28,7 @@ public:
     void resume() {
         is_at_end = false;
     }
-    // Keeps the start of a line that is not complete yet for the next call of `next`.
+    // Keeps the start of a line for the next call of `next`: the line returned last had no break.
     void keep_last();
 
 private:
@@ -39,7 +39,7 @@ private:
     std::vector<char> buffer;
     size_t at = 0;
     size_t end = 0;
-    size_t last = 0; // where the last line began
+    size_t last = 0; // where the last line without its break began
     bool has_break = true;
     bool is_at_end = false;
     bool is_filled = false; // by the last read
