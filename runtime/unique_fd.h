@@ -9,10 +9,6 @@ public:
     unique_fd() = default;
     explicit unique_fd(int fd) : fd_(fd) {}
     unique_fd(unique_fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    unique_fd &operator=(unique_fd &&other) noexcept {
-        reset(std::exchange(other.fd_, -1));
-        return *this;
-    }
     ~unique_fd() {
         reset();
     }
