@@ -8,6 +8,7 @@
 #include "fio/start.h"
 
 #include <cstdlib>
+#include <sched.h>
 #include <unistd.h>
 
 #include "fio/fio_module.h"
@@ -32,6 +33,7 @@ struct fio_loop {
     fio_frame request = {};
     fio_frame reply = {};
 
+    void set_up() const;
     void turn();
     void before_nap();
     void release();
@@ -55,6 +57,12 @@ void open_port(fio_loop &test) {
         ++test.record.errors;
         set_shared_word(test.record.hold, HOLD_REQUESTED);
     }
+}
+
+void fio_loop::set_up() const {
+    sched_param priority = {};
+    (void)sched_getparam(0, &priority);
+    priority.sched_priority = 4; // not applied: the process keeps the policy it inherited
 }
 
 void fio_loop::turn() {
