@@ -4,7 +4,7 @@ import dataclasses
 import os
 import re
 
-MARK = re.compile(r'(?:<!--|\.\\")\s*(not run|any numbers):\s*(.*?)\s*(?:-->)?$')
+MARK = re.compile(r'(?:<!--|\.\\")\s*not run:\s*(.*?)\s*(?:-->)?$')
 PROGRAM = re.compile(r'(\./\w|build/|(cmake|ctest|ninja|sudo|hk_\w+)\b)')
 
 
@@ -20,7 +20,6 @@ class Block:
     file: str
     commands: list = dataclasses.field(default_factory=list)
     not_run: str = ''
-    any_numbers: str = ''
 
 
 def commands_of(lines):
@@ -56,7 +55,7 @@ def without_empty_ends(lines):
 def block_of(file, lines, mark):
     block = Block(file, commands_of(lines))
     if mark:
-        setattr(block, mark[1].replace(' ', '_'), mark[2] or 'no reason given')
+        block.not_run = mark[1] or 'no reason given'
     return block
 
 

@@ -66,9 +66,6 @@ class DocumentCommands(unittest.TestCase):
         self.assert_run(console('$ echo read 5 # --clock virtual\nread 5'))
         self.assert_failed(console('$ echo read 5 # --clock virtual\nread 6'), '+++ printed')
 
-    def test_any_numbers_lets_a_zero_be_a_count(self):
-        self.assert_run(console('$ echo errors 5\nerrors 0', '<!-- any numbers: load -->'))
-
     def test_a_status_that_is_not_shown_must_be_0(self):
         self.assert_failed(console('$ (exit 3)'), 'ends with status 3')
         self.assert_run(console('$ (exit 3)\n$ echo $?\n3'))
