@@ -21,7 +21,7 @@ constexpr option_row OPTIONS[] = {
     {"port", "PORT", "--port 3", "add a port with nothing connected", add_port},
     {"fio", "ADDRESS=TYPE,...", "--fio 20=221,16=2",
      "put field I/O modules with loopback harnesses on port 5s", plug_modules},
-    {"spi", "[reserved=]TYPE|loop", "--spi 219",
+    {"spi", "[manufacturer=|reserved=]TYPE|loop", "--spi 219",
      "put a field I/O module, or a loopback, on /dev/manufacturer (or /dev/reserved)",
      add_spi_device},
     {"datakey", "present|absent", "--datakey present", "add a datakey holder", add_datakey},
