@@ -51,7 +51,8 @@ TEST_F(FioCalls, a_field_io_exchange_drains_on_both_sides_of_its_request_and_set
     const std::string silent = "poll sp5s in pri 6\nsp5s count waiting bytes\n";
     EXPECT_EQ(joined(run(start, {{"nap 10000", 1, [] { is_silent = true; }},
                                  {"write sp5s 10", 2, stop_it}})),
-              R"(open /dev/sp5s rw
+              R"(read priority
+open /dev/sp5s rw
 sp5s get settings
 sp5s set settings and flush
 sp5s request 40047300 01 0a 00 00

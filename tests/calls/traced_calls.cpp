@@ -3,6 +3,7 @@
 #include <csignal>
 #include <ctime>
 #include <dirent.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -68,6 +69,8 @@ extern "C" {
 TRACED(int, unlink, (const char *path), (path), "unlink " + std::string(path))
 TRACED(int, rmdir, (const char *path), (path), "rmdir " + std::string(path))
 TRACED(int, sched_yield, (), (), "yield")
+TRACED(int, sched_getparam, (pid_t pid, struct sched_param *found), (pid, found),
+       "read priority" + (pid == 0 ? "" : " of " + number(pid)))
 TRACED_ONLY(void, sync, (), (), "sync", )
 TRACED_ONLY(int, mlockall, (int flags), (flags),
             flags == MCL_CURRENT ? "lock memory" : "lock memory otherwise", 0)
