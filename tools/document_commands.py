@@ -15,8 +15,8 @@ other and share nothing.
 
 Printed and expected lines are compared by these rules:
   - A number is what it is in a block with --clock virtual: its run is the same on each machine.
-    Elsewhere a whole number, decimal or hexadecimal, equals any other, but zero equals zero only:
-    "errors 0,0,0" is a statement. The digits before a point or comma and those after it are two
+    Elsewhere a whole number, decimal or hexadecimal without 0x, equals any other, but zero equals
+    zero only: "errors 0,0,0" is a statement. The digits before a point or comma and those after it are two
     numbers. A number within a word, as in sp2, is part of a name.
   - A time of day, or a date with a time, equals any other.
   - Blanks: one equals many. Blanks at the end of a line and empty lines at both ends do not count.
