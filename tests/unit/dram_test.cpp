@@ -82,6 +82,11 @@ TEST_F(Dram, a_pass_ends_with_a_bad_block_or_the_one_that_reaches_the_limit_and_
     }
 }
 
+TEST(DramBlock, is_good_whatever_follows_it) {
+    std::vector<uint8_t> blocks(size_t{2} * BLOCK, DRAM_FILL);
+    EXPECT_EQ(first_bad_dram_byte(blocks.data()), BLOCK);
+}
+
 TEST_F(Dram, tested_blocks_are_wiped_and_listed_in_order) {
     filled.clear();
     spoiled_offsets = {100}; // the bad block too

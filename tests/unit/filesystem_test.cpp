@@ -68,6 +68,17 @@ TEST_F(Filesystem, keeps_a_directory_that_is_there_and_its_files_of_the_right_si
     EXPECT_FALSE(exists("kept/file-000F"));
 }
 
+TEST_F(Filesystem, writes_nothing_where_its_path_is_no_directory) {
+    write_whole("plain", words(1));
+    const pid_t self = getpid();
+    filesystem_test(0, "plain");
+    if (getpid() != self)
+        _exit(1); // the routine returns here if its set-up fails
+    ASSERT_TRUE(wait_until([] { return shared_word(record(1).pid) == PID_STOP; }));
+    EXPECT_EQ(record(1).errors, 1);
+    EXPECT_FALSE(exists("file-0000"));
+}
+
 TEST_F(Filesystem, compares_each_file_with_the_number_in_its_name) {
     struct {
         const char *name;
