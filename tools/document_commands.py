@@ -9,15 +9,15 @@ In Markdown, commands are in a fenced block of the kind `console`, in a manual p
 backslash at its end, or a line that begins with "> ", it continues. The lines that follow, up to the
 next command, are what it prints on standard output and standard error. If there are none, anything
 may be printed. The commands of a block run in one shell, and each must end with status 0, unless the
-next command prints $?. A block of the kind `text` whose first line begins with "+ " is what a script prints; there
-"+ " marks the commands. What a block leaves in the background ends with it. Blocks run beside each
-other and share nothing.
+next command prints $?. A block of the kind `text` whose first line begins with "+ " is what a script
+prints; there "+ " marks the commands. What a block leaves in the background ends with it. Blocks run
+beside each other and share nothing.
 
 Printed and expected lines are compared by these rules:
   - A number is what it is in a block with --clock virtual: its run is the same on each machine.
     Elsewhere a whole number, decimal or hexadecimal without 0x, equals any other, but zero equals
-    zero only: "errors 0,0,0" is a statement. The digits before a point or comma and those after it are two
-    numbers. A number within a word, as in sp2, is part of a name.
+    zero only: "errors 0,0,0" is a statement. The digits before a point or comma and those after it
+    are two numbers. A number within a word, as in sp2, is part of a name.
   - A time of day, or a date with a time, equals any other.
   - Blanks: one equals many. Blanks at the end of a line and empty lines at both ends do not count.
   - "..." is any text, over any number of lines; alone on a line it may also be no line.

@@ -3,7 +3,8 @@
 KINDS names them:
     constants    a number by one more, a comparison by its neighbour, true by false
     statements   a call, an assignment, an increment, an output with <<, a throw or a jump is deleted
-    arguments    the first two arguments of a call change places, but not of max, min, clamp and comparisons like strcmp
+    arguments    the first two arguments of a call change places, but not of max, min, clamp and comparisons
+                 like strcmp
     failures     a system call is not made and has failed
 """
 import bisect
@@ -37,7 +38,7 @@ SYSTEM_CALL = re.compile(
     r"|wait|chdir|rmdir|stat|opendir|sync|gettimeofday|signal|syslog|openlog|readlink)\(")
 FAILED = {'mmap': 'MAP_FAILED', 'shmat': 'reinterpret_cast<void *>(-1)', 'opendir': 'nullptr', 'signal': 'SIG_ERR',
           'sync': '(void)0', 'syslog': '(void)0', 'openlog': '(void)0'}
-CALL = re.compile(r"(?<=[^\w])(?P<name>(?!(?:max|min|clamp|\w*cmp)\()[a-z]\w*)\(")  # GCC's: the same in either order
+CALL = re.compile(r"(?<=[^\w])(?P<name>(?!(?:max|min|clamp|\w*cmp)\()[a-z]\w*)\(")  # whose order shows nothing
 
 
 @dataclasses.dataclass(frozen=True)
