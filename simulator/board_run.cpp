@@ -23,19 +23,29 @@ namespace {
 constexpr int64_t FINISH_US = 2'000'000; // for a slow reader of the output
 constexpr int RAISED_NICE = -10;
 
-// Keeps the board on time when the machine is busy. Only a privileged board may raise its priority;
-// the program under test always keeps the ordinary one. The board's own time needs the priority
-// too, although on an idle machine it costs a sixth of the speed: the board then receives each call
-// before another process can send a signal. A call that it has not received would end with EINTR.
-// Beside other work, three runs with the ordinary priority took 2.7 times as long.
-void raise_priority() {
+// Gives this process the lowest real-time priority, or a raised ordinary one.
+void take_priority(int policy, int flags) {
     sched_param lowest{};
-    lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);
-    if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowest) != 0) {
-        const sched_param none{};
-        if (sched_setscheduler(0, SCHED_OTHER | SCHED_RESET_ON_FORK, &none) == 0)
-            (void)setpriority(PRIO_PROCESS, 0, RAISED_NICE);
-    }
+    lowest.sched_priority = sched_get_priority_min(policy);
+    if (sched_setscheduler(0, policy | flags, &lowest) == 0)
+        return;
+    const sched_param none{};
+    if (sched_setscheduler(0, SCHED_OTHER | flags, &none) == 0)
+        (void)setpriority(PRIO_PROCESS, 0, RAISED_NICE);
+}
+
+// Keeps the board on time when the machine is busy. Only a privileged board may raise its priority.
+// With the machine's clock the program under test keeps the ordinary one.
+//
+// In the board's own time both have the same priority. Board and program take turns at each stopped
+// call: other work that delays one of them delays both. And a board above the program costs two
+// switches more at each call: the kernel wakes it while the program still holds the lock that the
+// board then needs.
+void raise_priority() {
+    if (has_own_clock())
+        take_priority(SCHED_RR, 0);
+    else
+        take_priority(SCHED_FIFO, SCHED_RESET_ON_FORK);
     (void)mlockall(MCL_CURRENT);
 }
 
