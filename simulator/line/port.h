@@ -31,6 +31,14 @@ struct outcome {
     int64_t until = NEVER; // a waiting call is due then, unless something changes first
 };
 
+// What calls would return that are made now, if they do not wait.
+struct at_once {
+    short events = 0;        // as poll(2) finds them
+    size_t readable = 0;     // bytes: all that one read can return; 0: it may wait, or has more
+    size_t room = 0;         // bytes: a write of no more than these takes all
+    bool is_drained = false; // tcdrain(3) does not wait
+};
+
 struct open_call {
     bool nonblocking;
     bool is_counted = false; // the port counts as open, although the call may still wait
@@ -111,6 +119,9 @@ public:
     // kernel makes the call again for a handler with SA_RESTART, false if it always returns EINTR.
     bool interrupt_request(int64_t now, const request_call &call);
     short poll(int64_t now); // events, see poll(2)
+    // Copies what a read would return to `to`. Nothing is foreseen of a port that has been hung up,
+    // that changes characters on their way, or whose reads give the other end a sign to go on.
+    at_once foresee(int64_t now, std::span<uint8_t> to);
 
     // Changes whenever a waiting call may have become due.
     uint64_t changes() const {
@@ -145,6 +156,7 @@ private:
     bool carries_frames() const;
     bool sees_carrier() const;
     bool has_room_for_poll() const;
+    size_t copy_input(std::span<uint8_t> to) const;
     bool has_input(size_t least) const;
     void raise_lines(uint32_t lines);
     void lower_lines(uint32_t lines);

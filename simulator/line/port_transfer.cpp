@@ -136,4 +136,26 @@ short port::poll(int64_t now) {
     return static_cast<short>(readable | writable);
 }
 
+// All of the next read; 0 if that has more, or may wait.
+size_t port::copy_input(std::span<uint8_t> to) const {
+    if (!carries_frames())
+        return tty.has_input(settings.c_cc[VMIN]) ? tty.copy_input(to) : 0;
+    if (received_frames.empty() || received_frames.front().size() > to.size())
+        return 0;
+    std::ranges::copy(received_frames.front(), to.begin());
+    return received_frames.front().size();
+}
+
+at_once port::foresee(int64_t now, std::span<uint8_t> to) {
+    const short events = poll(now);
+    const bool changes_characters =
+        (settings.c_lflag & ICANON) != 0 || (settings.c_oflag & OPOST) != 0;
+    const bool has_flow_control =
+        (settings.c_cflag & CRTSCTS) != 0 || (settings.c_iflag & IXOFF) != 0;
+    if (is_hung_up || changes_characters || has_flow_control)
+        return {};
+    const size_t room = carries_frames() ? frames.room() : output.room();
+    return {events, copy_input(to), writing == nullptr ? room : 0, drain_time() <= now};
+}
+
 } // namespace simulator::line

@@ -231,6 +231,13 @@ size_t discipline::read(int64_t now, std::span<uint8_t> bytes) {
     return count;
 }
 
+size_t discipline::copy_input(std::span<uint8_t> to) const {
+    if (buffer.size() > to.size())
+        return 0;
+    std::ranges::transform(buffer, to.begin(), &cell::byte);
+    return buffer.size();
+}
+
 void discipline::flush_input(int64_t now, bool with_flip_buffers) {
     if (with_flip_buffers)
         flip.clear();

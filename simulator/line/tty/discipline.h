@@ -38,6 +38,8 @@ public:
     size_t readable() const;
     // True if a read can return: `least` bytes, or a complete line in canonical mode.
     bool has_input(size_t least) const;
+    // Copies the bytes of the read buffer if there is room for all of them. Returns how many.
+    size_t copy_input(std::span<uint8_t> to) const;
     // Moves bytes to the reader, at most one line in canonical mode.
     size_t read(int64_t now, std::span<uint8_t> bytes);
 
