@@ -1,6 +1,7 @@
 #include "simulator/own_time/clock_stub.h"
 
 #include "simulator/own_time/clock_functions.h"
+#include "simulator/own_time/shared_memory.h"
 #include "simulator/requests/caller.h"
 #include "simulator/requests/notification.h"
 #include "simulator/time/clock.h"
@@ -26,13 +27,12 @@ using replacement = program_clock::replacement;
 constexpr size_t COMPARED_BYTES = 8; // of a function: as long as the shortest replacement
 
 // The code of a function, or the plain call where the kernel's function is shorter.
-replacement make_replacement(const Elf64_Sym &symbol, const clock_function &function, int lent) {
+replacement make_replacement(const Elf64_Sym &symbol, const clock_function &function) {
     if (function.code.empty() || symbol.st_size < function.code.size())
-        return {symbol.st_value, plain_call(function.call)};
-    std::vector<uint8_t> code(function.code.begin(), function.code.end());
-    const auto number = static_cast<uint64_t>(lent); // the last word
-    memcpy(&code[code.size() - sizeof number], &number, sizeof number);
-    return {symbol.st_value, code, symbol.st_value + code.size() - 2 * sizeof number};
+        return {symbol.st_value, plain_call(function.call), symbol.st_size};
+    const std::vector<uint8_t> code(function.code.begin(), function.code.end());
+    return {symbol.st_value, code, symbol.st_size,
+            symbol.st_value + code.size() - sizeof(uint64_t)}; // the last word
 }
 
 // Every process has the same functions, at another address.
@@ -55,7 +55,7 @@ const Elf64_Shdr *find_section(uint32_t type) {
     return nullptr;
 }
 
-std::vector<replacement> find_replacements(int lent) {
+std::vector<replacement> find_replacements() {
     std::vector<replacement> found;
     const Elf64_Shdr *symbols = own_functions() != nullptr ? find_section(SHT_DYNSYM) : nullptr;
     if (symbols == nullptr)
@@ -67,7 +67,7 @@ std::vector<replacement> find_replacements(int lent) {
         const std::string_view name = at<char>(names->sh_offset + symbol->st_name);
         for (const clock_function &each : clock_functions())
             if (name == each.name)
-                found.push_back(make_replacement(*symbol, each, lent));
+                found.push_back(make_replacement(*symbol, each));
     }
     return found;
 }
@@ -101,21 +101,22 @@ clock_page::moment in_nanoseconds(int64_t time_us) {
 
 } // namespace
 
+unique_fd open_memory(pid_t process) {
+    return open_file_of(process, "mem", O_RDWR);
+}
+
 program_clock::program_clock(int number)
-    : lent(number),
-      replacements(find_replacements(number)),
-      memory(memfd_create("clock", MFD_CLOEXEC)) {
+    : lent(number), replacements(find_replacements()), memory(memfd_create("shared", MFD_CLOEXEC)) {
     void *mapped = MAP_FAILED;
-    if (ftruncate(memory.get(), CLOCK_PAGE_BYTES) == 0)
-        mapped =
-            mmap(nullptr, CLOCK_PAGE_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0);
+    if (ftruncate(memory.get(), SHARED_BYTES) == 0)
+        mapped = mmap(nullptr, SHARED_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0);
     if (mapped != MAP_FAILED) // else every read is a call
         page = static_cast<clock_page *>(mapped);
 }
 
 program_clock::~program_clock() {
     if (page != nullptr)
-        (void)munmap(page, CLOCK_PAGE_BYTES);
+        (void)munmap(page, SHARED_BYTES);
 }
 
 bool program_clock::has_replaced(pid_t process) const {
@@ -130,15 +131,39 @@ bool program_clock::has_replaced(pid_t process) const {
            std::ranges::equal(there, std::span(first.code).first(there.size()));
 }
 
-bool program_clock::replace_functions(pid_t process) const {
-    const uint64_t begin = functions_of(process);
+bool program_clock::replace_functions(const request &first_call) {
+    detours.erase(first_call.caller);
+    const uint64_t begin = functions_of(first_call.caller);
     if (begin == 0)
         return true; // it has to call the kernel
-    const unique_fd file = open_file_of(process, "mem", O_RDWR);
+    const unique_fd file = open_memory(first_call.caller);
     for (const replacement &each : replacements)
         if (!write_at(file, begin + each.offset, each.code.data(), each.code.size()))
             return false;
+    if (first_call.call == SYS_brk && page != nullptr)
+        make_map(first_call, file, begin);
     return !replacements.empty();
+}
+
+// The first call of a program returns to the code that maps the memory, if a function has room for
+// that. When that code shows the memory's address, the instructions after the call are again as
+// they were.
+void program_clock::make_map(const request &first_call, const unique_fd &file, uint64_t begin) {
+    const std::vector<uint8_t> code = mapping_code(lent, first_call.place);
+    const auto has_room = [&](const replacement &each) {
+        return each.room >= each.code.size() + code.size();
+    };
+    const auto found = std::ranges::find_if(replacements, has_room);
+    if (code.empty() || found == replacements.end())
+        return;
+    const uint64_t address = begin + found->offset + found->code.size();
+    const std::vector<uint8_t> jump = jump_to(address);
+    detour made{first_call.place, std::vector<uint8_t>(jump.size())};
+    const auto place = static_cast<off_t>(made.address);
+    if (pread(file.get(), made.code.data(), made.code.size(), place) == std::ssize(made.code) &&
+        write_at(file, address, code.data(), code.size()) &&
+        write_at(file, made.address, jump.data(), jump.size()))
+        detours[first_call.caller] = made;
 }
 
 bool program_clock::take_mapping(const request &asked) const {
@@ -152,19 +177,40 @@ bool program_clock::take_mapping(const request &asked) const {
     return true;
 }
 
-void program_clock::take_address(const request &asked) const {
-    const uint64_t address = asked.arguments[3];
+void program_clock::take_address(const request &asked) {
+    const auto made = detours.extract(asked.caller);
+    if (made.empty())
+        return;
+    const unique_fd file = open_memory(asked.caller);
+    const auto &[address, code] = made.mapped();
+    (void)write_at(file, address, code.data(), code.size());
+    const uint64_t shared = asked.arguments[3];
     clock_page there{};
-    const bool is_known = address != 0 && address % CLOCK_PAGE_BYTES == 0 && page != nullptr &&
-                          read_memory(asked, address, &there, sizeof there) &&
-                          memcmp(&there, page, sizeof there) == 0;
-    if (!is_known)
+    const bool is_mapped = shared != 0 && shared % CLOCK_PAGE_BYTES == 0 &&
+                           read_memory(asked, shared, &there, sizeof there) &&
+                           memcmp(&there, page, sizeof there) == 0;
+    if (!is_mapped)
         return;
     const uint64_t begin = functions_of(asked.caller);
-    const unique_fd file = open_file_of(asked.caller, "mem", O_RDWR);
     for (const replacement &each : replacements)
         if (each.page_word != 0)
-            (void)write_at(file, begin + each.page_word, &address, sizeof address);
+            (void)write_at(file, begin + each.page_word, &shared, sizeof shared);
+}
+
+uint8_t *program_clock::shared_memory() const {
+    return reinterpret_cast<uint8_t *>(page);
+}
+
+uint64_t program_clock::address_in(pid_t process) const {
+    const auto has_page = [](const replacement &each) { return each.page_word != 0; };
+    const auto found = std::ranges::find_if(replacements, has_page);
+    const uint64_t begin = functions_of(process);
+    uint64_t address = 0;
+    if (begin == 0 || found == replacements.end() ||
+        pread(open_memory(process).get(), &address, sizeof address,
+              static_cast<off_t>(begin + found->page_word)) != sizeof address)
+        return 0;
+    return address;
 }
 
 void program_clock::allow_reads(int count) {
@@ -176,6 +222,10 @@ void program_clock::allow_reads(int count) {
     page->monotonic = in_nanoseconds(now_us());
     page->calendar = in_nanoseconds(calendar_us());
     page->time_of_day = {calendar_us() / US_PER_SECOND, calendar_us() % US_PER_SECOND};
+}
+
+int program_clock::reads_left() const {
+    return page != nullptr ? page->reads_left : 0;
 }
 
 int program_clock::take_reads() {

@@ -45,6 +45,7 @@ scheduler::scheduler(request_channel &all_requests, port_calls &all_calls)
     : requests(all_requests),
       calls(all_calls),
       clock(all_calls.numbers.first - 1),
+      quick(clock, all_calls),
       machine_start_us(machine_us()) {
     start_tick();
     keep_responses(this);
@@ -97,13 +98,18 @@ void scheduler::give_token(thread &of) {
         queue.push_back(&of);
 }
 
-// The thread may read the time without a call where that counts as if each read were one: while no
-// other thread can run, and as often as calls cost no time. The file of --calls has every read.
-void scheduler::allow_clock_reads(const thread &of, timed_kind left_to_kernel) {
-    const bool is_alone = left.empty() && left_to_kernel != timed_kind::birth &&
+// The thread may read the time and use ports without a call where that counts as if each were one:
+// while no other thread can run, and as often as calls cost no time. After a birth the new thread
+// runs too, and the parent of a vfork(2) goes on as soon as its child has another program or ends.
+// The file of --calls has every call.
+void scheduler::allow_unstopped_calls(const thread &of, timed_kind left_to_kernel) {
+    const bool is_alone = left.empty() && of.owner->vfork_parent == 0 &&
+                          left_to_kernel != timed_kind::birth &&
                           left_to_kernel != timed_kind::execute;
     const int calls_made = of.asked_at_us == now_us() ? of.calls_at_once : 0;
-    clock.allow_reads(is_alone && !log.is_open() ? std::max(0, CALLS_AT_ONCE - calls_made) : 0);
+    const int count = is_alone && !log.is_open() ? std::max(0, CALLS_AT_ONCE - calls_made) : 0;
+    clock.allow_reads(count);
+    quick.offer(of, count > 0 && left_to_kernel != timed_kind::close);
 }
 
 // False if the thread is not stopped again.
@@ -112,7 +118,7 @@ bool scheduler::release(thread &of) {
     const timed_kind left_to_kernel = kind_left_to_kernel(of);
     if (of.asked_at_us < now_us())
         of.works = 0;
-    allow_clock_reads(of, left_to_kernel);
+    allow_unstopped_calls(of, left_to_kernel);
     log.note(of.asked, of.called_at_us, of.answer);
     if (!send_response(of.asked, of.answer)) { // it has been killed
         end(of);
@@ -134,11 +140,12 @@ bool scheduler::come_back(thread &of, timed_kind kind) {
     if (kind == timed_kind::work && opens_file(of.asked.call))
         await_opening(of);
     const bool is_back = await(of);
-    of.clock_reads = clock.take_reads();
+    take_over_quick_calls(of);
     vforking = nullptr;
     of.has_executed = executes;
     if (executes) {
         drop_ended_siblings(of);
+        quick.forget(of.owner->id);
         follow_execute(of);
     }
     if (kind == timed_kind::birth)
@@ -150,6 +157,12 @@ bool scheduler::come_back(thread &of, timed_kind kind) {
         bury_killed();
     }
     return is_back && of.now == thread::state::held;
+}
+
+// The thread does not run.
+void scheduler::take_over_quick_calls(thread &of) {
+    of.clock_reads += clock.take_reads();
+    quick.take_over();
 }
 
 void scheduler::take_call(thread &of) {
@@ -165,6 +178,8 @@ void scheduler::take_call(thread &of) {
     if (std::exchange(of.has_executed, false) &&
         is_native_call(of.asked.architecture, of.asked.call))
         begin_program(of);
+    if (!log.is_open())
+        quick.learn(of);
     if (row != nullptr && is_native_call(of.asked.architecture, of.asked.call))
         carry_out(of, *row);
     else

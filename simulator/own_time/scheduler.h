@@ -2,10 +2,11 @@
 //
 // The token. Of all threads of the program one runs at a time: the one that has the token. The
 // kernel stops a thread in each call that sleeps, reads the time or can let another thread go on
-// (timed_calls.h); while it is stopped it does nothing, and the token is the board's. The board
-// answers the call and so hands the token on, and waits until that thread is stopped again. No two
-// threads ever race, so that the order of everything they do is the board's choice, and the board
-// chooses by rule: who was ready first runs first.
+// (timed_calls.h), but for those that the program answers itself (clock_stub.h, quick_calls.h).
+// While it is stopped it does nothing, and the token is the board's. The board answers the call and
+// so hands the token on, and waits until that thread is stopped again. No two threads ever race, so
+// that the order of everything they do is the board's choice, and the board chooses by rule: who
+// was ready first runs first.
 //
 // The clock. While a thread runs the clock stands still: computing costs nothing (but see
 // work_costs.h). When no thread is ready, the clock jumps to the next moment at which anything is
@@ -38,8 +39,9 @@
 //
 // Spins. A program that waits in a loop of calls for a moment to come would never see it come:
 // after a thousand calls at one moment each further one lasts a microsecond. So does a read of the
-// time, though most reads are no call (clock_stub.h). A loop without any
-// call cannot be given a time that would be the same twice; it ends the run with a message.
+// time and a call on a port, though the board stops few of them (clock_stub.h, quick_calls.h). A
+// loop without any call cannot be given a time that would be the same twice; it ends the run with
+// a message.
 #pragma once
 
 #include "simulator/devices/serial/port_calls.h"
@@ -50,6 +52,7 @@
 #include "simulator/own_time/calls/work_costs.h"
 #include "simulator/own_time/clock_stub.h"
 #include "simulator/own_time/processes.h"
+#include "simulator/own_time/quick/quick_calls.h"
 #include "simulator/own_time/task_view.h"
 #include "simulator/requests/notification.h"
 #include "simulator/requests/request_channel.h"
@@ -113,7 +116,8 @@ private:
     void give_token(thread &of);
     bool release(thread &of);
     bool come_back(thread &of, timed_kind kind);
-    void allow_clock_reads(const thread &of, timed_kind left_to_kernel);
+    void allow_unstopped_calls(const thread &of, timed_kind left_to_kernel);
+    void take_over_quick_calls(thread &of);
     void take_call(thread &of);
     void carry_out(thread &of, const timed_call &row);
     void let_kernel_carry_out(thread &of, const timed_call &row);
@@ -127,7 +131,7 @@ private:
     bool await(thread &of);
     void await_opening(const thread &of);
     bool receive_next(int listener, request &asked);
-    void arrive(const request &asked, const thread *awaited);
+    void arrive(const request &asked, thread *awaited);
     void look_at(thread &running);
     bool is_computing_without_end(const thread &running);
     void leave_in_kernel(thread &of, task_state state);
@@ -167,6 +171,7 @@ private:
     request_channel &requests;
     port_calls &calls;
     program_clock clock;
+    quick_calls quick;
     process_table processes;
     futexes futex_waits;
     std::set<int> listeners;
@@ -182,6 +187,7 @@ private:
     bool looks_everywhere = true;
     bool has_reported_trace = false;   // of a traced process
     int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
+    int unstopped_calls_left = 0;      // of the running thread, when last looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};
     std::map<std::string, int> unknown;

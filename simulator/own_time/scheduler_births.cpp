@@ -93,6 +93,7 @@ void scheduler::bury(process &ended) {
         give_way(); // the kernel is reaping it
     processes.remember_end(ended);
     timers.forget(ended.id);
+    quick.forget(ended.id);
     created_timers.forget(ended.id);
     calls.note_changed_descriptors();
     looks_everywhere = true; // the board's own children are reaped

@@ -19,7 +19,7 @@ namespace simulator {
 void scheduler::begin_program(const thread &of) {
     if (clock.has_replaced(of.id))
         return;
-    if (!clock.replace_functions(of.id))
+    if (!clock.replace_functions(of.asked))
         report("the clock of %s cannot be replaced", program_of_task(of.id).c_str());
     created_timers.forget(of.owner->id);
     free_vfork_parent(*of.owner);

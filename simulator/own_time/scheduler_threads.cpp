@@ -55,7 +55,7 @@ bool scheduler::await(thread &of) {
     return of.now == thread::state::held;
 }
 
-void scheduler::arrive(const request &asked, const thread *awaited) {
+void scheduler::arrive(const request &asked, thread *awaited) {
     thread *of = processes.find(asked.caller);
     if (of == nullptr) {
         strangers.push_back(asked);
@@ -63,6 +63,8 @@ void scheduler::arrive(const request &asked, const thread *awaited) {
             vforking->now = thread::state::waits_for_child;
         return;
     }
+    if (of == awaited)
+        take_over_quick_calls(*of);
     of->asked = asked;
     of->now = thread::state::held;
     of->is_untaken = true;
@@ -72,10 +74,13 @@ void scheduler::look_at(thread &running) {
     pollfd polls[] = {{running.owner->end.get(), POLLIN, 0}, {running.listener, POLLIN, 0}};
     const task_state state = state_of_task(running.id);
     (void)poll(polls, std::size(polls), 0);
-    if (polls[0].revents != 0)
-        bury(*running.owner);
-    else if (polls[1].revents != 0)
+    const bool has_ended = polls[0].revents != 0;
+    if (!has_ended && polls[1].revents != 0)
         return; // it has just been stopped
+    if (has_ended || state != task_state::working)
+        take_over_quick_calls(running);
+    if (has_ended)
+        bury(*running.owner);
     else if (state == task_state::gone)
         running.now = thread::state::gone;
     else if (state != task_state::working)
@@ -86,7 +91,8 @@ void scheduler::look_at(thread &running) {
 
 bool scheduler::is_computing_without_end(const thread &running) {
     const int64_t used_us = processor_time_us(running.id);
-    if (computing_from_us == NEVER)
+    const int left_before = std::exchange(unstopped_calls_left, clock.reads_left());
+    if (computing_from_us == NEVER || left_before != unstopped_calls_left)
         computing_from_us = used_us;
     return used_us - computing_from_us > COMPUTING_US;
 }

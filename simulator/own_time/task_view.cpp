@@ -23,6 +23,7 @@ namespace {
 constexpr size_t STATE_FIELD = 0; // of what follows the name in /proc/PID/stat
 constexpr size_t USER_TIME_FIELD = 11;
 constexpr size_t SYSTEM_TIME_FIELD = 12;
+constexpr size_t DATA_END_FIELD = 43;
 
 // Calls that wait for another process or for the operator, and for no time.
 constexpr int WAITS_FOR_OTHERS[] = {
@@ -228,6 +229,24 @@ std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address) {
         return std::nullopt;
     return shared_place{there->device + " " + there->number,
                         there->offset + address - there->begin};
+}
+
+writable_areas writable_areas_of(pid_t process) {
+    writable_areas found;
+    const auto data_end = static_cast<uint64_t>(number_in(status_words(process), DATA_END_FIELD));
+    std::ifstream maps(path_of(process, "maps"));
+    for (std::string line; std::getline(maps, line);) {
+        const mapping each = read_mapping(line);
+        if (each.rights != "rw-p")
+            continue;
+        if (each.begin < data_end && data_end <= each.end)
+            found.data = {each.begin, each.end};
+        else if (found.data.end == each.begin)
+            found.data.end = each.end;
+        else if (each.file == "[stack]")
+            found.stack = {each.begin, each.end};
+    }
+    return found;
 }
 
 uid_t user_of_task(pid_t thread) {

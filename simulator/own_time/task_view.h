@@ -62,6 +62,17 @@ struct shared_place {
 };
 std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address);
 
+// Memory that a process may write and shares with no other: its data with what follows, such as the
+// heap, and its stack. Not all of it. From a begin to the address after the end.
+struct writable_areas {
+    struct area {
+        uint64_t begin = 0;
+        uint64_t end = 0;
+    };
+    area data, stack;
+};
+writable_areas writable_areas_of(pid_t process);
+
 // Who it runs as; an unknown user if it is gone.
 uid_t user_of_task(pid_t thread);
 

@@ -59,7 +59,8 @@ bool receive(int listener, request &asked) {
              static_cast<pid_t>(notification.pid),
              notification.data.arch,
              notification.data.nr,
-             {}};
+             {},
+             notification.data.instruction_pointer};
     std::copy_n(notification.data.args, asked.arguments.size(), asked.arguments.begin());
     return true;
 }

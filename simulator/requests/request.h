@@ -19,6 +19,7 @@ struct request {
     uint32_t architecture; // the call table of the number, see linux/audit.h
     int call;              // number of the system call
     std::array<uint64_t, 6> arguments;
+    uint64_t place = 0; // of the instruction after the one that entered the kernel
 
     // The descriptor that the call is about.
     int descriptor() const {

@@ -125,18 +125,6 @@ steps decide_by_request(std::span<const uint32_t> numbers) {
     return all;
 }
 
-// Ends the filter by whether the first argument is 0: both of its halves are.
-steps decide_by_null() {
-    return {
-        load(argument(0)),
-        unless_equal(0, 3),
-        load(offsetof(seccomp_data, args) + sizeof(uint32_t) - LOW_WORD),
-        unless_equal(0, 1),
-        give(SECCOMP_RET_USER_NOTIF),
-        give(SECCOMP_RET_ALLOW),
-    };
-}
-
 steps decide(stopped_when when, const port_descriptors &ports) {
     switch (when) {
     case stopped_when::on_port_descriptor:
@@ -147,8 +135,6 @@ steps decide(stopped_when when, const port_descriptors &ports) {
         return decide_by_descriptor(ports, 2);
     case stopped_when::copying_port_descriptor:
         return decide_by_copy(ports);
-    case stopped_when::with_null_argument:
-        return decide_by_null();
     default:
         return {give(SECCOMP_RET_USER_NOTIF)};
     }

@@ -53,7 +53,6 @@ enum class stopped_when {
     on_either_port_descriptor, // the first or the second argument
     on_third_port_descriptor,
     copying_port_descriptor,
-    with_null_argument, // the first one
 };
 
 struct call_row {

@@ -35,7 +35,7 @@ enum class timed_kind {
     send_signal,
     birth,
     execute,
-    early_after_execute, // a C library's first call: the program's clock is replaced in time
+    memory, // changes what the program may use
     end,
     first_of_child,
     close,
@@ -85,6 +85,14 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_openat, "openat", timed_kind::work},
     {SYS_creat, "creat", timed_kind::work},
     {SYS_mmap, "mmap", timed_kind::work},
+    // A C library's first call: the program's clock is replaced in time.
+    {SYS_brk, "brk", timed_kind::memory},
+    {SYS_munmap, "munmap", timed_kind::memory},
+    {SYS_mremap, "mremap", timed_kind::memory},
+    {SYS_mprotect, "mprotect", timed_kind::memory},
+    {SYS_pkey_mprotect, "pkey_mprotect", timed_kind::memory},
+    {SYS_shmat, "shmat", timed_kind::memory},
+    {SYS_shmdt, "shmdt", timed_kind::memory},
     {SYS_sync, "sync", timed_kind::work},
     {SYS_fsync, "fsync", timed_kind::work},
     {SYS_fdatasync, "fdatasync", timed_kind::work},
@@ -102,7 +110,6 @@ constexpr timed_call TIMED_CALLS[] = {
     {SYS_vfork, "vfork", timed_kind::birth},
     {SYS_execve, "execve", timed_kind::execute},
     {SYS_execveat, "execveat", timed_kind::execute},
-    {SYS_brk, "brk", timed_kind::early_after_execute, stopped_when::with_null_argument},
     {SYS_exit, "exit", timed_kind::end},
     {SYS_exit_group, "exit_group", timed_kind::end},
     {SYS_set_robust_list, "set_robust_list", timed_kind::first_of_child},

@@ -124,6 +124,20 @@ bool port_calls::is_served_by_line(const serial_port &port, int descriptor) cons
     return descriptor >= numbers.first || !port.is_served_by_terminal();
 }
 
+void port_calls::add_known_ports(pid_t caller,
+                                 std::vector<std::pair<int, serial_port *>> &found) const {
+    if (may_have_changed || !continued_polls.empty())
+        return;
+    for (auto each = remembered.lower_bound({caller, numbers.first});
+         each != remembered.end() && each->first.first == caller; ++each) {
+        serial_port *port = each->second;
+        const auto is_same = [&](const auto &other) { return other.second == port; };
+        if (port != nullptr && !port->is_served_by_terminal() && !port->was_opened_one_way() &&
+            std::ranges::none_of(found, is_same))
+            found.emplace_back(each->first.second, port);
+    }
+}
+
 port_calls::port_calls(std::vector<serial_port *> all_ports, port_descriptors port_numbers)
     : numbers(port_numbers), ports(std::move(all_ports)) {
     for (serial_port *port : ports)

@@ -71,6 +71,11 @@ struct port_calls final : call_taker, event_source {
     // if the port's terminal answers.
     serial_port *port_at(const request &asked, int descriptor) const;
 
+    // Appends the caller's descriptors of which the board knows that they are ports' and that the
+    // line serves them in both directions, one of each port. None if descriptors may just have
+    // changed.
+    void add_known_ports(pid_t caller, std::vector<std::pair<int, serial_port *>> &found) const;
+
     held_calls held;
     // The ends of polls during which their callers were stopped: the kernel makes each call again.
     std::map<pid_t, int64_t> continued_polls;
