@@ -7,12 +7,13 @@
 // The board's functions read a page of the board's, so that a read costs no stopped call. The page
 // is shared by all processes. Only a process itself can map it: the board makes the first call of
 // each program return to code that calls mmap(2), for which the board lends a descriptor, and then
-// makes the plain system call, with which it shows the board where the page is. The page changes
-// only while no thread of the program runs.
+// clock_gettime(2), with which it shows the board where the page is. The page changes only while no
+// thread of the program runs.
 //
-// The page also has the number of reads that are left. Each read takes one off; when none is left,
-// a read is the plain system call, which the board answers. So the board counts every read, and a
-// spin on the time ends as it would if each read were a call.
+// The page also has the number of reads that are left. Each read takes one off, and so does a
+// quick call (quick_calls.h); when none is left, a read is the plain system call, which the board
+// answers. So the board counts every read, and a spin on the time ends as it would if each read
+// were a call.
 #pragma once
 
 #include "simulator/base/unique_fd.h"
@@ -62,11 +63,11 @@ public:
     void allow_reads(int count);
     // How many reads are left to it.
     int reads_left() const;
-    // How many times the time has been read since.
+    // How many times it has read the time, or made a quick call (quick_calls.h), since.
     int take_reads();
 
 private:
-    // What was where a jump to the mapping code is.
+    // The instructions that a jump to the mapping code replaces for a while.
     struct detour {
         uint64_t address;
         std::vector<uint8_t> code;
@@ -76,7 +77,7 @@ private:
 
     const int lent;
     const std::vector<replacement> replacements;
-    const unique_fd memory; // shared, which begins with the page
+    const unique_fd memory; // shared; the page is at its beginning
     clock_page *page = nullptr;
     std::map<pid_t, detour> detours; // of programs that have just begun, by thread
     int allowed = 0;

@@ -98,8 +98,8 @@ void scheduler::give_token(thread &of) {
         queue.push_back(&of);
 }
 
-// The thread may read the time and use ports without a call where that counts as if each were one:
-// while no other thread can run, and as often as calls cost no time. After a birth the new thread
+// The thread may read the time and use ports without a stopped call while no other thread can run,
+// and as often as stopped calls cost no time. After a birth the new thread
 // runs too, and the parent of a vfork(2) goes on as soon as its child has another program or ends.
 // The file of --calls has every call.
 void scheduler::allow_unstopped_calls(const thread &of, timed_kind left_to_kernel) {

@@ -3,10 +3,10 @@
 // The token. Of all threads of the program one runs at a time: the one that has the token. The
 // kernel stops a thread in each call that sleeps, reads the time or can let another thread go on
 // (timed_calls.h), but for those that the program answers itself (clock_stub.h, quick_calls.h).
-// While it is stopped it does nothing, and the token is the board's. The board answers the call and
-// so hands the token on, and waits until that thread is stopped again. No two threads ever race, so
-// that the order of everything they do is the board's choice, and the board chooses by rule: who
-// was ready first runs first.
+// While a thread is stopped it does nothing, and the token is the board's. The board answers the
+// call and so hands the token on, and waits until that thread is stopped again. No two threads ever
+// race, so that the order of everything they do is the board's choice, and the board chooses by
+// rule: who was ready first runs first.
 //
 // The clock. While a thread runs the clock stands still: computing costs nothing (but see
 // work_costs.h). When no thread is ready, the clock jumps to the next moment at which anything is
@@ -186,7 +186,7 @@ private:
     bool has_signal = false;
     bool looks_everywhere = true;
     bool has_reported_trace = false;   // of a traced process
-    int64_t computing_from_us = NEVER; // processor time of the running thread, when first looked at
+    int64_t computing_from_us = NEVER; // processor time of the running thread after its last call
     int unstopped_calls_left = 0;      // of the running thread, when last looked at
     uint64_t forgotten_changes = 0;
     timer_t tick{};

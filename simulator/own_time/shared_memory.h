@@ -1,6 +1,6 @@
 // The memory that the board shares with the programs: the clock, what calls on ports would return,
-// and code. Every process of the program maps it, at an address of its own. Nothing here needs the
-// C++ library, whose headers the code for the programs cannot include.
+// and code. Each program with a C library maps it, at any address; forks inherit it. Nothing here
+// needs the C++ library, whose headers the code for the programs cannot include.
 #pragma once
 
 #include <stddef.h>
@@ -41,7 +41,7 @@ struct quick_entry {
     uint32_t bytes; // the result
 };
 
-// An area of the process's memory, to the address after it.
+// An area of the process's memory; `end` is the address after it.
 struct quick_area {
     uint64_t begin;
     uint64_t end;

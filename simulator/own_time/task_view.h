@@ -19,8 +19,7 @@ enum class task_state {
 
 task_state state_of_task(pid_t thread);
 
-// Lets a thread run whose state is about to change. Its priority is lower than the board's:
-// sched_yield(2) is not enough.
+// Lets a thread run whose state is about to change: sleeps for a millisecond of the machine's time.
 void give_way();
 
 // The name of the call in which a thread sleeps in the kernel. Empty if the call can only be ended
@@ -63,7 +62,8 @@ struct shared_place {
 std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address);
 
 // Memory that a process may write and shares with no other: its data with what follows, such as the
-// heap, and its stack. Not all of it. From a begin to the address after the end.
+// heap, and the stack of its first thread. Other such memory is left out. `end` is the address
+// after the area.
 struct writable_areas {
     struct area {
         uint64_t begin = 0;

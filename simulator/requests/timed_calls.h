@@ -1,8 +1,9 @@
 // The system calls that the kernel stops for the board's own time: those that sleep, read or set a
-// time, or that let another thread run. Everything else runs at full speed.
+// time, let another thread run, or change the memory that a program may use. Everything else runs
+// at full speed.
 //
 // What depends on the processor is here, by the names of <sys/syscall.h>, and in
-// clock_functions.cpp.
+// clock_functions.cpp and the folder own_time/quick/.
 #pragma once
 
 #include "simulator/requests/stopped_calls.h"

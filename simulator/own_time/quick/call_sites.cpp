@@ -44,8 +44,8 @@ constexpr size_t NEAR_BYTES = 5;                                            // o
 constexpr size_t SHORT_BYTES = 2;
 constexpr auto ENTER_KERNEL = std::to_array<uint8_t>({0x0f, 0x05}); // syscall
 
-// What the C library has after the kernel has been entered, and fills the space to the next
-// function with.
+// What the C library has after the instruction that enters the kernel, and what it fills the space
+// to the next function with.
 constexpr auto COMPARE_RESULT = std::to_array<uint8_t>({0x48, 0x3d, 0x00, 0xf0, 0xff, 0xff});
 constexpr uint8_t JUMP_IF_ABOVE = 0x77;
 constexpr uint8_t RETURN = 0xc3;

@@ -1,5 +1,5 @@
-// The places at which programs make calls, and how they come from there to the code that answers
-// them, see quick_calls.h.
+// The places at which programs make calls, and how a call goes from there to the code that
+// answers it, see quick_calls.h.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct call_site {
     uint32_t call;
 };
 
-// The code that answers calls, entered at its begin. It is position-independent. Empty on a
+// The code that answers calls, entered at its beginning. It is position-independent. Empty on a
 // processor for which there is none.
 std::span<const uint8_t> quick_code();
 
@@ -36,7 +36,7 @@ struct code_change {
 // if the site does not look like those of the C library, or if the path is too far away.
 std::vector<code_change> change_site(const call_site &site, std::span<const uint8_t> around,
                                      uint64_t path);
-// Where a site that has been changed jumps to. 0 if it has not been.
+// Where the jump at a site goes to. 0 if there is none.
 uint64_t target_of_site(uint64_t address, std::span<const uint8_t> around);
 
 } // namespace simulator

@@ -13,17 +13,17 @@
 // are those of the C library, the board changes the one that loads the number of the call
 // into a jump to a path in the shared memory, which leads to the lent code and back. The path has
 // to be within 1 GiB of the place, as it is for a shared library. All other calls, such as those of
-// an emulator, are stopped as ever. So is every call that the lent code does not answer: if it
-// would wait or fail, if it has more than one descriptor to poll, or if its bytes are not in memory
-// that the program may write: its data, with the heap, and its stack.
+// an emulator, are stopped as ever. So is every call that the lent code does not answer, for
+// instance one that would wait or fail, that follows a read of the same port, or whose bytes are
+// neither in the data, with the heap, nor on the first stack of the program.
 //
 // A quick call counts as a read of the time does, see clock_stub.h: it takes one off the same
-// number, which is 0 whenever something else could run meanwhile. With --calls no program is
-// changed.
+// number, which is 0 whenever something else could run meanwhile and for --calls. With --calls no
+// such place is changed.
 //
-// What differs. A filter of its own (seccomp(2)) and syscall user dispatch do not see a program's
-// quick calls, each needs some 300 bytes of the stack, getrusage(2) shows that the program has
-// waited less often, and bytes on a guard page that madvise(2) has made end the program.
+// What differs. A program's own filter (seccomp(2)) and syscall user dispatch do not see its quick
+// calls. Each call needs some 300 bytes of the stack. getrusage(2) shows fewer waits. A quick call
+// on a guard page made by madvise(2) ends the program.
 #pragma once
 
 #include "simulator/devices/serial/port_calls.h"
@@ -61,7 +61,7 @@ private:
     struct user {
         std::set<uint64_t> known; // the places of calls that have been looked at
         bool has_paths = false;
-        bool knows_areas = false; // else its memory has changed
+        bool knows_areas = false; // false: look at them again
         writable_areas areas;
     };
 
