@@ -140,7 +140,6 @@ bool scheduler::come_back(thread &of, timed_kind kind) {
     if (kind == timed_kind::work && opens_file(of.asked.call))
         await_opening(of);
     const bool is_back = await(of);
-    take_over_quick_calls(of);
     vforking = nullptr;
     of.has_executed = executes;
     if (executes) {

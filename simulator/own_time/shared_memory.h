@@ -42,7 +42,7 @@ struct quick_entry {
 };
 
 // An area of the process's memory; `end` is the address after it.
-struct quick_area {
+struct memory_area {
     uint64_t begin;
     uint64_t end;
 };
@@ -52,7 +52,7 @@ struct quick_page {
     static constexpr size_t ENTRIES = 64;
     static constexpr size_t OUTPUT_BYTES = 4096;
 
-    quick_area areas[2]; // that the process can read and write
+    memory_area areas[2]; // that the process can read and write
     uint32_t port_count;
     uint32_t entry_count;
     uint32_t output_bytes;

@@ -1,6 +1,8 @@
 // What the board sees of a thread that is not stopped in a call: its state in /proc, see proc(5).
 #pragma once
 
+#include "simulator/own_time/shared_memory.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -62,14 +64,9 @@ struct shared_place {
 std::optional<shared_place> shared_place_at(pid_t thread, uint64_t address);
 
 // Memory that a process may write and shares with no other: its data with what follows, such as the
-// heap, and the stack of its first thread. Other such memory is left out. `end` is the address
-// after the area.
+// heap, and the stack of its first thread. Other such memory is left out.
 struct writable_areas {
-    struct area {
-        uint64_t begin = 0;
-        uint64_t end = 0;
-    };
-    area data, stack;
+    memory_area data{}, stack{};
 };
 writable_areas writable_areas_of(pid_t process);
 

@@ -18,7 +18,7 @@ constexpr int64_t NOT_QUICK = -1; // the program has to make the call
 #define IN_PROGRAMS __attribute__((always_inline)) inline
 
 IN_PROGRAMS bool is_known(const quick_page &page, uint64_t address, uint64_t bytes) {
-    for (const quick_area &area : page.areas)
+    for (const memory_area &area : page.areas)
         if (address >= area.begin && address < area.end && bytes <= area.end - address)
             return true;
     return false;

@@ -109,9 +109,8 @@ void quick_calls::offer(const thread &of, bool may_use) {
     if (!std::exchange(offered.knows_areas, true))
         offered.areas = writable_areas_of(of.owner->id);
     holder = of.owner->id;
-    const auto &[data, stack] = offered.areas;
-    page->areas[0] = {data.begin, data.end};
-    page->areas[1] = {stack.begin, stack.end};
+    page->areas[0] = offered.areas.data;
+    page->areas[1] = offered.areas.stack;
     ports.clear();
     calls.add_known_ports(of.id, ports);
     ports.resize(std::min(ports.size(), quick_page::PORTS));
